@@ -1,0 +1,315 @@
+#include <tessalune/frame/pins/KLPins.h>
+#include <tessalune/frame/pins/KLTopology.h>
+#include <tessalune/frame/runtime/QSThread.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace tessalune {
+
+std::uint32_t NextOperationID() noexcept {
+  static std::atomic<std::uint32_t> Last{0};
+  std::uint32_t ID = ++Last;
+  while (ID == 0) ID = ++Last;
+  return ID;
+}
+
+TKLMasterPumpOperation::TKLMasterPumpOperation(TObject* APump) noexcept
+    : IKLNotifyOperation(Class), Pump(APump), OperationID(NextOperationID()) {}
+
+TKLLink::TKLLink(TKLBasicPin& ASource, TKLBasicPin& ASink, const TKLDataType& AType)
+    : Source(ASource),
+      Sink(ASink),
+      SourceGate(ASource.FGate),
+      SinkGate(ASink.FGate),
+      Type(&AType) {}
+
+TKLBasicPin::TKLBasicPin(TKLPinOwner AOwner, TKLDataTypes ATypes, TKLNotifyEvent AEvent)
+    : FOwner(std::move(AOwner)),
+      FGate(FOwner.Component != nullptr ? TRef<TCallGate>(&FOwner.Component->Gate())
+                                        : MakeRef<TCallGate>()),
+      FTypes(std::move(ATypes)),
+      FEvent(std::move(AEvent)) {
+  if (FOwner.Component == nullptr) return;
+  const std::lock_guard Guard(FOwner.Component->FPinsMutex);
+  FOwner.Component->FPins.push_back(this);
+}
+
+TKLBasicPin::~TKLBasicPin() {
+  DisconnectAll();
+  if (FOwner.Component != nullptr) {
+    const std::lock_guard Guard(FOwner.Component->FPinsMutex);
+    std::erase(FOwner.Component->FPins, this);
+  } else {
+    FGate->Close([] {});
+  }
+  FreeRetiredLinks();
+  delete FLinks.load();
+}
+
+std::string TKLBasicPin::Name() const {
+  if (Owner() == nullptr) return {};
+  for (const TPublishedPin* Row : Owner()->PublishedTable().Pins()) {
+    if (&Row->Get(*Owner()) == this) return std::string(Row->Name);
+  }
+  return {};
+}
+
+std::string TKLBasicPin::Describe() const {
+  if (Owner() == nullptr) return "a pin of the host's own";
+  const std::string OwnName = Name();
+  return Owner()->Describe() + "." + (OwnName.empty() ? "(unpublished pin)" : OwnName);
+}
+
+// --- links ---
+
+void TKLBasicPin::Connect(TKLBasicPin& AOther) {
+  TRef<TKLLink> Link;
+  {
+    const TKLTopology::TGuard Guard;
+    if (const auto Refusal = TKLTopology::WhyNot(*this, AOther)) throw EQSException(*Refusal);
+    const auto [Source, Sink] = TKLTopology::Ends(*this, AOther);
+    Link = MakeRef<TKLLink>(*Source, *Sink, *TKLTopology::CommonTypes(*Source, *Sink).front());
+    // The sink's side first: the pin is taken, and its component sees a link while it readies
+    // itself, but nothing crosses until the source's side is there.
+    Sink->AddLink(Link);
+  }
+  const auto Publish = [&Link] {
+    const TKLTopology::TGuard Guard;
+    if (!Link->Sink.LinkType(Link->Source)) return;  // taken off again meanwhile
+    Link->Source.AddLink(Link);
+    TKLTopology::Retype(*Link);
+  };
+  try {
+    Link->Source.LinkMade(*Link, Publish);
+  } catch (...) {
+    Disconnect(AOther);
+    throw;
+  }
+}
+
+std::optional<std::string> TKLBasicPin::WhyNotConnect(TKLBasicPin& AOther) {
+  const TKLTopology::TGuard Guard;
+  return TKLTopology::WhyNot(*this, AOther);
+}
+
+void TKLBasicPin::Disconnect(TKLBasicPin& AOther) { RemoveLinks(&AOther); }
+
+void TKLBasicPin::DisconnectAll() { RemoveLinks(nullptr); }
+
+// Takes off all links, or those with AOther only.
+void TKLBasicPin::RemoveLinks(const TKLBasicPin* AOther) {
+  TLinks Gone;
+  {
+    const TKLTopology::TGuard Guard;
+    for (const TRef<TKLLink>& Link : TLinks(*FLinks.load())) {
+      TKLBasicPin& Far = Link->Other(*this);
+      if (AOther != nullptr && &Far != AOther) continue;
+      Far.RemoveLink(Link);
+      RemoveLink(Link);
+      TKLTopology::Retype(*Link);
+      Gone.push_back(Link);
+    }
+  }
+  for (const TRef<TKLLink>& Link : Gone) {
+    if (&Link->Source == this) {
+      LinkGone(*Link);
+      continue;
+    }
+    // The source may be about to end on another thread; its gate tells.
+    const TCallScope Call(*Link->SourceGate);
+    if (Call) Link->Source.LinkGone(*Link);
+  }
+}
+
+void TKLBasicPin::AddLink(const TRef<TKLLink>& ALink) {
+  TLinks Links = *FLinks.load();
+  Links.push_back(ALink);
+  ReplaceLinks(std::move(Links));
+}
+
+bool TKLBasicPin::RemoveLink(const TRef<TKLLink>& ALink) {
+  TLinks Links = *FLinks.load();
+  if (std::erase(Links, ALink) == 0) return false;
+  ReplaceLinks(std::move(Links));
+  return true;
+}
+
+// Under the topology's mutex. A reader that comes after the exchange sees the new list, so once no
+// reader is seen inside, nobody holds an old one.
+void TKLBasicPin::ReplaceLinks(TLinks ALinks) {
+  FLinkCount.store(static_cast<std::uint32_t>(ALinks.size()), std::memory_order_relaxed);
+  const TLinks* Old = FLinks.exchange(new TLinks(std::move(ALinks)));
+  {
+    const std::lock_guard Guard(FRetiredMutex);
+    FRetired.push_back(Old);
+    FHasRetired.store(true);
+  }
+  if (FReaders.load() == 0) FreeRetiredLinks();
+}
+
+void TKLBasicPin::FreeRetiredLinks() const noexcept {
+  std::vector<const TLinks*> Free;
+  {
+    const std::lock_guard Guard(FRetiredMutex);
+    if (FReaders.load() != 0) return;  // who is inside now frees them when it leaves
+    Free.swap(FRetired);
+    FHasRetired.store(false);
+  }
+  for (const TLinks* Links : Free) delete Links;
+}
+
+std::vector<TKLBasicPin*> TKLBasicPin::ConnectedPins() const {
+  const TLinkReader Reader(*this);
+  std::vector<TKLBasicPin*> Pins;
+  for (const TRef<TKLLink>& Link : Reader.Links) Pins.push_back(&Link->Other(*this));
+  return Pins;
+}
+
+const TKLDataType* TKLBasicPin::LinkType(const TKLBasicPin& AOther) const {
+  const TLinkReader Reader(*this);
+  for (const TRef<TKLLink>& Link : Reader.Links) {
+    if (&Link->Other(*this) == &AOther) return Link->Type.load(std::memory_order_relaxed);
+  }
+  return nullptr;
+}
+
+TKLDataTypes TKLBasicPin::PossibleTypes() const {
+  const TKLTopology::TGuard Guard;
+  return TKLTopology::PossibleTypes(*this);
+}
+
+void TKLBasicPin::AddFunctionSource(TKLBasicPin& ASink) {
+  const TKLTopology::TGuard Guard;
+  FFunctionSources.push_back(&ASink);
+}
+
+void TKLBasicPin::AddDataTypeSource(TKLBasicPin& ASink) {
+  const TKLTopology::TGuard Guard;
+  if (std::find(FDataTypeSources.begin(), FDataTypeSources.end(), &ASink) ==
+      FDataTypeSources.end()) {
+    FDataTypeSources.push_back(&ASink);
+  }
+}
+
+void TKLBasicPin::RemoveDataTypeSource(TKLBasicPin& ASink) {
+  const TKLTopology::TGuard Guard;
+  std::erase(FDataTypeSources, &ASink);
+}
+
+// --- operations ---
+
+TKLNotifyResult TKLBasicPin::Notify(IKLNotifyOperation& AOperation) {
+  Sending(AOperation);
+  return ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
+    return SendAcross(ALink, AOperation, AState);
+  });
+}
+
+TKLNotifyResult TKLBasicPin::SendAcross(const TKLLink& ALink, IKLNotifyOperation& AOperation,
+                                        TKLNotifyState AState, const TKLDataType* AType) {
+  // A walk down the graph is one chain of calls, so a graph can be deeper than the stack is long.
+  constexpr std::size_t StackReserve = std::size_t{192} << 10;
+  if (RemainingStack() < StackReserve) {
+    throw EQSException(Describe() +
+                       ": too many components in one row for the stack of this thread; switch "
+                       "Threading on in a filter half-way, whose thread begins a stack of its own");
+  }
+  const bool ToSink = &ALink.Source == this;
+  TKLBasicPin& Far = ToSink ? ALink.Sink : ALink.Source;
+  const TCallScope Call(*(ToSink ? ALink.SinkGate : ALink.SourceGate));
+  if (!Call) return {};
+  const TKLDataType* Type = AType != nullptr ? AType : ALink.Type.load(std::memory_order_relaxed);
+  return Far.Receive(this, Type->ID, AOperation, AState);
+}
+
+TKLNotifyResult TKLBasicPin::Receive(TKLBasicPin* AOtherPin, const TGUID& ADataTypeID,
+                                     IKLNotifyOperation& AOperation, TKLNotifyState AState) {
+  return FEvent ? FEvent(*this, AOtherPin, ADataTypeID, AOperation, AState) : TKLNotifyResult{};
+}
+
+// --- source pins ---
+
+TKLSourcePin::TStream TKLSourcePin::Stream() const {
+  const std::lock_guard Guard(FStreamMutex);
+  return FStream;
+}
+
+bool TKLSourcePin::IsStreaming() const { return Stream().Start != nullptr; }
+
+void TKLSourcePin::Sending(IKLNotifyOperation& AOperation) {
+  const bool IsStart = AOperation.IsType<TKLStartOperation>();
+  if (!IsStart && !AOperation.IsType<TKLStopOperation>()) return;
+  const std::lock_guard Guard(FStreamMutex);
+  FStream.Start = IsStart ? TRef<IKLNotifyOperation>(&AOperation) : nullptr;
+  ++FStream.Serial;
+}
+
+// The start is repeated before the link opens, so it comes before the first block. What the stream
+// did between the look at it and the opening has passed the new link by and is repeated after.
+void TKLSourcePin::LinkMade(const TKLLink& ALink, const std::function<void()>& APublish) {
+  constexpr TKLNotifyState Repeated{nsNewLink, nsLastIteration};
+  TStream Seen = Stream();
+  if (Seen.Start) SendAcross(ALink, *Seen.Start, Repeated);
+  APublish();
+  for (TStream Now = Stream(); Now.Serial != Seen.Serial; Now = Stream()) {
+    Seen = Now;
+    SendAcross(ALink, Now.Start ? *Now.Start : *MakeRef<TKLStopOperation>(), Repeated);
+  }
+}
+
+void TKLSourcePin::LinkGone(const TKLLink& ALink) {
+  if (IsStreaming()) SendAcross(ALink, *MakeRef<TKLStopOperation>(), {nsLastIteration});
+}
+
+TKLNotifyEvent GKLPassTroughDispatch(TKLPin& AInput, TKLNotifyEvent AOwnDispatch) {
+  return [&AInput, Own = std::move(AOwnDispatch)](
+             TKLBasicPin& ASender, TKLBasicPin* AOtherPin, const TGUID& ADataTypeID,
+             IKLNotifyOperation& AOperation, TKLNotifyState AState) -> TKLNotifyResult {
+    if (AInput.IsConnected()) return AInput.Notify(AOperation);
+    return Own ? Own(ASender, AOtherPin, ADataTypeID, AOperation, AState) : TKLNotifyResult{};
+  };
+}
+
+// --- lists ---
+
+TKLPinListOwner::TKLPinListOwner(TLockComponent& AOwner, std::string AName, std::size_t ADefault,
+                                 std::size_t AMin, std::size_t AMax, TCreate ACreate)
+    : FOwner(AOwner), FName(std::move(AName)), FMin(AMin), FMax(AMax), FCreate(std::move(ACreate)) {
+  SetCount(ADefault);
+}
+
+std::size_t TKLPinListOwner::Count() const {
+  const ILockSection Section = FOwner.ReadLock();
+  return FPins.size();
+}
+
+void TKLPinListOwner::SetCount(std::size_t ACount) {
+  if (ACount < FMin || ACount > FMax) {
+    RefuseValue(FOwner.Describe(), FName + ".Count", NumberText(ACount),
+                RangeText(Between(static_cast<std::int64_t>(FMin), static_cast<std::int64_t>(FMax)),
+                          "pins"));
+  }
+  std::vector<std::unique_ptr<TKLPin>> Gone;
+  {
+    const ILockSection Section = FOwner.WriteLock();
+    while (FPins.size() < ACount) FPins.push_back(FCreate());
+    while (FPins.size() > ACount) {
+      Gone.push_back(std::move(FPins.back()));
+      FPins.pop_back();
+    }
+  }
+  // Outside the lock: the links' far ends are told, and may come back to this component.
+  for (const auto& Pin : Gone) Pin->DisconnectAll();
+}
+
+TKLPin& TKLPinListOwner::operator[](std::size_t AIndex) const {
+  const ILockSection Section = FOwner.ReadLock();
+  if (AIndex >= FPins.size()) {
+    throw EQSException(FOwner.Describe() + ": " + FName + " has no pin " + NumberText(AIndex) +
+                       "; it has " + NumberText(FPins.size()) + ", counted from 0");
+  }
+  return *FPins[AIndex];
+}
+
+}  // namespace tessalune

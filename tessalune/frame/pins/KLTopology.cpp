@@ -1,0 +1,197 @@
+#include <tessalune/frame/pins/KLTopology.h>
+
+#include <algorithm>
+#include <deque>
+#include <unordered_set>
+
+namespace tessalune {
+
+std::recursive_mutex& TKLTopology::TGuard::Mutex() {
+  static auto* Instance = new std::recursive_mutex;
+  return *Instance;
+}
+
+namespace {
+
+template <class TContainer, class T>
+bool Contains(const TContainer& AContainer, const T& AItem) {
+  return std::find(AContainer.begin(), AContainer.end(), AItem) != AContainer.end();
+}
+
+void Restrict(TKLDataTypes& ATypes, const TKLDataTypes& ATo) {
+  std::erase_if(ATypes, [&ATo](const TKLDataType* AType) { return !Contains(ATo, AType); });
+}
+
+std::string TypeNames(const TKLDataTypes& ATypes) {
+  std::string Text;
+  for (std::size_t I = 0; I < ATypes.size(); ++I) {
+    if (I > 0) Text += I + 1 == ATypes.size() ? " or " : ", ";
+    Text += ATypes[I]->Name;
+  }
+  return Text.empty() ? "nothing" : Text;
+}
+
+}  // namespace
+
+// --- types ---
+
+// Source pins of ASink's component that take over its type.
+std::vector<const TKLBasicPin*> TKLTopology::TypedBy(const TKLBasicPin& ASink) {
+  std::vector<const TKLBasicPin*> Pins;
+  if (ASink.Owner() == nullptr) return Pins;
+  for (const TKLBasicPin* Pin : ASink.Owner()->FPins) {
+    if (Contains(Pin->FDataTypeSources, &ASink)) Pins.push_back(Pin);
+  }
+  return Pins;
+}
+
+// Narrows what a pin carries by all pins whose type hangs on it: along the links of pins that take
+// over a type, and across the component between such pins and their type's source.
+struct TKLTopology::TTypeWalk {
+  TKLDataTypes Types;
+  std::unordered_set<const TKLBasicPin*> Seen{};
+  std::vector<const TKLBasicPin*> Bound{};  // the pins among them whose links share one type
+
+  void Visit(const TKLBasicPin& APin) {
+    if (!Seen.insert(&APin).second) return;
+    Restrict(Types, APin.DataTypes());
+    const std::vector<const TKLBasicPin*> Typed = TypedBy(APin);
+    if (Typed.empty() && APin.FDataTypeSources.empty()) return;
+    Bound.push_back(&APin);
+    for (const TRef<TKLLink>& Link : Links(APin)) Visit(Link->Other(APin));
+    for (const TKLBasicPin* Pin : Typed) Visit(*Pin);
+    for (const TKLBasicPin* Pin : APin.FDataTypeSources) Visit(*Pin);
+  }
+};
+
+TKLDataTypes TKLTopology::PossibleTypes(const TKLBasicPin& APin) {
+  TTypeWalk Walk{APin.DataTypes()};
+  Walk.Visit(APin);
+  return Walk.Types;
+}
+
+// A pin that carries one type decides; between two that have a choice the sink's liking counts.
+TKLDataTypes TKLTopology::CommonTypes(const TKLBasicPin& ASource, const TKLBasicPin& ASink) {
+  TKLDataTypes Types = PossibleTypes(ASink);
+  Restrict(Types, PossibleTypes(ASource));
+  return Types;
+}
+
+void TKLTopology::Retype(const TKLLink& ALink) {
+  const auto Update = [](const TKLLink& AEach) {
+    const TKLDataTypes Types = CommonTypes(AEach.Source, AEach.Sink);
+    if (!Types.empty()) AEach.Type.store(Types.front(), std::memory_order_relaxed);
+  };
+  Update(ALink);
+  TTypeWalk Region{{}};
+  Region.Visit(ALink.Source);
+  Region.Visit(ALink.Sink);
+  for (const TKLBasicPin* Pin : Region.Bound) {
+    for (const TRef<TKLLink>& Link : Links(*Pin)) Update(*Link);
+  }
+}
+
+// --- loops ---
+
+std::vector<const TKLBasicPin*> TKLTopology::DerivedFrom(const TKLBasicPin& ASink) {
+  std::vector<const TKLBasicPin*> Pins;
+  if (ASink.Owner() == nullptr) return Pins;
+  for (const TKLBasicPin* Pin : ASink.Owner()->FPins) {
+    if (Contains(Pin->FFunctionSources, &ASink) || Contains(Pin->FDataTypeSources, &ASink)) {
+      Pins.push_back(Pin);
+    }
+  }
+  return Pins;
+}
+
+// A search from one end of the new link; the other end of it is what it looks for.
+struct TKLTopology::TLoopWalk {
+  std::deque<const TKLBasicPin*> Open;
+  std::unordered_set<const TKLBasicPin*> Seen;
+
+  explicit TLoopWalk(const TKLBasicPin& AStart) : Open{&AStart}, Seen{&AStart} {}
+
+  void Add(const TKLBasicPin* APin) {
+    if (Seen.insert(APin).second) Open.push_back(APin);
+  }
+  // Takes one pin's step; AInside gives the pins that hang on it inside its component.
+  template <class TInside>
+  void Step(TInside AInside) {
+    const TKLBasicPin* Pin = Open.front();
+    Open.pop_front();
+    for (const TKLBasicPin* Inner : AInside(*Pin)) {
+      for (const TRef<TKLLink>& Link : Links(*Inner)) Add(&Link->Other(*Inner));
+    }
+  }
+};
+
+// Looks down from the sink and up from the source by turns and stops at the shorter search, so that
+// a long graph can be built from either end.
+bool TKLTopology::ClosesLoop(const TKLBasicPin& ASource, const TKLBasicPin& ASink) {
+  const auto Sources = [](const TKLBasicPin& APin) {
+    std::vector<const TKLBasicPin*> Pins(APin.FFunctionSources.begin(),
+                                         APin.FFunctionSources.end());
+    Pins.insert(Pins.end(), APin.FDataTypeSources.begin(), APin.FDataTypeSources.end());
+    return Pins;
+  };
+  const auto ReachesSource = [&](const TKLBasicPin& APin) {
+    return Contains(DerivedFrom(APin), &ASource);
+  };
+  const auto ReachesSink = [&](const TKLBasicPin& APin) { return Contains(Sources(APin), &ASink); };
+  TLoopWalk Down(ASink);
+  TLoopWalk Up(ASource);
+  while (!Down.Open.empty() && !Up.Open.empty()) {
+    if (ReachesSource(*Down.Open.front()) || ReachesSink(*Up.Open.front())) return true;
+    Down.Step(&TKLTopology::DerivedFrom);
+    Up.Step(Sources);
+  }
+  return false;
+}
+
+// --- refusals ---
+
+std::pair<TKLBasicPin*, TKLBasicPin*> TKLTopology::Ends(TKLBasicPin& AOne, TKLBasicPin& AOther) {
+  const bool Turned = AOne.Direction() == TKLPinDirection::Sink ||
+                      (AOther.Direction() == TKLPinDirection::Source &&
+                       AOne.Direction() != TKLPinDirection::Source);
+  return Turned ? std::pair(&AOther, &AOne) : std::pair(&AOne, &AOther);
+}
+
+std::optional<std::string> TKLTopology::WhyNot(TKLBasicPin& AOne, TKLBasicPin& AOther) {
+  const auto [Source, Sink] = Ends(AOne, AOther);
+  const std::string Between = "cannot link " + Source->Describe() + " to " + Sink->Describe() + ": ";
+  if (Source == Sink) return Between + "it is the same pin";
+  if (Source->Direction() == Sink->Direction() && Source->Direction() != TKLPinDirection::State) {
+    const bool Sources = Source->Direction() == TKLPinDirection::Source;
+    return Between + (Sources ? "both are outputs" : "both are inputs") +
+           "; a link goes from an output to an input";
+  }
+  for (const TRef<TKLLink>& Link : Links(*Sink)) {
+    if (&Link->Other(*Sink) == Source) return Between + "they are linked already";
+    if (!Sink->TakesManyLinks()) {
+      return Between + "the input is linked to " + Link->Other(*Sink).Describe() +
+             " and takes one link; take that one off first";
+    }
+  }
+  if (CommonTypes(*Source, *Sink).empty()) return Between + DoNotFit(*Source, *Sink);
+  if (ClosesLoop(*Source, *Sink)) {
+    return Between +
+           "the stream would flow back into itself; a graph has no loops, so link the input to "
+           "something that does not derive from this output";
+  }
+  return std::nullopt;
+}
+
+std::string TKLTopology::DoNotFit(const TKLBasicPin& ASource, const TKLBasicPin& ASink) {
+  const TKLDataTypes Given = PossibleTypes(ASource);
+  const TKLDataTypes Taken = PossibleTypes(ASink);
+  std::string Text = "the output carries " + TypeNames(Given) + ", the input takes " +
+                     TypeNames(Taken) + "; what would fit is an input for " + TypeNames(Given) +
+                     ", an output of " + TypeNames(Taken) + ", or a converter between the two";
+  if (Given.size() < ASource.DataTypes().size() || Taken.size() < ASink.DataTypes().size()) {
+    Text += " (other links have narrowed what the pins carry)";
+  }
+  return Text;
+}
+
+}  // namespace tessalune

@@ -1,0 +1,45 @@
+// The graph as a whole: what fits, what would close a loop. For the pins' own use.
+#pragma once
+
+#include <tessalune/frame/pins/KLPins.h>
+
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace tessalune {
+
+// All functions need a TGuard: links everywhere stand still while one exists.
+struct TKLTopology {
+  class TGuard {
+   public:
+    TGuard() : FLock(Mutex()) {}
+
+   private:
+    static std::recursive_mutex& Mutex();
+    std::lock_guard<std::recursive_mutex> FLock;
+  };
+
+  // Source and sink of a link between the two, whichever way round they were given.
+  static std::pair<TKLBasicPin*, TKLBasicPin*> Ends(TKLBasicPin& AOne, TKLBasicPin& AOther);
+  static std::optional<std::string> WhyNot(TKLBasicPin& AOne, TKLBasicPin& AOther);
+  static TKLDataTypes PossibleTypes(const TKLBasicPin& APin);
+  // Types that both can carry; the best first.
+  static TKLDataTypes CommonTypes(const TKLBasicPin& ASource, const TKLBasicPin& ASink);
+  // Brings the types in force on a link, and on those that take over types from it, up to date.
+  static void Retype(const TKLLink& ALink);
+
+ private:
+  struct TTypeWalk;
+  struct TLoopWalk;
+  static bool ClosesLoop(const TKLBasicPin& ASource, const TKLBasicPin& ASink);
+  static std::string DoNotFit(const TKLBasicPin& ASource, const TKLBasicPin& ASink);
+  static std::vector<const TKLBasicPin*> TypedBy(const TKLBasicPin& ASink);
+  static std::vector<const TKLBasicPin*> DerivedFrom(const TKLBasicPin& ASink);
+  static const std::vector<TRef<TKLLink>>& Links(const TKLBasicPin& APin) {
+    return *APin.FLinks.load();
+  }
+};
+
+}  // namespace tessalune

@@ -1,0 +1,170 @@
+#include <tessalune/frame/runtime/QSCalls.h>
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+namespace tessalune {
+
+constinit thread_local const TCallFrame* CurrentCallFrame = nullptr;
+
+namespace {
+
+bool FramesContain(const TCallFrame* AFrames, const TCallGate* AGate) noexcept {
+  for (; AFrames != nullptr; AFrames = AFrames->Outer) {
+    if (AFrames->Gate == AGate) return true;
+  }
+  return false;
+}
+
+std::uint64_t CountFrames(const TCallFrame* AFrames, const TCallGate* AGate) noexcept {
+  std::uint64_t Count = 0;
+  for (; AFrames != nullptr; AFrames = AFrames->Outer) Count += AFrames->Gate == AGate;
+  return Count;
+}
+
+}  // namespace
+
+bool IsInsideGate(const TCallGate& AGate) noexcept {
+  return FramesContain(CurrentCallFrame, &AGate);
+}
+
+bool TCallGate::TryEnter() noexcept {
+  if ((FState.fetch_add(OneCall) & Closed) == 0) return true;
+  LeaveClosed();
+  return false;
+}
+
+void TCallGate::Leave() noexcept {
+  std::uint64_t State = FState.load(std::memory_order_relaxed);
+  while ((State & Closed) == 0) {
+    if (FState.compare_exchange_weak(State, State - OneCall)) return;
+  }
+  LeaveClosed();
+}
+
+// Counts down under the mutex, so that Close cannot miss the last call between its look at the
+// count and its sleep, and so that the gate is not gone before the leaving thread is done with it.
+void TCallGate::LeaveClosed() noexcept {
+  const TRef<TCallGate> Alive(this);
+  std::function<void()> OnDrained;
+  {
+    const std::lock_guard Lock(FMutex);
+    if (FState.fetch_sub(OneCall) - OneCall == Closed) OnDrained = std::exchange(FOnDrained, {});
+    FLeft.notify_all();
+  }
+  if (OnDrained) OnDrained();
+}
+
+void TCallGate::Close(std::function<void()> AOnDrained) {
+  const TRef<TCallGate> Alive(this);
+  FState.fetch_or(Closed);
+  const std::uint64_t Own = CountFrames(CurrentCallFrame, this);
+  std::unique_lock Lock(FMutex);
+  WaitUntilReady(
+      TWaitKind::Calls, Lock, FLeft,
+      [this](TThreadKey, const TCallFrame* AFrames) { return FramesContain(AFrames, this); },
+      [this, Own] { return FState.load() / OneCall <= Own; });
+  if (FState.load() / OneCall > 0) {
+    FOnDrained = std::move(AOnDrained);
+    return;
+  }
+  Lock.unlock();
+  AOnDrained();
+}
+
+namespace {
+
+// A thread that is about to wait, for as long as the object lives. Made and destroyed with no
+// other mutex held: the order is the circle's mutex first, then that of what is waited for.
+class TWait {
+ public:
+  TWait(TWaitKind AKind, std::mutex& AMutex, std::condition_variable& AChanged,
+        const TWaitsFor& AWaitsFor)
+      : FKind(AKind), FMutex(AMutex), FChanged(AChanged), FWaitsFor(AWaitsFor) {
+    const std::lock_guard Lock(CircleMutex());
+    Blocked().push_back(this);
+    std::vector<TWait*> Circle;
+    while (!GivesWay() && FindCircle(Circle)) {
+      (*std::min_element(Circle.begin(), Circle.end(), [](const TWait* ALeft, const TWait* ARight) {
+        return ALeft->FKind < ARight->FKind;
+      }))->GiveWay();
+      Circle.clear();
+    }
+  }
+  TWait(const TWait&) = delete;
+  ~TWait() {
+    const std::lock_guard Lock(CircleMutex());
+    std::erase(Blocked(), this);
+  }
+
+  bool GivesWay() const noexcept { return FGivesWay.load(std::memory_order_acquire); }
+
+ private:
+  // One mutex for the process is enough: nobody who can go on comes here.
+  static std::mutex& CircleMutex() {
+    static auto* Mutex = new std::mutex;
+    return *Mutex;
+  }
+  static std::vector<TWait*>& Blocked() {
+    static auto* Waits = new std::vector<TWait*>;
+    return *Waits;
+  }
+
+  // A wait that has given way leads nowhere.
+  bool Leads(const TWait& ANext) const {
+    return &ANext != this && !ANext.GivesWay() && FWaitsFor(ANext.FThread, ANext.FFrames);
+  }
+
+  // Extends APath, whose last wait is somebody that this thread waits for directly or through
+  // others, until it leads back here.
+  bool FindCircle(std::vector<TWait*>& APath) {
+    TWait* Last = APath.empty() ? this : APath.back();
+    if (APath.empty()) APath.push_back(this);
+    for (TWait* Next : Blocked()) {
+      if (!Last->Leads(*Next)) continue;
+      if (Next == this) return true;
+      if (std::find(APath.begin(), APath.end(), Next) != APath.end()) continue;
+      APath.push_back(Next);
+      if (FindCircle(APath)) return true;
+      APath.pop_back();
+    }
+    return false;
+  }
+
+  void GiveWay() {
+    FGivesWay.store(true, std::memory_order_release);
+    const std::lock_guard Lock(FMutex);
+    FChanged.notify_all();
+  }
+
+  const TWaitKind FKind;
+  const TThreadKey FThread = CurrentThreadKey();
+  const TCallFrame* const FFrames = CurrentCallFrame;
+  std::mutex& FMutex;
+  std::condition_variable& FChanged;
+  const TWaitsFor& FWaitsFor;
+  std::atomic<bool> FGivesWay{false};
+};
+
+}  // namespace
+
+bool WaitUntilReady(TWaitKind AKind, std::unique_lock<std::mutex>& ALock,
+                    std::condition_variable& AChanged, const TWaitsFor& AWaitsFor,
+                    const std::function<bool()>& AReady) {
+  bool GivesWay = false;
+  while (!GivesWay && !AReady()) {
+    ALock.unlock();
+    {
+      const TWait Wait(AKind, *ALock.mutex(), AChanged, AWaitsFor);
+      ALock.lock();
+      AChanged.wait(ALock, [&] { return AReady() || Wait.GivesWay(); });
+      GivesWay = !AReady();
+      ALock.unlock();
+    }
+    ALock.lock();
+  }
+  return !GivesWay;
+}
+
+}  // namespace tessalune

@@ -1,0 +1,108 @@
+// Calls in progress, and waits that cannot hang.
+//
+// A component's end has to wait for the calls in progress in it, but never for its own caller; and
+// the frame's threads wait for one another in a few ways: for a lock, for the calls in a component
+// that ends, for room in a filter's queue, for a filter's queue to run empty. Any of these alone is
+// harmless; a circle of them would hang. So every wait is announced before it begins, and the one
+// that would close a circle is found then and there. See WaitUntilReady.
+#pragma once
+
+#include <tessalune/frame/runtime/QSReference.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+
+namespace tessalune {
+
+class TCallGate;
+
+// One call in progress, on the stack of the thread that makes it.
+struct TCallFrame {
+  TCallGate* Gate;
+  const TCallFrame* Outer;
+};
+
+// The innermost call in progress on this thread.
+extern constinit thread_local const TCallFrame* CurrentCallFrame
+    __attribute__((tls_model("initial-exec")));
+
+// Identifies a thread for as long as it lives: the address of a variable of its own.
+using TThreadKey = const void*;
+inline TThreadKey CurrentThreadKey() noexcept { return &CurrentCallFrame; }
+
+// The door through which all calls enter a component from its pins, its threads and the main
+// thread's queue. It outlives the component: links and threads hold it by reference, and find it
+// closed when the component has ended.
+class TCallGate final : public IInterface {
+ public:
+  // Closes the gate for good and waits until the calls of other threads have left.
+  // AOnDrained runs once, when the last call has left: inside Close, or, if the calling thread is
+  // itself inside the gate, when the outermost of its calls leaves.
+  void Close(std::function<void()> AOnDrained);
+
+  bool IsClosed() const noexcept { return (FState.load() & Closed) != 0; }
+
+ private:
+  friend class TCallScope;
+  static constexpr std::uint64_t Closed = 1;
+  static constexpr std::uint64_t OneCall = 2;
+
+  bool TryEnter() noexcept;
+  void Leave() noexcept;
+  void LeaveClosed() noexcept;
+
+  std::atomic<std::uint64_t> FState{0};
+  std::mutex FMutex;
+  std::condition_variable FLeft;
+  std::function<void()> FOnDrained;
+};
+
+// Enters a gate for the lifetime of the object; false if the gate was closed. The creator keeps
+// the gate alive.
+class TCallScope {
+ public:
+  explicit TCallScope(TCallGate& AGate) noexcept : FFrame{&AGate, CurrentCallFrame} {
+    if (AGate.TryEnter()) {
+      CurrentCallFrame = &FFrame;
+    } else {
+      FFrame.Gate = nullptr;
+    }
+  }
+  TCallScope(const TCallScope&) = delete;
+  ~TCallScope() {
+    if (FFrame.Gate == nullptr) return;
+    CurrentCallFrame = FFrame.Outer;
+    FFrame.Gate->Leave();
+  }
+  explicit operator bool() const noexcept { return FFrame.Gate != nullptr; }
+
+ private:
+  TCallFrame FFrame;
+};
+
+// True if this thread is inside a call that entered AGate.
+bool IsInsideGate(const TCallGate& AGate) noexcept;
+
+// What a thread waits for. The order is the order of preference when a circle has to be broken:
+// the first kind in it gives way.
+enum class TWaitKind : std::uint8_t {
+  Room,   // for room in a filter's queue; gives way by exceeding the queue's size
+  Drain,  // for a queue to run empty; gives way by not waiting
+  Calls,  // for calls in a component that ends; gives way by letting these calls end later
+  Lock,   // for a component's lock; gives way by an EQSException
+};
+
+// Waits on AChanged until AReady() holds, and returns true; or returns false if this wait has to
+// give way because it would be part of a circle. ALock holds the mutex of what is waited for; it
+// is held again on return, but not all the time between. AWaitsFor tells of another blocked
+// thread, given its key and its innermost call, whether the wait cannot end before that thread
+// goes on. AReady is only called with the mutex held.
+using TWaitsFor = std::function<bool(TThreadKey, const TCallFrame*)>;
+bool WaitUntilReady(TWaitKind AKind, std::unique_lock<std::mutex>& ALock,
+                    std::condition_variable& AChanged, const TWaitsFor& AWaitsFor,
+                    const std::function<bool()>& AReady);
+
+}  // namespace tessalune

@@ -1,0 +1,49 @@
+#include <tessalune/frame/runtime/QSComponentRegistry.h>
+
+#include <deque>
+#include <mutex>
+
+namespace tessalune {
+namespace {
+
+// A deque, so that a class's place does not move when others follow.
+struct TRegistry {
+  std::mutex Mutex;
+  std::deque<TComponentClass> Classes;
+};
+
+TRegistry& Registry() {
+  static auto* Instance = new TRegistry;
+  return *Instance;
+}
+
+const TComponentClass* Find(const TRegistry& ARegistry, std::string_view AName) {
+  for (const TComponentClass& Class : ARegistry.Classes) {
+    if (Class.Published().ClassName() == AName) return &Class;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+void RegisterComponents(const std::vector<TComponentClass>& AClasses) {
+  TRegistry& Known = Registry();
+  const std::lock_guard Lock(Known.Mutex);
+  for (const TComponentClass& Class : AClasses) {
+    if (Find(Known, Class.Published().ClassName()) == nullptr) Known.Classes.push_back(Class);
+  }
+}
+
+std::vector<TComponentClass> RegisteredComponents() {
+  TRegistry& Known = Registry();
+  const std::lock_guard Lock(Known.Mutex);
+  return {Known.Classes.begin(), Known.Classes.end()};
+}
+
+const TComponentClass* FindComponentClass(std::string_view AName) {
+  TRegistry& Known = Registry();
+  const std::lock_guard Lock(Known.Mutex);
+  return Find(Known, AName);
+}
+
+}  // namespace tessalune

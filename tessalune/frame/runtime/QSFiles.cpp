@@ -1,0 +1,74 @@
+#include <tessalune/frame/runtime/QSFiles.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+namespace tessalune {
+namespace {
+
+// A signal may cut a call short, and Linux moves at most 2 GiB in one.
+template <class TByte, class TCall>
+std::size_t MoveAll(TByte* AData, std::size_t ABytes, TCall ACall) {
+  constexpr std::size_t AtOnce = std::size_t{1} << 30;
+  std::size_t Done = 0;
+  while (Done < ABytes) {
+    const auto Moved = ACall(AData + Done, std::min(ABytes - Done, AtOnce));
+    if (Moved < 0 && errno == EINTR) continue;
+    if (Moved <= 0) break;
+    Done += static_cast<std::size_t>(Moved);
+  }
+  return Done;
+}
+
+}  // namespace
+
+TFileHandle FileCreate(const std::string& AFileName) {
+  return open(AFileName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+}
+
+TFileHandle FileOpen(const std::string& AFileName) {
+  const int File = open(AFileName.c_str(), O_RDONLY | O_CLOEXEC);
+  if (File < 0) return ClosedFile;
+  struct stat Status {};
+  if (fstat(File, &Status) == 0 && S_ISDIR(Status.st_mode)) {
+    close(File);
+    errno = EISDIR;
+    return ClosedFile;
+  }
+  return File;
+}
+
+std::size_t FileRead(TFileHandle AFile, void* AData, std::size_t ABytes) {
+  return MoveAll(static_cast<char*>(AData), ABytes,
+                 [AFile](char* AAt, std::size_t ACount) { return read(AFile, AAt, ACount); });
+}
+
+std::size_t FileWrite(TFileHandle AFile, const void* AData, std::size_t ABytes) {
+  return MoveAll(
+      static_cast<const char*>(AData), ABytes,
+      [AFile](const char* AAt, std::size_t ACount) { return write(AFile, AAt, ACount); });
+}
+
+bool FileSeek(TFileHandle AFile, std::int64_t APosition) {
+  return lseek(AFile, APosition, SEEK_SET) == APosition;
+}
+
+std::int64_t FileSize(TFileHandle AFile) {
+  struct stat Status {};
+  return fstat(AFile, &Status) == 0 && S_ISREG(Status.st_mode) ? Status.st_size : 0;
+}
+
+void FileClose(TFileHandle AFile) { close(AFile); }
+
+bool DeleteFile(const std::string& AFileName) {
+  struct stat Status {};
+  if (lstat(AFileName.c_str(), &Status) != 0) return false;
+  if (!S_ISREG(Status.st_mode) && !S_ISLNK(Status.st_mode)) return false;
+  return unlink(AFileName.c_str()) == 0;
+}
+
+}  // namespace tessalune

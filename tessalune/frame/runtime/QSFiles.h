@@ -1,0 +1,30 @@
+// File calls: plain, unbuffered, with 64-bit positions. File names are UTF-8.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace tessalune {
+
+using TFileHandle = int;
+constexpr TFileHandle ClosedFile = -1;
+
+// Both give ClosedFile on failure, with the system's reason in errno.
+TFileHandle FileCreate(const std::string& AFileName);  // made empty, for writing
+TFileHandle FileOpen(const std::string& AFileName);    // for reading; a folder is a failure
+
+// The bytes read: fewer than asked for only at the file's end or on an error.
+std::size_t FileRead(TFileHandle AFile, void* AData, std::size_t ABytes);
+// The bytes written: fewer than asked for on an error, with the reason in errno.
+std::size_t FileWrite(TFileHandle AFile, const void* AData, std::size_t ABytes);
+// From the start of the file; false if the position cannot be taken.
+bool FileSeek(TFileHandle AFile, std::int64_t APosition);
+// In bytes; 0 for what has no length.
+std::int64_t FileSize(TFileHandle AFile);
+void FileClose(TFileHandle AFile);
+// Deletes a regular file or a symbolic link; anything else (a device, a folder) stays, and the
+// result is false.
+bool DeleteFile(const std::string& AFileName);
+
+}  // namespace tessalune

@@ -1,0 +1,37 @@
+#include <tessalune/frame/runtime/QSException.h>
+#include <tessalune/frame/runtime/QSPropertyInfo.h>
+
+#include <array>
+#include <charconv>
+
+namespace tessalune {
+namespace {
+
+template <class T>
+std::string ToText(T AValue) {
+  std::array<char, 32> Text;
+  const auto End = std::to_chars(Text.data(), Text.data() + Text.size(), AValue).ptr;
+  return {Text.data(), End};
+}
+
+}  // namespace
+
+std::string NumberText(double AValue) {
+  if (std::isnan(AValue)) return "NaN";
+  if (std::isinf(AValue)) return AValue > 0 ? "Infinity" : "-Infinity";
+  return ToText(AValue);
+}
+
+std::string NumberText(std::int64_t AValue) { return ToText(AValue); }
+
+void RefuseValue(std::string_view AWho, std::string_view AProperty, const std::string& AValue,
+                 const std::string& AExpected, const std::string& AAdvice) {
+  std::string Text(AWho);
+  Text += ": ";
+  Text += AProperty;
+  Text += " cannot be " + AValue + "; expected is " + AExpected;
+  if (!AAdvice.empty()) Text += "; " + AAdvice;
+  throw EQSException(Text);
+}
+
+}  // namespace tessalune

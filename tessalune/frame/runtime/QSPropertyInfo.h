@@ -1,0 +1,124 @@
+// The one row in which a property's name, default, bounds and documentation stand.
+#pragma once
+
+#include <cmath>
+#include <concepts>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+namespace tessalune {
+
+// The values that a property takes. An empty range takes all.
+template <class T>
+struct TValueRange {
+  std::optional<T> Min{};
+  std::optional<T> Max{};
+  bool MinExcluded = false;  // Min itself is not a value
+  std::optional<T> Suggestion{};  // offered in the message to who sets a value outside
+
+  constexpr bool IsEmpty() const { return !Min && !Max; }
+  // Written so that a NaN is never inside a range that has a bound.
+  constexpr bool Contains(T AValue) const {
+    const bool AboveMin = !Min || (MinExcluded ? AValue > *Min : AValue >= *Min);
+    return AboveMin && (!Max || AValue <= *Max);
+  }
+};
+
+template <class T>
+constexpr TValueRange<T> AtLeast(T AMin) {
+  return {.Min = AMin};
+}
+template <class T>
+constexpr TValueRange<T> AtMost(T AMax) {
+  return {.Max = AMax};
+}
+template <class T>
+constexpr TValueRange<T> Between(T AMin, T AMax) {
+  return {.Min = AMin, .Max = AMax};
+}
+template <class T>
+constexpr TValueRange<T> Above(T AMin, T ASuggestion) {
+  return {.Min = AMin, .MinExcluded = true, .Suggestion = ASuggestion};
+}
+
+// Names of an enumeration's values in order from 0. Specialise with a static constexpr array
+// `Names` for every enumeration that is a property's type.
+template <class T>
+struct TEnumNames;
+
+template <class T>
+concept CEnumProperty = std::is_enum_v<T> && requires { TEnumNames<T>::Names; };
+
+// Everything about a property but the way to it. A class declares one constexpr row a property,
+// its setter takes the bounds from it, and the class's published table joins it with getter and
+// setter: nothing about a property stands anywhere else.
+template <class T>
+struct TPropertyInfo {
+  using TStored = std::conditional_t<std::same_as<T, std::string>, std::string_view, T>;
+  using TRange = std::conditional_t<std::is_arithmetic_v<T>, T, std::int64_t>;
+
+  std::string_view Name;
+  TStored Default{};
+  TValueRange<TRange> Bounds{};  // what the setter enforces
+  TValueRange<TRange> Design{};  // what an editor offers; binds nothing
+  std::string_view Unit{};       // "Hz", "samples"; empty for a pure number
+  std::string_view OldName{};    // accepted when a stored form is read
+  std::string_view Doc{};
+};
+
+// A number as the shortest text that reads back as the same number.
+std::string NumberText(double AValue);
+std::string NumberText(std::int64_t AValue);
+template <std::integral T>
+std::string NumberText(T AValue) {
+  return NumberText(static_cast<std::int64_t>(AValue));
+}
+
+// "at least 0 Hz", "between 2 and 30"; "any" for an empty range.
+template <class T>
+std::string RangeText(const TValueRange<T>& ARange, std::string_view AUnit) {
+  std::string Text = "any";
+  if (ARange.Min && ARange.Max) {
+    Text = "between " + NumberText(*ARange.Min) + " and " + NumberText(*ARange.Max);
+  } else if (ARange.Min) {
+    Text = (ARange.MinExcluded ? "above " : "at least ") + NumberText(*ARange.Min);
+  } else if (ARange.Max) {
+    Text = "at most " + NumberText(*ARange.Max);
+  }
+  return AUnit.empty() || ARange.IsEmpty() ? Text : Text + " " + std::string(AUnit);
+}
+
+// Raises the EQSException for a value that is not among those expected.
+[[noreturn]] void RefuseValue(std::string_view AWho, std::string_view AProperty,
+                              const std::string& AValue, const std::string& AExpected,
+                              const std::string& AAdvice = {});
+
+// Whether a property takes the value: one inside the bounds, one of the enumerators.
+template <class T>
+constexpr bool IsAmong(const TPropertyInfo<T>& AInfo, const T& AValue) {
+  if constexpr (std::is_arithmetic_v<T> && !std::same_as<T, bool>) {
+    return AInfo.Bounds.Contains(AValue);
+  } else if constexpr (CEnumProperty<T>) {
+    return static_cast<std::size_t>(AValue) < TEnumNames<T>::Names.size();
+  } else {
+    return true;
+  }
+}
+
+template <class T>
+[[noreturn]] void RefuseValue(std::string_view AWho, const TPropertyInfo<T>& AInfo,
+                              const T& AValue) {
+  if constexpr (CEnumProperty<T>) {
+    RefuseValue(AWho, AInfo.Name, NumberText(static_cast<std::int64_t>(AValue)),
+                "an enumerator from 0 to " + NumberText(TEnumNames<T>::Names.size() - 1));
+  } else {
+    RefuseValue(AWho, AInfo.Name, NumberText(AValue), RangeText(AInfo.Bounds, AInfo.Unit),
+                AInfo.Bounds.Suggestion ? "try " + NumberText(*AInfo.Bounds.Suggestion) : "");
+  }
+}
+
+}  // namespace tessalune

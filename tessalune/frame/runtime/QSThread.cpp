@@ -1,0 +1,120 @@
+#include <tessalune/frame/runtime/QSException.h>
+#include <tessalune/frame/runtime/QSThread.h>
+
+#include <pthread.h>
+#include <sched.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace tessalune {
+namespace {
+
+constexpr std::size_t StackBytes = std::size_t{64} << 20;
+
+int NiceOf(TThreadPriority APriority) {
+  switch (APriority) {
+    case TThreadPriority::tpIdle: return 19;
+    case TThreadPriority::tpLowest: return 10;
+    case TThreadPriority::tpLower: return 5;
+    case TThreadPriority::tpNormal: return 0;
+    case TThreadPriority::tpHigher: return -5;
+    case TThreadPriority::tpHighest: return -10;
+    case TThreadPriority::tpTimeCritical: return -20;
+  }
+  return 0;
+}
+
+}  // namespace
+
+struct IThread::TStart {
+  TRef<IThread> Thread;
+  std::function<void()> Work;
+};
+
+IThread::~IThread() {
+  // The last reference may go on the thread itself, which cannot wait for its own end.
+  if (FLaunched && !FJoined) pthread_detach(FHandle);
+}
+
+void IThread::Launch(const char* AName, std::function<void()> AWork) {
+  const std::lock_guard Lock(FMutex);
+  auto Start = std::make_unique<TStart>(TStart{TRef<IThread>(this), std::move(AWork)});
+  pthread_attr_t Attributes;
+  pthread_attr_init(&Attributes);
+  pthread_attr_setstacksize(&Attributes, StackBytes);
+  const int Error = pthread_create(&FHandle, &Attributes, &IThread::Main, Start.get());
+  pthread_attr_destroy(&Attributes);
+  if (Error != 0) {
+    throw EQSException(std::string("the system gives no further thread (") + std::strerror(Error) +
+                       "); end other threads, or switch Threading off in some filters");
+  }
+  static_cast<void>(Start.release());
+  FLaunched = true;
+  pthread_setname_np(FHandle, AName);
+}
+
+void* IThread::Main(void* AStart) {
+  const std::unique_ptr<TStart> Start(static_cast<TStart*>(AStart));
+  {
+    const std::lock_guard Lock(Start->Thread->FMutex);
+    Start->Thread->FSystemId = static_cast<int>(syscall(SYS_gettid));
+    Start->Thread->ApplyPriority();
+  }
+  Start->Work();
+  const std::lock_guard Lock(Start->Thread->FMutex);
+  Start->Thread->FSystemId = 0;
+  return nullptr;
+}
+
+void IThread::SetPriority(TThreadPriority APriority) {
+  const std::lock_guard Lock(FMutex);
+  FPriority = APriority;
+  ApplyPriority();
+}
+
+// A level that the process may not have is left at what it is: threads differ by urgency only.
+void IThread::ApplyPriority() {
+  if (FSystemId == 0) return;
+  const sched_param None{};
+  const bool Idle = FPriority == TThreadPriority::tpIdle;
+  sched_setscheduler(FSystemId, Idle ? SCHED_IDLE : SCHED_OTHER, &None);
+  setpriority(PRIO_PROCESS, static_cast<id_t>(FSystemId), NiceOf(FPriority));
+}
+
+bool IThread::IsCurrent() const {
+  const std::lock_guard Lock(FMutex);
+  return FLaunched && pthread_equal(pthread_self(), FHandle) != 0;
+}
+
+void IThread::Join() {
+  if (IsCurrent()) return;
+  {
+    const std::lock_guard Lock(FMutex);
+    if (!FLaunched || std::exchange(FJoined, true)) return;
+  }
+  pthread_join(FHandle, nullptr);
+}
+
+std::size_t RemainingStack() noexcept {
+  thread_local const char* const Lowest = [] {
+    pthread_attr_t Attributes;
+    void* Base = nullptr;
+    std::size_t Size = 0;
+    if (pthread_getattr_np(pthread_self(), &Attributes) == 0) {
+      pthread_attr_getstack(&Attributes, &Base, &Size);
+      pthread_attr_destroy(&Attributes);
+    }
+    return static_cast<const char*>(Base);
+  }();
+  const char Here = 0;
+  const char* Top = &Here;
+  return Lowest == nullptr ? StackBytes : static_cast<std::size_t>(Top - Lowest);
+}
+
+}  // namespace tessalune

@@ -1,0 +1,207 @@
+#include <tessalune/frame/pins/KLPins.h>
+#include <tessalune/frame/runtime/VBComponent.h>
+
+#include <algorithm>
+#include <cctype>
+
+namespace tessalune {
+
+void TPersistent::SerializationWrite(IWriter& AWriter) const {
+  for (const TPublishedProperty* Row : PublishedTable().Properties()) {
+    if (Row->Kind == TPropertyKind::Object) {
+      // Reading a sub-object's properties changes nothing; only the way to it is not const.
+      const TPersistent& Part = Row->Object(const_cast<TPersistent&>(*this));
+      AWriter.WriteObject(Row->Name, [&Part](IWriter& AInner) { Part.SerializationWrite(AInner); });
+      continue;
+    }
+    const TPropertyValue Value = Row->Get(*this);
+    if (Value != Row->Default || AWriter.WantsDefault(Row->Name)) {
+      AWriter.WriteValue(Row->Name, Value);
+    }
+  }
+  WriteOwnForms(AWriter);
+}
+
+namespace {
+
+void ReadProperty(TPersistent& AObject, const TPublishedProperty& ARow, IReader& AReader,
+                  const std::string& AName) {
+  if (ARow.Kind == TPropertyKind::Object) {
+    TPersistent& Part = ARow.Object(AObject);
+    if (!AReader.ReadObject(AName, [&Part](IReader& AInner) { Part.SerializationRead(AInner); })) {
+      AReader.Fault(AName, std::string(ARow.Name) + " is no object; expected is " + ARow.Expected());
+    }
+    return;
+  }
+  const auto Value = AReader.ReadValue(AName);
+  if (!Value) {
+    AReader.Fault(AName, std::string(ARow.Name) + " has no plain value; expected is " +
+                             ARow.Expected());
+    return;
+  }
+  try {
+    ARow.Set(AObject, *Value);
+  } catch (const EQSException& Error) {
+    AReader.Fault(AName, Error.what());
+  }
+}
+
+}  // namespace
+
+void TPersistent::SerializationRead(IReader& AReader) {
+  std::vector<std::string> Names = AReader.Names();
+  std::vector<std::string_view> Known = OwnFormNames();
+  for (const TPublishedProperty* Row : PublishedTable().Properties()) {
+    Known.push_back(Row->Name);
+    const auto Stored = std::find_if(Names.begin(), Names.end(), [Row](const std::string& AName) {
+      return AName == Row->Name || (!Row->OldName.empty() && AName == Row->OldName);
+    });
+    if (Stored == Names.end()) continue;
+    ReadProperty(*this, *Row, AReader, *Stored);
+    Names.erase(Stored);
+  }
+  for (const std::string& Name : Names) {
+    if (ReadOwnForm(AReader, Name)) continue;
+    AReader.Fault(Name, std::string(ClassName()) + " has no property " + Name + " that is not set yet" +
+                            SuggestName(Name, Known));
+  }
+}
+
+void TPersistent::Assign(const TPersistent& ASource) {
+  if (&ASource.PublishedTable() != &PublishedTable()) {
+    throw EQSException(Describe() + ": cannot take over the properties of " + ASource.Describe() +
+                       ", which is of another class");
+  }
+  for (const TPublishedProperty* Row : PublishedTable().Properties()) {
+    if (Row->Kind == TPropertyKind::Object) {
+      Row->Object(*this).Assign(Row->Object(const_cast<TPersistent&>(ASource)));
+    } else {
+      Row->Set(*this, Row->Get(ASource));
+    }
+  }
+}
+
+void TPersistent::InitDefaults() {
+  for (const TPublishedProperty* Row : PublishedTable().Properties()) {
+    if (Row->Kind == TPropertyKind::Object) {
+      Row->Object(*this).InitDefaults();
+    } else {
+      Row->Set(*this, Row->Default);
+    }
+  }
+}
+
+namespace {
+
+constexpr TPropertyInfo<std::int64_t> TagInfo{.Name = "Tag",
+                                              .Doc = "A number for the host's own use."};
+
+bool IsNameCharacter(char ACharacter) {
+  return std::isalnum(static_cast<unsigned char>(ACharacter)) != 0 || ACharacter == '_' ||
+         ACharacter == '-' || ACharacter == ' ' || static_cast<unsigned char>(ACharacter) >= 0x80;
+}
+
+}  // namespace
+
+const TPublishedTable& TComponent::Published() {
+  static const TPublishedTable Table =
+      TPublishedTable({.Name = "TComponent"}, nullptr)
+          .Property(TagInfo, &TComponent::Tag, &TComponent::SetTag);
+  return Table;
+}
+
+std::string TComponent::Describe() const {
+  const std::string OwnName = Name();
+  const std::string OwnClass(ClassName());
+  return OwnName.empty() ? OwnClass : OwnName + " (" + OwnClass + ")";
+}
+
+std::string TComponent::Name() const {
+  const std::lock_guard Lock(FComponentsMutex);
+  return FName;
+}
+
+void TComponent::SetName(const std::string& AName) {
+  if (!std::all_of(AName.begin(), AName.end(), IsNameCharacter)) {
+    throw EQSException(Describe() + ": Name cannot be \"" + AName +
+                       "\"; expected are letters, digits, '_', '-' and spaces");
+  }
+  if (FOwner != nullptr && !AName.empty()) {
+    const TComponent* Other = FOwner.Load()->FindComponent(AName);
+    if (Other != nullptr && Other != this) {
+      throw EQSException(Describe() + ": Name cannot be \"" + AName + "\"; " + Other->Describe() +
+                         " of the same owner has it; choose another one");
+    }
+  }
+  const std::lock_guard Lock(FComponentsMutex);
+  FName = AName;
+}
+
+std::vector<TComponent*> TComponent::Components() const {
+  const std::lock_guard Lock(FComponentsMutex);
+  return FComponents;
+}
+
+TComponent* TComponent::FindComponent(std::string_view AName) const {
+  for (TComponent* Component : Components()) {
+    if (Component->Name() == AName) return Component;
+  }
+  return nullptr;
+}
+
+void TComponent::InsertComponent(TOwned<TComponent> AComponent) {
+  AComponent->FOwner = this;
+  const std::lock_guard Lock(FComponentsMutex);
+  FComponents.push_back(AComponent.release());
+}
+
+void TComponent::SetState(TComponentState AState, bool AValue) {
+  const std::uint8_t State = FState;
+  FState = static_cast<std::uint8_t>(AValue ? State | AState : State & ~AState);
+}
+
+void TComponent::Constructed() {
+  InitDefaults();
+  AfterConstruction();
+}
+
+void TComponent::End() {
+  SetState(csDestroying, true);
+  BeforeDestruction();
+  if (TComponent* Host = FOwner; Host != nullptr) {
+    const std::lock_guard Lock(Host->FComponentsMutex);
+    std::erase(Host->FComponents, this);
+  }
+  for (;;) {
+    TComponent* Last = nullptr;
+    {
+      const std::lock_guard Lock(FComponentsMutex);
+      if (FComponents.empty()) break;
+      Last = FComponents.back();
+      FComponents.pop_back();
+    }
+    Last->FOwner = nullptr;
+    Last->End();
+  }
+  const TRef<TCallGate> Door = FGate;
+  Door->Close([this] { delete this; });
+}
+
+void TComponentEnd::operator()(TComponent* AComponent) const {
+  if (AComponent != nullptr) AComponent->End();
+}
+
+TLockComponent::TLockComponent(TConstruct AConstruct)
+    : TComponent(AConstruct), FLock(MakeRef<IChangeNotifyLock>([this] { return Describe(); })) {}
+
+void TLockComponent::BeforeDestruction() {
+  std::vector<TKLBasicPin*> Pins;
+  {
+    const std::lock_guard Lock(FPinsMutex);
+    Pins = FPins;
+  }
+  for (TKLBasicPin* Pin : Pins) Pin->DisconnectAll();
+  TComponent::BeforeDestruction();
+}
+
+}  // namespace tessalune

@@ -1,0 +1,251 @@
+// Components: their creation and end, their owner and name, their lock, their properties.
+//
+//   auto Generator = Create<TQSSignalGen>();      // an owning handle; the component ends with it
+//   TQSLogger& Logger = Create<TQSLogger>(Host);  // owned by the component Host
+//
+// A component is created, and its links are made, on any one thread; setters and getters may be
+// called from any thread. It may end on any thread, in a handler of its own event too: its end
+// stops what it runs, takes its links off, waits for the calls that other threads have in progress
+// in it, and never for its own caller. If the caller is inside the component, its memory goes when
+// that call has left.
+#pragma once
+
+#include <tessalune/frame/runtime/QSCalls.h>
+#include <tessalune/frame/runtime/QSEvent.h>
+#include <tessalune/frame/runtime/QSException.h>
+#include <tessalune/frame/runtime/QSField.h>
+#include <tessalune/frame/runtime/QSLock.h>
+#include <tessalune/frame/runtime/QSPublished.h>
+#include <tessalune/frame/runtime/QSReference.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace tessalune {
+
+class TKLBasicPin;
+class TComponent;
+
+class TObject {
+ public:
+  TObject() = default;
+  TObject(const TObject&) = delete;
+  TObject& operator=(const TObject&) = delete;
+  virtual ~TObject() = default;
+
+  // Who this is, for a message: "Tone (TQSSignalGen)".
+  virtual std::string Describe() const { return "an object"; }
+};
+
+// An object with published properties.
+class TPersistent : public TObject {
+ public:
+  // The table of the object's class. Each class that publishes something defines the static
+  // Published and overrides this one to return it.
+  virtual const TPublishedTable& PublishedTable() const = 0;
+  std::string_view ClassName() const { return PublishedTable().ClassName(); }
+  std::string Describe() const override { return std::string(ClassName()); }
+
+  // Stores the properties that differ from their default, sub-objects included, then what
+  // WriteOwnForms adds.
+  void SerializationWrite(IWriter& AWriter) const;
+  // Sets, in the order of the table, the properties that the stream holds. What it holds beside, a
+  // value of the wrong type and a value that a setter refuses are told as faults of the stream;
+  // the rest is read all the same.
+  void SerializationRead(IReader& AReader);
+
+  // Takes over all published properties of an object of the same class.
+  virtual void Assign(const TPersistent& ASource);
+
+ protected:
+  // Gives every property its default.
+  void InitDefaults();
+
+  // Forms beside the published properties, such as an array of numbers: a class that has one
+  // writes it, and reads it when asked by name (true if the name is its own).
+  virtual void WriteOwnForms(IWriter& /*AWriter*/) const {}
+  virtual bool ReadOwnForm(IReader& /*AReader*/, std::string_view /*AName*/) { return false; }
+  virtual std::vector<std::string_view> OwnFormNames() const { return {}; }
+};
+
+struct TComponentEnd {
+  void operator()(TComponent* AComponent) const;
+};
+
+// Owns one component.
+template <class T>
+using TOwned = std::unique_ptr<T, TComponentEnd>;
+
+// Creates a component of the host's own.
+template <class T>
+TOwned<T> Create();
+
+// Creates a component that AOwner owns: it ends with AOwner at the latest.
+template <class T>
+T& Create(TComponent& AOwner);
+
+// Given to a component's constructor by Create, and by nobody else: a component that is made in
+// any other way would miss its defaults and its orderly end.
+class TConstruct {
+ private:
+  TConstruct() = default;
+  template <class T>
+  friend TOwned<T> Create();
+};
+
+enum TComponentState : std::uint8_t {
+  csDesigning = 1,   // in a design tool: failures are told by events only
+  csDestroying = 2,  // its end has begun
+};
+
+class TComponent : public TPersistent {
+ public:
+  explicit TComponent(TConstruct) {}
+
+  static const TPublishedTable& Published();
+  const TPublishedTable& PublishedTable() const override { return Published(); }
+  std::string Describe() const override;
+
+  // The name, unique among the components of one owner; may be empty. Letters, digits, '_', '-'
+  // and spaces. Raises EQSException for a name that is taken or malformed.
+  std::string Name() const;
+  void SetName(const std::string& AName);
+
+  // A number for the host's own use.
+  std::int64_t Tag() const { return FTag; }
+  void SetTag(std::int64_t AValue) { FTag = AValue; }
+
+  TComponent* Owner() const { return FOwner; }
+  std::vector<TComponent*> Components() const;
+  // The owned component of that name; null if there is none.
+  TComponent* FindComponent(std::string_view AName) const;
+  void InsertComponent(TOwned<TComponent> AComponent);
+
+  bool HasState(TComponentState AState) const { return (FState & AState) != 0; }
+  void SetDesigning(bool AValue) { SetState(csDesigning, AValue); }
+
+ protected:
+  // Called once, when the object is whole and has its defaults.
+  virtual void AfterConstruction() {}
+  // Called once, when the object is still whole: ends what it runs. An override calls the
+  // inherited one last.
+  virtual void BeforeDestruction() {}
+
+  // The door for calls into the component.
+  TCallGate& Gate() const { return *FGate; }
+
+ private:
+  template <class T>
+  friend TOwned<T> Create();
+  friend struct TComponentEnd;
+  friend class TKLBasicPin;
+  friend class TMainThread;
+
+  void Constructed();
+  void End();
+  void SetState(TComponentState AState, bool AValue);
+
+  const TRef<TCallGate> FGate = MakeRef<TCallGate>();
+  mutable std::mutex FComponentsMutex;  // name, owner and owned components
+  std::string FName;
+  TField<TComponent*> FOwner;
+  std::vector<TComponent*> FComponents;
+  TField<std::int64_t> FTag;
+  TField<std::uint8_t> FState;
+};
+
+template <class T>
+TOwned<T> Create() {
+  TOwned<T> Component(new T(TConstruct()));
+  static_cast<TComponent&>(*Component).Constructed();
+  return Component;
+}
+
+template <class T>
+T& Create(TComponent& AOwner) {
+  TOwned<T> Component = Create<T>();
+  T& Result = *Component;
+  AOwner.InsertComponent(std::move(Component));
+  return Result;
+}
+
+// A component with a lock: the base of all components that have pins.
+class TLockComponent : public TComponent {
+ public:
+  explicit TLockComponent(TConstruct AConstruct);
+
+  [[nodiscard]] ILockSection ReadLock() const { return FLock->ReadLock(); }
+  [[nodiscard]] ILockSection WriteLock() const { return FLock->WriteLock(); }
+  [[nodiscard]] ILockSection StopLock() const { return FLock->StopLock(); }
+
+ protected:
+  void BeforeDestruction() override;
+
+  // Setters, as IChangeNotifyLock::NotifySetter describes them.
+  template <class T>
+  bool NotifySetter(const TPropertyInfo<T>& AInfo, TField<T>& AField, T AValue,
+                    const std::function<void()>& AUpdated = {}, bool AStopLock = false) {
+    return FLock->NotifySetter(AInfo, AField, AValue, AUpdated, AStopLock);
+  }
+  bool NotifySetter(std::string& AField, std::string AValue,
+                    const std::function<void()>& AUpdated = {}) {
+    return FLock->NotifySetter(AField, std::move(AValue), AUpdated);
+  }
+  // An event's handler is always taken: two callables cannot be compared.
+  template <class THandler>
+  void NotifySetter(TEvent<THandler>& AEvent, THandler AHandler) {
+    const ILockSection Section = FLock->WriteLock();
+    AEvent.Set(std::move(AHandler));
+    FLock->NotifyChange();
+  }
+
+  // Fires an event when this thread is outside the component's lock: at once, or when it leaves.
+  template <class THandler, class... TArgs>
+  void FireEvent(const TEvent<THandler>& AEvent, TArgs... AArgs) {
+    if (!AEvent.IsAssigned()) return;
+    FLock->AfterRelease([this, &AEvent, Door = TRef<TCallGate>(&Gate()), AArgs...] {
+      const TCallScope Call(*Door);
+      if (Call) AEvent(*this, AArgs...);
+    });
+  }
+
+  const TRef<IChangeNotifyLock> FLock;
+
+ private:
+  friend class TKLBasicPin;
+  std::mutex FPinsMutex;
+  std::vector<TKLBasicPin*> FPins;
+};
+
+// A sub-object of a component, with published properties of its own, under the component's lock.
+class TLockPersistent : public TPersistent {
+ public:
+  // ALock is the lock of the owner; AOnChange runs inside it after a change.
+  explicit TLockPersistent(TRef<IChangeNotifyLock> ALock, std::function<void()> AOnChange = {})
+      : FLock(std::move(ALock)), FOnChange(std::move(AOnChange)) {}
+
+  std::string Describe() const override { return FLock->Describe(); }
+
+ protected:
+  template <class T>
+  bool NotifySetter(const TPropertyInfo<T>& AInfo, TField<T>& AField, T AValue,
+                    const std::function<void()>& AUpdated = {}) {
+    return FLock->NotifySetter(AInfo, AField, AValue, [&] {
+      if (AUpdated) AUpdated();
+      if (FOnChange) FOnChange();
+    });
+  }
+
+  const TRef<IChangeNotifyLock> FLock;
+
+ private:
+  const std::function<void()> FOnChange;
+};
+
+}  // namespace tessalune
