@@ -1,0 +1,153 @@
+#include <tessalune/primitives/ArgumentChecks.h>
+#include <tessalune/primitives/QSBasicDispatcher.h>
+#include <tessalune/primitives/kernels/Elementwise.h>
+#include <tessalune/primitives/kernels/Integer.h>
+#include <tessalune/primitives/kernels/Reductions.h>
+#include <tessalune/primitives/kernels/Waveforms.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+namespace tessalune::builtins {
+namespace {
+
+constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
+
+template <class T>
+IppStatus Set(T val, T* pDst, std::int32_t len) noexcept {
+  const IppStatus Status = CheckArguments(len, pDst);
+  if (Status == ippStsNoErr) kernels::Fill(pDst, Count(len), val);
+  return Status;
+}
+
+template <class T>
+IppStatus Move(const T* pSrc, T* pDst, std::int32_t len) noexcept {
+  const IppStatus Status = CheckArguments(len, pSrc, pDst);
+  if (Status == ippStsNoErr) std::memmove(pDst, pSrc, Count(len) * sizeof(T));
+  return Status;
+}
+
+// AValue * 2^-scaleFactor in two steps, each of whose factors a double holds for every scale factor
+// that leaves something to round.
+class TDoubleScale {
+ public:
+  explicit TDoubleScale(std::int32_t AScaleFactor) noexcept {
+    const int Exponent = -std::clamp(AScaleFactor, -2000, 2000);
+    FFirst = std::ldexp(1.0, Exponent / 2);
+    FSecond = std::ldexp(1.0, Exponent - Exponent / 2);
+  }
+
+  double operator()(double AValue) const noexcept { return AValue * FFirst * FSecond; }
+
+ private:
+  double FFirst;
+  double FSecond;
+};
+
+}  // namespace
+
+IppStatus ippsSet_8u(std::uint8_t val, std::uint8_t* pDst, std::int32_t len) noexcept {
+  return Set(val, pDst, len);
+}
+IppStatus ippsSet_32s(std::int32_t val, std::int32_t* pDst, std::int32_t len) noexcept {
+  return Set(val, pDst, len);
+}
+IppStatus ippsSet_64f(double val, double* pDst, std::int32_t len) noexcept {
+  return Set(val, pDst, len);
+}
+IppStatus ippsSet_64fc(TComplex val, TComplex* pDst, std::int32_t len) noexcept {
+  return Set(val, pDst, len);
+}
+
+IppStatus ippsZero_8u(std::uint8_t* pDst, std::int32_t len) noexcept {
+  return ownsZero_8u(pDst, len);
+}
+IppStatus ippsZero_16s(std::int16_t* pDst, std::int32_t len) noexcept {
+  return Set(std::int16_t{0}, pDst, len);
+}
+IppStatus ippsZero_32s(std::int32_t* pDst, std::int32_t len) noexcept { return Set(0, pDst, len); }
+IppStatus ippsZero_64fc(TComplex* pDst, std::int32_t len) noexcept {
+  return Set(TComplex{}, pDst, len);
+}
+
+IppStatus ippsCopy_8u(const std::uint8_t* pSrc, std::uint8_t* pDst, std::int32_t len) noexcept {
+  return ownsCopy_8u(pSrc, pDst, len);
+}
+IppStatus ippsCopy_32s(const std::int32_t* pSrc, std::int32_t* pDst, std::int32_t len) noexcept {
+  return Move(pSrc, pDst, len);
+}
+IppStatus ippsMove_8u(const std::uint8_t* pSrc, std::uint8_t* pDst, std::int32_t len) noexcept {
+  return Move(pSrc, pDst, len);
+}
+IppStatus ippsMove_64f(const double* pSrc, double* pDst, std::int32_t len) noexcept {
+  return Move(pSrc, pDst, len);
+}
+
+IppStatus ippsMean_64f(const double* pSrc, std::int32_t len, double* pMean) noexcept {
+  const IppStatus Status = CheckArguments(len, pSrc, pMean);
+  if (Status == ippStsNoErr) *pMean = kernels::Sum(pSrc, Count(len)) / len;
+  return Status;
+}
+
+IppStatus ippsMinMax_64f(const double* pSrc, std::int32_t len, double* pMin,
+                         double* pMax) noexcept {
+  const IppStatus Status = CheckArguments(len, pSrc, pMin, pMax);
+  if (Status != ippStsNoErr) return Status;
+  const double Min = kernels::Minimum(pSrc, Count(len));
+  const double Max = kernels::Maximum(pSrc, Count(len));
+  const bool HasNumbers = Min <= Max;
+  *pMin = HasNumbers ? Min : NaN;
+  *pMax = HasNumbers ? Max : NaN;
+  return ippStsNoErr;
+}
+
+IppStatus ippsMaxIndx_64f(const double* pSrc, std::int32_t len, double* pMax,
+                          std::int32_t* pIndx) noexcept {
+  const IppStatus Status = CheckArguments(len, pSrc, pMax, pIndx);
+  if (Status != ippStsNoErr) return Status;
+  const double Max = kernels::Maximum(pSrc, Count(len));
+  const std::size_t Index = kernels::IndexOf(pSrc, Count(len), Max);
+  const bool HasNumbers = Index < Count(len);
+  *pMax = HasNumbers ? Max : NaN;
+  *pIndx = HasNumbers ? static_cast<std::int32_t>(Index) : 0;
+  return ippStsNoErr;
+}
+
+IppStatus ippsConvert_64f32s_Sfs(const double* pSrc, std::int32_t* pDst, std::int32_t len,
+                                 IppRoundMode rndMode, std::int32_t scaleFactor) noexcept {
+  const IppStatus Status = CheckArguments(len, pSrc, pDst);
+  if (Status != ippStsNoErr) return Status;
+  const TDoubleScale Scale(scaleFactor);
+  const auto Convert = [=](auto ARound) {
+    kernels::Map(pSrc, pDst, Count(len), [=](double X) { return ARound(Scale(X)); });
+    return ippStsNoErr;
+  };
+  switch (rndMode) {
+    case ippRndZero:
+      return Convert([](double X) { return kernels::Saturate(X); });
+    case ippRndNear:
+      return Convert([](double X) { return kernels::RoundNear(X); });
+    case ippRndFinancial:
+      return Convert([](double X) { return kernels::RoundFinancial(X); });
+  }
+  return ippStsRoundModeNotSupportedErr;
+}
+
+IppStatus ippsConvert_32s64f(const std::int32_t* pSrc, double* pDst, std::int32_t len) noexcept {
+  const IppStatus Status = CheckArguments(len, pSrc, pDst);
+  if (Status == ippStsNoErr)
+    kernels::Map(pSrc, pDst, Count(len), [](std::int32_t X) { return static_cast<double>(X); });
+  return Status;
+}
+
+IppStatus ippsVectorJaehne_64f(double* pDst, std::int32_t len, double magn) noexcept {
+  const IppStatus Status = CheckArguments(len, pDst);
+  if (Status != ippStsNoErr) return Status;
+  if (!(magn >= 0.0)) return ippStsJaehneErr;
+  kernels::Jaehne(pDst, Count(len), magn);
+  return ippStsNoErr;
+}
+
+}  // namespace tessalune::builtins

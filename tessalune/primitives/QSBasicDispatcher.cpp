@@ -1,0 +1,9 @@
+#include <tessalune/primitives/QSBasicDispatcher.h>
+
+#include <array>
+
+namespace tessalune {
+
+TESSALUNE_DEFINE_PRIMITIVES(QSBasicDispatcher, TESSALUNE_QSBASICDISPATCHER_PRIMITIVES)
+
+}  // namespace tessalune

@@ -1,0 +1,9 @@
+#include <tessalune/primitives/QSHilbertDispatcher.h>
+
+#include <array>
+
+namespace tessalune {
+
+TESSALUNE_DEFINE_PRIMITIVES(QSHilbertDispatcher, TESSALUNE_QSHILBERTDISPATCHER_PRIMITIVES)
+
+}  // namespace tessalune

@@ -1,0 +1,102 @@
+#include <tessalune/primitives/QSSubDispatcher.h>
+
+#include <tessalune/primitives/ArgumentChecks.h>
+#include <tessalune/primitives/Libcdispatcher.h>
+#include <tessalune/primitives/VBMalloc.h>
+
+#include <cstddef>
+#include <cstring>
+
+namespace tessalune {
+namespace {
+
+constexpr std::size_t Alignment = 32;
+constexpr std::size_t Reserve = 36;
+
+// The gap below a result is what _malloc's address lacks to a multiple of 32, 4 at least. As
+// _malloc aligns to twice the size of a pointer, the gap holds one.
+static_assert(alignof(std::max_align_t) % sizeof(void*) == 0);
+
+void* AllocateAligned(std::size_t ASize) noexcept {
+  void* Raw = _malloc(ASize + Reserve);
+  if (!Raw) return nullptr;
+  const auto Address = reinterpret_cast<std::uintptr_t>(Raw);
+  const std::size_t Shift = ((Address + Reserve - 1) & ~(Alignment - 1)) - Address;
+  std::byte* Result = static_cast<std::byte*>(Raw) + Shift;
+  std::memcpy(Result - sizeof Raw, &Raw, sizeof Raw);
+  return Result;
+}
+
+template <class T>
+T* AllocateElements(std::int32_t ALength) noexcept {
+  return ALength < 1 ? nullptr : static_cast<T*>(AllocateAligned(Count(ALength) * sizeof(T)));
+}
+
+template <class T>
+IppStatus Zero(T* pDst, std::int32_t len) noexcept {
+  const IppStatus Status = CheckArguments(len, pDst);
+  if (Status == ippStsNoErr) std::memset(pDst, 0, Count(len) * sizeof(T));
+  return Status;
+}
+
+template <class T>
+IppStatus Copy(const T* pSrc, T* pDst, std::int32_t len) noexcept {
+  const IppStatus Status = CheckArguments(len, pSrc, pDst);
+  // Not memcpy, which does not allow pSrc = pDst.
+  if (Status == ippStsNoErr) std::memmove(pDst, pSrc, Count(len) * sizeof(T));
+  return Status;
+}
+
+}  // namespace
+
+std::uint8_t* ippsMalloc_8u(std::int32_t ALength) noexcept {
+  return AllocateElements<std::uint8_t>(ALength);
+}
+
+double* ippsMalloc_64f(std::int32_t ALength) noexcept { return AllocateElements<double>(ALength); }
+
+void ippsFree(void* ABlock) noexcept {
+  if (!ABlock) return;
+  void* Raw = nullptr;
+  std::memcpy(&Raw, static_cast<std::byte*>(ABlock) - sizeof Raw, sizeof Raw);
+  _free(Raw);
+}
+
+IppStatus ownsZero_8u(std::uint8_t* pDst, std::int32_t len) noexcept { return Zero(pDst, len); }
+
+IppStatus ownsCopy_8u(const std::uint8_t* pSrc, std::uint8_t* pDst, std::int32_t len) noexcept {
+  return Copy(pSrc, pDst, len);
+}
+
+#if defined(__x86_64__) || defined(__i386__)
+std::uint32_t _ipp_set_rcpc_fpu(std::uint32_t value, std::uint32_t mask) noexcept {
+  std::uint16_t Word = 0;
+  asm volatile("fnstcw %0" : "=m"(Word));
+  const std::uint32_t Previous = Word;
+  if ((Previous & mask) != value) _ipp_set_cw_fpu((Previous & ~mask) | value);
+  return Previous;
+}
+
+void _ipp_set_cw_fpu(std::uint32_t cw) noexcept {
+  const auto Word = static_cast<std::uint16_t>(cw);
+  asm volatile("fldcw %0" : : "m"(Word));
+}
+#endif
+
+namespace builtins {
+
+IppStatus ippsZero_64f(double* pDst, std::int32_t len) noexcept { return Zero(pDst, len); }
+
+IppStatus ippsCopy_64f(const double* pSrc, double* pDst, std::int32_t len) noexcept {
+  return Copy(pSrc, pDst, len);
+}
+
+IppStatus ippsPhase_64fc(const TComplex* pSrc, double* pDst, std::int32_t len) noexcept {
+  const IppStatus Status = CheckArguments(len, pSrc, pDst);
+  if (Status != ippStsNoErr) return Status;
+  for (std::size_t I = 0; I < Count(len); ++I) pDst[I] = _atan2(pSrc[I].Im, pSrc[I].Re);
+  return ippStsNoErr;
+}
+
+}  // namespace builtins
+}  // namespace tessalune

@@ -1,0 +1,148 @@
+#pragma once
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+
+/// Waveforms as plain loops. Arguments are those of the primitives, and have been checked.
+namespace tessalune::kernels {
+
+/// Running values are kept at this precision: 80 bits on x86.
+using TExtended = long double;
+
+constexpr double Pi = 0x1.921FB54442D18p+1;
+constexpr double TwoPi = 0x1.921FB54442D18p+2;
+constexpr double FourPi = 0x1.921FB54442D18p+3;
+constexpr double OneOverTwoPi = 0x1.45F306DC9C883p-3;
+constexpr TExtended ExtendedTwoPi = 0xC.90FDAA22168C235p-1L;
+
+/// APhase modulo two pi as a double in [0, two pi). The rounding to double comes before the test,
+/// so that no phase leaves that the next call would refuse.
+inline double WrapPhase(TExtended APhase) noexcept {
+  const TExtended Cycles = std::floor(APhase * OneOverTwoPi);
+  const auto Wrapped = static_cast<double>(APhase - TwoPi * Cycles);
+  return Wrapped >= 0.0 && Wrapped < TwoPi ? Wrapped : 0.0;
+}
+
+inline double TrianglePhaseAfter(std::size_t ACount, double ARelFreq, double APhase) noexcept {
+  return WrapPhase(TExtended{TwoPi} * ARelFreq * static_cast<TExtended>(ACount) + APhase);
+}
+
+/// As for the triangle, but the phase is rounded to double before it is wrapped.
+inline double TonePhaseAfter(std::size_t ACount, double ARelFreq, double APhase) noexcept {
+  const TExtended Phase = TExtended{TwoPi} * ARelFreq * static_cast<TExtended>(ACount) + APhase;
+  return WrapPhase(static_cast<double>(Phase));
+}
+
+/// Cosine by recurrence: y[n] = 2 cos(2 w) y[n-2] - y[n-4] runs as two chains that do not wait for
+/// each other.
+inline void Tone(double* pDst, std::size_t ACount, double AMagn, double ARelFreq,
+                 double APhase) noexcept {
+  const TExtended Step = TExtended{TwoPi} * ARelFreq;
+  const TExtended Single = 2 * std::cos(Step);
+  const TExtended Twice = Single * Single - 2;
+  TExtended Even0 = std::cos(TExtended{APhase}) * AMagn;
+  TExtended Odd0 = std::cos(APhase + Step) * AMagn;
+  TExtended Even1 = Odd0 * Single - Even0;
+  TExtended Odd1 = Even1 * Single - Odd0;
+
+  const TExtended Start[] = {Even0, Odd0, Even1, Odd1};
+  for (std::size_t N = 0; N < 4 && N < ACount; ++N) pDst[N] = static_cast<double>(Start[N]);
+
+  std::size_t N = 4;
+  for (; N + 1 < ACount; N += 2) {
+    const TExtended Even = Twice * Even1 - Even0;
+    const TExtended Odd = Twice * Odd1 - Odd0;
+    pDst[N] = static_cast<double>(Even);
+    pDst[N + 1] = static_cast<double>(Odd);
+    Even0 = Even1;
+    Even1 = Even;
+    Odd0 = Odd1;
+    Odd1 = Odd;
+  }
+  if (N < ACount) pDst[N] = static_cast<double>(Twice * Even1 - Even0);
+}
+
+/// Steps along the falling and the rising segment; a step beyond a peak is folded back with the
+/// other segment's slope, or, when it crosses that segment as a whole, goes on in the same
+/// direction one cycle further.
+///
+/// The fold is written around the peak, magn + (w - magn) * ratio: w - magn is exact, so a ratio of
+/// any size leaves the result at or below the peak, and an empty segment (ratio -infinity) falls
+/// into the second case by itself.
+inline void Triangle(double* pDst, std::size_t ACount, double AMagn, double ARelFreq, double AAsym,
+                     double APhase) noexcept {
+  const TExtended Magn = AMagn;
+  const TExtended FallLength = TExtended{Pi} + AAsym;
+  const TExtended RiseLength = TExtended{Pi} - AAsym;
+  const TExtended Cycle = FourPi * Magn;
+  const TExtended Down = -(Cycle * ARelFreq) / FallLength;
+  const TExtended Up = Cycle * ARelFreq / RiseLength;
+  const TExtended FoldToRise = -FallLength / RiseLength;
+  const TExtended FoldToFall = -RiseLength / FallLength;
+  const TExtended JumpUp = Cycle / RiseLength;
+  const TExtended JumpDown = Cycle / FallLength;
+
+  const bool StartsFalling = APhase < FallLength;
+  TExtended Value = StartsFalling ? Magn * (1 - 2 * APhase / FallLength)
+                                  : Magn * (2 * (APhase - FallLength) / RiseLength - 1);
+  bool Rising = !StartsFalling && Up > 0;
+  TExtended Step = StartsFalling ? Down : Up;
+
+  for (std::size_t N = 0; N < ACount; ++N) {
+    pDst[N] = static_cast<double>(Value);
+    Value += Step;
+    if (Rising && Value > Magn) {
+      const TExtended Folded = (Value - Magn) * FoldToFall + Magn;
+      Rising = Folded < -Magn;
+      Value = Rising ? Value - JumpUp : Folded;
+      Step = Rising ? Up : Down;
+    } else if (!Rising && Value < -Magn) {
+      const TExtended Folded = (Value + Magn) * FoldToRise - Magn;
+      Rising = !(Folded > Magn);
+      Value = Rising ? Folded : Value + JumpDown;
+      Step = Rising ? Up : Down;
+    }
+  }
+}
+
+/// X - trunc(X), exact. The range that a running wave stays in needs no division.
+inline TExtended FractionOf(TExtended X) noexcept {
+  if (X >= 0 && X < 1) return X;
+  if (X >= 1 && X < 2) return X - 1;
+  return std::fmod(X, TExtended{1});
+}
+
+/// Returns the phase of sample ACount, in radians.
+inline double Square(double* pDst, std::size_t ACount, double AMagn, double ARelFreq, double AAsym,
+                     double APhase) noexcept {
+  const TExtended Low = TExtended{AAsym} / 2 + 0.5L;
+  TExtended Place = APhase / ExtendedTwoPi;
+  for (std::size_t N = 0; N < ACount; ++N) {
+    pDst[N] = Low > Place ? -AMagn : AMagn;
+    Place = FractionOf(Place + ARelFreq);
+  }
+  return static_cast<double>(Place * 2 * Pi);
+}
+
+inline void Ramp(double* pDst, std::int32_t ACount, double AOffset, double ASlope) noexcept {
+  for (std::int32_t N = 0; N < ACount; ++N) pDst[N] = AOffset + ASlope * N;
+}
+
+/// Chirp magn * sin(pi n^2 / (2 count)). The angle has the period 4 count in n^2, which is kept
+/// modulo that period as an integer: n^2 grows by 2 n + 1, less than a period a sample, so the
+/// angle is as exact for the last sample as for the first.
+inline void Jaehne(double* pDst, std::size_t ACount, double AMagn) noexcept {
+  const std::uint64_t Count = ACount;
+  const std::uint64_t Period = 4 * Count;
+  const double Quarter = Pi / 2.0;
+  std::uint64_t Square = 0;
+  for (std::uint64_t N = 0; N < Count; ++N) {
+    const double Turn = static_cast<double>(Square) / static_cast<double>(Count);
+    pDst[N] = AMagn * std::sin(Quarter * Turn);
+    Square += 2 * N + 1;
+    if (Square >= Period) Square -= Period;
+  }
+}
+
+}  // namespace tessalune::kernels
