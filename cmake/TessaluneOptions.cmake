@@ -4,12 +4,10 @@
 add_library(tessalune_options INTERFACE)
 target_compile_options(tessalune_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wconversion
-  -Wsign-conversion -Wdouble-promotion -Wformat=2 -Wnull-dereference
+  -Wsign-conversion -Wdouble-promotion -Wformat=2
   $<$<BOOL:${TESSALUNE_WERROR}>:-Werror>)
 if(TESSALUNE_SANITIZE)
   target_compile_options(tessalune_options INTERFACE
     -fsanitize=${TESSALUNE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   target_link_options(tessalune_options INTERFACE -fsanitize=${TESSALUNE_SANITIZE})
-  # GCC warns of null dereferences that only its own instrumentation adds.
-  target_compile_options(tessalune_options INTERFACE -Wno-null-dereference)
 endif()

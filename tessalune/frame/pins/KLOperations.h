@@ -197,7 +197,8 @@ class TKLPumpRequestOperation final : public IKLNotifyOperation {
 class TKLStartPumpOperation final : public IKLNotifyOperation {
  public:
   static constexpr TKLOperationClass Class{"TKLStartPumpOperation", &IKLNotifyOperation::Class};
-  explicit TKLStartPumpOperation(TObject* APump) noexcept : IKLNotifyOperation(Class), Pump(APump) {}
+  explicit TKLStartPumpOperation(TObject* APump) noexcept
+      : IKLNotifyOperation(Class), Pump(APump) {}
   TObject* const Pump;
 };
 

@@ -49,10 +49,9 @@ using TKLDataTypes = std::vector<const TKLDataType*>;
 // A component's answer to an operation that arrives on one of its pins. ASender is the
 // component's own pin, AOtherPin the one at the other end (null if there is none). Runs on the
 // thread of whoever sent the operation, as a call into the component.
-using TKLNotifyEvent =
-    std::function<TKLNotifyResult(TKLBasicPin& ASender, TKLBasicPin* AOtherPin,
-                                  const TGUID& ADataTypeID, IKLNotifyOperation& AOperation,
-                                  TKLNotifyState AState)>;
+using TKLNotifyEvent = std::function<TKLNotifyResult(
+    TKLBasicPin& ASender, TKLBasicPin* AOtherPin, const TGUID& ADataTypeID,
+    IKLNotifyOperation& AOperation, TKLNotifyState AState)>;
 
 // Whose pin it is: the component, and the lock that guards the pin's value and the state that its
 // handler keeps. A pin of a host's own, made to feed or to watch a graph, belongs to no component.
@@ -141,7 +140,8 @@ class TKLBasicPin {
     TKLNotifyResult Result;
     for (std::size_t I = 0; I < Reader.Links.size(); ++I) {
       const bool IsLast = I + 1 == Reader.Links.size();
-      Result |= ASend(*Reader.Links[I], IsLast ? TKLNotifyState{nsLastIteration} : TKLNotifyState{});
+      Result |=
+          ASend(*Reader.Links[I], IsLast ? TKLNotifyState{nsLastIteration} : TKLNotifyState{});
     }
     return Result;
   }
@@ -258,8 +258,8 @@ class TKLPinListOwner {
  public:
   using TCreate = std::function<std::unique_ptr<TKLPin>()>;
   // Begins with ADefault pins; the count stays between AMin and AMax.
-  TKLPinListOwner(TLockComponent& AOwner, std::string AName, std::size_t ADefault,
-                  std::size_t AMin, std::size_t AMax, TCreate ACreate);
+  TKLPinListOwner(TLockComponent& AOwner, std::string AName, std::size_t ADefault, std::size_t AMin,
+                  std::size_t AMax, TCreate ACreate);
 
   std::size_t Count() const;
   // Creates pins at the end, or ends the last ones, their links with them. Raises EQSException for

@@ -151,15 +151,16 @@ bool TKLTopology::ClosesLoop(const TKLBasicPin& ASource, const TKLBasicPin& ASin
 // --- refusals ---
 
 std::pair<TKLBasicPin*, TKLBasicPin*> TKLTopology::Ends(TKLBasicPin& AOne, TKLBasicPin& AOther) {
-  const bool Turned = AOne.Direction() == TKLPinDirection::Sink ||
-                      (AOther.Direction() == TKLPinDirection::Source &&
-                       AOne.Direction() != TKLPinDirection::Source);
+  const bool Turned =
+      AOne.Direction() == TKLPinDirection::Sink || (AOther.Direction() == TKLPinDirection::Source &&
+                                                    AOne.Direction() != TKLPinDirection::Source);
   return Turned ? std::pair(&AOther, &AOne) : std::pair(&AOne, &AOther);
 }
 
 std::optional<std::string> TKLTopology::WhyNot(TKLBasicPin& AOne, TKLBasicPin& AOther) {
   const auto [Source, Sink] = Ends(AOne, AOther);
-  const std::string Between = "cannot link " + Source->Describe() + " to " + Sink->Describe() + ": ";
+  const std::string Between =
+      "cannot link " + Source->Describe() + " to " + Sink->Describe() + ": ";
   if (Source == Sink) return Between + "it is the same pin";
   if (Source->Direction() == Sink->Direction() && Source->Direction() != TKLPinDirection::State) {
     const bool Sources = Source->Direction() == TKLPinDirection::Source;

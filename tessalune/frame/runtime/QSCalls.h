@@ -66,7 +66,7 @@ class TCallScope {
  public:
   explicit TCallScope(TCallGate& AGate) noexcept : FFrame{&AGate, CurrentCallFrame} {
     if (AGate.TryEnter()) {
-      CurrentCallFrame = &FFrame;
+      SetCurrentCallFrame(&FFrame);
     } else {
       FFrame.Gate = nullptr;
     }
@@ -74,12 +74,18 @@ class TCallScope {
   TCallScope(const TCallScope&) = delete;
   ~TCallScope() {
     if (FFrame.Gate == nullptr) return;
-    CurrentCallFrame = FFrame.Outer;
+    SetCurrentCallFrame(FFrame.Outer);
     FFrame.Gate->Leave();
   }
   explicit operator bool() const noexcept { return FFrame.Gate != nullptr; }
 
  private:
+  // The compiler sees the address of a local object leave its scope; the destructor takes it back.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdangling-pointer"
+  static void SetCurrentCallFrame(const TCallFrame* AFrame) noexcept { CurrentCallFrame = AFrame; }
+#pragma GCC diagnostic pop
+
   TCallFrame FFrame;
 };
 

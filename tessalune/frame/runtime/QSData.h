@@ -10,12 +10,16 @@
 
 namespace tessalune {
 
+class IQSDataBuffer;
+
 // A reference-counted packet of data on its way through the graph.
 class IQSData : public IInterface, public TRecycled {
  public:
   // Another packet of the same content, custom objects included: a reference to the content until
   // somebody writes to either.
   virtual TRef<IQSData> MakeCopy() const = 0;
+  // The packet as a block of samples; null if it is none.
+  virtual IQSDataBuffer* AsDataBuffer() noexcept { return nullptr; }
 
   // Objects of the host's own that travel with the packet. Add them before the packet is sent.
   void AddCustom(TRef<IInterface> AObject) { FCustom.push_back(std::move(AObject)); }

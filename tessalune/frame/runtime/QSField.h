@@ -10,7 +10,7 @@ namespace tessalune {
 // whenever it likes. Relaxed atomics cost nothing on x86 and keep the access defined; the order of
 // changes to different fields is not kept, and no component relies on it.
 template <class T>
-  requires std::is_trivially_copyable_v<T>
+requires std::is_trivially_copyable_v<T>
 class TField {
  public:
   TField() = default;

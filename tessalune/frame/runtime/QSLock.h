@@ -89,26 +89,25 @@ class IChangeNotifyLock final : public IInterface {
 
   // The same for a value that has no published row.
   template <class T>
-  bool NotifySetterMin(std::string_view AName, TField<T>& AField, T AValue,
-                       T AMin, const std::function<void()>& AUpdated = {}) {
+  bool NotifySetterMin(std::string_view AName, TField<T>& AField, T AValue, T AMin,
+                       const std::function<void()>& AUpdated = {}) {
     return NotifySetter<T>({.Name = AName, .Bounds = AtLeast(AMin)}, AField, AValue, AUpdated);
   }
   template <class T>
-  bool NotifySetterMax(std::string_view AName, TField<T>& AField, T AValue,
-                       T AMax, const std::function<void()>& AUpdated = {}) {
+  bool NotifySetterMax(std::string_view AName, TField<T>& AField, T AValue, T AMax,
+                       const std::function<void()>& AUpdated = {}) {
     return NotifySetter<T>({.Name = AName, .Bounds = AtMost(AMax)}, AField, AValue, AUpdated);
   }
   template <class T>
-  bool NotifySetterMinMax(std::string_view AName, TField<T>& AField,
-                          T AValue, T AMin, T AMax, const std::function<void()>& AUpdated = {}) {
+  bool NotifySetterMinMax(std::string_view AName, TField<T>& AField, T AValue, T AMin, T AMax,
+                          const std::function<void()>& AUpdated = {}) {
     return NotifySetter<T>({.Name = AName, .Bounds = Between(AMin, AMax)}, AField, AValue,
                            AUpdated);
   }
   // AMin itself is refused; the message offers ASuggestion.
   template <class T>
-  bool NotifySetterMinExlude(std::string_view AName, TField<T>& AField,
-                             T AValue, T AMin, T ASuggestion,
-                             const std::function<void()>& AUpdated = {}) {
+  bool NotifySetterMinExlude(std::string_view AName, TField<T>& AField, T AValue, T AMin,
+                             T ASuggestion, const std::function<void()>& AUpdated = {}) {
     return NotifySetter<T>({.Name = AName, .Bounds = Above(AMin, ASuggestion)}, AField, AValue,
                            AUpdated);
   }

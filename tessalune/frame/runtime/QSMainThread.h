@@ -3,9 +3,9 @@
 
 #include <tessalune/frame/runtime/VBComponent.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
-#include <chrono>
 #include <deque>
 #include <functional>
 #include <mutex>

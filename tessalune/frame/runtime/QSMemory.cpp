@@ -95,11 +95,11 @@ std::size_t ThreadCapacity(std::size_t AClass) {
 
 void* TakeFromSystem(std::size_t ABytes) {
   SystemAllocations.fetch_add(1, std::memory_order_relaxed);
-  return ::operator new(ABytes, std::align_val_t{Alignment});
+  return ::operator new (ABytes, std::align_val_t{Alignment});
 }
 
 void GiveToSystem(void* AMemory) noexcept {
-  ::operator delete(AMemory, std::align_val_t{Alignment});
+  ::operator delete (AMemory, std::align_val_t{Alignment});
 }
 
 void GiveToShared(std::size_t AClass, TStock& AStock, std::size_t ACount) noexcept {

@@ -17,7 +17,7 @@ template <class T>
 struct TValueRange {
   std::optional<T> Min{};
   std::optional<T> Max{};
-  bool MinExcluded = false;  // Min itself is not a value
+  bool MinExcluded = false;       // Min itself is not a value
   std::optional<T> Suggestion{};  // offered in the message to who sets a value outside
 
   constexpr bool IsEmpty() const { return !Min && !Max; }
@@ -51,7 +51,9 @@ template <class T>
 struct TEnumNames;
 
 template <class T>
-concept CEnumProperty = std::is_enum_v<T> && requires { TEnumNames<T>::Names; };
+concept CEnumProperty = std::is_enum_v<T> && requires {
+  TEnumNames<T>::Names;
+};
 
 // Everything about a property but the way to it. A class declares one constexpr row a property,
 // its setter takes the bounds from it, and the class's published table joins it with getter and

@@ -56,14 +56,22 @@ std::size_t EditDistance(std::string_view ALeft, std::string_view ARight) {
 
 std::string_view PropertyKindName(TPropertyKind AKind) {
   switch (AKind) {
-    case TPropertyKind::Boolean: return "Boolean";
-    case TPropertyKind::Integer: return "Integer";
-    case TPropertyKind::Cardinal: return "Cardinal";
-    case TPropertyKind::Int64: return "Int64";
-    case TPropertyKind::Double: return "Double";
-    case TPropertyKind::String: return "String";
-    case TPropertyKind::Enumeration: return "Enumeration";
-    case TPropertyKind::Object: return "Object";
+    case TPropertyKind::Boolean:
+      return "Boolean";
+    case TPropertyKind::Integer:
+      return "Integer";
+    case TPropertyKind::Cardinal:
+      return "Cardinal";
+    case TPropertyKind::Int64:
+      return "Int64";
+    case TPropertyKind::Double:
+      return "Double";
+    case TPropertyKind::String:
+      return "String";
+    case TPropertyKind::Enumeration:
+      return "Enumeration";
+    case TPropertyKind::Object:
+      return "Object";
   }
   return "";
 }
@@ -84,8 +92,11 @@ TPropertyValue TPublishedProperty::Parse(std::string_view AText) const {
       if (const auto Number = ParseNumber(AText)) Value = *Number;
       break;
     case TPropertyKind::String:
-    case TPropertyKind::Enumeration: Value = std::string(AText); break;
-    case TPropertyKind::Object: break;
+    case TPropertyKind::Enumeration:
+      Value = std::string(AText);
+      break;
+    case TPropertyKind::Object:
+      break;
   }
   if (!Value) RefuseValue("this text", Name, ValueText(std::string(AText)), Expected());
   return *Value;
@@ -93,14 +104,22 @@ TPropertyValue TPublishedProperty::Parse(std::string_view AText) const {
 
 std::string TPublishedProperty::Expected() const {
   switch (Kind) {
-    case TPropertyKind::Boolean: return "true or false";
-    case TPropertyKind::Integer: return "a whole number of 32 bits";
-    case TPropertyKind::Cardinal: return "a whole number from 0 to 4294967295";
-    case TPropertyKind::Int64: return "a whole number";
-    case TPropertyKind::Double: return "a number";
-    case TPropertyKind::String: return "a text";
-    case TPropertyKind::Enumeration: return "one of " + Joined(Enumerators);
-    case TPropertyKind::Object: return "an object with properties of its own";
+    case TPropertyKind::Boolean:
+      return "true or false";
+    case TPropertyKind::Integer:
+      return "a whole number of 32 bits";
+    case TPropertyKind::Cardinal:
+      return "a whole number from 0 to 4294967295";
+    case TPropertyKind::Int64:
+      return "a whole number";
+    case TPropertyKind::Double:
+      return "a number";
+    case TPropertyKind::String:
+      return "a text";
+    case TPropertyKind::Enumeration:
+      return "one of " + Joined(Enumerators);
+    case TPropertyKind::Object:
+      return "an object with properties of its own";
   }
   return {};
 }

@@ -40,10 +40,10 @@ struct TPublishedProperty {
   std::string_view Unit;
   std::string_view Doc;
   TPropertyKind Kind;
-  TPropertyValue Default;                      // not for Object
-  TValueRange<double> Bounds;                  // what the setter enforces
-  TValueRange<double> Design;                  // what an editor offers
-  std::vector<std::string_view> Enumerators;   // names, in order from 0
+  TPropertyValue Default;                     // not for Object
+  TValueRange<double> Bounds;                 // what the setter enforces
+  TValueRange<double> Design;                 // what an editor offers
+  std::vector<std::string_view> Enumerators;  // names, in order from 0
   std::function<TPropertyValue(const TPersistent&)> Get;
   // Goes through the setter. Raises EQSException for a value of the wrong type, for an unknown
   // enumerator, and whatever the setter raises.
@@ -79,8 +79,8 @@ struct TPublishedEvent {
 
 // An event's arguments as values. A reference argument is passed on as it stands before the call.
 template <class T>
-  requires(std::is_arithmetic_v<T> || std::convertible_to<const T&, std::string>)
-TPropertyValue EventValue(const T& AValue) {
+requires(std::is_arithmetic_v<T> || std::convertible_to<const T&, std::string>) TPropertyValue
+    EventValue(const T& AValue) {
   if constexpr (std::same_as<T, bool>) {
     return AValue;
   } else if constexpr (std::is_integral_v<T>) {
@@ -158,12 +158,18 @@ std::string SuggestName(std::string_view AName, const std::vector<std::string_vi
 
 template <class T>
 constexpr TPropertyKind PropertyKindOf() {
-  if constexpr (std::same_as<T, bool>) return TPropertyKind::Boolean;
-  else if constexpr (std::same_as<T, std::int32_t>) return TPropertyKind::Integer;
-  else if constexpr (std::same_as<T, std::uint32_t>) return TPropertyKind::Cardinal;
-  else if constexpr (std::same_as<T, std::int64_t>) return TPropertyKind::Int64;
-  else if constexpr (std::same_as<T, double>) return TPropertyKind::Double;
-  else if constexpr (std::same_as<T, std::string>) return TPropertyKind::String;
+  if constexpr (std::same_as<T, bool>)
+    return TPropertyKind::Boolean;
+  else if constexpr (std::same_as<T, std::int32_t>)
+    return TPropertyKind::Integer;
+  else if constexpr (std::same_as<T, std::uint32_t>)
+    return TPropertyKind::Cardinal;
+  else if constexpr (std::same_as<T, std::int64_t>)
+    return TPropertyKind::Int64;
+  else if constexpr (std::same_as<T, double>)
+    return TPropertyKind::Double;
+  else if constexpr (std::same_as<T, std::string>)
+    return TPropertyKind::String;
   else {
     static_assert(CEnumProperty<T>, "a property's type is none that a published table knows");
     return TPropertyKind::Enumeration;
@@ -218,8 +224,7 @@ TValueRange<double> PublishedRange(const TValueRange<T>& ARange) {
 
 template <class TOwner, class T>
 TPublishedTable&& TPublishedTable::Property(const TPropertyInfo<T>& AInfo,
-                                            T (TOwner::*AGet)() const,
-                                            void (TOwner::*ASet)(T)) && {
+                                            T (TOwner::*AGet)() const, void (TOwner::*ASet)(T)) && {
   TPublishedProperty Row{.Name = AInfo.Name,
                          .OldName = AInfo.OldName,
                          .Unit = AInfo.Unit,
@@ -279,13 +284,12 @@ TPublishedTable&& TPublishedTable::Pin(std::string_view AName, TPin& (TOwner::*A
 }
 
 template <class TOwner, class TSender, class... TArgs>
-TPublishedTable&& TPublishedTable::Event(std::string_view AName,
-                                         void (TOwner::*ASet)(std::function<void(TSender&, TArgs...)>),
-                                         std::vector<std::string_view> AArguments,
-                                         std::string_view ADoc) && {
+TPublishedTable&& TPublishedTable::Event(
+    std::string_view AName, void (TOwner::*ASet)(std::function<void(TSender&, TArgs...)>),
+    std::vector<std::string_view> AArguments, std::string_view ADoc) && {
   auto Listen = [ASet, AArguments](TPersistent& AObject, TEventListener AListener) {
-    (static_cast<TOwner&>(AObject).*ASet)([AArguments, Listener = std::move(AListener)](
-                                              TSender&, TArgs... AArgs) {
+    (static_cast<TOwner&>(AObject).*
+     ASet)([AArguments, Listener = std::move(AListener)](TSender&, TArgs... AArgs) {
       const std::vector<TPropertyValue> Values{EventValue(AArgs)...};
       std::vector<TEventArgument> Arguments;
       for (std::size_t I = 0; I < Values.size(); ++I) {

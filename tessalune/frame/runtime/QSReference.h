@@ -51,11 +51,11 @@ class TRef {
   TRef(const TRef& AOther) noexcept : TRef(AOther.FPointer) {}
   TRef(TRef&& AOther) noexcept : FPointer(std::exchange(AOther.FPointer, nullptr)) {}
   template <class U>
-    requires std::is_convertible_v<U*, T*>
-  TRef(const TRef<U>& AOther) noexcept : TRef(AOther.Get()) {}
+  requires std::is_convertible_v<U*, T*> TRef(const TRef<U>& AOther)
+  noexcept : TRef(AOther.Get()) {}
   template <class U>
-    requires std::is_convertible_v<U*, T*>
-  TRef(TRef<U>&& AOther) noexcept : FPointer(AOther.Detach()) {}
+  requires std::is_convertible_v<U*, T*> TRef(TRef<U>&& AOther)
+  noexcept : FPointer(AOther.Detach()) {}
   ~TRef() {
     if (FPointer != nullptr) FPointer->Release();
   }

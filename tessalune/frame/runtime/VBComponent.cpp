@@ -29,14 +29,15 @@ void ReadProperty(TPersistent& AObject, const TPublishedProperty& ARow, IReader&
   if (ARow.Kind == TPropertyKind::Object) {
     TPersistent& Part = ARow.Object(AObject);
     if (!AReader.ReadObject(AName, [&Part](IReader& AInner) { Part.SerializationRead(AInner); })) {
-      AReader.Fault(AName, std::string(ARow.Name) + " is no object; expected is " + ARow.Expected());
+      AReader.Fault(AName,
+                    std::string(ARow.Name) + " is no object; expected is " + ARow.Expected());
     }
     return;
   }
   const auto Value = AReader.ReadValue(AName);
   if (!Value) {
-    AReader.Fault(AName, std::string(ARow.Name) + " has no plain value; expected is " +
-                             ARow.Expected());
+    AReader.Fault(AName,
+                  std::string(ARow.Name) + " has no plain value; expected is " + ARow.Expected());
     return;
   }
   try {
@@ -62,8 +63,8 @@ void TPersistent::SerializationRead(IReader& AReader) {
   }
   for (const std::string& Name : Names) {
     if (ReadOwnForm(AReader, Name)) continue;
-    AReader.Fault(Name, std::string(ClassName()) + " has no property " + Name + " that is not set yet" +
-                            SuggestName(Name, Known));
+    AReader.Fault(Name, std::string(ClassName()) + " has no property " + Name +
+                            " that is not set yet" + SuggestName(Name, Known));
   }
 }
 

@@ -219,6 +219,7 @@ class TLockComponent : public TComponent {
 
  private:
   friend class TKLBasicPin;
+  friend struct TKLTopology;
   std::mutex FPinsMutex;
   std::vector<TKLBasicPin*> FPins;
 };

@@ -1,0 +1,93 @@
+#include <tessalune/frame/streams/QSStreamPins.h>
+
+#include <algorithm>
+
+namespace tessalune {
+
+TKLNotifyResult TQSKLSourcePin::SubmitBuffer(const TRef<IQSDataBuffer>& ABuffer) {
+  const auto Operation = MakeRef<TKLSuppliedBufferOperation>(ABuffer, ABuffer->GetSize());
+  const bool OneType = DataTypes().size() == 1;
+  return ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
+    return SendAcross(ALink, *Operation, AState, OneType ? nullptr : TypeOf(*ABuffer, ALink));
+  });
+}
+
+const TKLDataType* TQSKLSourcePin::TypeOf(const IQSDataBuffer& ABuffer,
+                                          const TKLLink& ALink) const {
+  for (const TKLDataType* Type : ALink.Sink.DataTypes()) {
+    if (Type->ID == ABuffer.GetDataTypeID()) return Type;
+  }
+  return nullptr;
+}
+
+void TQSKLSourcePin::EndStop() { Notify(MakeRef<TKLStopOperation>()); }
+
+TKLNotifyResult TQSKLSinkPin::MasterPump(TObject& APump) {
+  return Notify(MakeRef<TKLMasterPumpOperation>(&APump));
+}
+
+TQSKLBinarySinkPin::TQSKLBinarySinkPin(TKLPinOwner AOwner, TKLNotifyEvent AEvent)
+    : TQSKLSinkPin(std::move(AOwner),
+                   {&BlockStream, &RealStream, &ComplexStream, &IntegerStream, &UnsignedStream},
+                   std::move(AEvent)) {}
+
+std::int32_t TQSKLChannelSourcePin::GetMaxSampleSize() {
+  std::int32_t Largest = 0;
+  ForEachLink([&Largest](const TKLLink& ALink, TKLNotifyState) {
+    Largest = std::max(Largest, ALink.Type.load(std::memory_order_relaxed)->SampleSize);
+    return TKLNotifyResult{};
+  });
+  return Largest;
+}
+
+TKLNotifyResult TQSKLComboRealSourcePin::SubmitBuffer(const TRef<IQSDataBuffer>& ABuffer) {
+  const auto Operation = MakeRef<TKLSuppliedBufferOperation>(ABuffer, ABuffer->GetSize());
+  return ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
+    if (ALink.Type.load(std::memory_order_relaxed) != &RealValue) {
+      return SendAcross(ALink, *Operation, AState);
+    }
+    TKLNotifyResult Result;
+    const auto Block = TQSRealBuffer::CreateUniversal(TRef<IQSData>(ABuffer));
+    for (std::int32_t I = 0; I < Block->GetSize(); ++I) {
+      const auto Single = MakeRef<TKLTypedSuppliedOperation<double>>(Block->GetItem(I));
+      Result |= SendAcross(ALink, *Single, AState);
+    }
+    return Result;
+  });
+}
+
+TKLNotifyResult TQSKLComboRealSourcePin::SubmitReal(double AValue) {
+  const auto Single = MakeRef<TKLTypedSuppliedOperation<double>>(AValue);
+  return ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
+    if (ALink.Type.load(std::memory_order_relaxed) == &RealValue) {
+      return SendAcross(ALink, *Single, AState);
+    }
+    const auto Block = TQSRealBuffer::CreateData(&AValue, 1);
+    return SendAcross(ALink, *MakeRef<TKLSuppliedBufferOperation>(Block, 1), AState);
+  });
+}
+
+bool TQSKLComboRealSourcePin::HasBlockSinks() {
+  bool Found = false;
+  ForEachLink([&Found](const TKLLink& ALink, TKLNotifyState) {
+    Found = Found || ALink.Type.load(std::memory_order_relaxed) == &RealStream;
+    return TKLNotifyResult{};
+  });
+  return Found;
+}
+
+bool TQSKLComboRealSinkPin::IsLinkedAs(const TKLDataType& AType) const {
+  const auto Pins = ConnectedPins();
+  return !Pins.empty() && LinkType(*Pins.front()) == &AType;
+}
+
+TKLClockMultiSinkPin::TKLClockMultiSinkPin(TKLPinOwner AOwner, TKLNotifyEvent AEvent)
+    : TKLMultiSinkPin(std::move(AOwner),
+                      [] {
+                        TKLDataTypes Types = SampleTypes();
+                        Types.insert(Types.begin(), &ClockTick);
+                        return Types;
+                      }(),
+                      std::move(AEvent)) {}
+
+}  // namespace tessalune
