@@ -1,0 +1,163 @@
+#include "Samples.h"
+
+#include <tessalune/primitives/QSBasicDispatcher.h>
+
+#include <algorithm>
+#include <limits>
+#include <numeric>
+
+// In their own namespace, the built-ins answer to their plain names.
+namespace tessalune::builtins {
+namespace {
+
+using namespace test;
+
+constexpr std::int32_t Max = std::numeric_limits<std::int32_t>::max();
+constexpr std::int32_t Min = std::numeric_limits<std::int32_t>::min();
+constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double Inf = std::numeric_limits<double>::infinity();
+
+template <class T, class TWrite>
+void ExpectFill(TWrite AWrite, T AOld, T AExpected) {
+  std::vector<T> Target(7, AOld);
+  ASSERT_EQ(AWrite(Target.data(), 6), ippStsNoErr);
+  std::vector<T> Expected(7, AExpected);
+  Expected.back() = AOld;
+  EXPECT_EQ(Target, Expected);
+}
+
+TEST(BasicVectors, SetAndZeroWriteJustTheirElements) {
+  ExpectFill<std::uint8_t>([](auto* P, int N) { return ippsSet_8u(200, P, N); }, 9, 200);
+  ExpectFill<std::int32_t>([](auto* P, int N) { return ippsSet_32s(-7, P, N); }, 9, -7);
+  ExpectFill<double>([](auto* P, int N) { return ippsSet_64f(0.5, P, N); }, 9, 0.5);
+  ExpectFill<TComplex>([](auto* P, int N) { return ippsSet_64fc({1, 2}, P, N); }, {9, 9}, {1, 2});
+  ExpectFill<std::uint8_t>([](auto* P, int N) { return ippsZero_8u(P, N); }, 9, 0);
+  ExpectFill<std::int16_t>([](auto* P, int N) { return ippsZero_16s(P, N); }, 9, 0);
+  ExpectFill<std::int32_t>([](auto* P, int N) { return ippsZero_32s(P, N); }, 9, 0);
+  ExpectFill<TComplex>([](auto* P, int N) { return ippsZero_64fc(P, N); }, {9, 9}, {0, 0});
+}
+
+template <class T>
+void ExpectMove(IppStatus (*AMove)(const T*, T*, std::int32_t) noexcept, bool AOverlaps) {
+  std::vector<T> Source(20);
+  std::iota(Source.begin(), Source.end(), T{1});
+  for (std::size_t From : {0u, 3u, 9u}) {
+    const std::size_t To = AOverlaps ? 5 : From + 10;
+    std::vector<T> Memory = Source;
+    ASSERT_EQ(AMove(&Memory[From], &Memory[To], AOverlaps ? 9 : 1), ippStsNoErr);
+    std::vector<T> Expected = Source;
+    std::copy_n(&Source[From], AOverlaps ? 9 : 1, &Expected[To]);
+    EXPECT_EQ(Memory, Expected);
+  }
+}
+
+TEST(BasicVectors, CopyAndMove) {
+  ExpectMove(ippsCopy_8u, false);
+  ExpectMove(ippsCopy_32s, false);
+  ExpectMove(ippsCopy_64f, false);
+  ExpectMove(ippsMove_8u, true);
+  ExpectMove(ippsMove_64f, true);
+}
+
+TEST(BasicVectors, MeanAndExtremesOfEveryLength) {
+  const std::vector<double> X = RandomSamples(1000);
+  for (std::size_t Count = 1; Count <= X.size(); Count += Count < 40 ? 1 : 97) {
+    const auto Length = static_cast<std::int32_t>(Count);
+    const auto End = X.begin() + Length;
+    double Mean, Low, High, Peak;
+    std::int32_t Index;
+    ASSERT_EQ(ippsMean_64f(X.data(), Length, &Mean), ippStsNoErr);
+    ASSERT_EQ(ippsMinMax_64f(X.data(), Length, &Low, &High), ippStsNoErr);
+    ASSERT_EQ(ippsMaxIndx_64f(X.data(), Length, &Peak, &Index), ippStsNoErr);
+    const long double Sum = std::accumulate(X.begin(), End, 0.0L);
+    // Samples below 10 in magnitude, summed in lanes of Count / 8.
+    EXPECT_TRUE(IsNear(Mean, Sum / Length, 10 * Eps * (Length / 8.0L + 5))) << Count;
+    EXPECT_EQ(Low, *std::min_element(X.begin(), End));
+    EXPECT_EQ(High, *std::max_element(X.begin(), End));
+    EXPECT_EQ(Peak, High);
+    EXPECT_EQ(Index, std::max_element(X.begin(), End) - X.begin());
+  }
+}
+
+TEST(BasicVectors, ExtremesPassOverNotANumberAndTakeTheFirstOfEquals) {
+  // Eight lanes are folded in halves: the NaNs stand where a wrong comparison would keep them in
+  // place of the extremes, four samples before.
+  const double X[] = {NaN, 4, -Inf, 4, 3, NaN, NaN, NaN, 0, -7};
+  double Low, High, Peak;
+  std::int32_t Index;
+  ASSERT_EQ(ippsMinMax_64f(X, 10, &Low, &High), ippStsNoErr);
+  ASSERT_EQ(ippsMaxIndx_64f(X, 10, &Peak, &Index), ippStsNoErr);
+  EXPECT_EQ(Low, -Inf);
+  EXPECT_EQ(High, 4);
+  EXPECT_EQ(Peak, 4);
+  EXPECT_EQ(Index, 1);
+
+  const double Infinite[] = {-Inf, -Inf};
+  ASSERT_EQ(ippsMinMax_64f(Infinite, 2, &Low, &High), ippStsNoErr);
+  ASSERT_EQ(ippsMaxIndx_64f(Infinite, 2, &Peak, &Index), ippStsNoErr);
+  EXPECT_EQ(Low, -Inf);
+  EXPECT_EQ(High, -Inf);
+  EXPECT_EQ(Peak, -Inf);
+
+  const double None[] = {NaN, NaN};
+  ASSERT_EQ(ippsMinMax_64f(None, 2, &Low, &High), ippStsNoErr);
+  ASSERT_EQ(ippsMaxIndx_64f(None, 2, &Peak, &Index), ippStsNoErr);
+  EXPECT_TRUE(std::isnan(Low) && std::isnan(High) && std::isnan(Peak));
+  EXPECT_EQ(Index, 0);
+}
+
+TEST(BasicVectors, RealToIntegerRoundsAndSaturates) {
+  struct TCase {
+    double X;
+    std::int32_t Scale, Zero, Near, Financial;
+  };
+  const TCase Cases[] = {
+      {2.5, 0, 2, 2, 3},
+      {3.5, 0, 3, 4, 4},
+      {-2.5, 0, -2, -2, -3},
+      {-3.7, 0, -3, -4, -4},
+      {0.49999999999999994, 0, 0, 0, 0},
+      {-0.5, 0, 0, 0, -1},
+      {2147483646.5, 0, Max - 1, Max - 1, Max},
+      {2147483647.5, 0, Max, Max, Max},
+      {-2147483648.5, 0, Min, Min, Min},
+      {1e300, 0, Max, Max, Max},
+      {-Inf, 0, Min, Min, Min},
+      {NaN, 0, 0, 0, 0},
+      {10.0, 2, 2, 2, 3},
+      {2.75, -2, 11, 11, 11},
+      {1.0, -40, Max, Max, Max},
+      {-1e300, Min, Min, Min, Min},
+      {1e300, Max, 0, 0, 0},
+      {0x1p1023, 1023, 1, 1, 1},
+      {0x1.8p1023, 1023, 1, 2, 2},
+      {0x1p-1022, -1022, 1, 1, 1},
+  };
+  for (const TCase& Case : Cases) {
+    const std::vector<double> X(5, Case.X);
+    const auto Convert = [&](IppRoundMode AMode) {
+      std::vector<std::int32_t> Y(5);
+      EXPECT_EQ(ippsConvert_64f32s_Sfs(X.data(), Y.data(), 5, AMode, Case.Scale), ippStsNoErr);
+      EXPECT_EQ(Y, std::vector<std::int32_t>(5, Y[0]));
+      return Y[0];
+    };
+    EXPECT_EQ(Convert(ippRndZero), Case.Zero) << Case.X << ", scale " << Case.Scale;
+    EXPECT_EQ(Convert(ippRndNear), Case.Near) << Case.X << ", scale " << Case.Scale;
+    EXPECT_EQ(Convert(ippRndFinancial), Case.Financial) << Case.X << ", scale " << Case.Scale;
+  }
+  const double X = 1.0;
+  std::int32_t Y = 99;
+  EXPECT_EQ(ippsConvert_64f32s_Sfs(&X, &Y, 1, static_cast<IppRoundMode>(3), 0),
+            ippStsRoundModeNotSupportedErr);
+  EXPECT_EQ(Y, 99);
+}
+
+TEST(BasicVectors, IntegerToRealIsExact) {
+  const std::int32_t X[] = {Min, -1, 0, 1, Max};
+  double Y[5];
+  ASSERT_EQ(ippsConvert_32s64f(X, Y, 5), ippStsNoErr);
+  for (int I = 0; I < 5; ++I) EXPECT_EQ(Y[I], static_cast<double>(X[I]));
+}
+
+}  // namespace
+}  // namespace tessalune::builtins
