@@ -209,8 +209,7 @@ TKLNotifyResult TKLBasicPin::Notify(IKLNotifyOperation& AOperation) {
 TKLNotifyResult TKLBasicPin::SendAcross(const TKLLink& ALink, IKLNotifyOperation& AOperation,
                                         TKLNotifyState AState, const TKLDataType* AType) {
   // A walk down the graph is one chain of calls, so a graph can be deeper than the stack is long.
-  constexpr std::size_t StackReserve = std::size_t{192} << 10;
-  if (RemainingStack() < StackReserve) {
+  if (IsStackNearlyFull()) {
     throw EQSException(Describe() +
                        ": too many components in one row for the stack of this thread; switch "
                        "Threading on in a filter half-way, whose thread begins a stack of its own");

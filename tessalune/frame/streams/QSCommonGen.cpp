@@ -424,7 +424,7 @@ void TQSCommonRealGen::IntPump() {
   bool Finished = false;
   auto Signal = IQSRealBuffer::CreateSize(GetBufferSize());
   Generate(Signal, Populated, Finished);
-  if (Populated) FOutputPin.SubmitBuffer(Signal);
+  if (Populated) FOutputPin.SubmitBuffer(std::move(Signal));
   if (Finished) Stop();
 }
 
