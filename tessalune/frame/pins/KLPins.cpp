@@ -31,14 +31,14 @@ TKLBasicPin::TKLBasicPin(TKLPinOwner AOwner, TKLDataTypes ATypes, TKLNotifyEvent
       FTypes(std::move(ATypes)),
       FEvent(std::move(AEvent)) {
   if (FOwner.Component == nullptr) return;
-  const std::lock_guard Guard(FOwner.Component->FPinsMutex);
+  const TKLTopology::TGuard Guard;
   FOwner.Component->FPins.push_back(this);
 }
 
 TKLBasicPin::~TKLBasicPin() {
   DisconnectAll();
   if (FOwner.Component != nullptr) {
-    const std::lock_guard Guard(FOwner.Component->FPinsMutex);
+    const TKLTopology::TGuard Guard;
     std::erase(FOwner.Component->FPins, this);
   } else {
     FGate->Close([] {});

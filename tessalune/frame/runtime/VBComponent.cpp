@@ -1,4 +1,4 @@
-#include <tessalune/frame/pins/KLPins.h>
+#include <tessalune/frame/pins/KLTopology.h>
 #include <tessalune/frame/runtime/VBComponent.h>
 
 #include <algorithm>
@@ -198,7 +198,7 @@ TLockComponent::TLockComponent(TConstruct AConstruct)
 void TLockComponent::BeforeDestruction() {
   std::vector<TKLBasicPin*> Pins;
   {
-    const std::lock_guard Lock(FPinsMutex);
+    const TKLTopology::TGuard Guard;
     Pins = FPins;
   }
   for (TKLBasicPin* Pin : Pins) Pin->DisconnectAll();

@@ -220,8 +220,7 @@ class TLockComponent : public TComponent {
  private:
   friend class TKLBasicPin;
   friend struct TKLTopology;
-  std::mutex FPinsMutex;
-  std::vector<TKLBasicPin*> FPins;
+  std::vector<TKLBasicPin*> FPins;  // under TKLTopology's guard
 };
 
 // A sub-object of a component, with published properties of its own, under the component's lock.
