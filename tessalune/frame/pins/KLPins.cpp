@@ -202,15 +202,14 @@ void TKLBasicPin::RemoveDataTypeSource(TKLBasicPin& ASink) {
 TKLNotifyResult TKLBasicPin::Notify(IKLNotifyOperation& AOperation) {
   Sending(AOperation);
   return ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
-    return SendAcross(ALink, AOperation, AState);
+    return SendAcross(ALink, *OperationFor(ALink, AOperation), AState);
   });
 }
 
 TKLNotifyResult TKLBasicPin::SendAcross(const TKLLink& ALink, IKLNotifyOperation& AOperation,
                                         TKLNotifyState AState, const TKLDataType* AType) {
   // A walk down the graph is one chain of calls, so a graph can be deeper than the stack is long.
-  constexpr std::size_t StackReserve = std::size_t{192} << 10;
-  if (RemainingStack() < StackReserve) {
+  if (IsStackNearlyFull()) {
     throw EQSException(Describe() +
                        ": too many components in one row for the stack of this thread; switch "
                        "Threading on in a filter half-way, whose thread begins a stack of its own");
@@ -250,11 +249,13 @@ void TKLSourcePin::Sending(IKLNotifyOperation& AOperation) {
 void TKLSourcePin::LinkMade(const TKLLink& ALink, const std::function<void()>& APublish) {
   constexpr TKLNotifyState Repeated{nsNewLink, nsLastIteration};
   TStream Seen = Stream();
-  if (Seen.Start) SendAcross(ALink, *Seen.Start, Repeated);
+  if (Seen.Start) SendAcross(ALink, *OperationFor(ALink, *Seen.Start), Repeated);
   APublish();
   for (TStream Now = Stream(); Now.Serial != Seen.Serial; Now = Stream()) {
     Seen = Now;
-    SendAcross(ALink, Now.Start ? *Now.Start : *MakeRef<TKLStopOperation>(), Repeated);
+    const TRef<IKLNotifyOperation> Latest =
+        Now.Start ? OperationFor(ALink, *Now.Start) : MakeRef<TKLStopOperation>();
+    SendAcross(ALink, *Latest, Repeated);
   }
 }
 

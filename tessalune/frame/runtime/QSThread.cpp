@@ -108,20 +108,27 @@ void IThread::Join() {
   pthread_join(FHandle, nullptr);
 }
 
-std::size_t RemainingStack() noexcept {
-  thread_local const char* const Lowest = [] {
-    pthread_attr_t Attributes;
-    void* Base = nullptr;
-    std::size_t Size = 0;
-    if (pthread_getattr_np(pthread_self(), &Attributes) == 0) {
-      pthread_attr_getstack(&Attributes, &Base, &Size);
-      pthread_attr_destroy(&Attributes);
-    }
-    return static_cast<const char*>(Base);
-  }();
-  const char Here = 0;
-  const char* Top = &Here;
-  return Lowest == nullptr ? StackBytes : static_cast<std::size_t>(Top - Lowest);
+namespace {
+
+// The lowest address that a frame may have on this thread; 0 until it was looked up.
+constinit thread_local std::uintptr_t LowestFrame __attribute__((tls_model("initial-exec"))) = 0;
+
+std::uintptr_t FindLowestFrame() noexcept {
+  constexpr std::uintptr_t Reserve = std::uintptr_t{192} << 10;
+  pthread_attr_t Attributes;
+  void* Base = nullptr;
+  std::size_t Size = 0;
+  if (pthread_getattr_np(pthread_self(), &Attributes) != 0) return 1;
+  pthread_attr_getstack(&Attributes, &Base, &Size);
+  pthread_attr_destroy(&Attributes);
+  return reinterpret_cast<std::uintptr_t>(Base) + Reserve;
+}
+
+}  // namespace
+
+bool IsStackNearlyFull() noexcept {
+  if (LowestFrame == 0) LowestFrame = FindLowestFrame();
+  return reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0)) < LowestFrame;
 }
 
 }  // namespace tessalune

@@ -63,7 +63,8 @@ class IThread : public IInterface {
   TThreadPriority FPriority = TThreadPriority::tpNormal;
 };
 
-// What is left of the calling thread's stack, in bytes.
-std::size_t RemainingStack() noexcept;
+// True if the calling thread's stack is nearly used up: less than 192 KiB are left, which a handler
+// may well need.
+bool IsStackNearlyFull() noexcept;
 
 }  // namespace tessalune

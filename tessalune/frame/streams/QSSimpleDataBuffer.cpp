@@ -90,14 +90,14 @@ void IQSDataBuffer::CopyTo(std::int32_t ASource, IQSDataBuffer& ADestination, st
 }
 
 void RefusePacket() {
-  throw EQSException("a packet that holds no samples came where a block was expected; what a source "
-                     "pin of blocks submits must be one of the library's buffers");
+  throw EQSException(
+      "a packet that holds no samples came where a block was expected; what a source "
+      "pin of blocks submits must be one of the library's buffers");
 }
 
-TRef<IQSGenericBuffer> TQSGenericBuffer::CreateUniversal(const TRef<IQSData>& AData) {
-  IQSDataBuffer* Buffer = AData ? AData->AsDataBuffer() : nullptr;
-  if (Buffer == nullptr) RefusePacket();
-  return TRef<IQSGenericBuffer>(static_cast<IQSGenericBuffer*>(Buffer));
+TRef<IQSGenericBuffer> TQSGenericBuffer::CreateUniversal(TRef<IQSData> AData) {
+  if (!AData || AData->AsDataBuffer() == nullptr) RefusePacket();
+  return StaticRefCast<IQSGenericBuffer>(std::move(AData));
 }
 
 template <class T>

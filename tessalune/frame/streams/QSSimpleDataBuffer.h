@@ -135,7 +135,7 @@ class TQSBufferKind : public IQSLinearDataBuffer {
   // A received packet as this kind of block: the packet itself if it is one, else a block on its
   // storage. Bytes at the end that fill no element are left out. Raises EQSException if the packet
   // holds no samples.
-  static TRef<TSelf> CreateUniversal(const TRef<IQSData>& AData);
+  static TRef<TSelf> CreateUniversal(TRef<IQSData> AData);
 
   TRef<IQSData> MakeCopy() const override { return CreateCopy(*this); }
 
@@ -160,8 +160,8 @@ class TQSTypedBuffer final : public TQSBufferKind<TQSTypedBuffer<T>> {
   // A block with a copy of the ASize samples at AData.
   static TRef<TQSTypedBuffer> CreateData(const T* AData, std::int32_t ASize);
   // The same from single precision; real blocks only.
-  static TRef<TQSTypedBuffer> CreateSingleData(const float* AData, std::int32_t ASize)
-    requires std::same_as<T, double>;
+  static TRef<TQSTypedBuffer> CreateSingleData(const float* AData,
+                                               std::int32_t ASize) requires std::same_as<T, double>;
 
   const T* Read() const noexcept { return reinterpret_cast<const T*>(this->ByteRead()); }
   T* Write() { return reinterpret_cast<T*>(this->ByteWrite()); }
@@ -177,11 +177,9 @@ class TQSTypedBuffer final : public TQSBufferKind<TQSTypedBuffer<T>> {
 
   // Element operations of real blocks; those with an argument need one of the same size.
   // |x| of each sample of ASource, whose size must be this block's.
-  void AbsFrom(const TQSTypedBuffer& ASource)
-    requires std::same_as<T, double>;
+  void AbsFrom(const TQSTypedBuffer& ASource) requires std::same_as<T, double>;
   // The chirp AMagnitude * sin(pi n^2 / (2 size)).
-  void VectorJaehne(double AMagnitude)
-    requires std::same_as<T, double>;
+  void VectorJaehne(double AMagnitude) requires std::same_as<T, double>;
 };
 
 using TQSRealBuffer = TQSTypedBuffer<double>;
@@ -205,15 +203,15 @@ class TQSLinearMemoryBuffer final : public TQSBufferKind<TQSLinearMemoryBuffer> 
 
 // Any kind of block, taken as it is.
 struct TQSGenericBuffer {
-  static TRef<IQSGenericBuffer> CreateUniversal(const TRef<IQSData>& AData);
+  static TRef<IQSGenericBuffer> CreateUniversal(TRef<IQSData> AData);
 };
 using TQSMemoryBuffer = TQSGenericBuffer;
 
 template <class TSelf>
-TRef<TSelf> TQSBufferKind<TSelf>::CreateUniversal(const TRef<IQSData>& AData) {
+TRef<TSelf> TQSBufferKind<TSelf>::CreateUniversal(TRef<IQSData> AData) {
   IQSDataBuffer* Buffer = AData ? AData->AsDataBuffer() : nullptr;
   if (Buffer == nullptr) RefusePacket();
-  if (Buffer->GetDataTypeID() == TSelf::TypeID) return TRef<TSelf>(static_cast<TSelf*>(Buffer));
+  if (Buffer->GetDataTypeID() == TSelf::TypeID) return StaticRefCast<TSelf>(std::move(AData));
   return CreateCopy(*Buffer);
 }
 
