@@ -15,6 +15,7 @@
 #include <tessalune/frame/pins/KLOperations.h>
 #include <tessalune/frame/pins/KLPins.h>
 #include <tessalune/frame/runtime/QSCalls.h>
+#include <tessalune/frame/runtime/QSCategories.h>
 #include <tessalune/frame/runtime/QSClock.h>
 #include <tessalune/frame/runtime/QSComponentRegistry.h>
 #include <tessalune/frame/runtime/QSData.h>
@@ -33,7 +34,23 @@
 #include <tessalune/frame/runtime/QSSerialization.h>
 #include <tessalune/frame/runtime/QSThread.h>
 #include <tessalune/frame/runtime/VBComponent.h>
+#include <tessalune/frame/streams/QSCommonFilter.h>
+#include <tessalune/frame/streams/QSCommonGen.h>
+#include <tessalune/frame/streams/QSFilterThread.h>
 #include <tessalune/frame/streams/QSSimpleDataBuffer.h>
 #include <tessalune/frame/streams/QSStreamPins.h>
 #include <tessalune/frame/streams/QSStreamTypes.h>
 #include <tessalune/frame/streams/QSValuePins.h>
+
+#include <tessalune/sources/QSLogger.h>
+#include <tessalune/sources/QSPlayer.h>
+#include <tessalune/sources/QSSignalGen.h>
+
+#include <tessalune/filters/QSAbs.h>
+#include <tessalune/filters/QSApplyComplexConst.h>
+#include <tessalune/filters/QSApplyIntConst.h>
+#include <tessalune/filters/QSApplyRealConst.h>
+#include <tessalune/filters/QSRealTodB.h>
+#include <tessalune/filters/QSToSquare.h>
+
+#include <tessalune/package/TessalunePkg.h>
