@@ -70,11 +70,11 @@ function(check_soname Program)
   endif()
 endfunction()
 
-# Runs a build of the README's program. It writes the tone's sign as 1000.0 and -1000.0, a second
+# Runs a program of the README's, or the graph. It writes the tone's sign as 1000.0 and -1000.0, a second
 # of it at least; a tone begins at its peak.
 function(check_program Program)
   file(REMOVE ${Project}/square.bin)
-  run(${Program})
+  run(${Program} ${ARGN})
   file(READ ${Project}/square.bin Samples HEX)
   string(LENGTH "${Samples}" Digits)
   if(Digits LESS 705600 OR NOT Samples MATCHES "^0000000000408f40")
@@ -90,9 +90,11 @@ function(check_program Program)
   endif()
 endfunction()
 
-# Another source of the same program finds what a header defines but does not mark inline.
+# The headers must not warn in a user's build; another source of the same program finds what a
+# header defines but does not mark inline.
 function(use_with_cmake)
   file(APPEND ${Project}/CMakeLists.txt "
+    set_target_properties(square PROPERTIES NO_SYSTEM_FROM_IMPORTED ON)
     target_compile_options(square PRIVATE -Wall -Wextra -Wpedantic -Werror)
     target_sources(square PRIVATE again.cpp)")
   file(WRITE ${Project}/again.cpp "#include <tessalune/tessalune.h>\n")
@@ -113,8 +115,14 @@ function(use_with_pkg_config)
   check_program(${Project}/square)
 endfunction()
 
+# The README's graph on the installed program, which finds the library where both were moved to.
+function(use_program)
+  set(ENV{LD_LIBRARY_PATH})
+  check_program(${Prefix}/bin/tessalune run square.json)
+endfunction()
+
 file(REMOVE_RECURSE ${Project})
-foreach(File square.cpp CMakeLists.txt by_hand.sh)
+foreach(File square.cpp CMakeLists.txt by_hand.sh square.json)
   extract(${File})
 endforeach()
 
@@ -122,3 +130,6 @@ install_library()
 check_umbrella_header()
 use_with_cmake()
 use_with_pkg_config()
+if(HAS_PROGRAM AND SHARED STREQUAL BUILD_IS_SHARED)
+  use_program()
+endif()
