@@ -70,8 +70,8 @@ function(check_soname Program)
   endif()
 endfunction()
 
-# Runs a program of the README's, or the graph. It writes the tone's sign as 1000.0 and -1000.0, a second
-# of it at least; a tone begins at its peak.
+# Runs a program that makes the README's square wave: the tone's sign as 1000.0 and -1000.0, for a
+# second at least; a tone begins at its peak.
 function(check_program Program)
   file(REMOVE ${Project}/square.bin)
   run(${Program} ${ARGN})
