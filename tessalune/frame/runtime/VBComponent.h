@@ -175,6 +175,15 @@ T& Create(TComponent& AOwner) {
   return Result;
 }
 
+// What a component is joined to others by, its pins: it has to let go before the component ends.
+class TComponentPart {
+ public:
+  virtual void OwnerEnds() = 0;
+
+ protected:
+  ~TComponentPart() = default;
+};
+
 // A component with a lock: the base of all components that have pins.
 class TLockComponent : public TComponent {
  public:
@@ -220,7 +229,12 @@ class TLockComponent : public TComponent {
  private:
   friend class TKLBasicPin;
   friend struct TKLTopology;
-  std::vector<TKLBasicPin*> FPins;  // under TKLTopology's guard
+  void AddPart(TComponentPart& APart);
+  void RemovePart(TComponentPart& APart);
+  std::vector<TComponentPart*> Parts() const;
+
+  mutable std::mutex FPartsMutex;
+  std::vector<TComponentPart*> FParts;
 };
 
 // A sub-object of a component, with published properties of its own, under the component's lock.
