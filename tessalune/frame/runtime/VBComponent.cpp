@@ -167,7 +167,7 @@ void TComponent::Constructed() {
 
 void TComponent::End() {
   SetState(csDestroying, true);
-  BeforeDestruction();
+  EndStep([this] { BeforeDestruction(); });
   if (TComponent* Host = FOwner; Host != nullptr) {
     const std::lock_guard Lock(Host->FComponentsMutex);
     std::erase(Host->FComponents, this);
@@ -210,7 +210,7 @@ std::vector<TComponentPart*> TLockComponent::Parts() const {
 }
 
 void TLockComponent::BeforeDestruction() {
-  for (TComponentPart* Part : Parts()) Part->OwnerEnds();
+  for (TComponentPart* Part : Parts()) EndStep([Part] { Part->OwnerEnds(); });
   TComponent::BeforeDestruction();
 }
 

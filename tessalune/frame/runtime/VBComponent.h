@@ -137,6 +137,17 @@ class TComponent : public TPersistent {
   // inherited one last.
   virtual void BeforeDestruction() {}
 
+  // Runs a step of the end. Nobody can catch what is thrown at a component's end, so it goes to the
+  // unhandled-exception hook, and the steps behind it are taken all the same.
+  template <class TStep>
+  void EndStep(TStep&& AStep) noexcept {
+    try {
+      AStep();
+    } catch (...) {
+      ReportUnhandledException(this);
+    }
+  }
+
   // The door for calls into the component.
   TCallGate& Gate() const { return *FGate; }
 
