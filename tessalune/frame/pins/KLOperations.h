@@ -126,7 +126,8 @@ class TKLSuppliedBufferOperation final : public TKLSuppliedOperation {
   // The block. A receiver that is the last to see this operation takes the block out of it, so that
   // it may turn out to be the only holder; any other gets a reference beside the operation's own.
   TRef<IQSData> Take() noexcept {
-    return FLastLink && HasSingleReference() ? std::move(Value) : Value;
+    // The count first: as long as others hold the operation, its sender may still be writing.
+    return HasSingleReference() && FLastLink ? std::move(Value) : Value;
   }
   // The sender's word that the link that follows is the last to get this operation.
   void SetLastLink() noexcept { FLastLink = true; }
