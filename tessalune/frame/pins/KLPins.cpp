@@ -202,7 +202,7 @@ void TKLBasicPin::RemoveDataTypeSource(TKLBasicPin& ASink) {
 TKLNotifyResult TKLBasicPin::Notify(IKLNotifyOperation& AOperation) {
   Sending(AOperation);
   return ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
-    return SendAcross(ALink, AOperation, AState);
+    return SendAcross(ALink, *OperationFor(ALink, AOperation), AState);
   });
 }
 
@@ -250,11 +250,13 @@ void TKLSourcePin::Sending(IKLNotifyOperation& AOperation) {
 void TKLSourcePin::LinkMade(const TKLLink& ALink, const std::function<void()>& APublish) {
   constexpr TKLNotifyState Repeated{nsNewLink, nsLastIteration};
   TStream Seen = Stream();
-  if (Seen.Start) SendAcross(ALink, *Seen.Start, Repeated);
+  if (Seen.Start) SendAcross(ALink, *OperationFor(ALink, *Seen.Start), Repeated);
   APublish();
   for (TStream Now = Stream(); Now.Serial != Seen.Serial; Now = Stream()) {
     Seen = Now;
-    SendAcross(ALink, Now.Start ? *Now.Start : *MakeRef<TKLStopOperation>(), Repeated);
+    const TRef<IKLNotifyOperation> Latest =
+        Now.Start ? OperationFor(ALink, *Now.Start) : MakeRef<TKLStopOperation>();
+    SendAcross(ALink, *Latest, Repeated);
   }
 }
 

@@ -151,6 +151,11 @@ class TKLBasicPin {
     APublish();
   }
   virtual void LinkGone(const TKLLink& /*ALink*/) {}
+  // What is sent across a link in place of an operation that is no block.
+  virtual TRef<IKLNotifyOperation> OperationFor(const TKLLink& /*ALink*/,
+                                                IKLNotifyOperation& AOperation) const {
+    return TRef<IKLNotifyOperation>(&AOperation);
+  }
   // An operation is about to be sent by Notify.
   virtual void Sending(IKLNotifyOperation& /*AOperation*/) {}
   // What the pin itself does with an operation that arrives, before or instead of the handler.

@@ -90,8 +90,9 @@ void IQSDataBuffer::CopyTo(std::int32_t ASource, IQSDataBuffer& ADestination, st
 }
 
 void RefusePacket() {
-  throw EQSException("a packet that holds no samples came where a block was expected; what a source "
-                     "pin of blocks submits must be one of the library's buffers");
+  throw EQSException(
+      "a packet that holds no samples came where a block was expected; what a source "
+      "pin of blocks submits must be one of the library's buffers");
 }
 
 TRef<IQSGenericBuffer> TQSGenericBuffer::CreateUniversal(const TRef<IQSData>& AData) {

@@ -160,8 +160,8 @@ class TQSTypedBuffer final : public TQSBufferKind<TQSTypedBuffer<T>> {
   // A block with a copy of the ASize samples at AData.
   static TRef<TQSTypedBuffer> CreateData(const T* AData, std::int32_t ASize);
   // The same from single precision; real blocks only.
-  static TRef<TQSTypedBuffer> CreateSingleData(const float* AData, std::int32_t ASize)
-    requires std::same_as<T, double>;
+  static TRef<TQSTypedBuffer> CreateSingleData(const float* AData,
+                                               std::int32_t ASize) requires std::same_as<T, double>;
 
   const T* Read() const noexcept { return reinterpret_cast<const T*>(this->ByteRead()); }
   T* Write() { return reinterpret_cast<T*>(this->ByteWrite()); }
@@ -177,11 +177,9 @@ class TQSTypedBuffer final : public TQSBufferKind<TQSTypedBuffer<T>> {
 
   // Element operations of real blocks; those with an argument need one of the same size.
   // |x| of each sample of ASource, whose size must be this block's.
-  void AbsFrom(const TQSTypedBuffer& ASource)
-    requires std::same_as<T, double>;
+  void AbsFrom(const TQSTypedBuffer& ASource) requires std::same_as<T, double>;
   // The chirp AMagnitude * sin(pi n^2 / (2 size)).
-  void VectorJaehne(double AMagnitude)
-    requires std::same_as<T, double>;
+  void VectorJaehne(double AMagnitude) requires std::same_as<T, double>;
 };
 
 using TQSRealBuffer = TQSTypedBuffer<double>;

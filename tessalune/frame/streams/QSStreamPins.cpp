@@ -76,18 +76,33 @@ bool TQSKLComboRealSourcePin::HasBlockSinks() {
   return Found;
 }
 
+TRef<IKLNotifyOperation> TQSKLComboRealSourcePin::OperationFor(
+    const TKLLink& ALink, IKLNotifyOperation& AOperation) const {
+  const bool Single = ALink.Type.load(std::memory_order_relaxed) == &RealValue;
+  if (Single && AOperation.IsType<TKLStartSampleRateOperation>()) {
+    return MakeRef<TKLStartRateOperation>(
+        AOperation.GetInstance<TKLStartSampleRateOperation>().Rate);
+  }
+  if (!Single && AOperation.IsType<TKLStartRateOperation>()) {
+    return MakeRef<TKLStartSampleRateOperation>(
+        AOperation.GetInstance<TKLStartRateOperation>().Rate);
+  }
+  return TRef<IKLNotifyOperation>(&AOperation);
+}
+
 bool TQSKLComboRealSinkPin::IsLinkedAs(const TKLDataType& AType) const {
   const auto Pins = ConnectedPins();
   return !Pins.empty() && LinkType(*Pins.front()) == &AType;
 }
 
 TKLClockMultiSinkPin::TKLClockMultiSinkPin(TKLPinOwner AOwner, TKLNotifyEvent AEvent)
-    : TKLMultiSinkPin(std::move(AOwner),
-                      [] {
-                        TKLDataTypes Types = SampleTypes();
-                        Types.insert(Types.begin(), &ClockTick);
-                        return Types;
-                      }(),
-                      std::move(AEvent)) {}
+    : TKLMultiSinkPin(
+          std::move(AOwner),
+          [] {
+            TKLDataTypes Types = SampleTypes();
+            Types.insert(Types.begin(), &ClockTick);
+            return Types;
+          }(),
+          std::move(AEvent)) {}
 
 }  // namespace tessalune

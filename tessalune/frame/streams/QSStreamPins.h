@@ -115,6 +115,11 @@ class TQSKLComboRealSourcePin : public TQSKLSourcePin {
 
   // True if some sink takes blocks.
   bool HasBlockSinks();
+
+ protected:
+  // A start names its rate in the form of the link: samples in blocks, or single values.
+  TRef<IKLNotifyOperation> OperationFor(const TKLLink& ALink,
+                                        IKLNotifyOperation& AOperation) const override;
 };
 
 // An input of real blocks or of single real values; blocks, if the source can do both.

@@ -28,8 +28,8 @@ inline constexpr TKLDataType ComplexValue{TGUID("C0E5B8A7-3F41-4D96-A1C8-7B26E49
 inline constexpr TKLDataType IntegerValue{TGUID("1F9D62C4-58BE-47A3-9C07-E63A4B81D25F"),
                                           "single integer values", 8};
 // Ticks that carry nothing.
-inline constexpr TKLDataType ClockTick{TGUID("A4728F0D-6C15-4B3E-B9D2-05E7C318A6F9"),
-                                       "clock ticks", 0};
+inline constexpr TKLDataType ClockTick{TGUID("A4728F0D-6C15-4B3E-B9D2-05E7C318A6F9"), "clock ticks",
+                                       0};
 
 // The five sample types, in the order of the table above.
 inline const TKLDataTypes& SampleTypes() {

@@ -15,15 +15,15 @@ TKLNotifyResult TKLInt64TimeRangedStatePin::SetValue(std::int64_t AValue) {
   return Notify(MakeRef<TKLTypedSuppliedOperation<std::int64_t>>(AValue));
 }
 
-TKLNotifyResult TKLInt64TimeRangedStatePin::SubmitValueRange(std::int64_t AValue,
-                                                             std::int64_t AMin, std::int64_t AMax,
-                                                             double AMinTime, double AMaxTime) {
+TKLNotifyResult TKLInt64TimeRangedStatePin::SubmitValueRange(std::int64_t AValue, std::int64_t AMin,
+                                                             std::int64_t AMax, double AMinTime,
+                                                             double AMaxTime) {
   {
     const ILockSection Section = Lock().WriteLock();
     FHeld = {AValue, AMin, AMax, AMinTime, AMaxTime};
   }
-  return Notify(MakeRef<TKLRangedSuppliedOperation<std::int64_t>>(AValue, AMin, AMax, AMinTime,
-                                                                  AMaxTime));
+  return Notify(
+      MakeRef<TKLRangedSuppliedOperation<std::int64_t>>(AValue, AMin, AMax, AMinTime, AMaxTime));
 }
 
 // A value with a range reports where the other end stands; a plain one asks this end to go there.

@@ -1,0 +1,75 @@
+#include <tessalune/filters/QSApplyRealConst.h>
+#include <tessalune/frame/runtime/QSCategories.h>
+#include <tessalune/frame/runtime/QSComponentRegistry.h>
+
+namespace tessalune {
+namespace {
+
+constexpr TPropertyInfo<double> ValueInfo{.Name = "Value", .Default = 0.0, .Doc = "The constant."};
+constexpr TPropertyInfo<TQSRealApplyOperation> ApplyOperationInfo{
+    .Name = "ApplyOperation",
+    .Default = TQSRealApplyOperation::faoAdd,
+    .Doc = "How sample and constant combine; the forms that end in Const take the constant first."};
+
+void DivideConst(const double* AIn, double AValue, double* AOut, std::int32_t ACount) {
+  for (std::int32_t I = 0; I < ACount; ++I) AOut[I] = AIn[I] != 0.0 ? AValue / AIn[I] : AIn[I];
+}
+
+}  // namespace
+
+const TPublishedTable& TQSApplyRealConst::Published() {
+  static const TPublishedTable Table =
+      TPublishedTable({.Name = "TQSApplyRealConst",
+                       .DisplayName = "Applies constant on Real Signal",
+                       .Category = categories::Math,
+                       .Doc = "Combines each sample with a constant."},
+                      &TQSCommonRealFilter::Published())
+          .Property(ValueInfo, &TQSApplyRealConst::Value, &TQSApplyRealConst::SetValue)
+          .Property(ApplyOperationInfo, &TQSApplyRealConst::ApplyOperation,
+                    &TQSApplyRealConst::SetApplyOperation);
+  return Table;
+}
+
+void TQSApplyRealConst::SetValue(double AValue) { NotifySetter(ValueInfo, FValue, AValue); }
+void TQSApplyRealConst::SetApplyOperation(TQSRealApplyOperation AValue) {
+  NotifySetter(ApplyOperationInfo, FApplyOperation, AValue);
+}
+
+void TQSApplyRealConst::FilterInternalOperation(const TRef<IQSRealBuffer>& AInBuffer,
+                                                TRef<IQSRealBuffer>& AOutBuffer, bool&) {
+  const double Constant = FValue;
+  const double* In = AInBuffer->Read();
+  double* Out = AOutBuffer->Write();
+  const std::int32_t Count = AOutBuffer->GetSize();
+  switch (FApplyOperation.Load()) {
+    case TQSRealApplyOperation::faoAdd:
+      ippsAddC_64f(In, Constant, Out, Count);
+      break;
+    case TQSRealApplyOperation::faoSubtract:
+      ippsSubC_64f(In, Constant, Out, Count);
+      break;
+    case TQSRealApplyOperation::faoSubtractConst:
+      ippsSubCRev_64f(In, Constant, Out, Count);
+      break;
+    case TQSRealApplyOperation::faoMultiply:
+      ippsMulC_64f(In, Constant, Out, Count);
+      break;
+    case TQSRealApplyOperation::faoDivide:
+      if (Constant == 0.0) {
+        ippsZero_64f(Out, Count);
+      } else {
+        ippsDivC_64f(In, Constant, Out, Count);
+      }
+      break;
+    case TQSRealApplyOperation::faoDivideConst:
+      DivideConst(In, Constant, Out, Count);
+      break;
+    case TQSRealApplyOperation::faoSet:
+      ippsSet_64f(Constant, Out, Count);
+      break;
+  }
+}
+
+void QSApplyRealConst::RegisterPkg() { RegisterComponents({ClassOf<TQSApplyRealConst>()}); }
+
+}  // namespace tessalune

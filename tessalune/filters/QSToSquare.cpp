@@ -1,0 +1,47 @@
+#include <tessalune/filters/QSToSquare.h>
+#include <tessalune/frame/runtime/QSCategories.h>
+#include <tessalune/frame/runtime/QSComponentRegistry.h>
+
+namespace tessalune {
+namespace {
+
+constexpr TPropertyInfo<double> LevelInfo{
+    .Name = "Level", .Default = 0.0, .Doc = "A sample greater than this gives High."};
+constexpr TPropertyInfo<double> HighInfo{
+    .Name = "High", .Default = 1000.0, .Doc = "Output above Level."};
+constexpr TPropertyInfo<double> LowInfo{
+    .Name = "Low", .Default = -1000.0, .Doc = "Output at and below Level, and for a NaN."};
+
+}  // namespace
+
+const TPublishedTable& TQSToSquare::Published() {
+  static const TPublishedTable Table =
+      TPublishedTable({.Name = "TQSToSquare",
+                       .DisplayName = "Converts to Square Signal",
+                       .Category = categories::Filters,
+                       .Doc = "High where a sample is greater than Level, else Low."},
+                      &TQSCommonRealFilter::Published())
+          .Property(LevelInfo, &TQSToSquare::Level, &TQSToSquare::SetLevel)
+          .Property(HighInfo, &TQSToSquare::High, &TQSToSquare::SetHigh)
+          .Property(LowInfo, &TQSToSquare::Low, &TQSToSquare::SetLow);
+  return Table;
+}
+
+void TQSToSquare::SetLevel(double AValue) { NotifySetter(LevelInfo, FLevel, AValue); }
+void TQSToSquare::SetHigh(double AValue) { NotifySetter(HighInfo, FHigh, AValue); }
+void TQSToSquare::SetLow(double AValue) { NotifySetter(LowInfo, FLow, AValue); }
+
+void TQSToSquare::FilterInternalOperation(const TRef<IQSRealBuffer>& AInBuffer,
+                                          TRef<IQSRealBuffer>& AOutBuffer, bool&) {
+  const double Threshold = FLevel;
+  const double Above = FHigh;
+  const double Below = FLow;
+  const double* In = AInBuffer->Read();
+  double* Out = AOutBuffer->Write();
+  const std::int32_t Count = AOutBuffer->GetSize();
+  for (std::int32_t I = 0; I < Count; ++I) Out[I] = In[I] > Threshold ? Above : Below;
+}
+
+void QSToSquare::RegisterPkg() { RegisterComponents({ClassOf<TQSToSquare>()}); }
+
+}  // namespace tessalune

@@ -1,0 +1,272 @@
+#include <tessalune/frame/streams/QSCommonFilter.h>
+
+#include <utility>
+
+namespace tessalune {
+namespace {
+
+constexpr TPropertyInfo<bool> EnabledInfo{
+    .Name = "Enabled", .Default = true, .Doc = "While false, blocks go through unchanged."};
+
+// A notification that waits in the queue for its turn.
+class TQSDeferredOperation final : public IKLNotifyOperation {
+ public:
+  static constexpr TKLOperationClass Class{"TQSDeferredOperation", &IKLNotifyOperation::Class};
+  explicit TQSDeferredOperation(std::function<void()> ADeliver)
+      : IKLNotifyOperation(Class), Deliver(std::move(ADeliver)) {}
+  const std::function<void()> Deliver;
+};
+
+}  // namespace
+
+TVBInputOutputLockComponent::TVBInputOutputLockComponent(TConstruct AConstruct)
+    : TLockComponent(AConstruct),
+      FInputLock(MakeRef<IChangeNotifyLock>([this] { return Describe(); })),
+      FOutputLock(MakeRef<IChangeNotifyLock>([this] { return Describe(); })) {}
+
+// --- threads ---
+
+TQSBasicThreadedFilter::TQSBasicThreadedFilter(TConstruct AConstruct)
+    : TVBInputOutputLockComponent(AConstruct), FThreading(FLock, *this, [this] {
+        if (const auto Thread = FilterThread()) Thread->SetPriority(FThreading.Priority());
+      }) {}
+
+const TPublishedTable& TQSBasicThreadedFilter::Published() {
+  static const TPublishedTable Table =
+      TPublishedTable({.Name = "TQSBasicThreadedFilter"}, &TComponent::Published())
+          .Object("Threading", &TQSBasicThreadedFilter::Threading,
+                  "Whether and how the filter computes on a thread of its own.");
+  return Table;
+}
+
+TRef<IQSFilterThread> TQSBasicThreadedFilter::CreateProcessingThread() {
+  return CreateFilterThread(*this, TRef<TCallGate>(&Gate()), FThreading,
+                            [this](IKLNotifyOperation& AOperation) { FilterPump(AOperation); });
+}
+
+TRef<IQSFilterThread> TQSBasicThreadedFilter::FilterThread() {
+  if (!FHasThread.load(std::memory_order_acquire)) return nullptr;
+  const std::lock_guard Lock(FThreadMutex);
+  return FFilterThread;
+}
+
+// The thread that is to take the next block; null if it is computed here. When Threading was
+// switched off, the blocks still queued come first; as long as that cannot be waited for, further
+// blocks have to queue behind them.
+TRef<IQSFilterThread> TQSBasicThreadedFilter::ThreadForBlock() {
+  TRef<IQSFilterThread> Thread = FilterThread();
+  if (FThreading.Enabled()) {
+    if (Thread) return Thread;
+    Thread = CreateProcessingThread();
+    const std::lock_guard Lock(FThreadMutex);
+    FFilterThread = Thread;
+    FHasThread.store(true, std::memory_order_release);
+    return Thread;
+  }
+  if (!Thread) return nullptr;
+  if (!Thread->FlushQueue()) return Thread;
+  EndThread();
+  return nullptr;
+}
+
+void TQSBasicThreadedFilter::EndThread() {
+  TRef<IQSFilterThread> Thread;
+  {
+    const std::lock_guard Lock(FThreadMutex);
+    Thread = std::exchange(FFilterThread, nullptr);
+    FHasThread.store(false, std::memory_order_release);
+  }
+  if (!Thread) return;
+  Thread->Terminate();
+  Thread->Join();
+}
+
+bool TQSBasicThreadedFilter::FlushQueue() {
+  const TRef<IQSFilterThread> Thread = FilterThread();
+  return !Thread || Thread->FlushQueue();
+}
+
+TKLNotifyEvent TQSBasicThreadedFilter::SinkEvent() {
+  return [this](TKLBasicPin& ASender, TKLBasicPin* AOtherPin, const TGUID& ADataTypeID,
+                IKLNotifyOperation& AOperation, TKLNotifyState AState) -> TKLNotifyResult {
+    if (!FHasThread.load(std::memory_order_acquire) || AOperation.IsType<TKLSuppliedOperation>() ||
+        FlushQueue()) {
+      return SinkDispatch(ASender, AOtherPin, ADataTypeID, AOperation, AState);
+    }
+    if (const auto Thread = FilterThread()) {
+      Thread->PushOperation(
+          MakeRef<TQSDeferredOperation>([this, &ASender, AOtherPin, ADataTypeID, AState,
+                                         Kept = TRef<IKLNotifyOperation>(&AOperation)] {
+            SinkDispatch(ASender, AOtherPin, ADataTypeID, *Kept, AState);
+          }));
+    }
+    return {};
+  };
+}
+
+void TQSBasicThreadedFilter::FilterPump(IKLNotifyOperation& AOperation) {
+  if (AOperation.IsType<TQSDeferredOperation>()) {
+    AOperation.GetInstance<TQSDeferredOperation>().Deliver();
+  } else {
+    IntSingleOperation(AOperation);
+  }
+}
+
+TKLNotifyResult TQSBasicThreadedFilter::BufferOperation(IKLNotifyOperation& AOperation,
+                                                        TKLNotifyState) {
+  if (FThreading.Enabled() || FHasThread.load(std::memory_order_acquire)) {
+    if (const auto Thread = ThreadForBlock()) {
+      Thread->PushOperation(TRef<IKLNotifyOperation>(&AOperation));
+      return {nrDataChanged};
+    }
+  }
+  return IntSingleOperation(AOperation);
+}
+
+void TQSBasicThreadedFilter::BeforeDestruction() {
+  // The links first: the stream's end works off the queue while the thread is there.
+  TVBInputOutputLockComponent::BeforeDestruction();
+  EndThread();
+}
+
+// --- the stream ---
+
+void TQSBasicThreadedFilter::StreamStart() { FRunning = true; }
+void TQSBasicThreadedFilter::StreamStop() { FRunning = false; }
+
+TKLNotifyResult TQSBasicThreadedFilter::SinkDispatch(TKLBasicPin&, TKLBasicPin*, const TGUID&,
+                                                     IKLNotifyOperation& AOperation,
+                                                     TKLNotifyState AState) {
+  if (AOperation.IsType<TKLSuppliedOperation>()) return BufferOperation(AOperation, AState);
+  if (AOperation.IsType<TKLStartOperation>()) {
+    StreamStart();
+  } else if (AOperation.IsType<TKLStopOperation>()) {
+    StreamStop();
+  }
+  return OutputPinsNotify(AOperation);
+}
+
+TKLNotifyResult TQSBasicThreadedFilter::OutputPinsNotify(IKLNotifyOperation& AOperation) {
+  TKLPin* Output = GetOutputPin();
+  return Output != nullptr ? Output->Notify(AOperation) : TKLNotifyResult{};
+}
+
+const TPublishedTable& TQSBasicThreadedEnableFilter::Published() {
+  static const TPublishedTable Table =
+      TPublishedTable({.Name = "TQSBasicThreadedEnableFilter"},
+                      &TQSBasicThreadedFilter::Published())
+          .Property(EnabledInfo, &TQSBasicThreadedEnableFilter::Enabled,
+                    &TQSBasicThreadedEnableFilter::SetEnabledProp);
+  return Table;
+}
+
+void TQSBasicThreadedEnableFilter::SetEnabled(bool AValue) {
+  NotifySetter(EnabledInfo, FEnabled, AValue, [this] { EnabledChanged(); });
+}
+
+// A disabled filter hands the block on by reference. Else the output begins as a copy of the input,
+// which costs no sample until somebody writes; or is the input itself, where nobody could tell.
+TKLNotifyResult TQSBasicCommonFilter::IntSingleBufferOperation(const TRef<IQSDataBuffer>& ABuffer) {
+  if (!IsEnabled()) return IntBufferOperation(ABuffer, ABuffer);
+  const bool InPlace = ABuffer->HasSingleReference() && ABuffer->Unique() && CanInline();
+  TRef<IQSDataBuffer> Output = ABuffer;
+  if (!InPlace) {
+    Output = TRef<IQSDataBuffer>(ABuffer->MakeCopy()->AsDataBuffer());
+  }
+  return IntBufferOperation(ABuffer, Output);
+}
+
+TKLNotifyResult TQSCommonFilter::SinkDispatch(TKLBasicPin& ASender, TKLBasicPin* AOtherPin,
+                                              const TGUID& ADataTypeID,
+                                              IKLNotifyOperation& AOperation,
+                                              TKLNotifyState AState) {
+  if (AOperation.IsType<TKLStartSampleRateOperation>()) {
+    SetSampleRate(AOperation.GetInstance<TKLStartSampleRateOperation>().Rate);
+  } else if (AOperation.IsType<TKLStartRateOperation>()) {
+    SetSampleRate(AOperation.GetInstance<TKLStartRateOperation>().Rate);
+  }
+  return TQSBasicCommonFilter::SinkDispatch(ASender, AOtherPin, ADataTypeID, AOperation, AState);
+}
+
+// --- typed filters ---
+
+template <class T, class TSourcePin, class TSinkPin>
+TQSCommonTypedFilter<T, TSourcePin, TSinkPin>::TQSCommonTypedFilter(TConstruct AConstruct)
+    : TQSCommonFilter(AConstruct),
+      FOutputPin({*this, FOutputLock},
+                 [this](TKLBasicPin& ASender, TKLBasicPin* AOtherPin, const TGUID& ADataTypeID,
+                        IKLNotifyOperation& AOperation, TKLNotifyState AState) {
+                   return SourceDispatch(ASender, AOtherPin, ADataTypeID, AOperation, AState);
+                 }),
+      FInputPin({*this, FInputLock}, SinkEvent()) {
+  FOutputPin.AddFunctionSource(FInputPin);
+}
+
+template <class T, class TSourcePin, class TSinkPin>
+const TPublishedTable& TQSCommonTypedFilter<T, TSourcePin, TSinkPin>::Published() {
+  static const TPublishedTable Table =
+      TPublishedTable({.Name = "TQSCommonTypedFilter"}, &TQSBasicThreadedEnableFilter::Published())
+          .Pin("OutputPin", &TQSCommonTypedFilter::OutputPin, "The filtered stream.", true)
+          .Pin("InputPin", &TQSCommonTypedFilter::InputPin, "The stream to filter.", true);
+  return Table;
+}
+
+template <class T, class TSourcePin, class TSinkPin>
+TKLNotifyResult TQSCommonTypedFilter<T, TSourcePin, TSinkPin>::IntSingleOperation(
+    IKLNotifyOperation& AOperation) {
+  if (!AOperation.IsType<TKLSuppliedBufferOperation>()) return {};
+  const auto& Packet = AOperation.GetInstance<TKLSuppliedBufferOperation>().Value;
+  return IntSingleBufferOperation(TBuffer::CreateUniversal(Packet));
+}
+
+template <class T, class TSourcePin, class TSinkPin>
+TKLNotifyResult TQSCommonTypedFilter<T, TSourcePin, TSinkPin>::IntBufferOperation(
+    const TRef<IQSDataBuffer>& AInBuffer, const TRef<IQSDataBuffer>& AOutBuffer) {
+  const TRef<TBuffer> Input(static_cast<TBuffer*>(AInBuffer.Get()));
+  TRef<TBuffer> Output(static_cast<TBuffer*>(AOutBuffer.Get()));
+  bool SendOutputData = true;
+  InternalOperation(Input, Output, FOutputPin.IsConnected(), SendOutputData);
+  return SendOutputData ? FOutputPin.SubmitBuffer(Output) : TKLNotifyResult{};
+}
+
+template <class T, class TSourcePin, class TSinkPin>
+TKLNotifyResult TQSCommonTypedFilter<T, TSourcePin, TSinkPin>::SourceDispatch(
+    TKLBasicPin& ASender, TKLBasicPin* AOtherPin, const TGUID& ADataTypeID,
+    IKLNotifyOperation& AOperation, TKLNotifyState AState) {
+  if (FInputPin.IsConnected()) return FInputPin.Notify(AOperation);
+  return SinkDispatch(ASender, AOtherPin, ADataTypeID, AOperation, AState);
+}
+
+template <class T, class TSourcePin, class TSinkPin>
+void TQSCommonTypedFilter<T, TSourcePin, TSinkPin>::InternalOperation(
+    const TRef<TBuffer>& AInBuffer, TRef<TBuffer>& AOutBuffer, bool ADoProcess,
+    bool& ASendOutputData) {
+  if (ADoProcess && IsEnabled()) FilterInternalOperation(AInBuffer, AOutBuffer, ASendOutputData);
+}
+
+template class TQSCommonTypedFilter<double, TQSKLComboRealSourcePin, TQSKLComboRealSinkPin>;
+template class TQSCommonTypedFilter<TComplex, TQSKLComplexSourcePin, TQSKLComplexSinkPin>;
+template class TQSCommonTypedFilter<std::int32_t, TQSKLIntegerSourcePin, TQSKLIntegerSinkPin>;
+
+// --- single values ---
+
+TKLNotifyResult TQSCommonRealFilter::IntSingleOperation(IKLNotifyOperation& AOperation) {
+  if (!AOperation.IsType<TKLTypedSuppliedOperation<double>>()) {
+    return TQSCommonTypedFilter::IntSingleOperation(AOperation);
+  }
+  const double Value = AOperation.GetInstance<TKLTypedSuppliedOperation<double>>().Value;
+  double Result = Value;
+  bool SendOutputData = true;
+  if (IsEnabled()) InternalFloatOperation(Value, Result, SendOutputData);
+  return SendOutputData ? FOutputPin.SubmitReal(Result) : TKLNotifyResult{};
+}
+
+void TQSCommonRealFilter::InternalFloatOperation(double AValue, double& AOutValue,
+                                                 bool& ASendOutputData) {
+  const auto Input = TQSRealBuffer::CreateData(&AValue, 1);
+  auto Output = TQSRealBuffer::CreateCopy(*Input);
+  InternalOperation(Input, Output, FOutputPin.IsConnected(), ASendOutputData);
+  AOutValue = Output->GetSize() > 0 ? Output->GetItem(0) : AValue;
+}
+
+}  // namespace tessalune

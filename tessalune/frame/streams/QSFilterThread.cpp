@@ -1,0 +1,202 @@
+#include <tessalune/frame/streams/QSFilterThread.h>
+
+#include <utility>
+
+namespace tessalune {
+namespace {
+
+constexpr TPropertyInfo<std::uint32_t> SizeInfo{.Name = "Size",
+                                                .Default = 16,
+                                                .Bounds = {.Min = 1U},
+                                                .Design = {.Min = 1U, .Max = 1000U},
+                                                .Unit = "blocks",
+                                                .Doc = "How many blocks may wait."};
+constexpr TPropertyInfo<TQSQueueFullMode> FullModeInfo{
+    .Name = "FullMode",
+    .Default = TQSQueueFullMode::fmBlock,
+    .Doc =
+        "What happens to a block that meets a full queue: whoever delivers it waits, or it is "
+        "dropped."};
+constexpr TPropertyInfo<bool> EnabledInfo{
+    .Name = "Enabled", .Default = false, .Doc = "Compute on a thread of the filter's own."};
+constexpr TPropertyInfo<TThreadPriority> PriorityInfo{
+    .Name = "Priority", .Default = TThreadPriority::tpNormal, .Doc = "The thread's priority."};
+
+}  // namespace
+
+const TPublishedTable& TQSThreadingQueue::Published() {
+  static const TPublishedTable Table =
+      TPublishedTable({.Name = "TQSThreadingQueue", .Doc = "The queue before a filter's thread."},
+                      nullptr)
+          .Property(SizeInfo, &TQSThreadingQueue::Size, &TQSThreadingQueue::SetSize)
+          .Property(FullModeInfo, &TQSThreadingQueue::FullMode, &TQSThreadingQueue::SetFullMode);
+  return Table;
+}
+
+void TQSThreadingQueue::SetSize(std::uint32_t AValue) { NotifySetter(SizeInfo, FSize, AValue); }
+void TQSThreadingQueue::SetFullMode(TQSQueueFullMode AValue) {
+  NotifySetter(FullModeInfo, FFullMode, AValue);
+}
+
+TQSThreading::TQSThreading(TRef<IChangeNotifyLock> ALock, TLockComponent& AOwner,
+                           std::function<void()> APriorityNotify)
+    : TLockPersistent(ALock),
+      FOwner(AOwner),
+      FPriorityNotify(std::move(APriorityNotify)),
+      FQueue(ALock) {}
+
+const TPublishedTable& TQSThreading::Published() {
+  static const TPublishedTable Table =
+      TPublishedTable({.Name = "TQSThreading", .Doc = "A filter's own thread."}, nullptr)
+          .Property(EnabledInfo, &TQSThreading::Enabled, &TQSThreading::SetEnabled)
+          .Property(PriorityInfo, &TQSThreading::Priority, &TQSThreading::SetPriority)
+          .Object("Queue", &TQSThreading::Queue, "The queue before the thread.")
+          .Event("OnQueueFull", &TQSThreading::SetOnQueueFull, {},
+                 "A block met a full queue; fires on the delivering thread.");
+  return Table;
+}
+
+void TQSThreading::SetEnabled(bool AValue) { NotifySetter(EnabledInfo, FEnabled, AValue); }
+void TQSThreading::SetPriority(TThreadPriority AValue) {
+  NotifySetter(PriorityInfo, FPriority, AValue, FPriorityNotify);
+}
+void TQSThreading::SetOnQueueFull(TNotifyEvent AHandler) { FOnQueueFull.Set(std::move(AHandler)); }
+void TQSThreading::FireQueueFull() { FOnQueueFull(FOwner); }
+
+namespace {
+
+// Operations in the order of their coming; memory is taken only when it grows.
+class TOperationRing {
+ public:
+  std::size_t Count() const { return FCount; }
+  void Push(TRef<IKLNotifyOperation> AOperation) {
+    if (FCount == FSlots.size()) Grow();
+    FSlots[(FFirst + FCount++) % FSlots.size()] = std::move(AOperation);
+  }
+  TRef<IKLNotifyOperation> Pop() {
+    TRef<IKLNotifyOperation> Operation = std::move(FSlots[FFirst]);
+    FFirst = (FFirst + 1) % FSlots.size();
+    --FCount;
+    return Operation;
+  }
+
+ private:
+  void Grow() {
+    std::vector<TRef<IKLNotifyOperation>> Slots(FSlots.size() * 2 + 8);
+    for (std::size_t I = 0; I < FCount; ++I) {
+      Slots[I] = std::move(FSlots[(FFirst + I) % FSlots.size()]);
+    }
+    FSlots = std::move(Slots);
+    FFirst = 0;
+  }
+
+  std::vector<TRef<IKLNotifyOperation>> FSlots;
+  std::size_t FFirst = 0;
+  std::size_t FCount = 0;
+};
+
+class TQSFilterThread final : public IQSFilterThread {
+ public:
+  TQSFilterThread(TLockComponent& AOwner, TRef<TCallGate> AGate, TQSThreading& AThreading,
+                  std::function<void(IKLNotifyOperation&)> AWork)
+      : FOwner(AOwner), FGate(std::move(AGate)), FThreading(AThreading), FWork(std::move(AWork)) {}
+
+  void Launch() {
+    SetPriority(FThreading.Priority());
+    IThread::Launch("tessalune-filter", [this] { Run(); });
+  }
+
+  bool FlushQueue() override {
+    if (IsCurrent()) return false;
+    std::unique_lock Lock(FMutex);
+    return WaitUntilReady(TWaitKind::Drain, Lock, FWorkedOff, WaitsForThis(),
+                          [this] { return FRing.Count() == 0 && !FBusy; });
+  }
+
+  void PushOperation(TRef<IKLNotifyOperation> AOperation) override {
+    const bool IsBlock = AOperation->IsType<TKLSuppliedOperation>();
+    if (IsBlock && !IsCurrent() && !MakeRoom()) return;
+    const std::lock_guard Lock(FMutex);
+    FRing.Push(std::move(AOperation));
+    FPushed.notify_one();
+  }
+
+  void Terminate() override {
+    const std::lock_guard Lock(FMutex);
+    FEnded = true;
+    FPushed.notify_one();
+  }
+
+ private:
+  // True if the block may be pushed; false if it is to be dropped.
+  bool MakeRoom() {
+    const auto HasRoom = [this] { return FRing.Count() < FThreading.Queue().Size(); };
+    std::unique_lock Lock(FMutex);
+    if (HasRoom()) return true;
+    Lock.unlock();
+    FThreading.FireQueueFull();
+    if (FThreading.Queue().FullMode() == TQSQueueFullMode::fmDropData) return false;
+    Lock.lock();
+    // Without room after all, the thread waits for this one: then the queue has to take more.
+    static_cast<void>(WaitUntilReady(TWaitKind::Room, Lock, FWorkedOff, WaitsForThis(), HasRoom));
+    return true;
+  }
+
+  TWaitsFor WaitsForThis() {
+    return [this](TThreadKey AThread, const TCallFrame*) {
+      const std::lock_guard Lock(FMutex);
+      return AThread == FKey;
+    };
+  }
+
+  void Run() {
+    std::unique_lock Lock(FMutex);
+    FKey = CurrentThreadKey();
+    for (;;) {
+      FPushed.wait(Lock, [this] { return FRing.Count() > 0 || FEnded; });
+      if (FRing.Count() == 0) return;
+      const TRef<IKLNotifyOperation> Operation = FRing.Pop();
+      FBusy = true;
+      FWorkedOff.notify_all();
+      Lock.unlock();
+      WorkOff(*Operation);
+      Lock.lock();
+      FBusy = false;
+      FWorkedOff.notify_all();
+    }
+  }
+
+  void WorkOff(IKLNotifyOperation& AOperation) {
+    const TCallScope Call(*FGate);
+    if (!Call) return;
+    try {
+      FWork(AOperation);
+    } catch (...) {
+      ReportUnhandledException(&FOwner);
+    }
+  }
+
+  TLockComponent& FOwner;
+  const TRef<TCallGate> FGate;
+  TQSThreading& FThreading;
+  const std::function<void(IKLNotifyOperation&)> FWork;
+  std::mutex FMutex;
+  std::condition_variable FPushed;     // the thread waits for work
+  std::condition_variable FWorkedOff;  // others wait for room, or for the end of the work
+  TOperationRing FRing;
+  TThreadKey FKey = nullptr;
+  bool FBusy = false;
+  bool FEnded = false;
+};
+
+}  // namespace
+
+TRef<IQSFilterThread> CreateFilterThread(TLockComponent& AOwner, TRef<TCallGate> AGate,
+                                         TQSThreading& AThreading,
+                                         std::function<void(IKLNotifyOperation&)> AWork) {
+  auto Thread = MakeRef<TQSFilterThread>(AOwner, std::move(AGate), AThreading, std::move(AWork));
+  Thread->Launch();
+  return Thread;
+}
+
+}  // namespace tessalune

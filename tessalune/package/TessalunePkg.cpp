@@ -1,0 +1,51 @@
+#include <tessalune/filters/QSAbs.h>
+#include <tessalune/filters/QSApplyComplexConst.h>
+#include <tessalune/filters/QSApplyIntConst.h>
+#include <tessalune/filters/QSApplyRealConst.h>
+#include <tessalune/filters/QSRealTodB.h>
+#include <tessalune/filters/QSToSquare.h>
+#include <tessalune/package/TessalunePkg.h>
+#include <tessalune/sources/QSLogger.h>
+#include <tessalune/sources/QSPlayer.h>
+#include <tessalune/sources/QSSignalGen.h>
+
+#include <array>
+#include <atomic>
+
+namespace tessalune {
+namespace {
+
+// In the order in which the units are initialised.
+constexpr std::array Units{
+    TPackageUnit{"TessalunePkg", nullptr},
+    TPackageUnit{"QSHilbertDispatcher", nullptr},
+    TPackageUnit{"QSSubDispatcher", nullptr},
+    TPackageUnit{"QSDispatcher", nullptr},
+    TPackageUnit{"QSAbs", &QSAbs::RegisterPkg},
+    TPackageUnit{"QSRealTodB", &QSRealTodB::RegisterPkg},
+    TPackageUnit{"QSToSquare", &QSToSquare::RegisterPkg},
+    TPackageUnit{"QSApplyRealConst", &QSApplyRealConst::RegisterPkg},
+    TPackageUnit{"QSApplyIntConst", &QSApplyIntConst::RegisterPkg},
+    TPackageUnit{"QSApplyComplexConst", &QSApplyComplexConst::RegisterPkg},
+    TPackageUnit{"QSSignalGen", &QSSignalGen::RegisterPkg},
+    TPackageUnit{"QSPlayer", &QSPlayer::RegisterPkg},
+    TPackageUnit{"QSLogger", &QSLogger::RegisterPkg},
+};
+
+std::atomic<int> Initializations{0};
+
+}  // namespace
+
+void Initialize() { ++Initializations; }
+void Finalize() { --Initializations; }
+int InitializationCount() { return Initializations; }
+
+std::span<const TPackageUnit> GetPackageInfoTable() { return Units; }
+
+void RegisterAllUnits() {
+  for (const TPackageUnit& Unit : Units) {
+    if (Unit.RegisterPkg != nullptr) Unit.RegisterPkg();
+  }
+}
+
+}  // namespace tessalune

@@ -1,0 +1,187 @@
+#include <tessalune/frame/runtime/QSCategories.h>
+#include <tessalune/frame/runtime/QSComponentRegistry.h>
+#include <tessalune/frame/runtime/QSMainThread.h>
+#include <tessalune/sources/QSFileFailure.h>
+#include <tessalune/sources/QSLogger.h>
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+
+namespace tessalune {
+namespace {
+
+static_assert(std::endian::native == std::endian::little, "log files are little-endian");
+
+constexpr TPropertyInfo<std::string> FileNameInfo{
+    .Name = "FileName", .Default = "", .Doc = "The file to write; empty logs nothing."};
+constexpr TPropertyInfo<bool> EnabledInfo{
+    .Name = "Enabled", .Default = true, .Doc = "While false, nothing is written."};
+constexpr TPropertyInfo<std::int64_t> CeilingInfo{
+    .Name = "Ceiling",
+    .Default = 0,
+    .Bounds = {.Min = 0},
+    .Unit = "bytes",
+    .Doc = "Bytes of samples after which the logger stops by itself; 0 for no limit."};
+constexpr TPropertyInfo<bool> SaveBufferSizesInfo{
+    .Name = "SaveBufferSizes",
+    .Default = false,
+    .Doc = "Write the count of its bytes before each block."};
+
+}  // namespace
+
+TQSLogger::TQSLogger(TConstruct AConstruct)
+    : TLockComponent(AConstruct),
+      FInputPin({*this, FLock},
+                [this](TKLBasicPin&, TKLBasicPin*, const TGUID&, IKLNotifyOperation& AOperation,
+                       TKLNotifyState) { return SinkDispatch(AOperation); }),
+      FProgressPin({*this, FLock}) {}
+
+const TPublishedTable& TQSLogger::Published() {
+  static const TPublishedTable Table =
+      TPublishedTable({.Name = "TQSLogger",
+                       .DisplayName = "Signal File Logger",
+                       .Category = categories::Loggers,
+                       .Doc = "Writes a stream of any sample type to a file."},
+                      &TComponent::Published())
+          .Pin("InputPin", &TQSLogger::InputPin, "The stream to write.", true)
+          .Pin("ProgressPin", &TQSLogger::ProgressPin, "Progress toward Ceiling, in blocks.")
+          .Property(FileNameInfo, &TQSLogger::FileName, &TQSLogger::SetFileName)
+          .Property(EnabledInfo, &TQSLogger::Enabled, &TQSLogger::SetEnabled)
+          .Property(CeilingInfo, &TQSLogger::Ceiling, &TQSLogger::SetCeiling)
+          .Property(SaveBufferSizesInfo, &TQSLogger::SaveBufferSizes,
+                    &TQSLogger::SetSaveBufferSizes)
+          .Event("OnProgress", &TQSLogger::SetOnProgress, {"Total", "Position"},
+                 "Progress toward Ceiling, in blocks; on the main thread.")
+          .Event("OnFileClose", &TQSLogger::SetOnFileClose, {}, "The file has been closed.")
+          .Event("OnError", &TQSLogger::SetOnError, {"Message", "ErrorCode", "Handled"},
+                 "The file could not be opened.");
+  return Table;
+}
+
+void TQSLogger::SetFileName(std::string AValue) { NotifySetter(FFileName, std::move(AValue)); }
+
+void TQSLogger::SetEnabled(bool AValue) {
+  NotifySetter(EnabledInfo, FEnabled, AValue, [this] {
+    if (!FLogging) return;
+    if (FEnabled) {
+      Start();
+    } else {
+      Stop();
+    }
+  });
+}
+
+void TQSLogger::SetCeiling(std::int64_t AValue) { NotifySetter(CeilingInfo, FCeiling, AValue); }
+void TQSLogger::SetSaveBufferSizes(bool AValue) {
+  NotifySetter(SaveBufferSizesInfo, FSaveBufferSizes, AValue);
+}
+
+void TQSLogger::BeforeDestruction() {
+  Stop();
+  TLockComponent::BeforeDestruction();
+}
+
+TKLNotifyResult TQSLogger::SinkDispatch(IKLNotifyOperation& AOperation) {
+  if (AOperation.IsType<TKLSuppliedBufferOperation>()) {
+    FollowFileName();
+    IntLog(*TQSMemoryBuffer::CreateUniversal(
+        AOperation.GetInstance<TKLSuppliedBufferOperation>().Value));
+  } else if (AOperation.IsType<TKLStartOperation>()) {
+    Start();
+  } else if (AOperation.IsType<TKLStopOperation>()) {
+    Stop();
+  }
+  return {};
+}
+
+void TQSLogger::FollowFileName() {
+  {
+    const ILockSection Section = ReadLock();
+    if (FCurrentFileName == FFileName) return;
+  }
+  Stop();
+  Start();
+}
+
+void TQSLogger::Start() {
+  std::string Failed;
+  int Reason = 0;
+  {
+    const ILockSection Section = WriteLock();
+    if (FFileHandle != ClosedFile || !FEnabled || FFileName.empty()) return;
+    FLogging = true;
+    DeleteFile(FFileName);
+    FFileHandle = FileCreate(FFileName);
+    if (FFileHandle == ClosedFile) {
+      Reason = errno;
+      Failed = FFileName;
+    } else {
+      FIsOpen = true;
+      FCurrentFileName = FFileName;
+      FLogged = 0;
+      FLost = 0;
+    }
+  }
+  if (!Failed.empty()) ReportCannotOpen(*this, FOnError, Failed, Reason);
+}
+
+void TQSLogger::Stop() {
+  const ILockSection Section = StopLock();
+  if (FFileHandle != ClosedFile) {
+    FileClose(FFileHandle);
+    FireEvent(FOnFileClose);
+  }
+  FLogging = false;
+  FIsOpen = false;
+  FFileHandle = ClosedFile;
+}
+
+void TQSLogger::Log(const TRef<IQSGenericBuffer>& ABuffer) {
+  const TCallScope Call(Gate());
+  if (!Call) return;
+  if (!FIsOpen) Start();
+  IntLog(*ABuffer);
+}
+
+void TQSLogger::IntLog(const IQSDataBuffer& ABuffer) {
+  const std::optional<TProgress> Progress = WriteBlock(ABuffer);
+  if (Progress) Report(*Progress);
+}
+
+// Gives the progress if there is one to report; that is done outside the lock.
+std::optional<TQSLogger::TProgress> TQSLogger::WriteBlock(const IQSDataBuffer& ABuffer) {
+  const ILockSection Section = WriteLock();
+  const std::int64_t Limit = FCeiling;
+  const std::int64_t Before = FLogged;
+  if (FFileHandle == ClosedFile || !FEnabled || (Limit > 0 && Before >= Limit)) return {};
+  const std::int64_t Size = ABuffer.GetByteSize();
+  const std::int64_t LogSize = Limit > 0 ? std::min(Size, Limit - Before) : Size;
+  if (FSaveBufferSizes) {
+    const auto Count = static_cast<std::uint32_t>(LogSize);
+    Write(&Count, sizeof(Count));
+  }
+  Write(ABuffer.ByteRead(), static_cast<std::size_t>(LogSize));
+  const std::int64_t After = Before + LogSize;
+  FLogged = After;
+  if (Limit == 0 || Size == 0) return {};
+  return TProgress{After / Size, Limit / Size, After == Limit};
+}
+
+void TQSLogger::Write(const void* AData, std::size_t ABytes) {
+  const std::size_t Written = FileWrite(FFileHandle, AData, ABytes);
+  if (Written < ABytes) FLost = FLost + static_cast<std::int64_t>(ABytes - Written);
+}
+
+void TQSLogger::Report(const TProgress& AProgress) {
+  FProgressPin.SubmitValueRange(AProgress.Position, 0, AProgress.Total);
+  if (FOnProgress.IsAssigned()) {
+    MainThread().Execute(
+        *this, [this, AProgress] { FOnProgress(*this, AProgress.Total, AProgress.Position); });
+  }
+  if (AProgress.Reached) Stop();
+}
+
+void QSLogger::RegisterPkg() { RegisterComponents({ClassOf<TQSLogger>()}); }
+
+}  // namespace tessalune

@@ -1,0 +1,262 @@
+#include <tessalune/frame/runtime/QSCategories.h>
+#include <tessalune/frame/runtime/QSComponentRegistry.h>
+#include <tessalune/frame/runtime/QSMainThread.h>
+#include <tessalune/sources/QSFileFailure.h>
+#include <tessalune/sources/QSPlayer.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+#include <optional>
+
+namespace tessalune {
+namespace {
+
+constexpr TPropertyInfo<std::string> FileNameInfo{
+    .Name = "FileName", .Default = "", .Doc = "The file to play; empty plays nothing."};
+constexpr TPropertyInfo<TQSPlayerMode> ModeInfo{
+    .Name = "Mode",
+    .Default = TQSPlayerMode::pmStop,
+    .Doc = "At the end of the file: stop, go on with its beginning, or fall silent."};
+constexpr TPropertyInfo<bool> SavedBufferSizesInfo{
+    .Name = "SavedBufferSizes",
+    .Default = false,
+    .Doc =
+        "The file has the count of its bytes before each block, as the logger writes it with "
+        "SaveBufferSizes."};
+constexpr TPropertyInfo<std::int64_t> CurrentSampleInfo{
+    .Name = "CurrentSample", .Bounds = {.Min = 0}, .Unit = "samples"};
+
+constexpr std::int64_t LargestBlock = std::numeric_limits<std::int32_t>::max();
+
+std::int64_t Cut32(std::int64_t AValue) { return std::min(AValue, LargestBlock); }
+
+}  // namespace
+
+TQSPlayer::TQSPlayer(TConstruct AConstruct)
+    : TQSCommonBaseRealGen(AConstruct),
+      FOutputPin({*this, FLock}, DispatchEvent()),
+      FProgressPin({*this, FLock}, [this](std::int64_t AValue) { SetCurrentSample(AValue); }) {
+  FOutputPin.AddFunctionSource(ClockInputPin());
+}
+
+const TPublishedTable& TQSPlayer::Published() {
+  static const TPublishedTable Table =
+      TPublishedTable({.Name = "TQSPlayer",
+                       .DisplayName = "Signal Player",
+                       .Category = categories::Players,
+                       .Doc = "Plays a file of raw samples, as the logger writes it."},
+                      &TQSCommonBufferGen::Published())
+          .Pin("OutputPin", &TQSPlayer::OutputPin, "The file's samples.", true)
+          .Pin("ProgressPin", &TQSPlayer::ProgressPin, "The position in the file, in samples.")
+          .Property(FileNameInfo, &TQSPlayer::FileName, &TQSPlayer::SetFileName)
+          .Property(ModeInfo, &TQSPlayer::Mode, &TQSPlayer::SetMode)
+          .Property(SavedBufferSizesInfo, &TQSPlayer::SavedBufferSizes,
+                    &TQSPlayer::SetSavedBufferSizes)
+          .Event("OnProgress", &TQSPlayer::SetOnProgress, {"Total", "Position"},
+                 "Progress through the file, in samples; on the main thread.")
+          .Event("OnError", &TQSPlayer::SetOnError, {"Message", "ErrorCode", "Handled"},
+                 "The file could not be opened.");
+  return Table;
+}
+
+void TQSPlayer::SetFileName(std::string AValue) { NotifySetter(FFileName, std::move(AValue)); }
+void TQSPlayer::SetMode(TQSPlayerMode AValue) { NotifySetter(ModeInfo, FMode, AValue); }
+void TQSPlayer::SetSavedBufferSizes(bool AValue) {
+  NotifySetter(SavedBufferSizesInfo, FSavedBufferSizes, AValue);
+}
+void TQSPlayer::SetCurrentSample(std::int64_t AValue) {
+  NotifySetter(CurrentSampleInfo, FSample, AValue, [this] { SeekToSample(); });
+}
+
+// --- the stream ---
+
+TKLNotifyResult TQSPlayer::NotifyOutputPins(IKLNotifyOperation& AOperation) {
+  return FOutputPin.Notify(AOperation);
+}
+
+bool TQSPlayer::GetCanStart() const {
+  return TQSCommonBaseRealGen::GetCanStart() && !FileName().empty();
+}
+
+TKLNotifyResult TQSPlayer::DispatchOperation(TKLBasicPin& ASender, TKLBasicPin* AOtherPin,
+                                             const TGUID& ADataTypeID,
+                                             IKLNotifyOperation& AOperation,
+                                             TKLNotifyState AState) {
+  std::optional<ILockSection> Section;
+  if (&ASender == &FOutputPin) Section.emplace(WriteLock());
+  return TQSCommonBaseRealGen::DispatchOperation(ASender, AOtherPin, ADataTypeID, AOperation,
+                                                 AState);
+}
+
+void TQSPlayer::StartStream() {
+  std::string Failed;
+  int Reason = 0;
+  {
+    const ILockSection Section = WriteLock();
+    TQSCommonBaseRealGen::StartStream();
+    if (FFileHandle != ClosedFile) return;
+    FFileHandle = FileOpen(FFileName);
+    if (FFileHandle == ClosedFile) {
+      Reason = errno;
+      Failed = FFileName;
+      StreamStop();
+    } else {
+      FSampleSize = std::max(FOutputPin.GetMaxSampleSize(), 1);
+      FSize = FileSize(FFileHandle) / FSampleSize;
+      FSample = 0;
+      FPlayedBytes = 0;
+    }
+  }
+  if (!Failed.empty()) ReportCannotOpen(*this, FOnError, Failed, Reason);
+}
+
+void TQSPlayer::IntStart() {
+  TQSCommonBaseRealGen::IntStart();
+  FStreamStarted = true;
+  FEndQueued = false;
+  ++FStreamSerial;
+}
+
+void TQSPlayer::StreamStop() {
+  const ILockSection Section = StopLock();
+  FStreamStarted = false;
+  TQSCommonBaseRealGen::StreamStop();
+  if (FFileHandle != ClosedFile) FileClose(FFileHandle);
+  FFileHandle = ClosedFile;
+}
+
+void TQSPlayer::IntPump() {
+  const ILockSection Section = WriteLock();
+  if (!FStreamStarted || !MayPump() || FFileHandle == ClosedFile) return;
+  FSampleSize = FOutputPin.GetMaxSampleSize();
+  const std::int64_t Bytes = std::int64_t{FSampleSize} * GetBufferSize();
+  const auto Buffer = TQSLinearMemoryBuffer::CreateSize(
+      FSavedBufferSizes ? 0 : static_cast<std::int32_t>(Cut32(Bytes)));
+  bool NeedsStop = false;
+  if (Play(*Buffer, NeedsStop)) FOutputPin.SubmitBuffer(Buffer);
+  if (NeedsStop) QueueEnd();
+}
+
+void TQSPlayer::Generate(TRef<IQSRealBuffer>& ASignal, bool&, bool&) {
+  if (FFileHandle == ClosedFile) return;
+  const auto Buffer =
+      TQSLinearMemoryBuffer::CreateSize(static_cast<std::int32_t>(Cut32(ASignal->GetByteSize())));
+  bool NeedsStop = false;
+  if (Play(*Buffer, NeedsStop)) {
+    ASignal = IQSRealBuffer::CreateUniversal(Buffer);
+    FOutputPin.SubmitBuffer(ASignal);
+  }
+  if (NeedsStop) QueueEnd();
+}
+
+// The stream has to end where the main thread can see it, not under the lock of the pump.
+void TQSPlayer::QueueEnd() {
+  if (FEndQueued) return;
+  FEndQueued = true;
+  MainThread().Execute(*this, [this, Serial = FStreamSerial] {
+    {
+      const ILockSection Section = StopLock();
+      if (!IsRunning() || FStreamSerial != Serial) return;
+      StreamStop();
+    }
+    FOutputPin.EndStop();
+    DoProgress();
+    FireStop();
+  });
+}
+
+void TQSPlayer::DoProgress() {
+  constexpr double SecondsPerDay = 86400.0;
+  const std::int64_t Size = FSize;
+  const std::int64_t Position = FSample;
+  FProgressPin.SubmitValueRange(Position, 0, Size, 0.0,
+                                static_cast<double>(Size) / SampleRate() / SecondsPerDay);
+  if (!FOnProgress.IsAssigned()) return;
+  MainThread().Execute(
+      *this, [this, Size, Position] { FOnProgress(*this, Cut32(Size), Cut32(Position)); });
+}
+
+// --- the file ---
+
+std::int64_t TQSPlayer::BytesPerSample() const { return std::max(FSampleSize, 1); }
+
+void TQSPlayer::Rewind() {
+  FileSeek(FFileHandle, 0);
+  FPlayedBytes = 0;
+}
+
+// One record. The position and the progress are told also when nothing was left to read.
+bool TQSPlayer::Play(TQSLinearMemoryBuffer& ASignal, bool& ANeedsStop) {
+  std::int64_t Wanted = ASignal.GetByteSize();
+  if (FSavedBufferSizes) {
+    std::uint32_t Count = 0;
+    if (!ReadCount(Count, ANeedsStop)) return false;
+    Wanted = Cut32(Count);
+  }
+  const bool Found = ReadBlock(ASignal, Wanted, ANeedsStop);
+  FSample = FPlayedBytes / BytesPerSample();
+  DoProgress();
+  return Found;
+}
+
+bool TQSPlayer::ReadCount(std::uint32_t& ACount, bool& ANeedsStop) {
+  if (FileRead(FFileHandle, &ACount, sizeof(ACount)) == sizeof(ACount)) return true;
+  ANeedsStop = FMode == TQSPlayerMode::pmStop;
+  if (FMode != TQSPlayerMode::pmRepeat) return false;
+  Rewind();
+  return FileRead(FFileHandle, &ACount, sizeof(ACount)) == sizeof(ACount);
+}
+
+// Reads up to AWanted bytes; the block grows with what the file gives. True if there is a block to
+// send.
+bool TQSPlayer::ReadBlock(TQSLinearMemoryBuffer& ASignal, std::int64_t AWanted, bool& ANeedsStop) {
+  constexpr std::int64_t FirstChunk = std::int64_t{1} << 20;
+  std::int64_t Done = 0;
+  bool Rewound = false;
+  while (Done < AWanted) {
+    const std::int64_t Room = std::min(AWanted, std::max(FirstChunk, 2 * Done));
+    if (ASignal.GetByteSize() < Room) ASignal.Resize(static_cast<std::int32_t>(Room), true);
+    const auto Ask = static_cast<std::size_t>(std::min(AWanted, ASignal.GetByteSize()) - Done);
+    const std::size_t Got = FileRead(FFileHandle, ASignal.ByteModify() + Done, Ask);
+    Done += static_cast<std::int64_t>(Got);
+    FPlayedBytes += static_cast<std::int64_t>(Got);
+    if (Got == Ask) continue;
+    ANeedsStop = FMode == TQSPlayerMode::pmStop;
+    if (FMode != TQSPlayerMode::pmRepeat) break;
+    // Nothing even from the file's beginning, or a count that is larger than the file.
+    if (Rewound && (Got == 0 || FSavedBufferSizes)) break;
+    Rewind();
+    Rewound = true;
+  }
+  ASignal.Resize(static_cast<std::int32_t>(Done), true);
+  return Done > 0 || AWanted == 0;
+}
+
+// A file with counts is walked from its beginning, since no position tells where a record starts.
+void TQSPlayer::SeekToSample() {
+  if (FFileHandle == ClosedFile) return;
+  const std::int64_t Length = FileSize(FFileHandle);
+  const std::int64_t Target =
+      FSample > Length / BytesPerSample() ? Length : FSample * BytesPerSample();
+  if (!FSavedBufferSizes) {
+    FileSeek(FFileHandle, Target);
+    FPlayedBytes = Target;
+  } else {
+    Rewind();
+    std::int64_t At = 0;
+    std::uint32_t Count = 0;
+    while (FileRead(FFileHandle, &Count, sizeof(Count)) == sizeof(Count) &&
+           FPlayedBytes + Count <= Target) {
+      FPlayedBytes += Count;
+      At += std::int64_t{Count} + static_cast<std::int64_t>(sizeof(Count));
+      FileSeek(FFileHandle, At);
+    }
+    FileSeek(FFileHandle, At);
+  }
+  FSample = FPlayedBytes / BytesPerSample();
+}
+
+void QSPlayer::RegisterPkg() { RegisterComponents({ClassOf<TQSPlayer>()}); }
+
+}  // namespace tessalune

@@ -1,0 +1,188 @@
+#include <tessalune/frame/runtime/QSCategories.h>
+#include <tessalune/frame/runtime/QSComponentRegistry.h>
+#include <tessalune/sources/QSSignalGen.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numbers>
+
+namespace tessalune {
+namespace {
+
+constexpr double QSPi = TQSSignalGen::QSPi;
+
+constexpr TPropertyInfo<TQSSignalType> SignalTypeInfo{
+    .Name = "SignalType", .Default = TQSSignalType::stTone, .Doc = "The waveform."};
+constexpr TPropertyInfo<double> PhaseInfo{.Name = "Phase",
+                                          .Default = 0.0,
+                                          .Design = Between(0.0, 2.0 * std::numbers::pi),
+                                          .Unit = "rad",
+                                          .Doc = "Where in its cycle the stream begins."};
+constexpr TPropertyInfo<double> AmplitudeInfo{.Name = "Amplitude",
+                                              .Default = 20000.0,
+                                              .Bounds = AtLeast(0.0),
+                                              .Design = AtLeast(0.0),
+                                              .Doc = "Peak value."};
+constexpr TPropertyInfo<double> FrequencyInfo{.Name = "Frequency",
+                                              .Default = 500.0,
+                                              .Bounds = Above(0.0, 1.0),
+                                              .Design = Between(0.0, 500000000.0),
+                                              .Unit = "Hz",
+                                              .Doc = "Cycles a second."};
+constexpr TPropertyInfo<double> OffsetInfo{
+    .Name = "Offset", .Default = 0.0, .Doc = "Added to each sample."};
+constexpr TPropertyInfo<double> AsymmetryInfo{
+    .Name = "Asymmetry",
+    .Default = 0.0,
+    .Bounds = Between(-QSPi, QSPi),
+    .Design = Between(-std::numbers::pi, std::numbers::pi),
+    .Unit = "rad",
+    .Doc =
+        "How much longer a triangle falls than it rises; for the square the same number on a "
+        "scale of -1 (never low) to 1 (always low)."};
+
+// To the nearest integer, a tie to the even one.
+std::int64_t RoundHalfEven(double AValue) {
+  constexpr double Largest = 9223372036854775807.0;
+  if (AValue >= Largest) return std::numeric_limits<std::int64_t>::max();
+  if (AValue <= -Largest) return std::numeric_limits<std::int64_t>::min();
+  return static_cast<std::int64_t>(std::nearbyint(AValue));
+}
+
+void Ramp(double* ADst, std::int64_t ACount, double AOffset, double ASlope) {
+  if (ACount <= 0) return;
+  ippsVectorRamp_64f(ADst, static_cast<std::int32_t>(ACount), static_cast<float>(AOffset),
+                     static_cast<float>(ASlope));
+}
+
+}  // namespace
+
+const TPublishedTable& TQSSignalGen::Published() {
+  static const TPublishedTable Table =
+      TPublishedTable({.Name = "TQSSignalGen",
+                       .DisplayName = "Real Signal Generator( Sine, Triangle, Rectange, DC)",
+                       .Category = categories::Generators,
+                       .Doc = "Generates tone, triangle, square, DC, chirp and saw teeth."},
+                      &TQSCommonRealGen::Published())
+          .Property(SignalTypeInfo, &TQSSignalGen::SignalType, &TQSSignalGen::SetSignalType)
+          .Property(PhaseInfo, &TQSSignalGen::Phase, &TQSSignalGen::SetPhase)
+          .Property(AmplitudeInfo, &TQSSignalGen::Amplitude, &TQSSignalGen::SetAmplitude)
+          .Property(FrequencyInfo, &TQSSignalGen::Frequency, &TQSSignalGen::SetFrequency)
+          .Property(OffsetInfo, &TQSSignalGen::Offset, &TQSSignalGen::SetOffset)
+          .Property(AsymmetryInfo, &TQSSignalGen::Asymmetry, &TQSSignalGen::SetAsymmetry);
+  return Table;
+}
+
+void TQSSignalGen::SetSignalType(TQSSignalType AValue) {
+  NotifySetter(SignalTypeInfo, FSignalType, AValue);
+}
+
+void TQSSignalGen::SetPhase(double AValue) {
+  if (!std::isfinite(AValue)) {
+    RefuseValue(Describe(), PhaseInfo.Name, NumberText(AValue), "a finite number of radians");
+  }
+  // A far-away value first comes near in one step; subtracting would not end.
+  double Value = std::abs(AValue) > 1e6 ? std::fmod(AValue, 2.0 * QSPi) : AValue;
+  while (Value < 0.0) Value += 2.0 * QSPi;
+  while (Value > 2.0 * QSPi) Value -= 2.0 * QSPi;
+  NotifySetter(PhaseInfo, FPhase, Value, [this] { FIntPhase = FPhase; });
+}
+
+void TQSSignalGen::SetAmplitude(double AValue) { NotifySetter(AmplitudeInfo, FAmplitude, AValue); }
+void TQSSignalGen::SetFrequency(double AValue) { NotifySetter(FrequencyInfo, FFrequency, AValue); }
+void TQSSignalGen::SetOffset(double AValue) { NotifySetter(OffsetInfo, FOffset, AValue); }
+void TQSSignalGen::SetAsymmetry(double AValue) { NotifySetter(AsymmetryInfo, FAsymmetry, AValue); }
+
+void TQSSignalGen::SetRate(double ARate) {
+  FLock->NotifySetterMin("SampleRate", FIntRate, ARate, 0.0);
+}
+
+void TQSSignalGen::StartStream() {
+  const ILockSection Section = WriteLock();
+  FRampError = 0.0;
+  FIntPhase = FPhase;
+  TQSCommonRealGen::StartStream();
+}
+
+void TQSSignalGen::Generate(TRef<IQSRealBuffer>& ASignal, bool&, bool&) {
+  FIntSampleRatio = FFrequency / FIntRate;
+  FSamplesPerCycle = RoundHalfEven(1.0 / FIntSampleRatio);
+  const double Magnitude = std::abs(FAmplitude);
+  const std::int32_t Count = ASignal->GetSize();
+  double* Dst = ASignal->Write();
+  switch (FSignalType.Load()) {
+    case TQSSignalType::stTone:
+      if (ippsTone_Direct_64f(Dst, Count, Magnitude, FIntSampleRatio, &FIntPhase, 0) !=
+          ippStsNoErr) {
+        ASignal->Zero();
+      }
+      break;
+    case TQSSignalType::stTriangle:
+      if (ippsTriangle_Direct_64f(Dst, Count, Magnitude, FIntSampleRatio, FAsymmetry, &FIntPhase) !=
+          ippStsNoErr) {
+        ASignal->Zero();
+      }
+      break;
+    case TQSSignalType::stSquare:
+      ippsSquare_Direct_64f(Dst, Count, Magnitude, FIntSampleRatio, FAsymmetry, &FIntPhase);
+      break;
+    case TQSSignalType::stDc:
+      ASignal->SetValue(FAmplitude);
+      break;
+    case TQSSignalType::stJaehne:
+      ASignal->VectorJaehne(Magnitude);
+      break;
+    case TQSSignalType::stSawToothUp:
+      SawTooth(Dst, Count, Magnitude, FIntSampleRatio);
+      break;
+    case TQSSignalType::stSawToothDown:
+      SawTooth(Dst, Count, -Magnitude, FIntSampleRatio);
+      break;
+  }
+  const double Offset = FOffset;
+  if (Offset != 0.0) ippsAddC_64f_I(Offset, Dst, Count);
+}
+
+// A cycle that began in an earlier block is finished first, then whole cycles follow, then the
+// beginning of one. A cycle inside a block is a ramp of N + 1 samples whose last is the peak.
+void TQSSignalGen::SawTooth(double* ADst, std::int32_t ALen, double APeak, double ARelFrequency) {
+  const std::int64_t N = FSamplesPerCycle;
+  if (N < 1 || N > std::numeric_limits<std::int32_t>::max()) {
+    std::fill_n(ADst, ALen, 0.0);
+    return;
+  }
+  const double Slope = 2.0 * APeak / static_cast<double>(N);
+  std::int64_t Phase = RoundHalfEven(FIntPhase * 0.5 / QSPi / ARelFrequency);
+  std::int64_t Count = N - Phase;
+  const bool OutlastsBlock = Count + 1 > ALen;
+  FRampError += static_cast<double>(N) - 1.0 / ARelFrequency;
+  if (Phase > 0 || OutlastsBlock) {
+    // Cycles have whole-sample lengths; the error is paid back here, sample by sample.
+    const double Extra = std::abs(FRampError) >= 1.0 ? std::trunc(FRampError) : 0.0;
+    FRampError -= Extra;
+    Count = std::clamp<std::int64_t>(Count + static_cast<std::int64_t>(Extra), -1, ALen - 1);
+    // A cycle that outlasts the block fills it, whatever was paid back.
+    if (OutlastsBlock) Count = ALen - 1;
+    Ramp(ADst, Count + 1, (static_cast<double>(Phase) - Extra) * Slope - APeak, Slope);
+    if (!OutlastsBlock && Count >= 0) ADst[Count] = APeak;
+    ++Count;
+  } else {
+    Count = 0;
+  }
+  for (; ALen - Count >= N + 1; Count += N + 1) {
+    Ramp(ADst + Count, N + 1, -APeak, Slope);
+    ADst[Count + N] = APeak;
+  }
+  if (OutlastsBlock) {
+    Phase += ALen;
+  } else {
+    Phase = ALen - Count;
+    Ramp(ADst + Count, Phase, -APeak, Slope);
+  }
+  FIntPhase = 2.0 * QSPi * static_cast<double>(Phase) / static_cast<double>(N);
+}
+
+void QSSignalGen::RegisterPkg() { RegisterComponents({ClassOf<TQSSignalGen>()}); }
+
+}  // namespace tessalune
