@@ -26,16 +26,16 @@ std::size_t ChannelNumber(const std::string& AText, int AChannels, const TInputF
 }
 
 const TAudioEncoding& FindEncoding(const TAudioOutput& AOutput) {
-  const std::string_view Wanted =
-      !AOutput.Encoding.empty() ? AOutput.Encoding : AOutput.IsFlac ? "pcm24" : "double";
+  std::string Wanted = AOutput.Encoding;
+  if (Wanted.empty()) Wanted = AOutput.IsFlac ? "pcm24" : "double";
   std::string Fitting;
   for (const TAudioEncoding& Encoding : AudioEncodings()) {
     if ((AOutput.IsFlac ? Encoding.FlacFormat : Encoding.WavFormat) == 0) continue;
     if (Encoding.Name == Wanted) return Encoding;
     Fitting += (Fitting.empty() ? "" : ", ") + std::string(Encoding.Name);
   }
-  throw EQSException(std::string(AOutput.IsFlac ? "FLAC" : "WAV") + " has no encoding \"" +
-                     std::string(Wanted) + "\"; expected is one of " + Fitting);
+  throw EQSException(std::string(AOutput.IsFlac ? "FLAC" : "WAV") + " has no encoding \"" + Wanted +
+                     "\"; expected is one of " + Fitting);
 }
 
 TRounding RoundingFor(const TAudioEncoding& AEncoding) {

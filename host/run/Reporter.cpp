@@ -46,7 +46,8 @@ ordered_json SummaryJson(const std::string& AGraphName, const TRunResult& AResul
     Components.push_back({{"component", Logger.Component->Name()},
                           {"class", Logger.Component->ClassName()},
                           {"file", Logger.FileName},
-                          {"bytes", Logger.Bytes}});
+                          {"bytes", Logger.Bytes},
+                          {"lost", Logger.Lost}});
   }
   return {{"summary",
            {{"graph", AGraphName},
@@ -69,7 +70,8 @@ std::string SummaryText(const std::string& AGraphName, const TRunResult& AResult
   }
   for (const auto& Logger : AResult.Loggers) {
     Text += "  " + Logger.Component->Describe() + ": " + NumberText(Logger.Bytes) +
-            " bytes in \"" + Logger.FileName + "\"\n";
+            " bytes for \"" + Logger.FileName + '"' +
+            (Logger.Lost > 0 ? ", " + NumberText(Logger.Lost) + " of them lost" : "") + '\n';
   }
   for (const std::string& Remark : AResult.Remarks) Text += "  Note: " + Remark + '\n';
   return Text;

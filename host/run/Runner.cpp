@@ -281,7 +281,7 @@ class TRun {
     for (auto& [Logger, IsTold] : FLoggers) {
       if (Logger->Lost() == 0 || std::exchange(IsTold, true)) continue;
       FErrors->Add(Logger->Describe() + ": the file \"" + Logger->FileName() +
-                   "\" could not be written on (is the disk full?); its end is missing");
+                   "\" did not take all that was to be written (is the disk full?); its end is missing");
     }
   }
 
@@ -300,7 +300,7 @@ class TRun {
       ReachedLimit = ReachedLimit || Source->HasReachedLimit();
     }
     for (const auto& [Logger, IsTold] : FLoggers) {
-      Result.Loggers.push_back({Logger, Logger->FileName(), Logger->Logged()});
+      Result.Loggers.push_back({Logger, Logger->FileName(), Logger->Logged(), Logger->Lost()});
     }
     Result.End = !Result.Errors.empty() ? TRunEnd::Failed
                  : !AEndedAlone         ? TRunEnd::Interrupted

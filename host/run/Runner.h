@@ -44,6 +44,7 @@ struct TRunResult {
     const TComponent* Component;
     std::string FileName;
     std::int64_t Bytes;  // of samples
+    std::int64_t Lost;   // bytes, of samples and counts, that the file did not take
   };
 
   TRunEnd End = TRunEnd::SourcesEnded;

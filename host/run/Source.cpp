@@ -100,7 +100,10 @@ void TSource::StopIfSilent(std::chrono::duration<double> AElapsed) {
   if (!FLimit || HasEnded()) return;
   const double Due = static_cast<double>(*FLimit) / FGen.SampleRate();
   const double Patience = 1.0 + 2.0 * FGen.BufferSize() / FGen.SampleRate();
-  if (AElapsed.count() > Due + Patience && (AElapsed - FLastMove).count() > Patience) FGen.Stop();
+  if (AElapsed.count() > Due + Patience && (AElapsed - FLastMove).count() > Patience) {
+    FPosition = *FLimit;
+    FGen.Stop();
+  }
 }
 
 TKLBasicPin* LinkedOutput(TLockComponent& AComponent) {
