@@ -29,7 +29,8 @@ using nlohmann::ordered_json;
 
 constexpr const char* Footer =
     "Exit codes: 0 done; 1 the run or the conversion failed; 2 the command line or the graph has\n"
-    "mistakes and nothing was run; 130 (143) interrupted by Ctrl-C (by SIGTERM), with files closed\n"
+    "mistakes and nothing was run; 130 (143) interrupted by Ctrl-C (by SIGTERM), with files "
+    "closed\n"
     "and results told. Results go to the standard output, everything else to the standard error\n"
     "stream.";
 
@@ -75,8 +76,8 @@ struct TLoadedGraph {
 
 int TellMistakes(const TMistakes& AMistakes, bool AJson) {
   if (AJson) {
-    Print(JsonLine(
-        {{"graph", AMistakes.File()}, {"valid", false}, {"mistakes", AMistakes.Json()}}));
+    Print(
+        JsonLine({{"graph", AMistakes.File()}, {"valid", false}, {"mistakes", AMistakes.Json()}}));
   } else {
     PrintError(AMistakes.Text());
   }
@@ -88,7 +89,8 @@ int ValidateGraph(const TOptions& AOptions) {
   if (Loaded.Graph) CheckFiles(*Loaded.Graph, Loaded.Mistakes);
   if (!Loaded.Mistakes.IsEmpty()) return TellMistakes(Loaded.Mistakes, AOptions.Style.Json);
   if (AOptions.Style.Json) {
-    Print(JsonLine({{"graph", AOptions.Graph}, {"valid", true}, {"mistakes", ordered_json::array()}}));
+    Print(JsonLine(
+        {{"graph", AOptions.Graph}, {"valid", true}, {"mistakes", ordered_json::array()}}));
   } else if (!AOptions.Style.Quiet) {
     Print(AOptions.Graph + ": no mistakes\n");
   }

@@ -47,12 +47,12 @@ void SetByPath(TPersistent& AObject, std::string_view APath, std::string_view AV
   }
   const bool IsObject = Row->Kind == TPropertyKind::Object;
   if (IsObject != (Dot != std::string_view::npos)) {
-    throw EQSException(std::string(Name) + " is " + Row->Expected() +
-                       (IsObject ? "; name one of them, such as " + std::string(Name) + '.' +
-                                       std::string(NamesOf(
-                                           Row->Object(AObject).PublishedTable().Properties())
-                                                       .at(0))
-                                 : ", with no properties of its own"));
+    throw EQSException(
+        std::string(Name) + " is " + Row->Expected() +
+        (IsObject
+             ? "; name one of them, such as " + std::string(Name) + '.' +
+                   std::string(NamesOf(Row->Object(AObject).PublishedTable().Properties()).at(0))
+             : ", with no properties of its own"));
   }
   if (IsObject) return SetByPath(Row->Object(AObject), APath.substr(Dot + 1), AValue);
   Row->Set(AObject, Row->Parse(AValue));

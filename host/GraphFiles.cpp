@@ -105,8 +105,6 @@ class TFileCheck {
 
 }  // namespace
 
-void CheckFiles(const TGraph& AGraph, TMistakes& AMistakes) {
-  TFileCheck(AGraph, AMistakes).Run();
-}
+void CheckFiles(const TGraph& AGraph, TMistakes& AMistakes) { TFileCheck(AGraph, AMistakes).Run(); }
 
 }  // namespace tessalune::host

@@ -25,8 +25,8 @@ class TFormReader {
     if (!IsKind(ADocument, TJsonKind::Object, "a graph")) return std::move(FForm);
     CheckMembers(ADocument, "a graph", {"tessalune", "components", "links", "run"});
     ReadVersion(ADocument);
-    if (const TJsonNode* List = Needed(ADocument, "components", TJsonKind::Array,
-                                       "a graph", "the list of its components")) {
+    if (const TJsonNode* List = Needed(ADocument, "components", TJsonKind::Array, "a graph",
+                                       "the list of its components")) {
       for (std::size_t I = 0; I < List->Items.size(); ++I) ReadComponent(List->Items[I], I);
     }
     if (const TJsonNode* List = Optional(ADocument, "links", TJsonKind::Array)) {
@@ -61,14 +61,14 @@ class TFormReader {
   const TJsonNode* Optional(const TJsonNode& ANode, std::string_view AKey, TJsonKind AKind) {
     const TJsonNode* Member = ANode.Find(AKey);
     return Member != nullptr && IsKind(*Member, AKind, '"' + std::string(AKey) + '"') ? Member
-                                                                                     : nullptr;
+                                                                                      : nullptr;
   }
 
   const TJsonNode* Needed(const TJsonNode& ANode, std::string_view AKey, TJsonKind AKind,
                           std::string_view AWhat, std::string_view AMeaning) {
     if (ANode.Find(AKey) != nullptr) return Optional(ANode, AKey, AKind);
-    Add(ANode, std::string(AWhat) + " needs \"" + std::string(AKey) + "\": " +
-                   std::string(AMeaning));
+    Add(ANode,
+        std::string(AWhat) + " needs \"" + std::string(AKey) + "\": " + std::string(AMeaning));
     return nullptr;
   }
 
@@ -100,8 +100,9 @@ class TFormReader {
     if (IsPair) {
       FForm.Links.push_back({&ANode, {&ANode.Items[0], &ANode.Items[1]}});
     } else {
-      Add(ANode, "a link is an array of two strings, such as [\"Tone.OutputPin\", "
-                 "\"Log.InputPin\"]");
+      Add(ANode,
+          "a link is an array of two strings, such as [\"Tone.OutputPin\", "
+          "\"Log.InputPin\"]");
     }
   }
 

@@ -20,8 +20,7 @@ std::string TMistakes::Text() const {
   for (const TMistake& Mistake : InOrder()) {
     Text += FFile;
     if (Mistake.Place.Line > 0) {
-      Text +=
-          ':' + std::to_string(Mistake.Place.Line) + ':' + std::to_string(Mistake.Place.Column);
+      Text += ':' + std::to_string(Mistake.Place.Line) + ':' + std::to_string(Mistake.Place.Column);
     }
     if (!Mistake.Path.empty()) Text += ": " + Mistake.Path;
     Text += ": " + Mistake.Message + '\n';

@@ -235,12 +235,9 @@ std::string DescribeText(const TComponentClass& AClass) {
 ordered_json DescribeJson(const TComponentClass& AClass) {
   const TPublishedTable& Table = AClass.Published();
   const TOwned<TComponent> Sample = AClass.New();
-  return {{"class", Table.ClassName()},
-          {"name", Table.DisplayName()},
-          {"category", Table.Category()},
-          {"doc", Table.Doc()},
-          {"pins", PinsJson(*Sample)},
-          {"properties", PropertiesJson(*Sample)},
+  return {{"class", Table.ClassName()},   {"name", Table.DisplayName()},
+          {"category", Table.Category()}, {"doc", Table.Doc()},
+          {"pins", PinsJson(*Sample)},    {"properties", PropertiesJson(*Sample)},
           {"events", EventsJson(*Sample)}};
 }
 

@@ -74,8 +74,11 @@ TAudioReader::TAudioReader(const std::string& AFileName, std::size_t ANumbers,
     return;
   }
   FChannel = ChannelNumber(AChannel, FInfo.channels, FInput);
-  if (FChannel == 0 && FInfo.channels > 1) {
-    FRemarks.push_back(std::to_string(FInfo.channels) + " channels mixed to one (--channel chooses)");
+  if (FInfo.channels == 1) {
+    FChannel = 1;
+  } else if (FChannel == 0) {
+    FRemarks.push_back(std::to_string(FInfo.channels) +
+                       " channels mixed to one (--channel chooses)");
   }
 }
 
@@ -114,9 +117,9 @@ TAudioWriter::TAudioWriter(TOutputFile& AFile, std::size_t ANumbers, const TAudi
   SF_INFO Info{};
   Info.samplerate = static_cast<int>(AOutput.Rate);
   Info.channels = static_cast<int>(ANumbers);
-  Info.format = AOutput.IsFlac ? SF_FORMAT_FLAC | FEncoding.FlacFormat
-                               : (AOutput.IsLarge ? SF_FORMAT_RF64 : SF_FORMAT_WAV) |
-                                     FEncoding.WavFormat;
+  Info.format = AOutput.IsFlac
+                    ? SF_FORMAT_FLAC | FEncoding.FlacFormat
+                    : (AOutput.IsLarge ? SF_FORMAT_RF64 : SF_FORMAT_WAV) | FEncoding.WavFormat;
   FFile.reset(sf_open_fd(AFile.Descriptor(), SFM_WRITE, &Info, SF_FALSE));
   if (FFile == nullptr) AFile.Fail(sf_strerror(nullptr));
   // RF64 is WAV with longer sizes; what turns out short enough becomes plain WAV at the end.

@@ -38,8 +38,7 @@ std::unique_ptr<ISampleReader> OpenInput(const TConvertOptions& AOptions, TFileF
     case TFileForm::Flac:
       break;
   }
-  return std::make_unique<TAudioReader>(AOptions.In, Numbers, AOptions.Channel,
-                                        AOptions.FullScale);
+  return std::make_unique<TAudioReader>(AOptions.In, Numbers, AOptions.Channel, AOptions.FullScale);
 }
 
 double AudioRate(const TConvertOptions& AOptions, const ISampleReader& AInput) {

@@ -49,7 +49,8 @@ bool TLines::Next(std::string_view& ALine) {
     FBuffer.erase(0, std::exchange(FAt, 0));
     Searched = FBuffer.size();
     if (Searched > LongestLine) {
-      FFile.Fail("line " + std::to_string(FNumber + 1) + " is over a million characters long; "
+      FFile.Fail("line " + std::to_string(FNumber + 1) +
+                 " is over a million characters long; "
                  "this is no table of numbers");
     }
     FBuffer.resize(Searched + ChunkBytes);

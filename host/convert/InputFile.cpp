@@ -22,11 +22,6 @@ std::size_t TInputFile::Read(void* AData, std::size_t ABytes) {
   return Count;
 }
 
-void TInputFile::Skip(std::int64_t ABytes) {
-  FPosition += ABytes;
-  if (!FileSeek(FHandle, FPosition)) Fail(std::strerror(errno));
-}
-
 void TInputFile::Fail(const std::string& AReason) const {
   throw EQSException('"' + FFileName + "\": " + AReason);
 }

@@ -25,7 +25,6 @@ class TInputFile {
   std::int64_t Left() const { return FSize - FPosition; }
   // As many bytes as there are, ABytes at most.
   std::size_t Read(void* AData, std::size_t ABytes);
-  void Skip(std::int64_t ABytes);
   // Raises EQSException about what stands in the file.
   [[noreturn]] void Fail(const std::string& AReason) const;
 

@@ -80,7 +80,8 @@ std::int64_t TLogRecords::Next() {
 
 TLogReader::TLogReader(const std::string& AFileName, TSampleType AType, bool AHasCounts)
     : FFile(AFileName), FRecords(FFile, AHasCounts), FInfo(InfoOf(AType)), FHasCounts(AHasCounts) {
-  if (FFile.Size() == 0) FRemarks.push_back('"' + AFileName + "\" is empty: there is no sample in it");
+  if (FFile.Size() == 0)
+    FRemarks.push_back('"' + AFileName + "\" is empty: there is no sample in it");
 }
 
 void TLogReader::NextRecord() {
@@ -88,8 +89,8 @@ void TLogReader::NextRecord() {
   FLeftInRecord = FRecords.Next();
   const auto Bytes = static_cast<std::int64_t>(FInfo.Bytes);
   const std::int64_t Rest = FLeftInRecord % Bytes;
-  const std::string Fraction = "is no whole number of " + std::string(FInfo.Name) +
-                               " samples of " + Counted(Bytes, "byte");
+  const std::string Fraction =
+      "is no whole number of " + std::string(FInfo.Name) + " samples of " + Counted(Bytes, "byte");
   if (Rest != 0 && FLeftInRecord < FFile.Left()) {
     FFile.Fail("the record at byte " + std::to_string(Start) + " has " +
                Counted(FLeftInRecord, "byte") + ", which " + Fraction + "; is --type right?");
@@ -114,9 +115,8 @@ std::size_t TLogReader::Read(std::span<double> ANumbers) {
   if (FFile.Read(FBytes.data(), FBytes.size()) != FBytes.size()) {
     FFile.Fail("the file cannot be read beyond byte " + std::to_string(FFile.Position()));
   }
-  VisitNumberType(FInfo.Type, [&]<class T>(T) {
-    DecodeAs<T>(FBytes.data(), ANumbers.first(Numbers));
-  });
+  VisitNumberType(FInfo.Type,
+                  [&]<class T>(T) { DecodeAs<T>(FBytes.data(), ANumbers.first(Numbers)); });
   FLeftInRecord -= static_cast<std::int64_t>(FBytes.size());
   if (FLeftInRecord == 0) FAtEnd = FIsLast;
   return Numbers;

@@ -68,9 +68,9 @@ class TErrors {
 };
 
 // Calls AListen(event's row, object that has it, path of sub-objects) for all events.
-void ForEachEvent(TPersistent& AObject, const std::string& APath,
-                  const std::function<void(const TPublishedEvent&, TPersistent&,
-                                           const std::string&)>& AListen) {
+void ForEachEvent(
+    TPersistent& AObject, const std::string& APath,
+    const std::function<void(const TPublishedEvent&, TPersistent&, const std::string&)>& AListen) {
   for (const TPublishedEvent* Event : AObject.PublishedTable().Events()) {
     AListen(*Event, AObject, APath + std::string(Event->Name));
   }
@@ -86,8 +86,8 @@ class TRun {
        IRunObserver& AObserver)
       : FSettings(ASettings), FInterrupt(AInterrupt), FObserver(AObserver) {
     // The hook and the queue wake the main loop; both are given back at the end.
-    FHook = SetUnhandledExceptionHook(
-        [Errors = FErrors](TObject* ASender, std::exception_ptr AError) {
+    FHook =
+        SetUnhandledExceptionHook([Errors = FErrors](TObject* ASender, std::exception_ptr AError) {
           const std::string Who = ASender != nullptr ? ASender->Describe() + ": " : std::string();
           Errors->Add(Who + ErrorText(AError));
         });
@@ -120,17 +120,18 @@ class TRun {
   void Add(TComponent& AComponent) {
     if (auto* Logger = dynamic_cast<TQSLogger*>(&AComponent)) FLoggers.push_back({Logger});
     TSource* const Source = AddSource(dynamic_cast<TQSCommonBufferGen*>(&AComponent));
-    ForEachEvent(AComponent, "", [&](const TPublishedEvent& AEvent, TPersistent& AObject,
-                                     const std::string& AName) {
-      const auto Ended = Source != nullptr && AName == "OnStop" ? Source->EndNote()
-                                                                : std::function<void()>();
-      IRunObserver* const Observer = FObserver.WantsEvents() ? &FObserver : nullptr;
-      if (!Ended && Observer == nullptr) return;
-      AEvent.Listen(AObject, [=, &AComponent](const std::vector<TEventArgument>& AArguments) {
-        if (Observer != nullptr) Observer->Event(AComponent, AName, AArguments);
-        if (Ended) Ended();
-      });
-    });
+    ForEachEvent(
+        AComponent, "",
+        [&](const TPublishedEvent& AEvent, TPersistent& AObject, const std::string& AName) {
+          const auto Ended =
+              Source != nullptr && AName == "OnStop" ? Source->EndNote() : std::function<void()>();
+          IRunObserver* const Observer = FObserver.WantsEvents() ? &FObserver : nullptr;
+          if (!Ended && Observer == nullptr) return;
+          AEvent.Listen(AObject, [=, &AComponent](const std::vector<TEventArgument>& AArguments) {
+            if (Observer != nullptr) Observer->Event(AComponent, AName, AArguments);
+            if (Ended) Ended();
+          });
+        });
   }
 
   TSource* AddSource(TQSCommonBufferGen* AGen) {
@@ -139,8 +140,8 @@ class TRun {
       FRemarks.push_back(AGen->Describe() + " was not run: its output is linked to nothing");
       return nullptr;
     }
-    const bool IsTicked = AGen->ClockInputPin().IsConnected() &&
-                          AGen->ClockSource() != TQSClockSource::csInternal;
+    const bool IsTicked =
+        AGen->ClockInputPin().IsConnected() && AGen->ClockSource() != TQSClockSource::csInternal;
     const auto Drive = IsTicked             ? TSource::TDrive::Ticks
                        : FSettings.Realtime ? TSource::TDrive::OwnClock
                                             : TSource::TDrive::Pumped;
@@ -157,8 +158,8 @@ class TRun {
     std::optional<std::int64_t> Limit = FSettings.Samples;
     if (FSettings.Seconds) {
       const double Samples = std::max(1.0, std::round(*FSettings.Seconds * AGen.SampleRate()));
-      const auto Whole = Samples < 0x1p62 ? static_cast<std::int64_t>(Samples)
-                                          : std::int64_t{1} << 62;
+      const auto Whole =
+          Samples < 0x1p62 ? static_cast<std::int64_t>(Samples) : std::int64_t{1} << 62;
       Limit = Limit ? std::min(*Limit, Whole) : Whole;
     }
     return Limit;
@@ -175,9 +176,9 @@ class TRun {
         if ((Source->Drive() == TSource::TDrive::Ticks) != Ticked) continue;
         FErrors->Catch([&] { Source->Start(); });
         if (Source->HasStarted() || !FErrors->IsEmpty()) continue;
-        FRemarks.push_back(Source->Gen().Describe() + " was not run: " +
-                           (Source->Gen().Enabled() ? "it had nothing to start with"
-                                                    : "its Enabled is false"));
+        FRemarks.push_back(
+            Source->Gen().Describe() + " was not run: " +
+            (Source->Gen().Enabled() ? "it had nothing to start with" : "its Enabled is false"));
       }
     }
   }
@@ -280,8 +281,9 @@ class TRun {
   void CheckLoggers() {
     for (auto& [Logger, IsTold] : FLoggers) {
       if (Logger->Lost() == 0 || std::exchange(IsTold, true)) continue;
-      FErrors->Add(Logger->Describe() + ": the file \"" + Logger->FileName() +
-                   "\" did not take all that was to be written (is the disk full?); its end is missing");
+      FErrors->Add(
+          Logger->Describe() + ": the file \"" + Logger->FileName() +
+          "\" did not take all that was to be written (is the disk full?); its end is missing");
     }
   }
 

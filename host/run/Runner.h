@@ -27,8 +27,8 @@ class IRunObserver {
 };
 
 enum class TRunEnd : std::uint8_t {
-  Limit,        // the samples or seconds asked for
-  SourcesEnded, // every source that ends by itself has
+  Limit,         // the samples or seconds asked for
+  SourcesEnded,  // every source that ends by itself has
   Interrupted,
   Failed,
 };
@@ -48,10 +48,10 @@ struct TRunResult {
   };
 
   TRunEnd End = TRunEnd::SourcesEnded;
-  int Signal = 0;          // if interrupted
-  double Seconds = 0.0;    // of stream time, the longest of all sources
+  int Signal = 0;            // if interrupted
+  double Seconds = 0.0;      // of stream time, the longest of all sources
   std::int64_t Samples = 0;  // likewise
-  double Elapsed = 0.0;    // seconds that the run took
+  double Elapsed = 0.0;      // seconds that the run took
   std::vector<TSourceFigures> Sources;
   std::vector<TLoggerFigures> Loggers;
   std::vector<std::string> Errors;

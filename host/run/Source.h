@@ -44,9 +44,7 @@ class TSource {
   // Samples that its sinks have got.
   std::int64_t Delivered() const { return FDelivered; }
   // Where the stream is, in seconds. A pump that sends nothing takes its time all the same.
-  double StreamTime() const {
-    return static_cast<double>(FPosition.load()) / FGen.SampleRate();
-  }
+  double StreamTime() const { return static_cast<double>(FPosition.load()) / FGen.SampleRate(); }
   // Stops a source that has fallen silent before its limit once the limit's time is over. AElapsed
   // is the time since the start; call it every now and then.
   void StopIfSilent(std::chrono::duration<double> AElapsed);
