@@ -78,7 +78,7 @@ void TQSLogger::SetSaveBufferSizes(bool AValue) {
 }
 
 void TQSLogger::BeforeDestruction() {
-  Stop();
+  EndStep([this] { Stop(); });
   TLockComponent::BeforeDestruction();
 }
 

@@ -131,10 +131,10 @@ void TQSPlayer::IntPump() {
   if (!FStreamStarted || !MayPump() || FFileHandle == ClosedFile) return;
   FSampleSize = FOutputPin.GetMaxSampleSize();
   const std::int64_t Bytes = std::int64_t{FSampleSize} * GetBufferSize();
-  const auto Buffer = TQSLinearMemoryBuffer::CreateSize(
+  auto Buffer = TQSLinearMemoryBuffer::CreateSize(
       FSavedBufferSizes ? 0 : static_cast<std::int32_t>(Cut32(Bytes)));
   bool NeedsStop = false;
-  if (Play(*Buffer, NeedsStop)) FOutputPin.SubmitBuffer(Buffer);
+  if (Play(*Buffer, NeedsStop)) FOutputPin.SubmitBuffer(std::move(Buffer));
   if (NeedsStop) QueueEnd();
 }
 

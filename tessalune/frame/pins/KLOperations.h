@@ -122,7 +122,20 @@ class TKLSuppliedBufferOperation final : public TKLSuppliedOperation {
                                            &TKLSuppliedOperation::Class};
   TKLSuppliedBufferOperation(TRef<IQSData> AValue, std::int32_t ASamples) noexcept
       : TKLSuppliedOperation(ASamples, Class), Value(std::move(AValue)) {}
-  const TRef<IQSData> Value;
+
+  // The block. A receiver that is the last to see this operation takes the block out of it, so that
+  // it may turn out to be the only holder; any other gets a reference beside the operation's own.
+  TRef<IQSData> Take() noexcept {
+    // The count first: as long as others hold the operation, its sender may still be writing.
+    return HasSingleReference() && FLastLink ? std::move(Value) : Value;
+  }
+  // The sender's word that the link that follows is the last to get this operation.
+  void SetLastLink() noexcept { FLastLink = true; }
+
+  TRef<IQSData> Value;
+
+ private:
+  bool FLastLink = false;
 };
 
 // One value.

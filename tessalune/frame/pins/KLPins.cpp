@@ -30,16 +30,13 @@ TKLBasicPin::TKLBasicPin(TKLPinOwner AOwner, TKLDataTypes ATypes, TKLNotifyEvent
                                         : MakeRef<TCallGate>()),
       FTypes(std::move(ATypes)),
       FEvent(std::move(AEvent)) {
-  if (FOwner.Component == nullptr) return;
-  const std::lock_guard Guard(FOwner.Component->FPinsMutex);
-  FOwner.Component->FPins.push_back(this);
+  if (FOwner.Component != nullptr) FOwner.Component->AddPart(*this);
 }
 
 TKLBasicPin::~TKLBasicPin() {
   DisconnectAll();
   if (FOwner.Component != nullptr) {
-    const std::lock_guard Guard(FOwner.Component->FPinsMutex);
-    std::erase(FOwner.Component->FPins, this);
+    FOwner.Component->RemovePart(*this);
   } else {
     FGate->Close([] {});
   }
@@ -209,8 +206,7 @@ TKLNotifyResult TKLBasicPin::Notify(IKLNotifyOperation& AOperation) {
 TKLNotifyResult TKLBasicPin::SendAcross(const TKLLink& ALink, IKLNotifyOperation& AOperation,
                                         TKLNotifyState AState, const TKLDataType* AType) {
   // A walk down the graph is one chain of calls, so a graph can be deeper than the stack is long.
-  constexpr std::size_t StackReserve = std::size_t{192} << 10;
-  if (RemainingStack() < StackReserve) {
+  if (IsStackNearlyFull()) {
     throw EQSException(Describe() +
                        ": too many components in one row for the stack of this thread; switch "
                        "Threading on in a filter half-way, whose thread begins a stack of its own");

@@ -87,7 +87,7 @@ struct TThreadStocks {
   std::array<TStock, ThreadClassCount> Stocks;
   TThreadState State;
 };
-constinit thread_local TThreadStocks ThreadStocks{};
+constinit thread_local TThreadStocks ThreadStocks __attribute__((tls_model("initial-exec"))){};
 
 std::size_t ThreadCapacity(std::size_t AClass) {
   return std::clamp<std::size_t>(ThreadStockBytes / SizeOfClass(AClass), 4, 64);
@@ -153,6 +153,10 @@ bool UsesThreadStock(std::size_t AClass) noexcept {
 void* RecycledAllocate(std::size_t ABytes) {
   if (!Recycles || ABytes > LargestRecycled) return TakeFromSystem(ABytes);
   const std::size_t Class = ClassOf(ABytes);
+  // The usual case: a stock of this thread's own that is not empty.
+  if (Class < ThreadClassCount && ThreadStocks.Stocks[Class].Count > 0) {
+    return ThreadStocks.Stocks[Class].Pop();
+  }
   TStock Single{};
   const bool Cached = UsesThreadStock(Class);
   TStock& Stock = Cached ? ThreadStocks.Stocks[Class] : Single;

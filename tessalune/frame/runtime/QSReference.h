@@ -29,6 +29,9 @@ class IInterface {
     }
   }
 
+  // The first reference to an object that nobody else knows yet.
+  void TakeFirstRef() const noexcept { FReferences.store(1, std::memory_order_relaxed); }
+
   // True if the caller's reference is the only one. Acquires, so what other holders did with the
   // object before they let go of it has happened: a base on which copy-on-write can stand.
   bool HasSingleReference() const noexcept {
@@ -72,8 +75,13 @@ class TRef {
   T& operator*() const noexcept { return *FPointer; }
   explicit operator bool() const noexcept { return FPointer != nullptr; }
 
-  // Gives the counted pointer away without releasing it.
+  // Gives the counted pointer away without releasing it; Attach takes it over without counting.
   T* Detach() noexcept { return std::exchange(FPointer, nullptr); }
+  static TRef Attach(T* APointer) noexcept {
+    TRef Reference;
+    Reference.FPointer = APointer;
+    return Reference;
+  }
 
   friend bool operator==(const TRef& ALeft, const TRef& ARight) noexcept {
     return ALeft.FPointer == ARight.FPointer;
@@ -88,7 +96,15 @@ class TRef {
 
 template <class T, class... TArgs>
 TRef<T> MakeRef(TArgs&&... AArgs) {
-  return TRef<T>(new T(std::forward<TArgs>(AArgs)...));
+  T* Object = new T(std::forward<TArgs>(AArgs)...);
+  Object->TakeFirstRef();
+  return TRef<T>::Attach(Object);
+}
+
+// A reference as one to the class that the object is known to be.
+template <class T, class U>
+TRef<T> StaticRefCast(TRef<U> AReference) noexcept {
+  return TRef<T>::Attach(static_cast<T*>(AReference.Detach()));
 }
 
 }  // namespace tessalune

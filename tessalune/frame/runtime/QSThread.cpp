@@ -44,17 +44,13 @@ struct IThread::TStart {
   std::function<void()> Work;
 };
 
-IThread::~IThread() {
-  // The last reference may go on the thread itself, which cannot wait for its own end.
-  if (FLaunched && !FJoined) pthread_detach(FHandle);
-}
-
 void IThread::Launch(const char* AName, std::function<void()> AWork) {
   const std::lock_guard Lock(FMutex);
   auto Start = std::make_unique<TStart>(TStart{TRef<IThread>(this), std::move(AWork)});
   pthread_attr_t Attributes;
   pthread_attr_init(&Attributes);
   pthread_attr_setstacksize(&Attributes, StackBytes);
+  pthread_attr_setdetachstate(&Attributes, PTHREAD_CREATE_DETACHED);
   const int Error = pthread_create(&FHandle, &Attributes, &IThread::Main, Start.get());
   pthread_attr_destroy(&Attributes);
   if (Error != 0) {
@@ -76,6 +72,7 @@ void* IThread::Main(void* AStart) {
   Start->Work();
   const std::lock_guard Lock(Start->Thread->FMutex);
   Start->Thread->FSystemId = 0;
+  Start->Thread->FLaunched = false;  // the system may give the handle to another thread
   return nullptr;
 }
 
@@ -99,29 +96,27 @@ bool IThread::IsCurrent() const {
   return FLaunched && pthread_equal(pthread_self(), FHandle) != 0;
 }
 
-void IThread::Join() {
-  if (IsCurrent()) return;
-  {
-    const std::lock_guard Lock(FMutex);
-    if (!FLaunched || std::exchange(FJoined, true)) return;
-  }
-  pthread_join(FHandle, nullptr);
+namespace {
+
+// The lowest address that a frame may have on this thread; 0 until it was looked up.
+constinit thread_local std::uintptr_t LowestFrame __attribute__((tls_model("initial-exec"))) = 0;
+
+std::uintptr_t FindLowestFrame() noexcept {
+  constexpr std::uintptr_t Reserve = std::uintptr_t{192} << 10;
+  pthread_attr_t Attributes;
+  void* Base = nullptr;
+  std::size_t Size = 0;
+  if (pthread_getattr_np(pthread_self(), &Attributes) != 0) return 1;
+  pthread_attr_getstack(&Attributes, &Base, &Size);
+  pthread_attr_destroy(&Attributes);
+  return reinterpret_cast<std::uintptr_t>(Base) + Reserve;
 }
 
-std::size_t RemainingStack() noexcept {
-  thread_local const char* const Lowest = [] {
-    pthread_attr_t Attributes;
-    void* Base = nullptr;
-    std::size_t Size = 0;
-    if (pthread_getattr_np(pthread_self(), &Attributes) == 0) {
-      pthread_attr_getstack(&Attributes, &Base, &Size);
-      pthread_attr_destroy(&Attributes);
-    }
-    return static_cast<const char*>(Base);
-  }();
-  const char Here = 0;
-  const char* Top = &Here;
-  return Lowest == nullptr ? StackBytes : static_cast<std::size_t>(Top - Lowest);
+}  // namespace
+
+bool IsStackNearlyFull() noexcept {
+  if (LowestFrame == 0) LowestFrame = FindLowestFrame();
+  return reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0)) < LowestFrame;
 }
 
 }  // namespace tessalune

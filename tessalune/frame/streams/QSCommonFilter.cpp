@@ -76,9 +76,7 @@ void TQSBasicThreadedFilter::EndThread() {
     Thread = std::exchange(FFilterThread, nullptr);
     FHasThread.store(false, std::memory_order_release);
   }
-  if (!Thread) return;
-  Thread->Terminate();
-  Thread->Join();
+  if (Thread) Thread->Terminate();
 }
 
 bool TQSBasicThreadedFilter::FlushQueue() {
@@ -164,16 +162,13 @@ void TQSBasicThreadedEnableFilter::SetEnabled(bool AValue) {
   NotifySetter(EnabledInfo, FEnabled, AValue, [this] { EnabledChanged(); });
 }
 
-// A disabled filter hands the block on by reference. Else the output begins as a copy of the input,
-// which costs no sample until somebody writes; or is the input itself, where nobody could tell.
-TKLNotifyResult TQSBasicCommonFilter::IntSingleBufferOperation(const TRef<IQSDataBuffer>& ABuffer) {
-  if (!IsEnabled()) return IntBufferOperation(ABuffer, ABuffer);
-  const bool InPlace = ABuffer->HasSingleReference() && ABuffer->Unique() && CanInline();
-  TRef<IQSDataBuffer> Output = ABuffer;
-  if (!InPlace) {
-    Output = TRef<IQSDataBuffer>(ABuffer->MakeCopy()->AsDataBuffer());
-  }
-  return IntBufferOperation(ABuffer, Output);
+// The output begins as a copy of the input, which costs no sample until somebody writes. Where
+// nobody could tell, and for a disabled filter, it is the input itself.
+TKLNotifyResult TQSBasicCommonFilter::IntSingleBufferOperation(TRef<IQSDataBuffer> ABuffer) {
+  const bool InPlace =
+      !IsEnabled() || (CanInline() && ABuffer->HasSingleReference() && ABuffer->Unique());
+  auto Output = InPlace ? nullptr : StaticRefCast<IQSDataBuffer>(ABuffer->MakeCopy());
+  return IntBufferOperation(std::move(ABuffer), std::move(Output));
 }
 
 TKLNotifyResult TQSCommonFilter::SinkDispatch(TKLBasicPin& ASender, TKLBasicPin* AOtherPin,
@@ -215,18 +210,22 @@ template <class T, class TSourcePin, class TSinkPin>
 TKLNotifyResult TQSCommonTypedFilter<T, TSourcePin, TSinkPin>::IntSingleOperation(
     IKLNotifyOperation& AOperation) {
   if (!AOperation.IsType<TKLSuppliedBufferOperation>()) return {};
-  const auto& Packet = AOperation.GetInstance<TKLSuppliedBufferOperation>().Value;
-  return IntSingleBufferOperation(TBuffer::CreateUniversal(Packet));
+  auto Packet = AOperation.GetInstance<TKLSuppliedBufferOperation>().Take();
+  return IntSingleBufferOperation(TBuffer::CreateUniversal(std::move(Packet)));
 }
 
 template <class T, class TSourcePin, class TSinkPin>
 TKLNotifyResult TQSCommonTypedFilter<T, TSourcePin, TSinkPin>::IntBufferOperation(
-    const TRef<IQSDataBuffer>& AInBuffer, const TRef<IQSDataBuffer>& AOutBuffer) {
-  const TRef<TBuffer> Input(static_cast<TBuffer*>(AInBuffer.Get()));
-  TRef<TBuffer> Output(static_cast<TBuffer*>(AOutBuffer.Get()));
+    TRef<IQSDataBuffer> AInBuffer, TRef<IQSDataBuffer> AOutBuffer) {
+  auto Input = StaticRefCast<TBuffer>(std::move(AInBuffer));
+  auto Output = StaticRefCast<TBuffer>(std::move(AOutBuffer));
+  TRef<TBuffer>& Result = Output ? Output : Input;
   bool SendOutputData = true;
-  InternalOperation(Input, Output, FOutputPin.IsConnected(), SendOutputData);
-  return SendOutputData ? FOutputPin.SubmitBuffer(Output) : TKLNotifyResult{};
+  InternalOperation(Input, Result, FOutputPin.IsConnected(), SendOutputData);
+  if (!SendOutputData) return {};
+  // Downstream must not meet a reference that only waits here for the end of the call.
+  if (&Result != &Input) Input = nullptr;
+  return FOutputPin.SubmitBuffer(std::move(Result));
 }
 
 template <class T, class TSourcePin, class TSinkPin>

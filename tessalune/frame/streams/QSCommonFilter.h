@@ -43,7 +43,7 @@ class TQSBasicThreadedFilter : public TVBInputOutputLockComponent {
   virtual void FilterPump(IKLNotifyOperation& AOperation);
   // Processes a supplied operation, on the thread chosen.
   virtual TKLNotifyResult IntSingleOperation(IKLNotifyOperation& AOperation) = 0;
-  virtual TKLNotifyResult IntSingleBufferOperation(const TRef<IQSDataBuffer>& ABuffer) = 0;
+  virtual TKLNotifyResult IntSingleBufferOperation(TRef<IQSDataBuffer> ABuffer) = 0;
   // Chooses the thread: processes a supplied operation here, or queues it.
   virtual TKLNotifyResult BufferOperation(IKLNotifyOperation& AOperation, TKLNotifyState AState);
   virtual void EnabledChanged() {}
@@ -104,12 +104,13 @@ class TQSBasicCommonFilter : public TQSBasicThreadedEnableFilter {
   using TQSBasicThreadedEnableFilter::TQSBasicThreadedEnableFilter;
 
  protected:
-  TKLNotifyResult IntSingleBufferOperation(const TRef<IQSDataBuffer>& ABuffer) override;
-  // Computes one block and submits the result.
-  virtual TKLNotifyResult IntBufferOperation(const TRef<IQSDataBuffer>& AInBuffer,
-                                             const TRef<IQSDataBuffer>& AOutBuffer) = 0;
+  TKLNotifyResult IntSingleBufferOperation(TRef<IQSDataBuffer> ABuffer) override;
+  // Computes one block and submits the result. An empty AOutBuffer: the input block is the output
+  // as well.
+  virtual TKLNotifyResult IntBufferOperation(TRef<IQSDataBuffer> AInBuffer,
+                                             TRef<IQSDataBuffer> AOutBuffer) = 0;
   // True if each output sample depends on nothing but the input sample of the same index: then a
-  // block that nobody else holds may be computed in place, input and output being one block.
+  // block that nobody else holds is computed in place, AInBuffer and AOutBuffer being one block.
   virtual bool CanInline() { return false; }
 };
 
@@ -144,8 +145,8 @@ class TQSCommonTypedFilter : public TQSCommonFilter {
 
  protected:
   TKLNotifyResult IntSingleOperation(IKLNotifyOperation& AOperation) override;
-  TKLNotifyResult IntBufferOperation(const TRef<IQSDataBuffer>& AInBuffer,
-                                     const TRef<IQSDataBuffer>& AOutBuffer) override;
+  TKLNotifyResult IntBufferOperation(TRef<IQSDataBuffer> AInBuffer,
+                                     TRef<IQSDataBuffer> AOutBuffer) override;
   TKLPin* GetOutputPin() override { return &FOutputPin; }
 
   // What comes up from the sinks: it goes on up, or, without a link there, to SinkDispatch.

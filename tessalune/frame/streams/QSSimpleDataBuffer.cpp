@@ -95,10 +95,9 @@ void RefusePacket() {
       "pin of blocks submits must be one of the library's buffers");
 }
 
-TRef<IQSGenericBuffer> TQSGenericBuffer::CreateUniversal(const TRef<IQSData>& AData) {
-  IQSDataBuffer* Buffer = AData ? AData->AsDataBuffer() : nullptr;
-  if (Buffer == nullptr) RefusePacket();
-  return TRef<IQSGenericBuffer>(static_cast<IQSGenericBuffer*>(Buffer));
+TRef<IQSGenericBuffer> TQSGenericBuffer::CreateUniversal(TRef<IQSData> AData) {
+  if (!AData || AData->AsDataBuffer() == nullptr) RefusePacket();
+  return StaticRefCast<IQSGenericBuffer>(std::move(AData));
 }
 
 template <class T>

@@ -135,7 +135,7 @@ class TQSBufferKind : public IQSLinearDataBuffer {
   // A received packet as this kind of block: the packet itself if it is one, else a block on its
   // storage. Bytes at the end that fill no element are left out. Raises EQSException if the packet
   // holds no samples.
-  static TRef<TSelf> CreateUniversal(const TRef<IQSData>& AData);
+  static TRef<TSelf> CreateUniversal(TRef<IQSData> AData);
 
   TRef<IQSData> MakeCopy() const override { return CreateCopy(*this); }
 
@@ -203,15 +203,15 @@ class TQSLinearMemoryBuffer final : public TQSBufferKind<TQSLinearMemoryBuffer> 
 
 // Any kind of block, taken as it is.
 struct TQSGenericBuffer {
-  static TRef<IQSGenericBuffer> CreateUniversal(const TRef<IQSData>& AData);
+  static TRef<IQSGenericBuffer> CreateUniversal(TRef<IQSData> AData);
 };
 using TQSMemoryBuffer = TQSGenericBuffer;
 
 template <class TSelf>
-TRef<TSelf> TQSBufferKind<TSelf>::CreateUniversal(const TRef<IQSData>& AData) {
+TRef<TSelf> TQSBufferKind<TSelf>::CreateUniversal(TRef<IQSData> AData) {
   IQSDataBuffer* Buffer = AData ? AData->AsDataBuffer() : nullptr;
   if (Buffer == nullptr) RefusePacket();
-  if (Buffer->GetDataTypeID() == TSelf::TypeID) return TRef<TSelf>(static_cast<TSelf*>(Buffer));
+  if (Buffer->GetDataTypeID() == TSelf::TypeID) return StaticRefCast<TSelf>(std::move(AData));
   return CreateCopy(*Buffer);
 }
 

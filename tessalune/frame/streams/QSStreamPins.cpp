@@ -4,18 +4,20 @@
 
 namespace tessalune {
 
-TKLNotifyResult TQSKLSourcePin::SubmitBuffer(const TRef<IQSDataBuffer>& ABuffer) {
-  const auto Operation = MakeRef<TKLSuppliedBufferOperation>(ABuffer, ABuffer->GetSize());
+TKLNotifyResult TQSKLSourcePin::SubmitBuffer(TRef<IQSDataBuffer> ABuffer) {
   const bool OneType = DataTypes().size() == 1;
+  const TGUID& TypeID = ABuffer->GetDataTypeID();
+  const std::int32_t Size = ABuffer->GetSize();
+  const auto Operation = MakeRef<TKLSuppliedBufferOperation>(std::move(ABuffer), Size);
   return ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
-    return SendAcross(ALink, *Operation, AState, OneType ? nullptr : TypeOf(*ABuffer, ALink));
+    if (AState.Has(nsLastIteration)) Operation->SetLastLink();
+    return SendAcross(ALink, *Operation, AState, OneType ? nullptr : TypeOf(TypeID, ALink));
   });
 }
 
-const TKLDataType* TQSKLSourcePin::TypeOf(const IQSDataBuffer& ABuffer,
-                                          const TKLLink& ALink) const {
+const TKLDataType* TQSKLSourcePin::TypeOf(const TGUID& ATypeID, const TKLLink& ALink) const {
   for (const TKLDataType* Type : ALink.Sink.DataTypes()) {
-    if (Type->ID == ABuffer.GetDataTypeID()) return Type;
+    if (Type->ID == ATypeID) return Type;
   }
   return nullptr;
 }
@@ -40,14 +42,16 @@ std::int32_t TQSKLChannelSourcePin::GetMaxSampleSize() {
   return Largest;
 }
 
-TKLNotifyResult TQSKLComboRealSourcePin::SubmitBuffer(const TRef<IQSDataBuffer>& ABuffer) {
-  const auto Operation = MakeRef<TKLSuppliedBufferOperation>(ABuffer, ABuffer->GetSize());
+TKLNotifyResult TQSKLComboRealSourcePin::SubmitBuffer(TRef<IQSDataBuffer> ABuffer) {
+  const std::int32_t Size = ABuffer->GetSize();
+  const auto Operation = MakeRef<TKLSuppliedBufferOperation>(std::move(ABuffer), Size);
   return ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
+    if (AState.Has(nsLastIteration)) Operation->SetLastLink();
     if (ALink.Type.load(std::memory_order_relaxed) != &RealValue) {
       return SendAcross(ALink, *Operation, AState);
     }
     TKLNotifyResult Result;
-    const auto Block = TQSRealBuffer::CreateUniversal(TRef<IQSData>(ABuffer));
+    const auto Block = TQSRealBuffer::CreateUniversal(Operation->Value);
     for (std::int32_t I = 0; I < Block->GetSize(); ++I) {
       const auto Single = MakeRef<TKLTypedSuppliedOperation<double>>(Block->GetItem(I));
       Result |= SendAcross(ALink, *Single, AState);

@@ -22,7 +22,9 @@ class TQSKLSourcePin : public TQSKLClockableSourcePin {
 
   // Sends a block to all sinks, one after the other, on this thread, and returns their results
   // together. No sample is copied: the sinks share the block.
-  virtual TKLNotifyResult SubmitBuffer(const TRef<IQSDataBuffer>& ABuffer);
+  // Move the reference in where it is not needed any more: a sink that finds itself the only holder
+  // of a block may compute in place.
+  virtual TKLNotifyResult SubmitBuffer(TRef<IQSDataBuffer> ABuffer);
 
   // Ends the stream of a source whose data has ended: the sinks get a TKLStopOperation.
   void EndStop();
@@ -30,7 +32,7 @@ class TQSKLSourcePin : public TQSKLClockableSourcePin {
  protected:
   // The type under which a block crosses a link: its own if the pin carries several and the link's
   // far end takes it, else the link's.
-  const TKLDataType* TypeOf(const IQSDataBuffer& ABuffer, const TKLLink& ALink) const;
+  const TKLDataType* TypeOf(const TGUID& ATypeID, const TKLLink& ALink) const;
 };
 
 // An input of blocks.
@@ -109,7 +111,7 @@ class TQSKLComboRealSourcePin : public TQSKLSourcePin {
   explicit TQSKLComboRealSourcePin(TKLPinOwner AOwner, TKLNotifyEvent AEvent = {})
       : TQSKLSourcePin(std::move(AOwner), {&RealStream, &RealValue}, std::move(AEvent)) {}
 
-  TKLNotifyResult SubmitBuffer(const TRef<IQSDataBuffer>& ABuffer) override;
+  TKLNotifyResult SubmitBuffer(TRef<IQSDataBuffer> ABuffer) override;
   TKLNotifyResult SubmitReal(double AValue);
   TKLNotifyResult SubmitFloat(float AValue) { return SubmitReal(static_cast<double>(AValue)); }
 
