@@ -73,7 +73,7 @@ void TQSLogger::SetSaveBufferSizes(bool AValue) {
 }
 
 void TQSLogger::BeforeDestruction() {
-  Stop();
+  EndStep([this] { Stop(); });
   TLockComponent::BeforeDestruction();
 }
 

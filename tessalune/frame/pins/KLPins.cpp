@@ -30,16 +30,13 @@ TKLBasicPin::TKLBasicPin(TKLPinOwner AOwner, TKLDataTypes ATypes, TKLNotifyEvent
                                         : MakeRef<TCallGate>()),
       FTypes(std::move(ATypes)),
       FEvent(std::move(AEvent)) {
-  if (FOwner.Component == nullptr) return;
-  const TKLTopology::TGuard Guard;
-  FOwner.Component->FPins.push_back(this);
+  if (FOwner.Component != nullptr) FOwner.Component->AddPart(*this);
 }
 
 TKLBasicPin::~TKLBasicPin() {
   DisconnectAll();
   if (FOwner.Component != nullptr) {
-    const TKLTopology::TGuard Guard;
-    std::erase(FOwner.Component->FPins, this);
+    FOwner.Component->RemovePart(*this);
   } else {
     FGate->Close([] {});
   }

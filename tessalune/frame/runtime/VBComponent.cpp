@@ -1,4 +1,3 @@
-#include <tessalune/frame/pins/KLTopology.h>
 #include <tessalune/frame/runtime/VBComponent.h>
 
 #include <algorithm>
@@ -168,7 +167,7 @@ void TComponent::Constructed() {
 
 void TComponent::End() {
   SetState(csDestroying, true);
-  BeforeDestruction();
+  EndStep([this] { BeforeDestruction(); });
   if (TComponent* Host = FOwner; Host != nullptr) {
     const std::lock_guard Lock(Host->FComponentsMutex);
     std::erase(Host->FComponents, this);
@@ -195,13 +194,23 @@ void TComponentEnd::operator()(TComponent* AComponent) const {
 TLockComponent::TLockComponent(TConstruct AConstruct)
     : TComponent(AConstruct), FLock(MakeRef<IChangeNotifyLock>([this] { return Describe(); })) {}
 
+void TLockComponent::AddPart(TComponentPart& APart) {
+  const std::lock_guard Lock(FPartsMutex);
+  FParts.push_back(&APart);
+}
+
+void TLockComponent::RemovePart(TComponentPart& APart) {
+  const std::lock_guard Lock(FPartsMutex);
+  std::erase(FParts, &APart);
+}
+
+std::vector<TComponentPart*> TLockComponent::Parts() const {
+  const std::lock_guard Lock(FPartsMutex);
+  return FParts;
+}
+
 void TLockComponent::BeforeDestruction() {
-  std::vector<TKLBasicPin*> Pins;
-  {
-    const TKLTopology::TGuard Guard;
-    Pins = FPins;
-  }
-  for (TKLBasicPin* Pin : Pins) Pin->DisconnectAll();
+  for (TComponentPart* Part : Parts()) EndStep([Part] { Part->OwnerEnds(); });
   TComponent::BeforeDestruction();
 }
 

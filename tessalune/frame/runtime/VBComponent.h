@@ -137,6 +137,17 @@ class TComponent : public TPersistent {
   // inherited one last.
   virtual void BeforeDestruction() {}
 
+  // Runs a step of the end. Nobody can catch what is thrown at a component's end, so it goes to the
+  // unhandled-exception hook, and the steps behind it are taken all the same.
+  template <class TStep>
+  void EndStep(TStep&& AStep) noexcept {
+    try {
+      AStep();
+    } catch (...) {
+      ReportUnhandledException(this);
+    }
+  }
+
   // The door for calls into the component.
   TCallGate& Gate() const { return *FGate; }
 
@@ -174,6 +185,15 @@ T& Create(TComponent& AOwner) {
   AOwner.InsertComponent(std::move(Component));
   return Result;
 }
+
+// What a component is joined to others by, its pins: it has to let go before the component ends.
+class TComponentPart {
+ public:
+  virtual void OwnerEnds() = 0;
+
+ protected:
+  ~TComponentPart() = default;
+};
 
 // A component with a lock: the base of all components that have pins.
 class TLockComponent : public TComponent {
@@ -220,7 +240,12 @@ class TLockComponent : public TComponent {
  private:
   friend class TKLBasicPin;
   friend struct TKLTopology;
-  std::vector<TKLBasicPin*> FPins;  // under TKLTopology's guard
+  void AddPart(TComponentPart& APart);
+  void RemovePart(TComponentPart& APart);
+  std::vector<TComponentPart*> Parts() const;
+
+  mutable std::mutex FPartsMutex;
+  std::vector<TComponentPart*> FParts;
 };
 
 // A sub-object of a component, with published properties of its own, under the component's lock.
