@@ -277,15 +277,6 @@ TYPED_TEST(FilterOf, PassesTheBlockItselfWhileItIsDisabled) {
   EXPECT_TRUE(Same(Rig.Send(Block)[0], Computed[0]));
 }
 
-TYPED_TEST(FilterOf, PassesStartsWithTheirRateAndStops) {
-  TRig<TypeParam> Rig;
-  Rig.Feed.Start(48000.0);
-  EXPECT_EQ(Rig.Filter->SampleRate(), 48000.0);
-  Rig.Feed.Stop();
-  EXPECT_EQ(Rig.Out.StartRates, std::vector<double>{48000.0});
-  EXPECT_EQ(Rig.Out.Stops, 1);
-}
-
 TYPED_TEST(FilterOf, ComputesNothingWhileItsOutputLeadsNowhere) {
   const auto Filter = Create<TWatched<TypeParam>>();
   TFeed<typename TestFixture::T> Feed(Filter->InputPin());
