@@ -152,7 +152,19 @@ TEST(Player, EndsItsFileAsItsModeSays) {
     }
 }
 
+// The most address space that the process has had, in KiB.
+std::int64_t PeakMemory() {
+  std::ifstream Status("/proc/self/status");
+  for (std::string Word; Status >> Word;) {
+    std::int64_t Peak = 0;
+    if (Word == "VmPeak:" && Status >> Peak) return Peak;
+  }
+  ADD_FAILURE() << "the system does not tell";
+  return 0;
+}
+
 TEST(Player, TakesNoMemoryForWhatACountMerelyClaims) {
+  const std::int64_t Before = PeakMemory();
   for (const TQSPlayerMode Mode : {pmStop, pmRepeat, pmZero})
     for (const char Top : {'\x7F', '\xFF'}) {
       TRig Rig(Mode, true, {-1, -1, -1, Top, 1, 2, 3}, 4);
@@ -161,6 +173,7 @@ TEST(Player, TakesNoMemoryForWhatACountMerelyClaims) {
       EXPECT_EQ(Blocks[0][0], 1);
       for (const auto& Block : Blocks) EXPECT_LE(Block.size(), 2U * 7) << static_cast<int>(Mode);
     }
+  EXPECT_LT(PeakMemory() - Before, 1 << 20) << "the counts claim 2 GiB and more";
 }
 
 TEST(Player, StartsAgainFromTheBeginningWhenItHasEnded) {

@@ -30,6 +30,7 @@ struct TRig {
     Gen->SetSampleRate(1000.0);
     Gen->SetSignalType(AType);
     Gen->SetAmplitude(3.0);
+    Gen->SetFrequency(37.0);
   }
 
   // One block. The memory that it is likely to be made in holds NaNs, which show what was not
