@@ -200,6 +200,9 @@ void TKLBasicPin::RemoveDataTypeSource(TKLBasicPin& ASink) {
 // --- operations ---
 
 TKLNotifyResult TKLBasicPin::Notify(IKLNotifyOperation& AOperation) {
+  // A block that is passed on keeps its sender's word that this is its last link, which holds for
+  // the way here only: with a second reference no receiver takes the block out of the operation.
+  const TRef<IKLNotifyOperation> Held(&AOperation);
   Sending(AOperation);
   return ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
     return SendAcross(ALink, *OperationFor(ALink, AOperation), AState);
