@@ -71,11 +71,14 @@ void* IThread::Main(void* AStart) {
   {
     const std::lock_guard Lock(Start->Thread->FMutex);
     Start->Thread->FSystemId = static_cast<int>(syscall(SYS_gettid));
+    Start->Thread->FKey = CurrentThreadKey();
     Start->Thread->ApplyPriority();
   }
   Start->Work();
   const std::lock_guard Lock(Start->Thread->FMutex);
   Start->Thread->FSystemId = 0;
+  Start->Thread->FOver = true;
+  Start->Thread->FEnd.notify_all();
   return nullptr;
 }
 
@@ -101,10 +104,17 @@ bool IThread::IsCurrent() const {
 
 void IThread::Join() {
   if (IsCurrent()) return;
-  {
-    const std::lock_guard Lock(FMutex);
-    if (!FLaunched || std::exchange(FJoined, true)) return;
-  }
+  std::unique_lock Lock(FMutex);
+  if (!FLaunched) return;
+  const bool IsOver = WaitUntilReady(
+      TWaitKind::Thread, Lock, FEnd,
+      [this](TThreadKey AThread, const TCallFrame*) {
+        const std::lock_guard Guard(FMutex);
+        return !FOver && AThread == FKey;
+      },
+      [this] { return FOver; });
+  if (!IsOver || std::exchange(FJoined, true)) return;
+  Lock.unlock();
   pthread_join(FHandle, nullptr);
 }
 

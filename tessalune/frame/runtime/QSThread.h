@@ -1,11 +1,13 @@
 // Threads that components ask for.
 #pragma once
 
+#include <tessalune/frame/runtime/QSCalls.h>
 #include <tessalune/frame/runtime/QSPropertyInfo.h>
 #include <tessalune/frame/runtime/QSReference.h>
 
 #include <array>
 #include <atomic>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -38,7 +40,8 @@ class IThread : public IInterface {
   void SetPriority(TThreadPriority APriority);
   // True if called on this thread.
   bool IsCurrent() const;
-  // Waits until the thread's work has returned; on the thread itself, returns at once.
+  // Waits until the thread's work has returned. Returns at once on the thread itself, and where the
+  // thread waits for the caller.
   void Join();
 
  protected:
@@ -60,6 +63,9 @@ class IThread : public IInterface {
   bool FJoined = false;
   unsigned long FHandle = 0;  // pthread_t
   int FSystemId = 0;          // 0 until the thread runs
+  TThreadKey FKey = nullptr;  // null until the thread runs
+  bool FOver = false;         // its work has returned
+  std::condition_variable FEnd;
   TThreadPriority FPriority = TThreadPriority::tpNormal;
 };
 
