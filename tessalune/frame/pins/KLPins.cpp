@@ -31,13 +31,15 @@ TKLBasicPin::TKLBasicPin(TKLPinOwner AOwner, TKLDataTypes ATypes, TKLNotifyEvent
       FTypes(std::move(ATypes)),
       FEvent(std::move(AEvent)) {
   if (FOwner.Component == nullptr) return;
+  const TKLTopology::TGuard Topology;  // others may look at the component's pins just now
   const std::lock_guard Guard(FOwner.Component->FPinsMutex);
   FOwner.Component->FPins.push_back(this);
 }
 
 TKLBasicPin::~TKLBasicPin() {
-  DisconnectAll();
+  RunReported(nullptr, [this] { DisconnectAll(); });
   if (FOwner.Component != nullptr) {
+    const TKLTopology::TGuard Topology;
     const std::lock_guard Guard(FOwner.Component->FPinsMutex);
     std::erase(FOwner.Component->FPins, this);
   } else {
@@ -111,15 +113,22 @@ void TKLBasicPin::RemoveLinks(const TKLBasicPin* AOther) {
       Gone.push_back(Link);
     }
   }
-  for (const TRef<TKLLink>& Link : Gone) {
-    if (&Link->Source == this) {
-      LinkGone(*Link);
-      continue;
-    }
+  const auto Tell = [this](const TKLLink& ALink) {
+    if (&ALink.Source == this) return LinkGone(ALink);
     // The source may be about to end on another thread; its gate tells.
-    const TCallScope Call(*Link->SourceGate);
-    if (Call) Link->Source.LinkGone(*Link);
+    const TCallScope Call(*ALink.SourceGate);
+    if (Call) ALink.Source.LinkGone(ALink);
+  };
+  std::exception_ptr Error;
+  for (const TRef<TKLLink>& Link : Gone) {
+    try {
+      Tell(*Link);
+    } catch (...) {
+      // All far ends are told; the first that fails speaks for them.
+      if (!Error) Error = std::current_exception();
+    }
   }
+  if (Error) std::rethrow_exception(Error);
 }
 
 void TKLBasicPin::AddLink(const TRef<TKLLink>& ALink) {
@@ -235,6 +244,10 @@ TKLNotifyResult TKLBasicPin::Receive(TKLBasicPin* AOtherPin, const TGUID& ADataT
 TKLSourcePin::TStream TKLSourcePin::Stream() const {
   const std::lock_guard Guard(FStreamMutex);
   return FStream;
+}
+
+TKLSourcePin::~TKLSourcePin() {
+  RunReported(nullptr, [this] { DisconnectAll(); });
 }
 
 bool TKLSourcePin::IsStreaming() const { return Stream().Start != nullptr; }

@@ -244,7 +244,7 @@ void TQSBasicCommonGen::PostStop() {
 }
 
 void TQSBasicCommonGen::BeforeDestruction() {
-  Stop();
+  RunReported(this, [this] { Stop(); });
   StopPump();
   TLockComponent::BeforeDestruction();
 }
