@@ -95,9 +95,9 @@ TKLNotifyEvent TQSBasicThreadedFilter::SinkEvent() {
     }
     const auto Thread = FilterThread();
     const bool Queued =
-        Thread && Thread->PushOperation(MakeRef<TQSDeferredOperation>(
-                      [this, &ASender, AOtherPin, ADataTypeID, AState,
-                       Kept = TRef<IKLNotifyOperation>(&AOperation)] {
+        Thread && Thread->PushOperation(
+                      MakeRef<TQSDeferredOperation>([this, &ASender, AOtherPin, ADataTypeID, AState,
+                                                     Kept = TRef<IKLNotifyOperation>(&AOperation)] {
                         SinkDispatch(ASender, AOtherPin, ADataTypeID, *Kept, AState);
                       }));
     if (Queued) return {};

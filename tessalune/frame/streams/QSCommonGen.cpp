@@ -166,14 +166,37 @@ void TQSBasicCommonGen::Start() {
 }
 
 void TQSBasicCommonGen::TryStart() {
-  {
-    const ILockSection Section = WriteLock();
-    if (FIsRunning || !GetCanStart()) return;
-    IntStart();
-  }
+  const ILockSection Section = WriteLock();
+  if (FIsRunning || !GetCanStart()) return;
+  IntStart();
+  InTurn(&TQSBasicCommonGen::TellStart);
+}
+
+// Inside the lock: a start or a stop has taken effect and is told as soon as the lock has been left
+// and those before it have been told.
+void TQSBasicCommonGen::InTurn(void (TQSBasicCommonGen::*ATell)(std::uint64_t)) {
+  FIsTold = false;
+  const std::uint64_t Turn = FLastTurn = FTurns->Take();
+  FLock->AfterRelease([this, ATell, Turn, Turns = FTurns, Door = TRef<TCallGate>(&Gate())] {
+    Turns->Run(Turn, [this, ATell, Turn, Door] {
+      const TCallScope Call(*Door);
+      if (Call) (this->*ATell)(Turn);
+    });
+  });
+}
+
+void TQSBasicCommonGen::TellStart(std::uint64_t ATurn) {
   try {
+    {
+      const ILockSection Section = ReadLock();
+      if (FLastTurn != ATurn) return;  // stopped meanwhile
+    }
     IntStartStream();
-    if (!FIsRunning) return;
+    {
+      const ILockSection Section = WriteLock();
+      if (!FIsRunning || FLastTurn != ATurn) return;
+      FIsTold = true;
+    }
     RequestPump();
     StartPump();
   } catch (...) {
@@ -202,6 +225,8 @@ void TQSBasicCommonGen::StartPump() {
 // itself when it is the one that starts anew, and then ends once it is back in its loop.
 void TQSBasicCommonGen::StartClock() {
   StopPump();
+  const ILockSection Section = WriteLock();
+  if (!FIsRunning) return;
   auto Thread = MakeRef<TClockThread>(*this, FTimeSource);
   const std::lock_guard Lock(FClockGenMutex);
   FClockGen = Thread;
@@ -225,10 +250,7 @@ void TQSBasicCommonGen::Stop() {
   const ILockSection Section = StopLock();
   if (!FIsRunning) return;
   StreamStop();
-  FLock->AfterRelease([this, Door = TRef<TCallGate>(&Gate())] {
-    const TCallScope Inner(*Door);
-    if (Inner) PostStop();
-  });
+  InTurn(&TQSBasicCommonGen::TellStop);
 }
 
 void TQSBasicCommonGen::StreamStop() {
@@ -327,7 +349,10 @@ void TQSCommonGen::SetSampleRate(double AValue) {
 
 void TQSCommonGen::IntStartStream() {
   TQSBasicCommonGen::IntStartStream();
-  FClockCredit = 0.0;
+  {
+    const ILockSection Section = WriteLock();
+    FClockCredit = 0.0;
+  }
   StartStream();
   if (IsRunning()) NotifyOutputPins(*MakeRef<TKLStartSampleRateOperation>(FSampleRate));
 }
