@@ -102,7 +102,6 @@ class TQSLogger final : public TLockComponent {
   TField<bool> FIsOpen;
   TField<bool> FSaveBufferSizes;
   TField<bool> FEnabled;
-  bool FLogging = false;  // from the attempt to open to Stop
   TEvent<TQSErrorEvent> FOnError;
 };
 
