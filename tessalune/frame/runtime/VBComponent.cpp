@@ -62,8 +62,13 @@ void TPersistent::SerializationRead(IReader& AReader) {
   }
   for (const std::string& Name : Names) {
     if (ReadOwnForm(AReader, Name)) continue;
-    AReader.Fault(Name, std::string(ClassName()) + " has no property " + Name +
-                            " that is not set yet" + SuggestName(Name, Known));
+    const TPublishedProperty* Row = PublishedTable().FindProperty(Name);
+    AReader.Fault(Name, Row != nullptr ? std::string(Row->Name) +
+                                             " stands here twice, under its present name "
+                                             "and an older one (" +
+                                             std::string(Row->OldName) + "); keep one"
+                                       : std::string(ClassName()) + " has no property " + Name +
+                                             SuggestName(Name, Known));
   }
 }
 

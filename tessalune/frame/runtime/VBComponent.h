@@ -246,16 +246,19 @@ class TLockComponent : public TComponent {
 // A sub-object of a component, with published properties of its own, under the component's lock.
 class TLockPersistent : public TPersistent {
  public:
-  // ALock is the lock of the owner; AOnChange runs inside it after a change.
-  explicit TLockPersistent(TRef<IChangeNotifyLock> ALock, std::function<void()> AOnChange = {})
-      : FLock(std::move(ALock)), FOnChange(std::move(AOnChange)) {}
+  // ALock is the lock of the owner, APath the way to the object from there ("Threading.Queue"), for
+  // messages; AOnChange runs inside the lock after a change.
+  TLockPersistent(TRef<IChangeNotifyLock> ALock, std::string_view APath,
+                  std::function<void()> AOnChange = {})
+      : FLock(std::move(ALock)), FPath(APath), FOnChange(std::move(AOnChange)) {}
 
-  std::string Describe() const override { return FLock->Describe(); }
+  std::string Describe() const override { return FLock->Describe() + "." + std::string(FPath); }
 
  protected:
   template <class T>
   bool NotifySetter(const TPropertyInfo<T>& AInfo, TField<T>& AField, T AValue,
                     const std::function<void()>& AUpdated = {}) {
+    if (!IsAmong(AInfo, AValue)) RefuseValue(Describe(), AInfo, AValue);
     return FLock->NotifySetter(AInfo, AField, AValue, [&] {
       if (AUpdated) AUpdated();
       if (FOnChange) FOnChange();
@@ -265,6 +268,7 @@ class TLockPersistent : public TPersistent {
   const TRef<IChangeNotifyLock> FLock;
 
  private:
+  const std::string_view FPath;
   const std::function<void()> FOnChange;
 };
 

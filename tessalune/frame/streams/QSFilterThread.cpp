@@ -40,10 +40,10 @@ void TQSThreadingQueue::SetFullMode(TQSQueueFullMode AValue) {
 
 TQSThreading::TQSThreading(TRef<IChangeNotifyLock> ALock, TLockComponent& AOwner,
                            std::function<void()> APriorityNotify)
-    : TLockPersistent(ALock),
+    : TLockPersistent(ALock, "Threading"),
       FOwner(AOwner),
       FPriorityNotify(std::move(APriorityNotify)),
-      FQueue(ALock) {}
+      FQueue(ALock, "Threading.Queue") {}
 
 const TPublishedTable& TQSThreading::Published() {
   static const TPublishedTable Table =
