@@ -36,7 +36,7 @@ struct TEnumNames<TQSPlayerMode> {
 // At the end of the file with pmStop, the end of the stream is queued for the main thread; sinks
 // then get a stop, and OnStop fires. A file that cannot be opened fails the start: the stream has
 // been stopped when OnError fires, and EQSException follows unless it was handled.
-class TQSPlayer final : public TQSCommonBaseRealGen {
+class TQSPlayer : public TQSCommonBaseRealGen {
  public:
   explicit TQSPlayer(TConstruct AConstruct);
   static const TPublishedTable& Published();

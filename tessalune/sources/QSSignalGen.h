@@ -39,7 +39,7 @@ struct TEnumNames<TQSSignalType> {
 //
 // A change of a property takes effect with the next block and the phase runs on; Phase itself takes
 // effect at once. A stream begins at Phase.
-class TQSSignalGen final : public TQSCommonRealGen {
+class TQSSignalGen : public TQSCommonRealGen {
  public:
   // Pi as this component's radians know it.
   static constexpr double QSPi = 3.141592621;

@@ -30,12 +30,15 @@ TKLBasicPin::TKLBasicPin(TKLPinOwner AOwner, TKLDataTypes ATypes, TKLNotifyEvent
                                         : MakeRef<TCallGate>()),
       FTypes(std::move(ATypes)),
       FEvent(std::move(AEvent)) {
-  if (FOwner.Component != nullptr) FOwner.Component->AddPart(*this);
+  if (FOwner.Component == nullptr) return;
+  const TKLTopology::TGuard Topology;  // others may look at the component's pins just now
+  FOwner.Component->AddPart(*this);
 }
 
 TKLBasicPin::~TKLBasicPin() {
-  DisconnectAll();
+  RunReported(nullptr, [this] { DisconnectAll(); });
   if (FOwner.Component != nullptr) {
+    const TKLTopology::TGuard Topology;
     FOwner.Component->RemovePart(*this);
   } else {
     FGate->Close([] {});
@@ -108,15 +111,22 @@ void TKLBasicPin::RemoveLinks(const TKLBasicPin* AOther) {
       Gone.push_back(Link);
     }
   }
-  for (const TRef<TKLLink>& Link : Gone) {
-    if (&Link->Source == this) {
-      LinkGone(*Link);
-      continue;
-    }
+  const auto Tell = [this](const TKLLink& ALink) {
+    if (&ALink.Source == this) return LinkGone(ALink);
     // The source may be about to end on another thread; its gate tells.
-    const TCallScope Call(*Link->SourceGate);
-    if (Call) Link->Source.LinkGone(*Link);
+    const TCallScope Call(*ALink.SourceGate);
+    if (Call) ALink.Source.LinkGone(ALink);
+  };
+  std::exception_ptr Error;
+  for (const TRef<TKLLink>& Link : Gone) {
+    try {
+      Tell(*Link);
+    } catch (...) {
+      // All far ends are told; the first that fails speaks for them.
+      if (!Error) Error = std::current_exception();
+    }
   }
+  if (Error) std::rethrow_exception(Error);
 }
 
 void TKLBasicPin::AddLink(const TRef<TKLLink>& ALink) {
@@ -197,6 +207,9 @@ void TKLBasicPin::RemoveDataTypeSource(TKLBasicPin& ASink) {
 // --- operations ---
 
 TKLNotifyResult TKLBasicPin::Notify(IKLNotifyOperation& AOperation) {
+  // A block that is passed on keeps its sender's word that this is its last link, which holds for
+  // the way here only: with a second reference no receiver takes the block out of the operation.
+  const TRef<IKLNotifyOperation> Held(&AOperation);
   Sending(AOperation);
   return ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
     return SendAcross(ALink, *OperationFor(ALink, AOperation), AState);
@@ -229,6 +242,10 @@ TKLNotifyResult TKLBasicPin::Receive(TKLBasicPin* AOtherPin, const TGUID& ADataT
 TKLSourcePin::TStream TKLSourcePin::Stream() const {
   const std::lock_guard Guard(FStreamMutex);
   return FStream;
+}
+
+TKLSourcePin::~TKLSourcePin() {
+  RunReported(nullptr, [this] { DisconnectAll(); });
 }
 
 bool TKLSourcePin::IsStreaming() const { return Stream().Start != nullptr; }

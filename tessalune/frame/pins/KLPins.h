@@ -221,7 +221,7 @@ class TKLSourcePin : public TKLPin {
  public:
   TKLSourcePin(TKLPinOwner AOwner, TKLDataTypes ATypes, TKLNotifyEvent AEvent = {})
       : TKLPin(std::move(AOwner), std::move(ATypes), std::move(AEvent)) {}
-  ~TKLSourcePin() override { DisconnectAll(); }
+  ~TKLSourcePin() override;
   TKLPinDirection Direction() const override { return TKLPinDirection::Source; }
 
   // True between a start that was sent and the stop that ends it.

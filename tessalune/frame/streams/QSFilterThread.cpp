@@ -113,12 +113,15 @@ class TQSFilterThread final : public IQSFilterThread {
                           [this] { return FRing.Count() == 0 && !FBusy; });
   }
 
-  void PushOperation(TRef<IKLNotifyOperation> AOperation) override {
+  bool PushOperation(TRef<IKLNotifyOperation> AOperation) override {
     const bool IsBlock = AOperation->IsType<TKLSuppliedOperation>();
-    if (IsBlock && !IsCurrent() && !MakeRoom()) return;
+    if (IsBlock && !IsCurrent() && !MakeRoom()) return true;
     const std::lock_guard Lock(FMutex);
+    // What came now might find nobody any more who works it off.
+    if (FEnded) return false;
     FRing.Push(std::move(AOperation));
     FPushed.notify_one();
+    return true;
   }
 
   void Terminate() override {
@@ -155,11 +158,13 @@ class TQSFilterThread final : public IQSFilterThread {
     for (;;) {
       FPushed.wait(Lock, [this] { return FRing.Count() > 0 || FEnded; });
       if (FRing.Count() == 0) return;
-      const TRef<IKLNotifyOperation> Operation = FRing.Pop();
+      TRef<IKLNotifyOperation> Operation = FRing.Pop();
       FBusy = true;
       FWorkedOff.notify_all();
       Lock.unlock();
       WorkOff(*Operation);
+      // What the block holds of the host's may do anything when it goes.
+      Operation = nullptr;
       Lock.lock();
       FBusy = false;
       FWorkedOff.notify_all();
