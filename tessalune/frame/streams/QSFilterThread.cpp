@@ -9,7 +9,6 @@ constexpr TPropertyInfo<std::uint32_t> SizeInfo{.Name = "Size",
                                                 .Default = 16,
                                                 .Bounds = {.Min = 1U},
                                                 .Design = {.Min = 1U, .Max = 1000U},
-                                                .Unit = "blocks",
                                                 .Doc = "How many blocks may wait."};
 constexpr TPropertyInfo<TQSQueueFullMode> FullModeInfo{
     .Name = "FullMode",
