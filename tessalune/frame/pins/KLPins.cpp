@@ -211,9 +211,19 @@ TKLNotifyResult TKLBasicPin::Notify(IKLNotifyOperation& AOperation) {
   // the way here only: with a second reference no receiver takes the block out of the operation.
   const TRef<IKLNotifyOperation> Held(&AOperation);
   Sending(AOperation);
-  return ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
-    return SendAcross(ALink, *OperationFor(ALink, AOperation), AState);
+  const bool ReachesAll = AOperation.IsType<TKLStopOperation>();
+  std::exception_ptr Error;
+  const TKLNotifyResult Result = ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
+    try {
+      return SendAcross(ALink, *OperationFor(ALink, AOperation), AState);
+    } catch (...) {
+      if (!ReachesAll) throw;
+      if (!Error) Error = std::current_exception();
+      return TKLNotifyResult{};
+    }
   });
+  if (Error) std::rethrow_exception(Error);
+  return Result;
 }
 
 TKLNotifyResult TKLBasicPin::SendAcross(const TKLLink& ALink, IKLNotifyOperation& AOperation,

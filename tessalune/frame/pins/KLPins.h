@@ -115,7 +115,8 @@ class TKLBasicPin : private TComponentPart {
   TKLDataTypes PossibleTypes() const;
 
   // Hands the operation across all links, on this thread, and returns the handlers' results
-  // together. What a handler throws leaves through here, and the links behind it are not served.
+  // together. What a handler throws leaves through here, and the links behind it are not served;
+  // only a stop reaches all of them first, so that every stream that was begun is ended.
   TKLNotifyResult Notify(IKLNotifyOperation& AOperation);
   TKLNotifyResult Notify(const TRef<IKLNotifyOperation>& AOperation) { return Notify(*AOperation); }
 
