@@ -94,7 +94,7 @@ TEST(ACircleOfTwoLocks, IsRefusedToOneOfThem) {
   const auto One = MakeRef<IChangeNotifyLock>([] { return std::string("One"); });
   const auto Two = MakeRef<IChangeNotifyLock>([] { return std::string("Two"); });
   TLatch HasTwo;
-  const auto OuterOne = std::make_unique<ILockSection>(One->WriteLock());
+  auto OuterOne = std::make_unique<ILockSection>(One->WriteLock());
   TKnownThread Other([&] {
     const auto Outer = Two->WriteLock();
     HasTwo.Open();
@@ -103,6 +103,7 @@ TEST(ACircleOfTwoLocks, IsRefusedToOneOfThem) {
   HasTwo.Wait();
   AwaitBlocked(Other.Key);
   ExpectAll(Refusal([&] { const auto Inner = Two->WriteLock(); }), {"Two", "waits for this one"});
+  OuterOne.reset();
 }
 
 TEST(TwoReadersThatBothWantToWrite, AreACircleAsWell) {

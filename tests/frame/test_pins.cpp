@@ -309,6 +309,7 @@ TEST(ASinkThatRefusesTheStart, IsNotLinked) {
   EXPECT_EQ(Refusal([&] { Gen->OutputPin().Connect(Sink.Pin); }), "no");
   EXPECT_FALSE(Sink.Pin.IsConnected());
   EXPECT_FALSE(Gen->OutputPin().IsConnected());
+  EXPECT_EQ(Sink.Log(), (TLog{"new start 44100", "stop"}));
 }
 
 TEST(AStopThatFails, KeepsNoOtherSinkFromItsStop) {

@@ -83,7 +83,18 @@ void TKLBasicPin::Connect(TKLBasicPin& AOther) {
   try {
     Link->Source.LinkMade(*Link, Publish);
   } catch (...) {
-    Disconnect(AOther);
+    {
+      const TKLTopology::TGuard Guard;
+      // The source's side need not be there yet, so neither pin's list is enough to go by.
+      Link->Source.RemoveLink(Link);
+      Link->Sink.RemoveLink(Link);
+      TKLTopology::Retype(*Link);
+    }
+    try {
+      Link->Source.LinkGone(*Link);
+    } catch (...) {
+      // What the sink did not take of the start speaks for it.
+    }
     throw;
   }
 }
