@@ -122,22 +122,43 @@ void TKLBasicPin::RemoveLinks(const TKLBasicPin* AOther) {
       Gone.push_back(Link);
     }
   }
-  const auto Tell = [this](const TKLLink& ALink) {
-    if (&ALink.Source == this) return LinkGone(ALink);
-    // The source may be about to end on another thread; its gate tells.
-    const TCallScope Call(*ALink.SourceGate);
-    if (Call) ALink.Source.LinkGone(ALink);
-  };
+  std::erase_if(Gone, [](const TRef<TKLLink>& ALink) {
+    TLinkWalk* Walk = TLinkWalk::Of(ALink->Source);
+    if (Walk != nullptr) Walk->Defer(ALink);
+    return Walk != nullptr;
+  });
+  TellGone(std::move(Gone));
+}
+
+void TKLBasicPin::TellGone(TLinks ALinks) {
   std::exception_ptr Error;
-  for (const TRef<TKLLink>& Link : Gone) {
+  for (const TRef<TKLLink>& Link : ALinks) {
+    // The source may be about to end on another thread; its gate tells. On a thread that is inside
+    // it, it is whole even if the gate has been closed.
+    const TCallScope Call(*Link->SourceGate);
+    if (!Call && !IsInsideGate(*Link->SourceGate)) continue;
     try {
-      Tell(*Link);
+      Link->Source.LinkGone(*Link);
     } catch (...) {
       // All far ends are told; the first that fails speaks for them.
       if (!Error) Error = std::current_exception();
     }
   }
   if (Error) std::rethrow_exception(Error);
+}
+
+constinit thread_local TKLBasicPin::TLinkWalk* TKLBasicPin::TLinkWalk::Innermost = nullptr;
+
+TKLBasicPin::TLinkWalk* TKLBasicPin::TLinkWalk::Of(const TKLBasicPin& APin) noexcept {
+  TLinkWalk* Outermost = nullptr;
+  for (TLinkWalk* Walk = Innermost; Walk != nullptr; Walk = Walk->FOuter) {
+    if (&Walk->FPin == &APin) Outermost = Walk;
+  }
+  return Outermost;
+}
+
+void TKLBasicPin::TLinkWalk::TellGone() {
+  if (!FGone.empty()) TKLBasicPin::TellGone(std::exchange(FGone, {}));
 }
 
 void TKLBasicPin::AddLink(const TRef<TKLLink>& ALink) {

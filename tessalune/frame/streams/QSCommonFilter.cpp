@@ -123,7 +123,8 @@ TKLNotifyResult TQSBasicThreadedFilter::BufferOperation(IKLNotifyOperation& AOpe
 }
 
 void TQSBasicThreadedFilter::BeforeDestruction() {
-  // The links first: the stream's end works off the queue while the thread is there.
+  // What is queued first, then the links: the end of the stream comes behind the blocks.
+  RunReported(this, [this] { FlushQueue(); });
   TVBInputOutputLockComponent::BeforeDestruction();
   {
     const std::lock_guard Lock(FThreadMutex);
