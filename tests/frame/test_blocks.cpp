@@ -191,12 +191,16 @@ TEST_P(SteadyGraph, TakesNothingFromTheSystem) {
       while (Blocks == Seen) std::this_thread::yield();
     }
   };
-  Round(2000);
-  const auto Recycled = RecycledSystemAllocations();
-  const auto Allocated = Allocations();
-  Round(300);
-  EXPECT_EQ(Allocations() - Allocated, 0U);
-  EXPECT_EQ(RecycledSystemAllocations() - Recycled, 0U);
+  // With a thread of its own the filter gives back memory that the source has taken, and which of
+  // the two lets go of an operation last is chance: their stocks fill up to a bound, not at once.
+  std::uint64_t Taken = 1;
+  for (int I = 0; I < (GetParam() ? 50 : 1) && Taken > 0; ++I) {
+    Round(2000);
+    const std::uint64_t Before = RecycledSystemAllocations() + Allocations();
+    Round(300);
+    Taken = RecycledSystemAllocations() + Allocations() - Before;
+  }
+  EXPECT_EQ(Taken, 0U);
   Gen->Stop();
 }
 
