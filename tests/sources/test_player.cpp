@@ -166,8 +166,8 @@ TEST(Player, TakesNoMemoryForWhatACountMerelyClaims) {
 TEST(Player, StartsAgainFromTheBeginningWhenItHasEnded) {
   TRig Rig(pmStop, false, {1, 2, 3}, 2);
   for (int Round = 1; Round <= 3; ++Round) {
-    EXPECT_EQ(Rig.Pump(4), (TByteBlocks{{1, 2}, {3}}));
-    RunMainThread();
+    EXPECT_EQ(Rig.Pump(9), (TByteBlocks{{1, 2}, {3}}));
+    EXPECT_EQ(MainThread().Process(), 1U) << "one end, however often it was met";
     EXPECT_EQ(Rig.Stops, Round);
     Rig.Player->Start();
     EXPECT_EQ(Rig.Player->CurrentSample(), 0);
