@@ -5,7 +5,7 @@
 namespace tessalune {
 
 // The absolute value of each sample. A NaN stays a NaN.
-class TQSAbs final : public TQSCommonRealFilter {
+class TQSAbs : public TQSCommonRealFilter {
  public:
   using TQSCommonRealFilter::TQSCommonRealFilter;
   static const TPublishedTable& Published();

@@ -27,7 +27,7 @@ struct TEnumNames<TQSComplexApplyOperation> {
 // Combines each sample of a complex stream with a constant. Two operations differ from their names'
 // first meaning: caoDivide gives zeros for a constant that is purely real or imaginary (multiply by
 // the reciprocal instead), and caoDivideConst is no complex quotient.
-class TQSApplyComplexConst final : public TQSCommonComplexFilter {
+class TQSApplyComplexConst : public TQSCommonComplexFilter {
  public:
   using TQSCommonComplexFilter::TQSCommonComplexFilter;
   static const TPublishedTable& Published();

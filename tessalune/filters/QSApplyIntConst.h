@@ -33,7 +33,7 @@ struct TEnumNames<TQSIntApplyOperation> {
 // constant stands for its 32 bits in two's complement. A shift by 32 or more moves everything out
 // (0 to the left, the sign to the right); for a negative count the block goes through unchanged.
 // The one quotient that 32 bits cannot hold, the smallest integer by -1, saturates.
-class TQSApplyIntConst final : public TQSCommonIntegerFilter {
+class TQSApplyIntConst : public TQSCommonIntegerFilter {
  public:
   using TQSCommonIntegerFilter::TQSCommonIntegerFilter;
   static const TPublishedTable& Published();

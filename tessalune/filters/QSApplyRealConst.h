@@ -25,7 +25,7 @@ struct TEnumNames<TQSRealApplyOperation> {
 };
 
 // Combines each sample with a constant.
-class TQSApplyRealConst final : public TQSCommonRealFilter {
+class TQSApplyRealConst : public TQSCommonRealFilter {
  public:
   using TQSCommonRealFilter::TQSCommonRealFilter;
   static const TPublishedTable& Published();

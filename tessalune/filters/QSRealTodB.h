@@ -19,7 +19,7 @@ struct TEnumNames<TQSdBMode> {
 
 // Each sample in decibels relative to 1. A sample that is not above 0, and a NaN, gives the most
 // negative finite double, -1.7976931348623157e308; there is no other floor.
-class TQSRealTodB final : public TQSCommonRealFilter {
+class TQSRealTodB : public TQSCommonRealFilter {
  public:
   using TQSCommonRealFilter::TQSCommonRealFilter;
   static const TPublishedTable& Published();

@@ -6,7 +6,7 @@ namespace tessalune {
 
 // Turns a signal into a two-level one: High where a sample is greater than Level, else Low. A
 // sample equal to Level, and a NaN, gives Low.
-class TQSToSquare final : public TQSCommonRealFilter {
+class TQSToSquare : public TQSCommonRealFilter {
  public:
   using TQSCommonRealFilter::TQSCommonRealFilter;
   static const TPublishedTable& Published();

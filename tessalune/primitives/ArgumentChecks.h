@@ -7,7 +7,7 @@
 
 namespace tessalune {
 
-/// The checks with which most primitives begin: any pointer null, then the length below 1.
+// The checks with which most primitives begin: any pointer null, then the length below 1.
 template <class... TPointers>
 constexpr IppStatus CheckArguments(std::int32_t ALength, TPointers... APointers) noexcept {
   if (((APointers == nullptr) || ...)) return ippStsNullPtrErr;
@@ -15,7 +15,7 @@ constexpr IppStatus CheckArguments(std::int32_t ALength, TPointers... APointers)
   return ippStsNoErr;
 }
 
-/// Count of elements as a size, of a length that has been checked.
+// Count of elements as a size, of a length that has been checked.
 constexpr std::size_t Count(std::int32_t ALength) noexcept {
   return static_cast<std::size_t>(ALength);
 }

@@ -5,9 +5,9 @@
 
 namespace tessalune {
 
-/// Every status that a primitive of this library gives, with its public value: name, value,
-/// meaning. 0 is success, a negative value an error, a positive one a warning (the result is
-/// valid).
+// Every status that a primitive of this library gives, with its public value: name, value,
+// meaning. 0 is success, a negative value an error, a positive one a warning (the result is
+// valid).
 #define TESSALUNE_IPP_STATUSES(X)                                                        \
   X(ippStsDivByZero, 6, "a divisor was 0; the result there is infinite or not a number") \
   X(ippStsEvenMedianMaskSize, 5, "an even median mask was reduced by one")               \
@@ -32,15 +32,15 @@ namespace tessalune {
   X(ippStsToneMagnErr, -46, "the magnitude of the tone is not above 0")                  \
   X(ippStsRoundModeNotSupportedErr, -213, "the rounding mode is unknown")
 
-/// Result of every primitive. A primitive of a loaded library may give values that have no name
-/// here; the sign tells what they are.
+// Result of every primitive. A primitive of a loaded library may give values that have no name
+// here; the sign tells what they are.
 enum IppStatus : std::int32_t {
 #define TESSALUNE_STATUS_VALUE(Name, Value, Meaning) Name = (Value),
   TESSALUNE_IPP_STATUSES(TESSALUNE_STATUS_VALUE)
 #undef TESSALUNE_STATUS_VALUE
 };
 
-/// The status's own name, "ippStsSizeErr"; "unknown status" for a value that has none.
+// The status's own name, "ippStsSizeErr"; "unknown status" for a value that has none.
 constexpr std::string_view IppStatusName(IppStatus AStatus) noexcept {
   switch (AStatus) {
 #define TESSALUNE_STATUS_NAME(Name, Value, Meaning) \
@@ -52,7 +52,7 @@ constexpr std::string_view IppStatusName(IppStatus AStatus) noexcept {
   return "unknown status";
 }
 
-/// What the status means, in words for a message.
+// What the status means, in words for a message.
 constexpr std::string_view IppStatusMeaning(IppStatus AStatus) noexcept {
   switch (AStatus) {
 #define TESSALUNE_STATUS_MEANING(Name, Value, Meaning) \
@@ -64,14 +64,14 @@ constexpr std::string_view IppStatusMeaning(IppStatus AStatus) noexcept {
   return "a status that this library does not know";
 }
 
-/// How a real value becomes an integer one.
+// How a real value becomes an integer one.
 enum IppRoundMode : std::int32_t {
-  ippRndZero = 0,       ///< towards zero
-  ippRndNear = 1,       ///< to the nearest, a tie to the even one
-  ippRndFinancial = 2,  ///< to the nearest, a tie away from zero
+  ippRndZero = 0,       // towards zero
+  ippRndNear = 1,       // to the nearest, a tie to the even one
+  ippRndFinancial = 2,  // to the nearest, a tie away from zero
 };
 
-/// Complex sample of single precision, real part first.
+// Complex sample of single precision, real part first.
 struct Ipp32fc {
   float Re;
   float Im;

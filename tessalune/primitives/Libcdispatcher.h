@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-/// The C library's functions as the primitives call them: double precision, its accuracy.
+// The C library's functions as the primitives call them: double precision, its accuracy.
 namespace tessalune {
 
 inline double _sin(double X) noexcept { return std::sin(X); }

@@ -8,14 +8,14 @@
 #include <cstdint>
 #include <span>
 
-/// Arithmetic primitives that components and buffers call by their IPP names, through function
-/// variables (see PrimitiveTable.h). What is said here holds for the built-ins; it is the meaning
-/// that the IPP library publishes, and where that leaves a value open, what this system chose.
-///
-/// Every primitive gives a status and raises nothing; a refused call writes nothing. Unless said
-/// otherwise a null pointer gives ippStsNullPtrErr, and then len below 1 gives ippStsSizeErr. An
-/// output may be one of the inputs, but must not overlap one in another way. A name with `_I` works
-/// in place. Floating-point results are the same on every processor. All are reentrant.
+// Arithmetic primitives that components and buffers call by their IPP names, through function
+// variables (see PrimitiveTable.h). What is said here holds for the built-ins; it is the meaning
+// that the IPP library publishes, and where that leaves a value open, what this system chose.
+//
+// Every primitive gives a status and raises nothing; a refused call writes nothing. Unless said
+// otherwise a null pointer gives ippStsNullPtrErr, and then len below 1 gives ippStsSizeErr. An
+// output may be one of the inputs, but must not overlap one in another way. A name with `_I` works
+// in place. Floating-point results are the same on every processor. All are reentrant.
 namespace tessalune {
 namespace builtins {
 
@@ -125,30 +125,30 @@ IppStatus ippsCopy_32s(const std::int32_t* pSrc, std::int32_t* pDst, std::int32_
 IppStatus ippsMove_8u(const std::uint8_t* pSrc, std::uint8_t* pDst, std::int32_t len) noexcept;
 IppStatus ippsMove_64f(const double* pSrc, double* pDst, std::int32_t len) noexcept;
 
-/// *pMean = the sum over len. Eight partial sums keep the error below (len/8 + 3) rounding errors
-/// of the sum of magnitudes; the order of summation is fixed.
+// *pMean = the sum over len. Eight partial sums keep the error below (len/8 + 3) rounding errors
+// of the sum of magnitudes; the order of summation is fixed.
 IppStatus ippsMean_64f(const double* pSrc, std::int32_t len, double* pMean) noexcept;
 
-/// *pMin, *pMax = the smallest and the largest sample. NaNs are passed over; if there is nothing
-/// else, both become NaN.
+// *pMin, *pMax = the smallest and the largest sample. NaNs are passed over; if there is nothing
+// else, both become NaN.
 IppStatus ippsMinMax_64f(const double* pSrc, std::int32_t len, double* pMin, double* pMax) noexcept;
 
-/// *pMax = the largest sample, *pIndx = the first index that has it. NaNs are passed over; if there
-/// is nothing else, *pMax becomes NaN and *pIndx 0.
+// *pMax = the largest sample, *pIndx = the first index that has it. NaNs are passed over; if there
+// is nothing else, *pMax becomes NaN and *pIndx 0.
 IppStatus ippsMaxIndx_64f(const double* pSrc, std::int32_t len, double* pMax,
                           std::int32_t* pIndx) noexcept;
 
-/// pDst[n] = pSrc[n] * 2^-scaleFactor (of any sign), rounded by rndMode and saturated; a NaN gives
-/// 0. An rndMode that is none: ippStsRoundModeNotSupportedErr, checked last.
+// pDst[n] = pSrc[n] * 2^-scaleFactor (of any sign), rounded by rndMode and saturated; a NaN gives
+// 0. An rndMode that is none: ippStsRoundModeNotSupportedErr, checked last.
 IppStatus ippsConvert_64f32s_Sfs(const double* pSrc, std::int32_t* pDst, std::int32_t len,
                                  IppRoundMode rndMode, std::int32_t scaleFactor) noexcept;
 
-/// pDst[n] = pSrc[n], exact.
+// pDst[n] = pSrc[n], exact.
 IppStatus ippsConvert_32s64f(const std::int32_t* pSrc, double* pDst, std::int32_t len) noexcept;
 
-/// Jaehne's chirp: pDst[n] = magn * sin(pi n^2 / (2 len)), from frequency 0 to half a cycle a
-/// sample. The angle is reduced exactly, so the error stays within 3 rounding errors of magn for
-/// any len. magn below 0 or NaN: ippStsJaehneErr, checked last.
+// Jaehne's chirp: pDst[n] = magn * sin(pi n^2 / (2 len)), from frequency 0 to half a cycle a
+// sample. The angle is reduced exactly, so the error stays within 3 rounding errors of magn for
+// any len. magn below 0 or NaN: ippStsJaehneErr, checked last.
 IppStatus ippsVectorJaehne_64f(double* pDst, std::int32_t len, double magn) noexcept;
 
 }  // namespace builtins
@@ -216,7 +216,7 @@ IppStatus ippsVectorJaehne_64f(double* pDst, std::int32_t len, double magn) noex
 
 TESSALUNE_QSBASICDISPATCHER_PRIMITIVES(TESSALUNE_DECLARE_PRIMITIVE)
 
-/// The unit's rows, in the order of binding.
+// The unit's rows, in the order of binding.
 std::span<const TPrimitiveEntry> QSBasicDispatcherTable() noexcept;
 
 }  // namespace tessalune

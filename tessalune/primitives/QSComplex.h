@@ -4,12 +4,12 @@
 
 namespace tessalune {
 
-/// Complex sample of double precision, real part first. An array of them has the layout of an array
-/// of std::complex<double> and of 2 n doubles.
-///
-/// The product is the plain one (four multiplications, two additions, no repair of infinities), so
-/// that loops over it vectorise. The quotient scales by the divisor's larger part, so that it
-/// neither overflows nor underflows on the way to a result that a double can hold.
+// Complex sample of double precision, real part first. An array of them has the layout of an array
+// of std::complex<double> and of 2 n doubles.
+//
+// The product is the plain one (four multiplications, two additions, no repair of infinities), so
+// that loops over it vectorise. The quotient scales by the divisor's larger part, so that it
+// neither overflows nor underflows on the way to a result that a double can hold.
 struct TComplex {
   double Re = 0.0;
   double Im = 0.0;
@@ -43,8 +43,8 @@ constexpr TComplex operator*(const TComplex& A, double B) noexcept { return {A.R
 
 constexpr TComplex operator*(double A, const TComplex& B) noexcept { return B * A; }
 
-/// Quotient after R. L. Smith, "Algorithm 116: Complex division", 1962. A divisor of 0 gives NaN in
-/// both parts.
+// Quotient after R. L. Smith, "Algorithm 116: Complex division", 1962. A divisor of 0 gives NaN in
+// both parts.
 constexpr TComplex operator/(const TComplex& A, const TComplex& B) noexcept {
   const double AbsRe = B.Re < 0.0 ? -B.Re : B.Re;
   const double AbsIm = B.Im < 0.0 ? -B.Im : B.Im;

@@ -7,73 +7,73 @@
 #include <cstdint>
 #include <span>
 
-/// Signal primitives that components call by their IPP names, through function variables (see
-/// PrimitiveTable.h). What is said here of each holds for the built-ins.
-///
-/// Every primitive gives a status and raises nothing; a refused call writes nothing. Unless said
-/// otherwise a null pointer gives ippStsNullPtrErr, and then len below 1 gives ippStsSizeErr. All
-/// are reentrant: what they write lies in their arguments.
+// Signal primitives that components call by their IPP names, through function variables (see
+// PrimitiveTable.h). What is said here of each holds for the built-ins.
+//
+// Every primitive gives a status and raises nothing; a refused call writes nothing. Unless said
+// otherwise a null pointer gives ippStsNullPtrErr, and then len below 1 gives ippStsSizeErr. All
+// are reentrant: what they write lies in their arguments.
 namespace tessalune {
 namespace builtins {
 
-/// Normally distributed samples of mean `mean` and standard deviation `stdDev` (not checked).
-/// Marsaglia's polar method on a uniform generator that adds a subtract-with-borrow one (modulus
-/// 2^32 - 18) and a linear congruential one. `*pSeed` (any value) starts the sequence and receives
-/// the seed with which the next call goes on; the sequence depends on how the samples are cut into
-/// calls.
+// Normally distributed samples of mean `mean` and standard deviation `stdDev` (not checked).
+// Marsaglia's polar method on a uniform generator that adds a subtract-with-borrow one (modulus
+// 2^32 - 18) and a linear congruential one. `*pSeed` (any value) starts the sequence and receives
+// the seed with which the next call goes on; the sequence depends on how the samples are cut into
+// calls.
 IppStatus ippsRandGauss_Direct_64f(double* pDst, std::int32_t len, double mean, double stdDev,
                                    std::uint32_t* pSeed) noexcept;
 
-/// pDstRe[i] = real part, pDstIm[i] = imaginary part of pSrc[i]. No overlap.
+// pDstRe[i] = real part, pDstIm[i] = imaginary part of pSrc[i]. No overlap.
 IppStatus ippsCplxToReal_64fc(const TComplex* pSrc, double* pDstRe, double* pDstIm,
                               std::int32_t len) noexcept;
 
-/// pDst[n] = magn * cos(2 pi rFreq n + *pPhase), and *pPhase becomes the phase of sample len.
-///   magn    above 0, else ippStsToneMagnErr
-///   rFreq   cycles a sample, 0 <= rFreq < 0.5, else ippStsToneFreqErr
-///   *pPhase radians, 0 <= phase < 2 pi, else ippStsTonePhaseErr
-///   hint    has no effect
-/// Checked in the order: pPhase null, magn, rFreq, phase, pDst null, len; a NaN is refused.
-/// Three cosines a call; then the recurrence y[n] = 2 cos(2 w) y[n-2] - y[n-4], w = 2 pi rFreq, at
-/// extended precision. Its error grows with n / sin(2 w) rounding errors of that precision.
+// pDst[n] = magn * cos(2 pi rFreq n + *pPhase), and *pPhase becomes the phase of sample len.
+//   magn    above 0, else ippStsToneMagnErr
+//   rFreq   cycles a sample, 0 <= rFreq < 0.5, else ippStsToneFreqErr
+//   *pPhase radians, 0 <= phase < 2 pi, else ippStsTonePhaseErr
+//   hint    has no effect
+// Checked in the order: pPhase null, magn, rFreq, phase, pDst null, len; a NaN is refused.
+// Three cosines a call; then the recurrence y[n] = 2 cos(2 w) y[n-2] - y[n-4], w = 2 pi rFreq, at
+// extended precision. Its error grows with n / sin(2 w) rounding errors of that precision.
 IppStatus ippsTone_Direct_64f(double* pDst, std::int32_t len, double magn, double rFreq,
                               double* pPhase, std::int32_t hint) noexcept;
 
-/// Triangle wave between -magn and magn with 1/rFreq samples a period; phase 0 is the positive
-/// peak. It falls for the first pi + asym radians of a cycle and rises for the rest. *pPhase
-/// becomes the phase of sample len.
-///   magn    above 0, else ippStsTrnglMagnErr
-///   rFreq   cycles a sample, 0 <= rFreq < 0.5, else ippStsTrnglFreqErr; 0 gives a constant
-///   asym    radians, -pi <= asym < pi, else ippStsTrnglAsymErr
-///   *pPhase radians, 0 <= phase < 2 pi, else ippStsTrnglPhaseErr
-/// Checked in the order: pPhase null, magn, rFreq, asym, phase, pDst null, len; a NaN is refused.
-/// Made by stepping at extended precision and folding back what goes beyond a peak; no sample
-/// leaves [-magn, magn]. asym = -pi is the limit: a saw tooth that rises from -magn and falls in no
-/// time.
+// Triangle wave between -magn and magn with 1/rFreq samples a period; phase 0 is the positive
+// peak. It falls for the first pi + asym radians of a cycle and rises for the rest. *pPhase
+// becomes the phase of sample len.
+//   magn    above 0, else ippStsTrnglMagnErr
+//   rFreq   cycles a sample, 0 <= rFreq < 0.5, else ippStsTrnglFreqErr; 0 gives a constant
+//   asym    radians, -pi <= asym < pi, else ippStsTrnglAsymErr
+//   *pPhase radians, 0 <= phase < 2 pi, else ippStsTrnglPhaseErr
+// Checked in the order: pPhase null, magn, rFreq, asym, phase, pDst null, len; a NaN is refused.
+// Made by stepping at extended precision and folding back what goes beyond a peak; no sample
+// leaves [-magn, magn]. asym = -pi is the limit: a saw tooth that rises from -magn and falls in no
+// time.
 IppStatus ippsTriangle_Direct_64f(double* pDst, std::int32_t len, double magn, double rFreq,
                                   double asym, double* pPhase) noexcept;
 
-/// In place: a sample below levelLT, or a NaN, becomes valueLT; one above levelGT becomes valueGT.
-/// levelGT below levelLT, or a NaN among them: ippStsThresholdErr, checked last.
+// In place: a sample below levelLT, or a NaN, becomes valueLT; one above levelGT becomes valueGT.
+// levelGT below levelLT, or a NaN among them: ippStsThresholdErr, checked last.
 IppStatus ippsThreshold_LTValGTVal_64f_I(double* pSrcDst, std::int32_t len, double levelLT,
                                          double valueLT, double levelGT, double valueGT) noexcept;
 
-/// pDst[i] = the conjugate of pSrc[i]; pSrc = pDst is allowed.
+// pDst[i] = the conjugate of pSrc[i]; pSrc = pDst is allowed.
 IppStatus ippsConj_64fc(const TComplex* pSrc, TComplex* pDst, std::int32_t len) noexcept;
 
-/// pDst[len-1-i] = the conjugate of pSrc[i]. No overlap.
+// pDst[len-1-i] = the conjugate of pSrc[i]. No overlap.
 IppStatus ippsConjFlip_64fc(const TComplex* pSrc, TComplex* pDst, std::int32_t len) noexcept;
 
-/// pDst[i] = pSrc[i]. No overlap, but pSrc = pDst is harmless.
+// pDst[i] = pSrc[i]. No overlap, but pSrc = pDst is harmless.
 IppStatus ippsCopy_64fc(const TComplex* pSrc, TComplex* pDst, std::int32_t len) noexcept;
 
-/// pDst[i] = pSrc[i], for any overlap.
+// pDst[i] = pSrc[i], for any overlap.
 IppStatus ippsMove_64fc(const TComplex* pSrc, TComplex* pDst, std::int32_t len) noexcept;
 
-/// pDst[i] = |pSrc[i]|, by clearing the sign: -0 gives 0, a NaN stays one. pSrc = pDst is allowed.
+// pDst[i] = |pSrc[i]|, by clearing the sign: -0 gives 0, a NaN stays one. pSrc = pDst is allowed.
 IppStatus ippsAbs_64f(const double* pSrc, double* pDst, std::int32_t len) noexcept;
 
-/// pDst[n] = offset + slope * n, each sample from its own index, at double precision.
+// pDst[n] = offset + slope * n, each sample from its own index, at double precision.
 IppStatus ippsVectorRamp_64f(double* pDst, std::int32_t len, float offset, float slope) noexcept;
 
 }  // namespace builtins
@@ -93,15 +93,15 @@ IppStatus ippsVectorRamp_64f(double* pDst, std::int32_t len, float offset, float
 
 TESSALUNE_QSDISPATCHER_PRIMITIVES(TESSALUNE_DECLARE_PRIMITIVE)
 
-/// The unit's rows, in the order of binding.
+// The unit's rows, in the order of binding.
 std::span<const TPrimitiveEntry> QSDispatcherTable() noexcept;
 
-/// Square wave: -magn for the first asym / 2 + 0.5 of each cycle, magn for the rest. *pPhase, in
-/// radians, becomes the phase of sample len. No library offers it, so it is always this one.
-///   rfreq   cycles a sample
-///   asym    -1 (never low) to 1 (always low)
-/// Tests nothing and gives ippStsNoErr: pDst (if len is above 0) and pPhase must not be null. A
-/// negative rfreq or a NaN gives samples of -magn or magn that mean nothing.
+// Square wave: -magn for the first asym / 2 + 0.5 of each cycle, magn for the rest. *pPhase, in
+// radians, becomes the phase of sample len. No library offers it, so it is always this one.
+//   rfreq   cycles a sample
+//   asym    -1 (never low) to 1 (always low)
+// Tests nothing and gives ippStsNoErr: pDst (if len is above 0) and pPhase must not be null. A
+// negative rfreq or a NaN gives samples of -magn or magn that mean nothing.
 IppStatus ippsSquare_Direct_64f(double* pDst, std::int32_t len, double magn, double rfreq,
                                 double asym, double* pPhase) noexcept;
 

@@ -63,12 +63,7 @@ void TQSLogger::SetFileName(std::string AValue) { NotifySetter(FFileName, std::m
 
 void TQSLogger::SetEnabled(bool AValue) {
   NotifySetter(EnabledInfo, FEnabled, AValue, [this] {
-    if (!FLogging) return;
-    if (FEnabled) {
-      Start();
-    } else {
-      Stop();
-    }
+    if (!FEnabled) Stop();
   });
 }
 
@@ -78,7 +73,7 @@ void TQSLogger::SetSaveBufferSizes(bool AValue) {
 }
 
 void TQSLogger::BeforeDestruction() {
-  Stop();
+  RunReported(this, [this] { Stop(); });
   TLockComponent::BeforeDestruction();
 }
 
@@ -110,7 +105,6 @@ void TQSLogger::Start() {
   {
     const ILockSection Section = WriteLock();
     if (FFileHandle != ClosedFile || !FEnabled || FFileName.empty()) return;
-    FLogging = true;
     DeleteFile(FFileName);
     FFileHandle = FileCreate(FFileName);
     if (FFileHandle == ClosedFile) {
@@ -132,7 +126,6 @@ void TQSLogger::Stop() {
     FileClose(FFileHandle);
     FireEvent(FOnFileClose);
   }
-  FLogging = false;
   FIsOpen = false;
   FFileHandle = ClosedFile;
 }

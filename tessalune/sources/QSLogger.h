@@ -26,7 +26,7 @@ namespace tessalune {
 //
 // A file that cannot be opened: OnError, and EQSException unless it was handled (see
 // ReportCannotOpen). After a handled failure each further block tries again and is dropped.
-class TQSLogger final : public TLockComponent {
+class TQSLogger : public TLockComponent {
  public:
   explicit TQSLogger(TConstruct AConstruct);
   static const TPublishedTable& Published();
@@ -102,7 +102,6 @@ class TQSLogger final : public TLockComponent {
   TField<bool> FIsOpen;
   TField<bool> FSaveBufferSizes;
   TField<bool> FEnabled;
-  bool FLogging = false;  // from the attempt to open to Stop
   TEvent<TQSErrorEvent> FOnError;
 };
 

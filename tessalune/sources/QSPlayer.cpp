@@ -102,10 +102,10 @@ void TQSPlayer::StartStream() {
       Failed = FFileName;
       StreamStop();
     } else {
-      FSampleSize = std::max(FOutputPin.GetMaxSampleSize(), 1);
-      FSize = FileSize(FFileHandle) / FSampleSize;
-      FSample = 0;
+      FFileBytes = FileSize(FFileHandle);
       FPlayedBytes = 0;
+      FSample = 0;
+      TakeSampleSize();
     }
   }
   if (!Failed.empty()) ReportCannotOpen(*this, FOnError, Failed, Reason);
@@ -129,10 +129,12 @@ void TQSPlayer::StreamStop() {
 void TQSPlayer::IntPump() {
   const ILockSection Section = WriteLock();
   if (!FStreamStarted || !MayPump() || FFileHandle == ClosedFile) return;
-  FSampleSize = FOutputPin.GetMaxSampleSize();
-  const std::int64_t Bytes = std::int64_t{FSampleSize} * GetBufferSize();
+  TakeSampleSize();
+  // A block that is too large for one buffer is cut to whole samples.
+  const std::int64_t Samples =
+      std::min<std::int64_t>(GetBufferSize(), LargestBlock / BytesPerSample());
   auto Buffer = TQSLinearMemoryBuffer::CreateSize(
-      FSavedBufferSizes ? 0 : static_cast<std::int32_t>(Cut32(Bytes)));
+      FSavedBufferSizes ? 0 : static_cast<std::int32_t>(Samples * FSampleSize));
   bool NeedsStop = false;
   if (Play(*Buffer, NeedsStop)) FOutputPin.SubmitBuffer(std::move(Buffer));
   if (NeedsStop) QueueEnd();
@@ -180,6 +182,12 @@ void TQSPlayer::DoProgress() {
 // --- the file ---
 
 std::int64_t TQSPlayer::BytesPerSample() const { return std::max(FSampleSize, 1); }
+
+// The links tell how large a sample is, and they may change while the file is played.
+void TQSPlayer::TakeSampleSize() {
+  FSampleSize = FOutputPin.GetMaxSampleSize();
+  FSize = FFileBytes / BytesPerSample();
+}
 
 void TQSPlayer::Rewind() {
   FileSeek(FFileHandle, 0);
@@ -236,9 +244,8 @@ bool TQSPlayer::ReadBlock(TQSLinearMemoryBuffer& ASignal, std::int64_t AWanted, 
 // A file with counts is walked from its beginning, since no position tells where a record starts.
 void TQSPlayer::SeekToSample() {
   if (FFileHandle == ClosedFile) return;
-  const std::int64_t Length = FileSize(FFileHandle);
   const std::int64_t Target =
-      FSample > Length / BytesPerSample() ? Length : FSample * BytesPerSample();
+      FSample > FFileBytes / BytesPerSample() ? FFileBytes : FSample * BytesPerSample();
   if (!FSavedBufferSizes) {
     FileSeek(FFileHandle, Target);
     FPlayedBytes = Target;

@@ -36,7 +36,7 @@ struct TEnumNames<TQSPlayerMode> {
 // At the end of the file with pmStop, the end of the stream is queued for the main thread; sinks
 // then get a stop, and OnStop fires. A file that cannot be opened fails the start: the stream has
 // been stopped when OnError fires, and EQSException follows unless it was handled.
-class TQSPlayer final : public TQSCommonBaseRealGen {
+class TQSPlayer : public TQSCommonBaseRealGen {
  public:
   explicit TQSPlayer(TConstruct AConstruct);
   static const TPublishedTable& Published();
@@ -89,6 +89,7 @@ class TQSPlayer final : public TQSCommonBaseRealGen {
   bool Play(TQSLinearMemoryBuffer& ASignal, bool& ANeedsStop);
   bool ReadCount(std::uint32_t& ACount, bool& ANeedsStop);
   bool ReadBlock(TQSLinearMemoryBuffer& ASignal, std::int64_t AWanted, bool& ANeedsStop);
+  void TakeSampleSize();
   void Rewind();
   void SeekToSample();
   std::int64_t BytesPerSample() const;
@@ -101,8 +102,9 @@ class TQSPlayer final : public TQSCommonBaseRealGen {
   TEvent<TQSSignalProgressEvent> FOnProgress;
   TField<std::int64_t> FSize;
   TField<std::int64_t> FSample;
+  std::int64_t FFileBytes = 0;    // the file's length at the start
   std::int64_t FPlayedBytes = 0;  // of samples, since the file's beginning
-  std::int32_t FSampleSize = 1;
+  std::int32_t FSampleSize = 0;   // 0 without a sink
   TEvent<TQSErrorEvent> FOnError;
   bool FStreamStarted = false;
   std::uint64_t FStreamSerial = 0;  // tells a stream's queued end from the next stream

@@ -106,7 +106,10 @@ void TQSSignalGen::StartStream() {
 }
 
 void TQSSignalGen::Generate(TRef<IQSRealBuffer>& ASignal, bool&, bool&) {
-  FIntSampleRatio = FFrequency / FIntRate;
+  // A ratio beyond all doubles would leave a phase that is no number, for the rest of the stream.
+  FIntSampleRatio = std::min(FFrequency / FIntRate, std::numeric_limits<double>::max());
+  // The square may round its phase up to a full cycle, which tone and triangle refuse.
+  if (FIntPhase >= 2.0 * std::numbers::pi) FIntPhase = 0.0;
   FSamplesPerCycle = RoundHalfEven(1.0 / FIntSampleRatio);
   const double Magnitude = std::abs(FAmplitude);
   const std::int32_t Count = ASignal->GetSize();
@@ -157,14 +160,17 @@ void TQSSignalGen::SawTooth(double* ADst, std::int32_t ALen, double APeak, doubl
   std::int64_t Count = N - Phase;
   const bool OutlastsBlock = Count + 1 > ALen;
   FRampError += static_cast<double>(N) - 1.0 / ARelFrequency;
+  const auto Place = static_cast<double>(Phase);
   if (Phase > 0 || OutlastsBlock) {
-    // Cycles have whole-sample lengths; the error is paid back here, sample by sample.
-    const double Extra = std::abs(FRampError) >= 1.0 ? std::trunc(FRampError) : 0.0;
+    // Cycles have whole-sample lengths; the error is paid back here, as far as the ramp reaches: a
+    // debt that grew while no cycle crossed a block's end would throw it far beyond its peaks.
+    const double Extra =
+        std::clamp(std::trunc(FRampError), std::min(0.0, static_cast<double>(N) - Place), Place);
     FRampError -= Extra;
     Count = std::clamp<std::int64_t>(Count + static_cast<std::int64_t>(Extra), -1, ALen - 1);
     // A cycle that outlasts the block fills it, whatever was paid back.
     if (OutlastsBlock) Count = ALen - 1;
-    Ramp(ADst, Count + 1, (static_cast<double>(Phase) - Extra) * Slope - APeak, Slope);
+    Ramp(ADst, Count + 1, (Place - Extra) * Slope - APeak, Slope);
     if (!OutlastsBlock && Count >= 0) ADst[Count] = APeak;
     ++Count;
   } else {

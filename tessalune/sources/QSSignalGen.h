@@ -28,14 +28,18 @@ struct TEnumNames<TQSSignalType> {
 // Jaehne chirp, which begins anew in each.
 //
 // Tone and triangle have no form at half the sample rate and above, nor with an Amplitude of 0: the
-// block is silent then, but for Offset. A saw tooth is made of whole samples and keeps the
-// frequency in the long run by stretching or shortening a cycle; a cycle of less than half a
-// sample, or of 2^31 samples and more, gives silence too. Its ramps are computed from
-// single-precision values.
+// block is silent then, but for Offset.
+//
+// A saw tooth is made of whole samples. With N the samples of a cycle, rounded, a tooth is a ramp
+// of N + 1 samples from one peak to the other, both exact. Its frequency is therefore the rate
+// divided by N + 1, a little below Frequency. What the rounding of N leaves is summed up, and a
+// tooth that goes on in a new block begins there a whole sample earlier or later once it has come
+// to one. A cycle of less than half a sample, or of 2^31 samples and more, gives silence. Ramps are
+// computed from single-precision values.
 //
 // A change of a property takes effect with the next block and the phase runs on; Phase itself takes
 // effect at once. A stream begins at Phase.
-class TQSSignalGen final : public TQSCommonRealGen {
+class TQSSignalGen : public TQSCommonRealGen {
  public:
   // Pi as this component's radians know it.
   static constexpr double QSPi = 3.141592621;

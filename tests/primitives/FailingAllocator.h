@@ -7,8 +7,8 @@
 
 namespace tessalune::test {
 
-/// While one lives, the primitives allocate through it: it counts, and lets the allocation with the
-/// number FailAt (from 1; 0: none) and all after it fail.
+// While one lives, the primitives allocate through it: it counts, and lets the allocation with the
+// number FailAt (from 1; 0: none) and all after it fail.
 class TFailingAllocator {
  public:
   explicit TFailingAllocator(int AFailAt = 0) {

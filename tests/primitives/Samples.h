@@ -9,13 +9,13 @@
 #include <span>
 #include <vector>
 
-/// What the tests of the primitives share.
+// What the tests of the primitives share.
 namespace tessalune::test {
 
-constexpr long double Eps = 0x1p-53L;          ///< relative rounding error of a double
-constexpr long double ExtendedEps = 0x1p-64L;  ///< and of the 80-bit format
+constexpr long double Eps = 0x1p-53L;          // relative rounding error of a double
+constexpr long double ExtendedEps = 0x1p-64L;  // and of the 80-bit format
 
-/// Reproducible samples in [-ABound, ABound).
+// Reproducible samples in [-ABound, ABound).
 inline std::vector<double> RandomSamples(std::size_t ACount, double ABound = 10.0) {
   std::mt19937_64 Engine(4711);
   std::uniform_real_distribution<double> Uniform(-ABound, ABound);
@@ -24,7 +24,7 @@ inline std::vector<double> RandomSamples(std::size_t ACount, double ABound = 10.
   return Result;
 }
 
-/// |AActual - AExpected| <= ATolerance; a NaN fails.
+// |AActual - AExpected| <= ATolerance; a NaN fails.
 inline testing::AssertionResult IsNear(double AActual, long double AExpected,
                                        long double ATolerance) {
   const long double Error = std::fabs(AActual - AExpected);

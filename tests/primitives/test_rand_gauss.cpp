@@ -19,7 +19,7 @@ class TReference {
 
   struct TSample {
     long double Value;
-    long double Bound;  ///< what double precision may make of it
+    long double Bound;  // what double precision may make of it
   };
 
   std::vector<TSample> Fill(std::size_t ACount, double AMean, double AStdDev) {
@@ -58,7 +58,7 @@ class TReference {
 
   struct TPair {
     long double U, V, T;
-    long double Errors;  ///< rounding errors of U * T * deviation
+    long double Errors;  // rounding errors of U * T * deviation
   };
   TPair MakePair() {
     long double U, V, W;

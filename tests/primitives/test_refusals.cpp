@@ -33,7 +33,7 @@ class TRefusalCheck {
     EXPECT_NE(FBuffers, FUntouched) << FName;
   }
 
-  /// The length is the last integer, or the one before where a scale factor follows.
+  // The length is the last integer, or the one before where a scale factor follows.
   static std::size_t LengthIndex(const std::string& AName) {
     std::vector<std::size_t> Integers;
     std::size_t Index = 0;

@@ -32,16 +32,14 @@ TKLBasicPin::TKLBasicPin(TKLPinOwner AOwner, TKLDataTypes ATypes, TKLNotifyEvent
       FEvent(std::move(AEvent)) {
   if (FOwner.Component == nullptr) return;
   const TKLTopology::TGuard Topology;  // others may look at the component's pins just now
-  const std::lock_guard Guard(FOwner.Component->FPinsMutex);
-  FOwner.Component->FPins.push_back(this);
+  FOwner.Component->AddPart(*this);
 }
 
 TKLBasicPin::~TKLBasicPin() {
   RunReported(nullptr, [this] { DisconnectAll(); });
   if (FOwner.Component != nullptr) {
     const TKLTopology::TGuard Topology;
-    const std::lock_guard Guard(FOwner.Component->FPinsMutex);
-    std::erase(FOwner.Component->FPins, this);
+    FOwner.Component->RemovePart(*this);
   } else {
     FGate->Close([] {});
   }

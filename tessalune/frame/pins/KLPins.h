@@ -83,7 +83,7 @@ class TKLLink final : public IInterface {
   TKLBasicPin& Other(const TKLBasicPin& APin) const { return &APin == &Source ? Sink : Source; }
 };
 
-class TKLBasicPin {
+class TKLBasicPin : private TComponentPart {
  public:
   TKLBasicPin(const TKLBasicPin&) = delete;
   TKLBasicPin& operator=(const TKLBasicPin&) = delete;
@@ -191,6 +191,7 @@ class TKLBasicPin {
     const TLinks& Links;
   };
 
+  void OwnerEnds() override { DisconnectAll(); }
   void ReplaceLinks(TLinks ALinks);
   void AddLink(const TRef<TKLLink>& ALink);
   bool RemoveLink(const TRef<TKLLink>& ALink);

@@ -33,16 +33,24 @@ std::string TypeNames(const TKLDataTypes& ATypes) {
 
 }  // namespace
 
+// The pins of APin's component that AIsMeant picks.
+template <class TIsMeant>
+std::vector<const TKLBasicPin*> TKLTopology::Siblings(const TKLBasicPin& APin, TIsMeant AIsMeant) {
+  std::vector<const TKLBasicPin*> Pins;
+  if (APin.Owner() == nullptr) return Pins;
+  for (const TComponentPart* Part : APin.Owner()->Parts()) {
+    const auto* Pin = static_cast<const TKLBasicPin*>(Part);
+    if (AIsMeant(*Pin)) Pins.push_back(Pin);
+  }
+  return Pins;
+}
+
 // --- types ---
 
 // Source pins of ASink's component that take over its type.
 std::vector<const TKLBasicPin*> TKLTopology::TypedBy(const TKLBasicPin& ASink) {
-  std::vector<const TKLBasicPin*> Pins;
-  if (ASink.Owner() == nullptr) return Pins;
-  for (const TKLBasicPin* Pin : ASink.Owner()->FPins) {
-    if (Contains(Pin->FDataTypeSources, &ASink)) Pins.push_back(Pin);
-  }
-  return Pins;
+  return Siblings(
+      ASink, [&ASink](const TKLBasicPin& APin) { return Contains(APin.FDataTypeSources, &ASink); });
 }
 
 // Narrows what a pin carries by all pins whose type hangs on it: along the links of pins that take
@@ -94,14 +102,9 @@ void TKLTopology::Retype(const TKLLink& ALink) {
 // --- loops ---
 
 std::vector<const TKLBasicPin*> TKLTopology::DerivedFrom(const TKLBasicPin& ASink) {
-  std::vector<const TKLBasicPin*> Pins;
-  if (ASink.Owner() == nullptr) return Pins;
-  for (const TKLBasicPin* Pin : ASink.Owner()->FPins) {
-    if (Contains(Pin->FFunctionSources, &ASink) || Contains(Pin->FDataTypeSources, &ASink)) {
-      Pins.push_back(Pin);
-    }
-  }
-  return Pins;
+  return Siblings(ASink, [&ASink](const TKLBasicPin& APin) {
+    return Contains(APin.FFunctionSources, &ASink) || Contains(APin.FDataTypeSources, &ASink);
+  });
 }
 
 // A search from one end of the new link; the other end of it is what it looks for.

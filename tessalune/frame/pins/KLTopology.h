@@ -35,6 +35,8 @@ struct TKLTopology {
   struct TLoopWalk;
   static bool ClosesLoop(const TKLBasicPin& ASource, const TKLBasicPin& ASink);
   static std::string DoNotFit(const TKLBasicPin& ASource, const TKLBasicPin& ASink);
+  template <class TIsMeant>
+  static std::vector<const TKLBasicPin*> Siblings(const TKLBasicPin& APin, TIsMeant AIsMeant);
   static std::vector<const TKLBasicPin*> TypedBy(const TKLBasicPin& ASink);
   static std::vector<const TKLBasicPin*> DerivedFrom(const TKLBasicPin& ASink);
   static const std::vector<TRef<TKLLink>>& Links(const TKLBasicPin& APin) {

@@ -2,9 +2,10 @@
 //
 // A component's end has to wait for the calls in progress in it, but never for its own caller; and
 // the frame's threads wait for one another in a few ways: for a lock, for the calls in a component
-// that ends, for room in a filter's queue, for a filter's queue to run empty, for a thread's end.
-// Any of these alone is harmless; a circle of them would hang. So every wait is announced before it
-// begins, and the one that would close a circle is found then and there. See WaitUntilReady.
+// that ends, for room in a filter's queue, for a filter's queue to run empty, for what has to be
+// told first. Any of these alone is harmless; a circle of them would hang. So every wait is
+// announced before it begins, and the one that would close a circle is found then and there. See
+// WaitUntilReady.
 #pragma once
 
 #include <tessalune/frame/runtime/QSReference.h>
@@ -97,12 +98,11 @@ bool IsInsideGate(const TCallGate& AGate) noexcept;
 // What a thread waits for. The order is the order of preference when a circle has to be broken:
 // the first kind in it gives way.
 enum class TWaitKind : std::uint8_t {
-  Room,    // for room in a filter's queue; gives way by exceeding the queue's size
-  Drain,   // for a queue to run empty; gives way by not waiting
-  Turn,    // for what has to be told first; gives way by telling out of turn
-  Thread,  // for the end of a component's own thread; gives way by letting it end later
-  Calls,   // for calls in a component that ends; gives way by letting these calls end later
-  Lock,    // for a component's lock; gives way by an EQSException
+  Room,   // for room in a filter's queue; gives way by exceeding the queue's size
+  Drain,  // for a queue to run empty; gives way by not waiting
+  Turn,   // for what has to be told first; gives way by telling out of turn
+  Calls,  // for calls in a component that ends; gives way by letting these calls end later
+  Lock,   // for a component's lock; gives way by an EQSException
 };
 
 // Waits on AChanged until AReady() holds, and returns true; or returns false if this wait has to

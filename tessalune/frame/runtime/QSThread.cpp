@@ -44,17 +44,13 @@ struct IThread::TStart {
   std::function<void()> Work;
 };
 
-IThread::~IThread() {
-  // The last reference may go on the thread itself, which cannot wait for its own end.
-  if (FLaunched && !FJoined) pthread_detach(FHandle);
-}
-
 void IThread::Launch(const char* AName, std::function<void()> AWork) {
   const std::lock_guard Lock(FMutex);
   auto Start = std::make_unique<TStart>(TStart{TRef<IThread>(this), std::move(AWork)});
   pthread_attr_t Attributes;
   pthread_attr_init(&Attributes);
   pthread_attr_setstacksize(&Attributes, StackBytes);
+  pthread_attr_setdetachstate(&Attributes, PTHREAD_CREATE_DETACHED);
   const int Error = pthread_create(&FHandle, &Attributes, &IThread::Main, Start.get());
   pthread_attr_destroy(&Attributes);
   if (Error != 0) {
@@ -71,14 +67,12 @@ void* IThread::Main(void* AStart) {
   {
     const std::lock_guard Lock(Start->Thread->FMutex);
     Start->Thread->FSystemId = static_cast<int>(syscall(SYS_gettid));
-    Start->Thread->FKey = CurrentThreadKey();
     Start->Thread->ApplyPriority();
   }
   Start->Work();
   const std::lock_guard Lock(Start->Thread->FMutex);
   Start->Thread->FSystemId = 0;
-  Start->Thread->FOver = true;
-  Start->Thread->FEnd.notify_all();
+  Start->Thread->FLaunched = false;  // the system may give the handle to another thread
   return nullptr;
 }
 
@@ -100,22 +94,6 @@ void IThread::ApplyPriority() {
 bool IThread::IsCurrent() const {
   const std::lock_guard Lock(FMutex);
   return FLaunched && pthread_equal(pthread_self(), FHandle) != 0;
-}
-
-void IThread::Join() {
-  if (IsCurrent()) return;
-  std::unique_lock Lock(FMutex);
-  if (!FLaunched) return;
-  const bool IsOver = WaitUntilReady(
-      TWaitKind::Thread, Lock, FEnd,
-      [this](TThreadKey AThread, const TCallFrame*) {
-        const std::lock_guard Guard(FMutex);
-        return !FOver && AThread == FKey;
-      },
-      [this] { return FOver; });
-  if (!IsOver || std::exchange(FJoined, true)) return;
-  Lock.unlock();
-  pthread_join(FHandle, nullptr);
 }
 
 namespace {

@@ -1,13 +1,11 @@
 // Threads that components ask for.
 #pragma once
 
-#include <tessalune/frame/runtime/QSCalls.h>
 #include <tessalune/frame/runtime/QSPropertyInfo.h>
 #include <tessalune/frame/runtime/QSReference.h>
 
 #include <array>
 #include <atomic>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -34,19 +32,17 @@ struct TEnumNames<TThreadPriority> {
 };
 
 // A thread; its object lives on until both its owner and the thread itself have let go of it.
+// Nobody waits for a thread's end: it calls into its component through the gate, so it can do
+// nothing there once the component has ended.
 class IThread : public IInterface {
  public:
   // Takes effect at once, or when the thread starts. Any thread.
   void SetPriority(TThreadPriority APriority);
   // True if called on this thread.
   bool IsCurrent() const;
-  // Waits until the thread's work has returned. Returns at once on the thread itself, and where the
-  // thread waits for the caller.
-  void Join();
 
  protected:
   IThread() = default;
-  ~IThread() override;
 
   // Runs AWork on a new thread. Raises EQSException if the system has no more threads.
   // The stack is large (64 MiB, of which only what is used takes memory), since a block walks down
@@ -60,12 +56,8 @@ class IThread : public IInterface {
 
   mutable std::mutex FMutex;
   bool FLaunched = false;
-  bool FJoined = false;
   unsigned long FHandle = 0;  // pthread_t
   int FSystemId = 0;          // 0 until the thread runs
-  TThreadKey FKey = nullptr;  // null until the thread runs
-  bool FOver = false;         // its work has returned
-  std::condition_variable FEnd;
   TThreadPriority FPriority = TThreadPriority::tpNormal;
 };
 

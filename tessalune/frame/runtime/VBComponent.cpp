@@ -1,4 +1,3 @@
-#include <tessalune/frame/pins/KLPins.h>
 #include <tessalune/frame/runtime/VBComponent.h>
 
 #include <algorithm>
@@ -63,8 +62,13 @@ void TPersistent::SerializationRead(IReader& AReader) {
   }
   for (const std::string& Name : Names) {
     if (ReadOwnForm(AReader, Name)) continue;
-    AReader.Fault(Name, std::string(ClassName()) + " has no property " + Name +
-                            " that is not set yet" + SuggestName(Name, Known));
+    const TPublishedProperty* Row = PublishedTable().FindProperty(Name);
+    AReader.Fault(Name, Row != nullptr ? std::string(Row->Name) +
+                                             " stands here twice, under its present name "
+                                             "and an older one (" +
+                                             std::string(Row->OldName) + "); keep one"
+                                       : std::string(ClassName()) + " has no property " + Name +
+                                             SuggestName(Name, Known));
   }
 }
 
@@ -222,13 +226,23 @@ void TComponentEnd::operator()(TComponent* AComponent) const {
 TLockComponent::TLockComponent(TConstruct AConstruct)
     : TComponent(AConstruct), FLock(MakeRef<IChangeNotifyLock>([this] { return Describe(); })) {}
 
+void TLockComponent::AddPart(TComponentPart& APart) {
+  const std::lock_guard Lock(FPartsMutex);
+  FParts.push_back(&APart);
+}
+
+void TLockComponent::RemovePart(TComponentPart& APart) {
+  const std::lock_guard Lock(FPartsMutex);
+  std::erase(FParts, &APart);
+}
+
+std::vector<TComponentPart*> TLockComponent::Parts() const {
+  const std::lock_guard Lock(FPartsMutex);
+  return FParts;
+}
+
 void TLockComponent::BeforeDestruction() {
-  std::vector<TKLBasicPin*> Pins;
-  {
-    const std::lock_guard Lock(FPinsMutex);
-    Pins = FPins;
-  }
-  for (TKLBasicPin* Pin : Pins) RunReported(this, [Pin] { Pin->DisconnectAll(); });
+  for (TComponentPart* Part : Parts()) RunReported(this, [Part] { Part->OwnerEnds(); });
   TComponent::BeforeDestruction();
 }
 

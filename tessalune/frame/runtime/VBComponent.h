@@ -179,6 +179,15 @@ T& Create(TComponent& AOwner) {
   return Result;
 }
 
+// What a component is joined to others by, its pins: it has to let go before the component ends.
+class TComponentPart {
+ public:
+  virtual void OwnerEnds() = 0;
+
+ protected:
+  ~TComponentPart() = default;
+};
+
 // A component with a lock: the base of all components that have pins.
 class TLockComponent : public TComponent {
  public:
@@ -226,23 +235,30 @@ class TLockComponent : public TComponent {
  private:
   friend class TKLBasicPin;
   friend struct TKLTopology;
-  std::mutex FPinsMutex;
-  std::vector<TKLBasicPin*> FPins;
+  void AddPart(TComponentPart& APart);
+  void RemovePart(TComponentPart& APart);
+  std::vector<TComponentPart*> Parts() const;
+
+  mutable std::mutex FPartsMutex;
+  std::vector<TComponentPart*> FParts;
 };
 
 // A sub-object of a component, with published properties of its own, under the component's lock.
 class TLockPersistent : public TPersistent {
  public:
-  // ALock is the lock of the owner; AOnChange runs inside it after a change.
-  explicit TLockPersistent(TRef<IChangeNotifyLock> ALock, std::function<void()> AOnChange = {})
-      : FLock(std::move(ALock)), FOnChange(std::move(AOnChange)) {}
+  // ALock is the lock of the owner, APath the way to the object from there ("Threading.Queue"), for
+  // messages; AOnChange runs inside the lock after a change.
+  TLockPersistent(TRef<IChangeNotifyLock> ALock, std::string_view APath,
+                  std::function<void()> AOnChange = {})
+      : FLock(std::move(ALock)), FPath(APath), FOnChange(std::move(AOnChange)) {}
 
-  std::string Describe() const override { return FLock->Describe(); }
+  std::string Describe() const override { return FLock->Describe() + "." + std::string(FPath); }
 
  protected:
   template <class T>
   bool NotifySetter(const TPropertyInfo<T>& AInfo, TField<T>& AField, T AValue,
                     const std::function<void()>& AUpdated = {}) {
+    if (!IsAmong(AInfo, AValue)) RefuseValue(Describe(), AInfo, AValue);
     return FLock->NotifySetter(AInfo, AField, AValue, [&] {
       if (AUpdated) AUpdated();
       if (FOnChange) FOnChange();
@@ -252,6 +268,7 @@ class TLockPersistent : public TPersistent {
   const TRef<IChangeNotifyLock> FLock;
 
  private:
+  const std::string_view FPath;
   const std::function<void()> FOnChange;
 };
 

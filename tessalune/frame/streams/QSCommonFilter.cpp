@@ -76,9 +76,7 @@ void TQSBasicThreadedFilter::EndThread() {
     Thread = std::exchange(FFilterThread, nullptr);
     FHasThread.store(false, std::memory_order_release);
   }
-  if (!Thread) return;
-  Thread->Terminate();
-  Thread->Join();
+  if (Thread) Thread->Terminate();
 }
 
 bool TQSBasicThreadedFilter::FlushQueue() {

@@ -103,16 +103,19 @@ class TQSBasicCommonGen::TClockThread final : public IThread {
     const TCallScope Call(*FGate);
     if (!Call) return 0.0;
     try {
-      try {
-        FGen.IntPump();
-      } catch (...) {
-        ReportUnhandledException(&FGen);
-        FGen.Stop();
-      }
+      MakeBlockUnlessEnded();
     } catch (...) {
       ReportUnhandledException(&FGen);
+      RunReported(&FGen, [this] { FGen.Stop(); });
     }
     return static_cast<double>(FGen.GetBufferSize()) / FGen.GetSampleRate();
+  }
+
+  // The end of the stream comes under the same lock, so a thread that was told to end does not put
+  // a block into the stream that follows.
+  void MakeBlockUnlessEnded() {
+    const ILockSection Section = FGen.WriteLock();
+    if (!FEnded) FGen.IntPump();
   }
 
   TQSBasicCommonGen& FGen;
@@ -221,8 +224,6 @@ void TQSBasicCommonGen::StartPump() {
   if (FIsPump && !FExternal) StartClock();
 }
 
-// The thread of an earlier stream is waited for, so that two never pump; but it cannot wait for
-// itself when it is the one that starts anew, and then ends once it is back in its loop.
 void TQSBasicCommonGen::StartClock() {
   StopPump();
   const ILockSection Section = WriteLock();
@@ -239,9 +240,7 @@ void TQSBasicCommonGen::StopPump() {
     const std::lock_guard Lock(FClockGenMutex);
     Thread = std::exchange(FClockGen, nullptr);
   }
-  if (!Thread) return;
-  Thread->Terminate();
-  Thread->Join();
+  if (Thread) Thread->Terminate();
 }
 
 void TQSBasicCommonGen::Stop() {
@@ -256,8 +255,7 @@ void TQSBasicCommonGen::Stop() {
 void TQSBasicCommonGen::StreamStop() {
   const ILockSection Section = StopLock();
   FIsRunning = false;
-  const std::lock_guard Lock(FClockGenMutex);
-  if (FClockGen) FClockGen->Terminate();
+  StopPump();
 }
 
 void TQSBasicCommonGen::PostStop() {
@@ -267,6 +265,8 @@ void TQSBasicCommonGen::PostStop() {
 
 void TQSBasicCommonGen::BeforeDestruction() {
   RunReported(this, [this] { Stop(); });
+  // Where the lock could not be had, the block in progress is the last all the same.
+  FIsRunning = false;
   StopPump();
   TLockComponent::BeforeDestruction();
 }

@@ -9,7 +9,6 @@ constexpr TPropertyInfo<std::uint32_t> SizeInfo{.Name = "Size",
                                                 .Default = 16,
                                                 .Bounds = {.Min = 1U},
                                                 .Design = {.Min = 1U, .Max = 1000U},
-                                                .Unit = "blocks",
                                                 .Doc = "How many blocks may wait."};
 constexpr TPropertyInfo<TQSQueueFullMode> FullModeInfo{
     .Name = "FullMode",
@@ -40,10 +39,10 @@ void TQSThreadingQueue::SetFullMode(TQSQueueFullMode AValue) {
 
 TQSThreading::TQSThreading(TRef<IChangeNotifyLock> ALock, TLockComponent& AOwner,
                            std::function<void()> APriorityNotify)
-    : TLockPersistent(ALock),
+    : TLockPersistent(ALock, "Threading"),
       FOwner(AOwner),
       FPriorityNotify(std::move(APriorityNotify)),
-      FQueue(ALock) {}
+      FQueue(ALock, "Threading.Queue") {}
 
 const TPublishedTable& TQSThreading::Published() {
   static const TPublishedTable Table =

@@ -2,18 +2,18 @@
 
 #include <cstddef>
 
-/// Loops over vectors. Each works element by element: a destination may be one of the sources, but
-/// must not overlap one in another way. AFunction is small, and pure.
+// Loops over vectors. Each works element by element: a destination may be one of the sources, but
+// must not overlap one in another way. AFunction is small, and pure.
 namespace tessalune::kernels {
 
-/// pDst[i] = AFunction(pSrc[i])
+// pDst[i] = AFunction(pSrc[i])
 template <class TIn, class TOut, class TFunction>
 inline void Map(const TIn* pSrc, TOut* pDst, std::size_t ACount, TFunction AFunction) noexcept {
 #pragma GCC ivdep
   for (std::size_t I = 0; I < ACount; ++I) pDst[I] = AFunction(pSrc[I]);
 }
 
-/// pDst[i] = AFunction(pSrc1[i], pSrc2[i])
+// pDst[i] = AFunction(pSrc1[i], pSrc2[i])
 template <class T, class TFunction>
 inline void Zip(const T* pSrc1, const T* pSrc2, T* pDst, std::size_t ACount,
                 TFunction AFunction) noexcept {
@@ -21,13 +21,13 @@ inline void Zip(const T* pSrc1, const T* pSrc2, T* pDst, std::size_t ACount,
   for (std::size_t I = 0; I < ACount; ++I) pDst[I] = AFunction(pSrc1[I], pSrc2[I]);
 }
 
-/// pDst[i] = AValue
+// pDst[i] = AValue
 template <class T>
 inline void Fill(T* pDst, std::size_t ACount, T AValue) noexcept {
   for (std::size_t I = 0; I < ACount; ++I) pDst[I] = AValue;
 }
 
-/// Whether an element equals AValue.
+// Whether an element equals AValue.
 template <class T>
 inline bool Contains(const T* pSrc, std::size_t ACount, T AValue) noexcept {
   bool Result = false;

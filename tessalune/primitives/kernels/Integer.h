@@ -5,13 +5,13 @@
 #include <cstdint>
 #include <limits>
 
-/// Scaling, rounding and saturation to 32-bit integers.
+// Scaling, rounding and saturation to 32-bit integers.
 namespace tessalune::kernels {
 
 constexpr std::int32_t Min32 = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t Max32 = std::numeric_limits<std::int32_t>::max();
 
-/// AValue, saturated, rounded towards zero; a NaN gives 0.
+// AValue, saturated, rounded towards zero; a NaN gives 0.
 inline std::int32_t Saturate(double AValue) noexcept {
   const double Ordered = AValue == AValue ? AValue : 0.0;
   return static_cast<std::int32_t>(std::min(std::max(Ordered, double{Min32}), double{Max32}));
@@ -22,8 +22,8 @@ inline std::int32_t Saturate(std::int64_t AValue) noexcept {
       std::min(std::max(AValue, std::int64_t{Min32}), std::int64_t{Max32}));
 }
 
-/// AValue * 2^-AScale, rounded to the nearest, a tie to the even one, and saturated. AValue is the
-/// exact result of an operation on two 32-bit integers, so at most 2^62 in magnitude.
+// AValue * 2^-AScale, rounded to the nearest, a tie to the even one, and saturated. AValue is the
+// exact result of an operation on two 32-bit integers, so at most 2^62 in magnitude.
 inline std::int32_t ScaleDown(std::int64_t AValue, std::int32_t AScale) noexcept {
   if (AScale > 63) return 0;
   const std::int64_t Floor = AValue >> (AScale - 1) >> 1;
@@ -44,15 +44,15 @@ inline std::int32_t Scale(std::int64_t AValue, std::int32_t AScale) noexcept {
   return AScale > 0 ? ScaleDown(AValue, AScale) : ScaleUp(AValue, -std::max(AScale, -31));
 }
 
-/// To the nearest, a tie to the even one: adding 1.5 * 2^52 leaves no fraction bits. It needs
-/// the processor's default rounding mode.
+// To the nearest, a tie to the even one: adding 1.5 * 2^52 leaves no fraction bits. It needs
+// the processor's default rounding mode.
 inline std::int32_t RoundNear(double AValue) noexcept {
   constexpr double Magic = 0x1.8p+52;
   const double Bounded = std::min(std::max(AValue, double{Min32}), double{Max32});
   return Saturate((Bounded + Magic) - Magic);
 }
 
-/// To the nearest, a tie away from zero.
+// To the nearest, a tie away from zero.
 inline std::int32_t RoundFinancial(double AValue) noexcept {
   const std::int32_t Whole = Saturate(AValue);
   const double Rest = AValue - Whole;

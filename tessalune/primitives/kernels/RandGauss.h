@@ -5,12 +5,12 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Normally distributed samples.
+// Normally distributed samples.
 namespace tessalune::kernels {
 
-/// Uniform generator on about [-1, 1): subtract with borrow over three lagged values on the modulus
-/// 2^32 - 18, added to a linear congruential one (G. Marsaglia, A. Zaman, "A new class of random
-/// number generators", 1991). The whole state is drawn from one seed.
+// Uniform generator on about [-1, 1): subtract with borrow over three lagged values on the modulus
+// 2^32 - 18, added to a linear congruential one (G. Marsaglia, A. Zaman, "A new class of random
+// number generators", 1991). The whole state is drawn from one seed.
 class TUniform {
  public:
   explicit TUniform(std::uint32_t ASeed) noexcept
@@ -43,8 +43,8 @@ class TUniform {
   std::uint32_t FC = 0x436CBAE9u;
 };
 
-/// U * T and V * T are two independent normal values (G. Marsaglia, T. A. Bray, "A convenient
-/// method for generating normal variables", 1964).
+// U * T and V * T are two independent normal values (G. Marsaglia, T. A. Bray, "A convenient
+// method for generating normal variables", 1964).
 struct TNormalPair {
   double U;
   double V;
@@ -60,8 +60,8 @@ inline TNormalPair MakePair(TUniform& AUniform) noexcept {
   }
 }
 
-/// Fills pDst, the V value of a pair first, and returns the next seed. A pair is made ahead of
-/// need, so that the seed is the one of a pair beyond an even count.
+// Fills pDst, the V value of a pair first, and returns the next seed. A pair is made ahead of
+// need, so that the seed is the one of a pair beyond an even count.
 inline std::uint32_t RandGauss(double* pDst, std::size_t ACount, double AMean, double AStdDev,
                                std::uint32_t ASeed) noexcept {
   TUniform Uniform(ASeed);

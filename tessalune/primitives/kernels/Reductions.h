@@ -4,13 +4,13 @@
 #include <cstddef>
 #include <limits>
 
-/// Sums and extremes of vectors. They run over a fixed number of lanes, so that they vectorise and
-/// that the result does not depend on the width of the processor's vectors.
+// Sums and extremes of vectors. They run over a fixed number of lanes, so that they vectorise and
+// that the result does not depend on the width of the processor's vectors.
 namespace tessalune::kernels {
 
 constexpr std::size_t Lanes = 8;
 
-/// AAccumulators[i mod Lanes] = AFunction(that, pSrc[i])
+// AAccumulators[i mod Lanes] = AFunction(that, pSrc[i])
 template <class TFunction>
 inline void Accumulate(double (&AAccumulators)[Lanes], const double* pSrc, std::size_t ACount,
                        TFunction AFunction) noexcept {
@@ -22,7 +22,7 @@ inline void Accumulate(double (&AAccumulators)[Lanes], const double* pSrc, std::
     AAccumulators[L] = AFunction(AAccumulators[L], pSrc[I + L]);
 }
 
-/// All samples by AFunction, which is commutative and has the neutral element ANeutral.
+// All samples by AFunction, which is commutative and has the neutral element ANeutral.
 template <class TFunction>
 inline double Reduce(const double* pSrc, std::size_t ACount, double ANeutral,
                      TFunction AFunction) noexcept {
@@ -39,7 +39,7 @@ inline double Sum(const double* pSrc, std::size_t ACount) noexcept {
   return Reduce(pSrc, ACount, 0.0, [](double A, double B) { return A + B; });
 }
 
-/// Infinity if there is no number among the samples; so is the other's bound, of the other sign.
+// Infinity if there is no number among the samples; so is the other's bound, of the other sign.
 inline double Minimum(const double* pSrc, std::size_t ACount) noexcept {
   return Reduce(pSrc, ACount, std::numeric_limits<double>::infinity(),
                 [](double A, double B) { return B < A ? B : A; });
@@ -50,7 +50,7 @@ inline double Maximum(const double* pSrc, std::size_t ACount) noexcept {
                 [](double A, double B) { return B > A ? B : A; });
 }
 
-/// First index of AValue, or ACount.
+// First index of AValue, or ACount.
 inline std::size_t IndexOf(const double* pSrc, std::size_t ACount, double AValue) noexcept {
   std::size_t I = 0;
   while (I < ACount && pSrc[I] != AValue) ++I;

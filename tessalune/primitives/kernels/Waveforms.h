@@ -4,10 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Waveforms as plain loops. Arguments are those of the primitives, and have been checked.
+// Waveforms as plain loops. Arguments are those of the primitives, and have been checked.
 namespace tessalune::kernels {
 
-/// Running values are kept at this precision: 80 bits on x86.
+// Running values are kept at this precision: 80 bits on x86.
 using TExtended = long double;
 
 constexpr double Pi = 0x1.921FB54442D18p+1;
@@ -16,8 +16,8 @@ constexpr double FourPi = 0x1.921FB54442D18p+3;
 constexpr double OneOverTwoPi = 0x1.45F306DC9C883p-3;
 constexpr TExtended ExtendedTwoPi = 0xC.90FDAA22168C235p-1L;
 
-/// APhase modulo two pi as a double in [0, two pi). The rounding to double comes before the test,
-/// so that no phase leaves that the next call would refuse.
+// APhase modulo two pi as a double in [0, two pi). The rounding to double comes before the test,
+// so that no phase leaves that the next call would refuse.
 inline double WrapPhase(TExtended APhase) noexcept {
   const TExtended Cycles = std::floor(APhase * OneOverTwoPi);
   const auto Wrapped = static_cast<double>(APhase - TwoPi * Cycles);
@@ -28,14 +28,14 @@ inline double TrianglePhaseAfter(std::size_t ACount, double ARelFreq, double APh
   return WrapPhase(TExtended{TwoPi} * ARelFreq * static_cast<TExtended>(ACount) + APhase);
 }
 
-/// As for the triangle, but the phase is rounded to double before it is wrapped.
+// As for the triangle, but the phase is rounded to double before it is wrapped.
 inline double TonePhaseAfter(std::size_t ACount, double ARelFreq, double APhase) noexcept {
   const TExtended Phase = TExtended{TwoPi} * ARelFreq * static_cast<TExtended>(ACount) + APhase;
   return WrapPhase(static_cast<double>(Phase));
 }
 
-/// Cosine by recurrence: y[n] = 2 cos(2 w) y[n-2] - y[n-4] runs as two chains that do not wait for
-/// each other.
+// Cosine by recurrence: y[n] = 2 cos(2 w) y[n-2] - y[n-4] runs as two chains that do not wait for
+// each other.
 inline void Tone(double* pDst, std::size_t ACount, double AMagn, double ARelFreq,
                  double APhase) noexcept {
   const TExtended Step = TExtended{TwoPi} * ARelFreq;
@@ -63,13 +63,13 @@ inline void Tone(double* pDst, std::size_t ACount, double AMagn, double ARelFreq
   if (N < ACount) pDst[N] = static_cast<double>(Twice * Even1 - Even0);
 }
 
-/// Steps along the falling and the rising segment; a step beyond a peak is folded back with the
-/// other segment's slope, or, when it crosses that segment as a whole, goes on in the same
-/// direction one cycle further.
-///
-/// The fold is written around the peak, magn + (w - magn) * ratio: w - magn is exact, so a ratio of
-/// any size leaves the result at or below the peak, and an empty segment (ratio -infinity) falls
-/// into the second case by itself.
+// Steps along the falling and the rising segment; a step beyond a peak is folded back with the
+// other segment's slope, or, when it crosses that segment as a whole, goes on in the same
+// direction one cycle further.
+//
+// The fold is written around the peak, magn + (w - magn) * ratio: w - magn is exact, so a ratio of
+// any size leaves the result at or below the peak, and an empty segment (ratio -infinity) falls
+// into the second case by itself.
 inline void Triangle(double* pDst, std::size_t ACount, double AMagn, double ARelFreq, double AAsym,
                      double APhase) noexcept {
   const TExtended Magn = AMagn;
@@ -106,14 +106,14 @@ inline void Triangle(double* pDst, std::size_t ACount, double AMagn, double ARel
   }
 }
 
-/// X - trunc(X), exact. The range that a running wave stays in needs no division.
+// X - trunc(X), exact. The range that a running wave stays in needs no division.
 inline TExtended FractionOf(TExtended X) noexcept {
   if (X >= 0 && X < 1) return X;
   if (X >= 1 && X < 2) return X - 1;
   return std::fmod(X, TExtended{1});
 }
 
-/// Returns the phase of sample ACount, in radians.
+// Returns the phase of sample ACount, in radians.
 inline double Square(double* pDst, std::size_t ACount, double AMagn, double ARelFreq, double AAsym,
                      double APhase) noexcept {
   const TExtended Low = TExtended{AAsym} / 2 + 0.5L;
@@ -129,9 +129,9 @@ inline void Ramp(double* pDst, std::int32_t ACount, double AOffset, double ASlop
   for (std::int32_t N = 0; N < ACount; ++N) pDst[N] = AOffset + ASlope * N;
 }
 
-/// Chirp magn * sin(pi n^2 / (2 count)). The angle has the period 4 count in n^2, which is kept
-/// modulo that period as an integer: n^2 grows by 2 n + 1, less than a period a sample, so the
-/// angle is as exact for the last sample as for the first.
+// Chirp magn * sin(pi n^2 / (2 count)). The angle has the period 4 count in n^2, which is kept
+// modulo that period as an integer: n^2 grows by 2 n + 1, less than a period a sample, so the
+// angle is as exact for the last sample as for the first.
 inline void Jaehne(double* pDst, std::size_t ACount, double AMagn) noexcept {
   const std::uint64_t Count = ACount;
   const std::uint64_t Period = 4 * Count;

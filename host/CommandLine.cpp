@@ -1,0 +1,334 @@
+#include "CommandLine.h"
+
+#include "Graph.h"
+#include "GraphFiles.h"
+#include "Palette.h"
+#include "PropertyJson.h"
+#include "convert/AudioFile.h"
+#include "convert/Convert.h"
+#include "convert/InputFile.h"
+#include "convert/OutputFile.h"
+#include "run/BigStack.h"
+#include "run/Reporter.h"
+
+#include <tessalune/frame/runtime/QSException.h>
+#include <tessalune/frame/runtime/QSPropertyInfo.h>
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <exception>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tessalune::host {
+namespace {
+
+using nlohmann::ordered_json;
+
+constexpr const char* Footer =
+    "Exit codes: 0 done; 1 the run or the conversion failed; 2 the command line or the graph has\n"
+    "mistakes and nothing was run; 130 (143) interrupted by Ctrl-C (by SIGTERM), with files "
+    "closed\n"
+    "and results told. Results go to the standard output, everything else to the standard error\n"
+    "stream.";
+
+void Print(const std::string& AText) { std::fwrite(AText.data(), 1, AText.size(), stdout); }
+void PrintError(const std::string& AText) { std::fputs(AText.c_str(), stderr); }
+
+struct TOptions {
+  std::string Graph;
+  std::string Class;
+  std::string FormatOutput;
+  std::vector<std::string> Assignments;
+  TRunSettings Run;
+  TOutputStyle Style;
+  TConvertOptions Convert;
+};
+
+// --- graphs ---
+
+std::string ReadText(const std::string& AFileName, TMistakes& AMistakes) {
+  std::string Text;
+  try {
+    TInputFile File(AFileName);
+    Text.resize(static_cast<std::size_t>(File.Size()));
+    Text.resize(File.Read(Text.data(), Text.size()));
+  } catch (const EQSException& Error) {
+    AMistakes.Add({}, "", Error.what());
+  }
+  return Text;
+}
+
+// A graph that was loaded, with what the command line sets in it, and what is wrong with it.
+struct TLoadedGraph {
+  explicit TLoadedGraph(const TOptions& AOptions) : Mistakes(AOptions.Graph) {
+    const std::string Text = ReadText(AOptions.Graph, Mistakes);
+    if (!Mistakes.IsEmpty()) return;
+    Graph.emplace(Text, Mistakes);
+    for (const std::string& Assignment : AOptions.Assignments) Graph->Set(Assignment, Mistakes);
+  }
+
+  TMistakes Mistakes;
+  std::optional<TGraph> Graph;
+};
+
+int TellMistakes(const TMistakes& AMistakes, bool AJson) {
+  if (AJson) {
+    Print(
+        JsonLine({{"graph", AMistakes.File()}, {"valid", false}, {"mistakes", AMistakes.Json()}}));
+  } else {
+    PrintError(AMistakes.Text());
+  }
+  return ecMistake;
+}
+
+int ValidateGraph(const TOptions& AOptions) {
+  TLoadedGraph Loaded(AOptions);
+  if (Loaded.Graph) CheckFiles(*Loaded.Graph, Loaded.Mistakes);
+  if (!Loaded.Mistakes.IsEmpty()) return TellMistakes(Loaded.Mistakes, AOptions.Style.Json);
+  if (AOptions.Style.Json) {
+    Print(JsonLine(
+        {{"graph", AOptions.Graph}, {"valid", true}, {"mistakes", ordered_json::array()}}));
+  } else if (!AOptions.Style.Quiet) {
+    Print(AOptions.Graph + ": no mistakes\n");
+  }
+  return ecDone;
+}
+
+int FormatGraph(const TOptions& AOptions) {
+  TLoadedGraph Loaded(AOptions);
+  if (!Loaded.Mistakes.IsEmpty()) return TellMistakes(Loaded.Mistakes, false);
+  const std::string Text = Loaded.Graph->Save();
+  if (AOptions.FormatOutput.empty()) {
+    Print(Text);
+    return ecDone;
+  }
+  TOutputFile File(AOptions.FormatOutput);
+  File.Write(Text.data(), Text.size());
+  File.Commit();
+  return ecDone;
+}
+
+int RunLoaded(TLoadedGraph& ALoaded, const TOptions& AOptions, TReporter& AReporter) {
+  TRunSettings Settings = ALoaded.Graph->Run();
+  // A limit on the command line takes the place of both in the file.
+  if (AOptions.Run.Samples || AOptions.Run.Seconds) {
+    Settings.Samples = AOptions.Run.Samples;
+    Settings.Seconds = AOptions.Run.Seconds;
+  }
+  Settings.Realtime = Settings.Realtime || AOptions.Run.Realtime;
+  TInterrupt Interrupt;
+  const TRunResult Result = RunGraph(*ALoaded.Graph, Settings, Interrupt, AReporter);
+  AReporter.Summary(Result);
+  if (Result.End == TRunEnd::Failed) return ecFailed;
+  return Result.End == TRunEnd::Interrupted ? ecSignal + Result.Signal : ecDone;
+}
+
+int Run(const TOptions& AOptions) {
+  TReporter Reporter(AOptions.Style, AOptions.Graph);  // outlives the components that tell it
+  TLoadedGraph Loaded(AOptions);
+  if (Loaded.Graph) CheckFiles(*Loaded.Graph, Loaded.Mistakes);
+  if (!Loaded.Mistakes.IsEmpty()) return TellMistakes(Loaded.Mistakes, AOptions.Style.Json);
+  int Code = ecFailed;
+  OnBigStack(Loaded.Graph->Components().size(),
+             [&] { Code = RunLoaded(Loaded, AOptions, Reporter); });
+  return Code;
+}
+
+// --- palette, conversion ---
+
+int List(const TOptions& AOptions) {
+  Print(AOptions.Style.Json ? JsonLine(ListJson()) : ListText());
+  return ecDone;
+}
+
+int Describe(const TOptions& AOptions) {
+  const TComponentClass* Class = nullptr;
+  try {
+    Class = &ClassOfName(AOptions.Class);
+  } catch (const EQSException& Error) {
+    PrintError(std::string("tessalune: ") + Error.what() + '\n');
+    return ecMistake;
+  }
+  Print(AOptions.Style.Json ? JsonLine(DescribeJson(*Class)) : DescribeText(*Class));
+  return ecDone;
+}
+
+int ConvertFile(const TOptions& AOptions) {
+  TInterrupt Interrupt;
+  const TConvertResult Result =
+      Convert(AOptions.Convert, [&Interrupt] { return Interrupt.Signal() != 0; });
+  if (Result.WasInterrupted) {
+    PrintError("tessalune: interrupted; nothing was written\n");
+    return ecSignal + Interrupt.Signal();
+  }
+  for (const std::string& Remark : Result.Remarks) {
+    PrintError("tessalune: note: " + Remark + '\n');
+  }
+  if (!AOptions.Style.Quiet) {
+    Print(AOptions.Convert.Out + ": " + Counted(Result.Samples, "sample") + " of type " +
+          std::string(InfoOf(AOptions.Convert.Type).Name) +
+          (Result.Rate > 0 ? " at " + NumberText(Result.Rate) + " Hz" : "") + '\n');
+  }
+  return ecDone;
+}
+
+// --- the command line ---
+
+std::map<std::string, TSampleType> SampleTypeNames() {
+  std::map<std::string, TSampleType> Names;
+  for (const TSampleTypeInfo& Info : SampleTypeInfos()) Names[std::string(Info.Name)] = Info.Type;
+  return Names;
+}
+
+std::string EncodingNames() {
+  std::string Names;
+  for (const TAudioEncoding& Encoding : AudioEncodings()) {
+    Names += (Names.empty() ? "" : ", ") + std::string(Encoding.Name);
+  }
+  return Names;
+}
+
+// CLI11 has a check like this one, which lets NaN and infinity through.
+CLI::Validator AboveZero() {
+  return CLI::Validator(
+      [](std::string& AText) {
+        double Value = 0.0;
+        const char* End = AText.data() + AText.size();
+        const auto Result = std::from_chars(AText.data(), End, Value);
+        const bool IsFit =
+            Result.ec == std::errc() && Result.ptr == End && Value > 0.0 && std::isfinite(Value);
+        return IsFit ? std::string() : AText + " is no number above 0";
+      },
+      "above 0");
+}
+
+void AddGraphOptions(CLI::App& ACommand, TOptions& AOptions) {
+  ACommand.add_option("GRAPH", AOptions.Graph, "The graph file (docs/graph-file.md)")->required();
+  // Each --set takes one assignment, so that GRAPH may follow.
+  ACommand
+      .add_option("--set", AOptions.Assignments,
+                  "Component.Property=value: override a property; any number of times")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+}
+
+void AddRun(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOptions&)) {
+  CLI::App* Command = AApp.add_subcommand("run", "Run a graph");
+  AddGraphOptions(*Command, AOptions);
+  Command->add_option("--samples", AOptions.Run.Samples, "End after so many samples of each source")
+      ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 62));
+  Command->add_option("--seconds", AOptions.Run.Seconds, "End after so many seconds of stream time")
+      ->check(AboveZero());
+  Command->add_flag("--realtime", AOptions.Run.Realtime,
+                    "Let sources run on their own clocks; else the graph runs as fast as it goes");
+  Command->add_flag("--json", AOptions.Style.Json, "Events and summary as JSON lines");
+  Command->add_flag("-q,--quiet", AOptions.Style.Quiet, "Say nothing but errors");
+  Command->callback([&ACommand] { ACommand = &Run; });
+}
+
+void AddGraphCommands(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOptions&)) {
+  CLI::App* Validate = AApp.add_subcommand("validate", "Tell all mistakes of a graph");
+  AddGraphOptions(*Validate, AOptions);
+  Validate->add_flag("--json", AOptions.Style.Json, "The result as JSON");
+  Validate->add_flag("-q,--quiet", AOptions.Style.Quiet, "Say nothing but mistakes");
+  Validate->callback([&ACommand] { ACommand = &ValidateGraph; });
+
+  CLI::App* Format = AApp.add_subcommand(
+      "format", "Write a graph in the canonical layout, with the properties set by --set");
+  AddGraphOptions(*Format, AOptions);
+  Format->add_option("-o,--output", AOptions.FormatOutput,
+                     "The file to write; else the standard output");
+  Format->callback([&ACommand] { ACommand = &FormatGraph; });
+}
+
+void AddPaletteCommands(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOptions&)) {
+  CLI::App* ListCommand = AApp.add_subcommand("list", "List the component classes");
+  ListCommand->add_flag("--json", AOptions.Style.Json, "As JSON");
+  ListCommand->callback([&ACommand] { ACommand = &List; });
+
+  CLI::App* DescribeCommand =
+      AApp.add_subcommand("describe", "Show a class's pins, properties and events");
+  DescribeCommand->add_option("CLASS", AOptions.Class, "Its name, such as TQSSignalGen")
+      ->required();
+  DescribeCommand->add_flag("--json", AOptions.Style.Json, "As JSON");
+  DescribeCommand->callback([&ACommand] { ACommand = &Describe; });
+}
+
+void AddConvert(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOptions&)) {
+  static const std::map<std::string, TFileForm> Forms{{"log", TFileForm::Log},
+                                                      {"wav", TFileForm::Wav},
+                                                      {"flac", TFileForm::Flac},
+                                                      {"csv", TFileForm::Csv}};
+  TConvertOptions& Options = AOptions.Convert;
+  CLI::App* Command = AApp.add_subcommand(
+      "convert", "Convert between logs (.bin), audio files (.wav, .flac) and tables (.csv)");
+  Command->add_option("IN", Options.In, "The file to read")->required();
+  Command->add_option("OUT", Options.Out, "The file to write; it is replaced")->required();
+  Command->add_option("--from", Options.From, "What IN is, whatever its name")
+      ->transform(CLI::CheckedTransformer(Forms));
+  Command->add_option("--to", Options.To, "What OUT becomes, whatever its name")
+      ->transform(CLI::CheckedTransformer(Forms));
+  Command->add_option("--type", Options.Type, "The samples' type; real unless given")
+      ->transform(CLI::CheckedTransformer(SampleTypeNames()));
+  Command->add_flag("--counts", Options.HasCounts, "The log has a count before each block");
+  Command
+      ->add_option("--block", Options.BlockSize,
+                   "Samples a block in a log that is written with counts")
+      ->check(CLI::Range(std::size_t{1}, std::size_t{1} << 24))
+      ->capture_default_str();
+  Command->add_option("--rate", Options.Rate, "Hz, for an audio file that is written; else IN's");
+  Command->add_option("--encoding", Options.Encoding,
+                      "Of an audio file that is written: " + EncodingNames() +
+                          "; else double in WAV, pcm24 in FLAC");
+  Command->add_option("--channel", Options.Channel,
+                      "What to read: an audio file's channel from 1, or mix for the mean of all; a "
+                      "table's column by name or number");
+  Command
+      ->add_option("--full-scale", Options.FullScale,
+                   "The number that full scale of an audio file stands for")
+      ->check(AboveZero())
+      ->capture_default_str();
+  Command->add_flag("-q,--quiet", AOptions.Style.Quiet, "Say nothing but errors and notes");
+  Command->callback([&ACommand] { ACommand = &ConvertFile; });
+}
+
+// What was to be told has to have arrived.
+int Flushed(int ACode) {
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return ACode;
+  PrintError("tessalune: the standard output could not be written\n");
+  return ACode == ecDone ? static_cast<int>(ecFailed) : ACode;
+}
+
+}  // namespace
+
+int RunCommandLine(int ACount, char** AArguments) {
+  CLI::App App("Runs graphs of signal-processing components", "tessalune");
+  App.set_version_flag("--version", "tessalune " TESSALUNE_VERSION);
+  App.footer(Footer);
+  App.require_subcommand(1);
+  TOptions Options;
+  int (*Command)(const TOptions&) = nullptr;
+  AddRun(App, Options, Command);
+  AddGraphCommands(App, Options, Command);
+  AddPaletteCommands(App, Options, Command);
+  AddConvert(App, Options, Command);
+  try {
+    App.parse(ACount, AArguments);
+  } catch (const CLI::ParseError& Error) {
+    return App.exit(Error) == 0 ? ecDone : ecMistake;
+  }
+  try {
+    RegisterPalette();
+    return Flushed(Command(Options));
+  } catch (const std::exception& Error) {
+    PrintError(std::string("tessalune: ") + Error.what() + '\n');
+    return ecFailed;
+  }
+}
+
+}  // namespace tessalune::host

@@ -1,0 +1,137 @@
+#include "GraphForm.h"
+
+#include "Words.h"
+
+#include <tessalune/frame/runtime/QSPublished.h>
+
+#include <algorithm>
+#include <string_view>
+
+namespace tessalune::host {
+namespace {
+
+class TFormReader {
+ public:
+  explicit TFormReader(TMistakes& AMistakes) : FMistakes(AMistakes) {}
+
+  TGraphForm Read(const TJsonNode& ADocument) {
+    if (!IsKind(ADocument, TJsonKind::Object, "a graph")) return std::move(FForm);
+    CheckMembers(ADocument, "a graph", {"tessalune", "components", "links", "run"});
+    ReadVersion(ADocument);
+    if (const TJsonNode* List = Needed(ADocument, "components", TJsonKind::Array, "a graph",
+                                       "the list of its components")) {
+      for (std::size_t I = 0; I < List->Items.size(); ++I) ReadComponent(List->Items[I], I);
+    }
+    if (const TJsonNode* List = Optional(ADocument, "links", TJsonKind::Array)) {
+      for (const TJsonNode& Link : List->Items) ReadLink(Link);
+    }
+    if (const TJsonNode* Run = Optional(ADocument, "run", TJsonKind::Object)) ReadRun(*Run);
+    return std::move(FForm);
+  }
+
+ private:
+  void Add(const TJsonNode& ANode, std::string AMessage) {
+    FMistakes.Add(ANode.Place, ANode.Path, std::move(AMessage));
+  }
+
+  bool IsKind(const TJsonNode& ANode, TJsonKind AKind, std::string_view AWhat) {
+    if (ANode.Kind == AKind) return true;
+    Add(ANode, std::string(AWhat) + " is " + std::string(JsonKindText(AKind)) + "; here stands " +
+                   std::string(JsonKindText(ANode.Kind)));
+    return false;
+  }
+
+  void CheckMembers(const TJsonNode& ANode, std::string_view AWhat,
+                    const std::vector<std::string_view>& AKnown) {
+    for (const TJsonNode& Item : ANode.Items) {
+      if (std::find(AKnown.begin(), AKnown.end(), Item.Key) != AKnown.end()) continue;
+      FMistakes.Add(Item.KeyPlace, Item.Path,
+                    std::string(AWhat) + " has no member \"" + Item.Key + "\", only " +
+                        Listed(AKnown) + SuggestName(Item.Key, AKnown));
+    }
+  }
+
+  const TJsonNode* Optional(const TJsonNode& ANode, std::string_view AKey, TJsonKind AKind) {
+    const TJsonNode* Member = ANode.Find(AKey);
+    return Member != nullptr && IsKind(*Member, AKind, '"' + std::string(AKey) + '"') ? Member
+                                                                                      : nullptr;
+  }
+
+  const TJsonNode* Needed(const TJsonNode& ANode, std::string_view AKey, TJsonKind AKind,
+                          std::string_view AWhat, std::string_view AMeaning) {
+    if (ANode.Find(AKey) != nullptr) return Optional(ANode, AKey, AKind);
+    Add(ANode,
+        std::string(AWhat) + " needs \"" + std::string(AKey) + "\": " + std::string(AMeaning));
+    return nullptr;
+  }
+
+  void ReadVersion(const TJsonNode& ADocument) {
+    const TJsonNode* Version = Needed(ADocument, "tessalune", TJsonKind::Number, "a graph",
+                                      "the version of the file's form, which is 1");
+    if (Version != nullptr && Version->Value() != TPropertyValue(GraphFormVersion)) {
+      Add(*Version, "version " + Version->Spelling + " is none that this program knows; it reads " +
+                        std::to_string(GraphFormVersion) +
+                        ". A newer file needs a newer tessalune");
+    }
+  }
+
+  void ReadComponent(const TJsonNode& ANode, std::size_t AIndex) {
+    if (!IsKind(ANode, TJsonKind::Object, "a component")) return;
+    CheckMembers(ANode, "a component", {"class", "name", "properties"});
+    FForm.Components.push_back(
+        {AIndex, ANode.Place,
+         Needed(ANode, "class", TJsonKind::String, "a component",
+                "the name of its class; `tessalune list` shows them"),
+         Needed(ANode, "name", TJsonKind::String, "a component", "the name that links use"),
+         Optional(ANode, "properties", TJsonKind::Object)});
+  }
+
+  void ReadLink(const TJsonNode& ANode) {
+    const bool IsPair = ANode.Kind == TJsonKind::Array && ANode.Items.size() == 2 &&
+                        ANode.Items[0].Kind == TJsonKind::String &&
+                        ANode.Items[1].Kind == TJsonKind::String;
+    if (IsPair) {
+      FForm.Links.push_back({&ANode, {&ANode.Items[0], &ANode.Items[1]}});
+    } else {
+      Add(ANode,
+          "a link is an array of two strings, such as [\"Tone.OutputPin\", "
+          "\"Log.InputPin\"]");
+    }
+  }
+
+  void ReadRun(const TJsonNode& ANode) {
+    CheckMembers(ANode, "\"run\"", {"samples", "seconds", "realtime"});
+    if (const TJsonNode* Samples = ANode.Find("samples")) {
+      const auto Value = Samples->Value();
+      const auto* Count = Value ? std::get_if<std::int64_t>(&*Value) : nullptr;
+      if (Count != nullptr && *Count > 0) {
+        FForm.Run.Samples = *Count;
+      } else {
+        Add(*Samples, "expected is a whole number of samples above 0");
+      }
+    }
+    if (const TJsonNode* Seconds = ANode.Find("seconds")) {
+      const auto Value = Seconds->Value().value_or(std::string());
+      const auto Length = ValueAs<double>(Value).value_or(0.0);
+      if (Length > 0) {
+        FForm.Run.Seconds = Length;
+      } else {
+        Add(*Seconds, "expected is a number of seconds above 0");
+      }
+    }
+    if (const TJsonNode* Realtime = Optional(ANode, "realtime", TJsonKind::Boolean)) {
+      FForm.Run.Realtime = std::get<bool>(*Realtime->Value());
+    }
+  }
+
+  TMistakes& FMistakes;
+  TGraphForm FForm;
+};
+
+}  // namespace
+
+TGraphForm ReadGraphForm(const TJsonNode& ADocument, TMistakes& AMistakes) {
+  return TFormReader(AMistakes).Read(ADocument);
+}
+
+}  // namespace tessalune::host

@@ -1,0 +1,249 @@
+#include "Palette.h"
+
+#include "PropertyJson.h"
+#include "Words.h"
+
+#include <tessalune/frame/pins/KLPins.h>
+#include <tessalune/package/TessalunePkg.h>
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+namespace tessalune::host {
+namespace {
+
+using nlohmann::ordered_json;
+
+struct TCategory {
+  std::string_view Name;
+  std::vector<const TPublishedTable*> Classes;
+};
+
+std::vector<TCategory> Categories() {
+  std::vector<TCategory> Categories;
+  for (const TComponentClass& Class : RegisteredComponents()) {
+    const TPublishedTable& Table = Class.Published();
+    auto Place = std::find_if(Categories.begin(), Categories.end(), [&](const TCategory& AEach) {
+      return AEach.Name == Table.Category();
+    });
+    if (Place == Categories.end()) Place = Categories.insert(Place, {Table.Category(), {}});
+    Place->Classes.push_back(&Table);
+  }
+  return Categories;
+}
+
+std::string Padded(std::string AText, std::size_t AWidth) {
+  AText.resize(std::max(AText.size() + 2, AWidth), ' ');
+  return AText;
+}
+
+// Text of several lines' length, broken between words and set in.
+std::string Wrapped(std::string_view AText, std::size_t AIndent) {
+  constexpr std::size_t Width = 96;
+  std::string Text;
+  std::size_t Column = Width;
+  while (!AText.empty()) {
+    const std::string_view Word = AText.substr(0, AText.find(' '));
+    AText.remove_prefix(std::min(AText.size(), Word.size() + 1));
+    if (Column + 1 + Word.size() > Width) {
+      Text += (Text.empty() ? "" : "\n") + std::string(AIndent, ' ');
+      Column = AIndent;
+    } else {
+      Text += ' ';
+      ++Column;
+    }
+    Text += Word;
+    Column += Word.size();
+  }
+  return Text.empty() ? Text : Text + '\n';
+}
+
+std::string_view DirectionName(const TKLBasicPin& APin) {
+  switch (APin.Direction()) {
+    case TKLPinDirection::Source:
+      return "output";
+    case TKLPinDirection::Sink:
+      return "input";
+    case TKLPinDirection::State:
+      return "state";
+  }
+  return "";
+}
+
+std::vector<std::string_view> TypeNames(const TKLBasicPin& APin) {
+  std::vector<std::string_view> Names;
+  for (const TKLDataType* Type : APin.DataTypes()) Names.push_back(Type->Name);
+  return Names;
+}
+
+// --- text ---
+
+constexpr std::size_t NameWidth = 24;
+
+std::string PinText(const TPublishedPin& ARow, TComponent& AObject) {
+  const TKLBasicPin& Pin = ARow.Get(AObject);
+  const std::string Links = Pin.TakesManyLinks() ? "any number of links" : "one link";
+  return "  " + Padded(std::string(ARow.Name), NameWidth) + std::string(DirectionName(Pin)) + ", " +
+         Links + (ARow.Primary ? ", primary" : "") + '\n' + Wrapped(ARow.Doc, NameWidth + 2) +
+         Wrapped("Carries " + Listed(TypeNames(Pin)) + '.', NameWidth + 2);
+}
+
+std::string PropertyLine(const TPublishedProperty& ARow) {
+  const std::string Unit = ARow.Unit.empty() ? "" : ' ' + std::string(ARow.Unit);
+  std::string Text(PropertyKindName(ARow.Kind));
+  Text += ", default " + ValueText(ARow.Default) + Unit;
+  if (!ARow.Bounds.IsEmpty()) Text += ", " + RangeText(ARow.Bounds, ARow.Unit);
+  if (!ARow.Design.IsEmpty()) Text += ", usually " + RangeText(ARow.Design, ARow.Unit);
+  if (!ARow.OldName.empty()) Text += ", formerly " + std::string(ARow.OldName);
+  return Text;
+}
+
+std::string PropertiesText(TPersistent& AObject, const std::string& APath) {
+  std::string Text;
+  for (const TPublishedProperty* Row : AObject.PublishedTable().Properties()) {
+    const std::string Name = APath + std::string(Row->Name);
+    if (Row->Kind == TPropertyKind::Object) {
+      Text += "  " + Padded(Name, NameWidth) + "Object with the properties that follow\n" +
+              Wrapped(Row->Doc, NameWidth + 2) + PropertiesText(Row->Object(AObject), Name + '.');
+      continue;
+    }
+    Text += "  " + Padded(Name, NameWidth) + PropertyLine(*Row) + '\n' +
+            Wrapped(Row->Doc, NameWidth + 2);
+    if (!Row->Enumerators.empty()) {
+      Text += Wrapped("One of " + Listed(Row->Enumerators) + '.', NameWidth + 2);
+    }
+  }
+  return Text;
+}
+
+std::string EventsText(TPersistent& AObject, const std::string& APath) {
+  std::string Text;
+  for (const TPublishedEvent* Row : AObject.PublishedTable().Events()) {
+    Text += "  " + APath + std::string(Row->Name) + '(' + Listed(Row->Arguments) + ")\n" +
+            Wrapped(Row->Doc, NameWidth + 2);
+  }
+  for (const TPublishedProperty* Row : AObject.PublishedTable().Properties()) {
+    if (Row->Kind != TPropertyKind::Object) continue;
+    Text += EventsText(Row->Object(AObject), APath + std::string(Row->Name) + '.');
+  }
+  return Text;
+}
+
+// --- JSON ---
+
+ordered_json RangeJson(const TValueRange<double>& ARange) {
+  ordered_json Json = ordered_json::object();
+  if (ARange.Min) Json["min"] = PropertyJson(*ARange.Min);
+  if (ARange.MinExcluded) Json["minExcluded"] = true;
+  if (ARange.Max) Json["max"] = PropertyJson(*ARange.Max);
+  return Json;
+}
+
+ordered_json PinsJson(TComponent& AObject) {
+  auto List = ordered_json::array();
+  for (const TPublishedPin* Row : AObject.PublishedTable().Pins()) {
+    const TKLBasicPin& Pin = Row->Get(AObject);
+    List.push_back({{"name", Row->Name},
+                    {"direction", DirectionName(Pin)},
+                    {"types", TypeNames(Pin)},
+                    {"manyLinks", Pin.TakesManyLinks()},
+                    {"primary", Row->Primary},
+                    {"doc", Row->Doc}});
+  }
+  return List;
+}
+
+ordered_json EventsJson(TPersistent& AObject) {
+  auto List = ordered_json::array();
+  for (const TPublishedEvent* Row : AObject.PublishedTable().Events()) {
+    List.push_back({{"name", Row->Name}, {"arguments", Row->Arguments}, {"doc", Row->Doc}});
+  }
+  return List;
+}
+
+ordered_json PropertiesJson(TPersistent& AObject) {
+  auto List = ordered_json::array();
+  for (const TPublishedProperty* Row : AObject.PublishedTable().Properties()) {
+    ordered_json Json{{"name", Row->Name}, {"type", PropertyKindName(Row->Kind)}};
+    if (Row->Kind == TPropertyKind::Object) {
+      Json["properties"] = PropertiesJson(Row->Object(AObject));
+      Json["events"] = EventsJson(Row->Object(AObject));
+    } else {
+      Json["default"] = PropertyJson(Row->Default);
+      if (!Row->Unit.empty()) Json["unit"] = Row->Unit;
+      if (!Row->Bounds.IsEmpty()) Json["bounds"] = RangeJson(Row->Bounds);
+      if (!Row->Design.IsEmpty()) Json["design"] = RangeJson(Row->Design);
+      if (!Row->Enumerators.empty()) Json["enumerators"] = Row->Enumerators;
+      if (!Row->OldName.empty()) Json["oldName"] = Row->OldName;
+    }
+    Json["doc"] = Row->Doc;
+    List.push_back(std::move(Json));
+  }
+  return List;
+}
+
+}  // namespace
+
+void RegisterPalette() {
+  Initialize();
+  RegisterAllUnits();
+}
+
+std::string ListText() {
+  std::string Text;
+  for (const TCategory& Category : Categories()) {
+    Text += std::string(Category.Name) + '\n';
+    for (const TPublishedTable* Class : Category.Classes) {
+      Text += "  " + Padded(std::string(Class->ClassName()), NameWidth) +
+              std::string(Class->DisplayName()) + '\n';
+    }
+  }
+  return Text;
+}
+
+ordered_json ListJson() {
+  auto List = ordered_json::array();
+  for (const TCategory& Category : Categories()) {
+    for (const TPublishedTable* Class : Category.Classes) {
+      List.push_back({{"class", Class->ClassName()},
+                      {"name", Class->DisplayName()},
+                      {"category", Category.Name},
+                      {"doc", Class->Doc()}});
+    }
+  }
+  return List;
+}
+
+std::string DescribeText(const TComponentClass& AClass) {
+  const TPublishedTable& Table = AClass.Published();
+  const TOwned<TComponent> Sample = AClass.New();
+  std::string Text = std::string(Table.ClassName()) + " - " + std::string(Table.DisplayName()) +
+                     "\nCategory " + std::string(Table.Category()) + "\n" + Wrapped(Table.Doc(), 0);
+  Text += "\nPins\n";
+  for (const TPublishedPin* Row : Table.Pins()) Text += PinText(*Row, *Sample);
+  Text += "\nProperties\n" + PropertiesText(*Sample, "");
+  const std::string Events = EventsText(*Sample, "");
+  return Events.empty() ? Text : Text + "\nEvents\n" + Events;
+}
+
+ordered_json DescribeJson(const TComponentClass& AClass) {
+  const TPublishedTable& Table = AClass.Published();
+  const TOwned<TComponent> Sample = AClass.New();
+  return {{"class", Table.ClassName()},   {"name", Table.DisplayName()},
+          {"category", Table.Category()}, {"doc", Table.Doc()},
+          {"pins", PinsJson(*Sample)},    {"properties", PropertiesJson(*Sample)},
+          {"events", EventsJson(*Sample)}};
+}
+
+const TComponentClass& ClassOfName(const std::string& AName) {
+  if (const TComponentClass* Class = FindComponentClass(AName)) return *Class;
+  std::vector<std::string_view> Names;
+  for (const TComponentClass& Class : RegisteredComponents()) {
+    Names.push_back(Class.Published().ClassName());
+  }
+  throw EQSException("there is no class \"" + AName + "\" (`tessalune list` shows all)" +
+                     SuggestName(AName, Names));
+}
+
+}  // namespace tessalune::host

@@ -1,0 +1,5 @@
+#include "CommandLine.h"
+
+int main(int ACount, char** AArguments) {
+  return tessalune::host::RunCommandLine(ACount, AArguments);
+}

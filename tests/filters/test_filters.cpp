@@ -1,0 +1,319 @@
+#include "primitives/Samples.h"
+#include "support/Streams.h"
+
+#include <tessalune/filters/QSAbs.h>
+#include <tessalune/filters/QSApplyComplexConst.h>
+#include <tessalune/filters/QSApplyIntConst.h>
+#include <tessalune/filters/QSApplyRealConst.h>
+#include <tessalune/filters/QSRealTodB.h>
+#include <tessalune/filters/QSToSquare.h>
+
+#include <bit>
+#include <functional>
+#include <limits>
+#include <string>
+
+namespace tessalune::test {
+namespace {
+
+constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double Infinity = std::numeric_limits<double>::infinity();
+constexpr double Largest = std::numeric_limits<double>::max();
+constexpr std::int32_t MaxInt = std::numeric_limits<std::int32_t>::max();
+constexpr std::int32_t MinInt = std::numeric_limits<std::int32_t>::min();
+
+// Equal to the bit, so that the sign of a zero counts; any NaN is like any other.
+bool Same(double A, double B) {
+  return std::isnan(A) ? std::isnan(B)
+                       : std::bit_cast<std::uint64_t>(A) == std::bit_cast<std::uint64_t>(B);
+}
+bool Same(const TComplex& A, const TComplex& B) { return Same(A.Re, B.Re) && Same(A.Im, B.Im); }
+bool Same(std::int32_t A, std::int32_t B) { return A == B; }
+
+std::string Text(double A) { return NumberText(A); }
+std::string Text(std::int32_t A) { return NumberText(A); }
+std::string Text(const TComplex& A) { return NumberText(A.Re) + " + i " + NumberText(A.Im); }
+
+template <class TFilter>
+using TSampleOf = typename TFilter::TBuffer::TSample;
+
+// One filter between a feed and a probe.
+template <class TFilter>
+struct TRig {
+  using T = TSampleOf<TFilter>;
+  TOwned<TFilter> Filter = Create<TFilter>();
+  TFeed<T> Feed{Filter->InputPin()};
+  TProbe<T> Out{Filter->OutputPin()};
+
+  std::vector<T> Send(const std::vector<T>& ABlock) {
+    Feed.Send(ABlock);
+    return Out.Blocks.back();
+  }
+};
+
+// A filter that counts the blocks that it computes and the changes that it tells.
+template <class TFilter>
+class TWatched : public TFilter {
+ public:
+  using TBuffer = typename TFilter::TBuffer;
+  int Blocks = 0;
+  int Changes = 0;
+
+  explicit TWatched(TConstruct AConstruct) : TFilter(AConstruct) {
+    this->FLock->SetOnChange([this] { ++Changes; });
+  }
+
+ protected:
+  void FilterInternalOperation(const TRef<TBuffer>& AInBuffer, TRef<TBuffer>& AOutBuffer,
+                               bool& ASendOutputData) override {
+    ++Blocks;
+    TFilter::FilterInternalOperation(AInBuffer, AOutBuffer, ASendOutputData);
+  }
+};
+
+// What a filter with these properties makes of these samples, one for one. Each block is sent
+// twice: to a filter that is its only receiver and may compute in place, and to one that is not.
+template <class TFilter>
+struct TCase {
+  std::string What;
+  std::function<void(TFilter&)> Prepare;
+  std::vector<TSampleOf<TFilter>> In;
+  std::vector<TSampleOf<TFilter>> Out;
+};
+
+template <class TFilter>
+void Check(const std::vector<TCase<TFilter>>& ACases) {
+  for (const auto& Case : ACases)
+    for (const bool Shared : {false, true}) {
+      TRig<TFilter> Rig;
+      TProbe<TSampleOf<TFilter>> Other;
+      if (Shared) Rig.Feed.Pin.Connect(Other.Pin);
+      Case.Prepare(*Rig.Filter);
+      const auto Result = Rig.Send(Case.In);
+      ASSERT_EQ(Result.size(), Case.Out.size()) << Case.What;
+      for (std::size_t I = 0; I < Result.size(); ++I) {
+        EXPECT_TRUE(Same(Result[I], Case.Out[I]))
+            << Case.What << ": " << Text(Case.In[I]) << " gives " << Text(Result[I])
+            << ", expected is " << Text(Case.Out[I]);
+        EXPECT_TRUE(!Shared || Same(Other.Blocks.at(0)[I], Case.In[I])) << Case.What;
+      }
+      EXPECT_TRUE(Rig.Send({}).empty()) << Case.What << ", an empty block";
+    }
+}
+
+// --- values ---
+
+TEST(Abs, GivesTheAbsoluteValue) {
+  Check<TQSAbs>({{"abs",
+                  [](auto&) {},
+                  {-1.5, 0.0, -0.0, 2.0, -Infinity, NaN, -Largest},
+                  {1.5, 0.0, 0.0, 2.0, Infinity, NaN, Largest}}});
+}
+
+TEST(ToSquare, GivesHighOnlyAboveLevel) {
+  Check<TQSToSquare>({{"defaults",
+                       [](auto&) {},
+                       {0.0, -0.0, 5e-324, -5e-324, Infinity, -Infinity, NaN},
+                       {-1000, -1000, 1000, -1000, 1000, -1000, -1000}},
+                      {"set",
+                       [](auto& F) {
+                         F.SetLevel(2.0);
+                         F.SetHigh(-7.0);
+                         F.SetLow(Infinity);
+                       },
+                       {2.0, std::nextafter(2.0, 3.0), -3.0},
+                       {Infinity, -7.0, Infinity}},
+                      {"a level that is no number",
+                       [](auto& F) { F.SetLevel(NaN); },
+                       {1.0, NaN},
+                       {-1000, -1000}}});
+}
+
+TEST(RealTodB, GivesDecibelsAndTheLowestDoubleForWhatHasNone) {
+  const double Floor = std::bit_cast<double>(std::uint64_t{0xFFEFFFFFFFFFFFFF});
+  const auto Amplitude = [](auto& F) { F.SetMode(TQSdBMode::dbmAmplitude); };
+  Check<TQSRealTodB>({{"power",
+                       [](auto&) {},
+                       {1.0, 100.0, 0.1, 0.0, -0.0, -1.0, NaN, Infinity, -Infinity},
+                       {0.0, 20.0, -10.0, Floor, Floor, Floor, Floor, Infinity, Floor}},
+                      {"amplitude",
+                       Amplitude,
+                       {1.0, 100.0, 0.1, 0.0, -1.0, NaN},
+                       {0.0, 40.0, -20.0, Floor, Floor, Floor}}});
+  TRig<TQSRealTodB> Rig;
+  for (const double X : {5e-324, 0.37, 2.0, 12345.678, Largest}) {
+    const long double Expected = 10 * std::log10(static_cast<long double>(X));
+    EXPECT_TRUE(IsNear(Rig.Send({X})[0], Expected, 3 * Eps * std::fabs(Expected))) << X;
+  }
+}
+
+TEST(ApplyRealConst, ComputesEachOperation) {
+  using enum TQSRealApplyOperation;
+  const auto With = [](TQSRealApplyOperation AOperation, double AValue) {
+    return [=](TQSApplyRealConst& F) {
+      F.SetApplyOperation(AOperation);
+      F.SetValue(AValue);
+    };
+  };
+  Check<TQSApplyRealConst>(
+      {{"defaults", [](auto&) {}, {1.0, -2.5}, {1.0, -2.5}},
+       {"add", With(faoAdd, 2), {1.0, -2.0, NaN, Infinity}, {3.0, 0.0, NaN, Infinity}},
+       {"subtract", With(faoSubtract, 2), {1.0, 2.0, -Infinity}, {-1.0, 0.0, -Infinity}},
+       {"subtract const", With(faoSubtractConst, 2), {1.0, 5.0, Infinity}, {1.0, -3.0, -Infinity}},
+       {"multiply", With(faoMultiply, -2), {1.0, 0.0, Largest, NaN}, {-2.0, -0.0, -Infinity, NaN}},
+       {"divide", With(faoDivide, 4), {1.0, -6.0, 0.0, NaN}, {0.25, -1.5, 0.0, NaN}},
+       {"divide by 0", With(faoDivide, 0), {1.0, 0.0, NaN, -Infinity}, {0.0, 0.0, 0.0, 0.0}},
+       {"divide by -0", With(faoDivide, -0.0), {1.0, NaN}, {0.0, 0.0}},
+       {"divide by NaN", With(faoDivide, NaN), {1.0, 0.0}, {NaN, NaN}},
+       {"divide const",
+        With(faoDivideConst, 2),
+        {4.0, 0.0, -1.0, -0.0, NaN, Infinity},
+        {0.5, 0.0, -2.0, -0.0, NaN, 0.0}},
+       {"divide const 0", With(faoDivideConst, 0), {4.0, 0.0}, {0.0, 0.0}},
+       {"set", With(faoSet, 2.5), {1.0, NaN}, {2.5, 2.5}},
+       {"set NaN", With(faoSet, NaN), {1.0}, {NaN}}});
+}
+
+TEST(ApplyIntConst, ComputesEachOperation) {
+  using enum TQSIntApplyOperation;
+  const auto With = [](TQSIntApplyOperation AOperation, std::int32_t AValue) {
+    return [=](TQSApplyIntConst& F) {
+      F.SetApplyOperation(AOperation);
+      F.SetValue(AValue);
+    };
+  };
+  Check<TQSApplyIntConst>(
+      {{"defaults", [](auto&) {}, {1, -2}, {1, -2}},
+       {"add", With(iaoAdd, 2), {1, -5, MaxInt, MaxInt - 2}, {3, -3, MaxInt, MaxInt}},
+       {"subtract", With(iaoSubtract, 2), {1, MinInt, MinInt + 1}, {-1, MinInt, MinInt}},
+       {"subtract const", With(iaoSubtractConst, 2), {1, MinInt, 5}, {1, MaxInt, -3}},
+       {"multiply", With(iaoMultiply, -3), {7, -7, MinInt, 1 << 30}, {-21, 21, MaxInt, MinInt}},
+       {"divide", With(iaoDivide, 2), {7, -7, 1, MinInt}, {3, -3, 0, MinInt / 2}},
+       {"divide by -1", With(iaoDivide, -1), {5, MinInt, MaxInt}, {-5, MaxInt, -MaxInt}},
+       {"divide by 0", With(iaoDivide, 0), {7, -7, MinInt}, {0, 0, 0}},
+       {"divide const", With(iaoDivideConst, 100), {7, 0, -7, 101, MinInt}, {14, 0, -14, 0, 0}},
+       {"divide const, least", With(iaoDivideConst, MinInt), {-1, 1, 0}, {MaxInt, MinInt, 0}},
+       {"and", With(iaoAnd, 12), {10, -1, 3}, {8, 12, 0}},
+       {"and negative", With(iaoAnd, -2), {3, -1, MinInt}, {2, -2, MinInt}},
+       {"or", With(iaoOr, 12), {10, -16, 0}, {14, -4, 12}},
+       {"or negative", With(iaoOr, MinInt), {1}, {MinInt + 1}},
+       {"xor", With(iaoXor, 12), {10, -1}, {6, -13}},
+       {"xor negative", With(iaoXor, -1), {0, 5}, {-1, -6}},
+       {"left", With(iaoLShift, 4), {1, -1, 0x12345678}, {16, -16, 0x23456780}},
+       {"left 0", With(iaoLShift, 0), {1, MinInt}, {1, MinInt}},
+       {"left 31", With(iaoLShift, 31), {1, 2, 3}, {MinInt, 0, MinInt}},
+       {"left 32", With(iaoLShift, 32), {1, -1}, {0, 0}},
+       {"left less than 0", With(iaoLShift, -1), {1, -1}, {1, -1}},
+       {"right", With(iaoRShift, 4), {256, -256, -1, 15}, {16, -16, -1, 0}},
+       {"right 31", With(iaoRShift, 31), {MaxInt, MinInt}, {0, -1}},
+       {"right 1000", With(iaoRShift, 1000), {MaxInt, MinInt}, {0, -1}},
+       {"right less than 0", With(iaoRShift, MinInt), {1, -1}, {1, -1}},
+       {"set", With(iaoSet, -9), {1, 0}, {-9, -9}}});
+}
+
+TEST(ApplyComplexConst, ComputesEachOperation) {
+  using enum TQSComplexApplyOperation;
+  const auto With = [](TQSComplexApplyOperation AOperation, double ARe, double AIm) {
+    return [=](TQSApplyComplexConst& F) {
+      F.SetApplyOperation(AOperation);
+      F.SetRealValue(ARe);
+      F.SetImagValue(AIm);
+    };
+  };
+  Check<TQSApplyComplexConst>(
+      {{"defaults", [](auto&) {}, {{1, -2}}, {{1, -2}}},
+       {"add", With(caoAdd, 2, 3), {{1, -5}, {NaN, 0}}, {{3, -2}, {NaN, 3}}},
+       {"subtract", With(caoSubtract, 2, 3), {{1, -5}}, {{-1, -8}}},
+       {"subtract const", With(caoSubtractConst, 2, 3), {{1, -5}}, {{1, 8}}},
+       {"multiply", With(caoMultiply, 2, 3), {{1, -5}, {0, 1}}, {{17, -7}, {-3, 2}}},
+       {"divide", With(caoDivide, 1, 1), {{2, 0}, {3, -1}, {0, 4}}, {{1, -1}, {1, -2}, {2, 2}}},
+       {"divide by a real", With(caoDivide, 2, 0), {{2, 4}, {NaN, 1}}, {{0, 0}, {0, 0}}},
+       {"divide by an imaginary", With(caoDivide, -0.0, 2), {{2, 4}}, {{0, 0}}},
+       {"divide by NaN", With(caoDivide, NaN, 1), {{2, 4}}, {{NaN, NaN}}},
+       {"divide const",
+        With(caoDivideConst, 4, 9),
+        {{2, 3}, {2, 0}, {0, 3}, {-0.0, 5}, {NaN, 3}, {-8, Infinity}},
+        {{2, 3}, {2, 0}, {0, 3}, {-0.0, 5}, {NaN, 3}, {-0.5, 0}}},
+       {"set", With(caoSet, 4, -9), {{2, 3}, {NaN, NaN}}, {{4, -9}, {4, -9}}}});
+  TRig<TQSApplyComplexConst> Rig;
+  With(caoDivide, 2, 1)(*Rig.Filter);
+  const TComplex Quotient = Rig.Send({{7, -4}})[0];  // (7 - 4i)(2 - i) / 5
+  EXPECT_TRUE(IsNear(Quotient.Re, 2.0L, 8 * Eps));
+  EXPECT_TRUE(IsNear(Quotient.Im, -3.0L, 8 * 3 * Eps));
+}
+
+// --- what every filter promises ---
+
+template <class TFilter>
+class FilterOf : public testing::Test {
+ public:
+  using T = TSampleOf<TFilter>;
+  // Properties with which no sample stays as it is.
+  static void Set(TFilter& AFilter) {
+    if constexpr (requires { AFilter.SetApplyOperation({}); }) {
+      for (const auto* Row : AFilter.PublishedTable().Properties()) {
+        if (Row->Name.ends_with("Value")) Row->Set(AFilter, std::int64_t{3});
+      }
+    }
+  }
+  static std::vector<T> Block() { return std::vector<T>(5, T{-2}); }
+};
+using TFilters = testing::Types<TQSAbs, TQSToSquare, TQSRealTodB, TQSApplyRealConst,
+                                TQSApplyIntConst, TQSApplyComplexConst>;
+TYPED_TEST_SUITE(FilterOf, TFilters);
+
+TYPED_TEST(FilterOf, PassesTheBlockItselfWhileItIsDisabled) {
+  TRig<TypeParam> Rig;
+  TestFixture::Set(*Rig.Filter);
+  const auto Block = TestFixture::Block();
+  const auto Computed = Rig.Send(Block);
+  EXPECT_FALSE(Same(Computed[0], Block[0])) << "the test needs a filter that changes samples";
+  const TPublishedProperty& Enabled = *Rig.Filter->PublishedTable().FindProperty("Enabled");
+  Enabled.Set(*Rig.Filter, false);
+  TProbe<typename TestFixture::T> Beside(Rig.Feed.Pin);
+  EXPECT_EQ(Rig.Send(Block), Block);
+  EXPECT_EQ(Rig.Out.LastPacket, Beside.LastPacket) << "by reference";
+  Enabled.Set(*Rig.Filter, true);
+  EXPECT_TRUE(Same(Rig.Send(Block)[0], Computed[0]));
+}
+
+TYPED_TEST(FilterOf, ComputesNothingWhileItsOutputLeadsNowhere) {
+  const auto Filter = Create<TWatched<TypeParam>>();
+  TFeed<typename TestFixture::T> Feed(Filter->InputPin());
+  Feed.Start();
+  Feed.Send(TestFixture::Block());
+  EXPECT_EQ(Filter->Blocks, 0);
+  TProbe<typename TestFixture::T> Out(Filter->OutputPin());
+  Feed.Send(TestFixture::Block());
+  EXPECT_EQ(Filter->Blocks, 1);
+  EXPECT_EQ(Out.Blocks.size(), 1U);
+}
+
+TYPED_TEST(FilterOf, APropertySetToTheValueThatItHasNotifiesNobody) {
+  const auto Filter = Create<TWatched<TypeParam>>();
+  for (const TPublishedProperty* Row : Filter->PublishedTable().Properties()) {
+    if (Row->Kind == TPropertyKind::Object || Row->Name == "Tag") continue;
+    EXPECT_EQ(Row->Get(*Filter), Row->Default) << Row->Name;
+    const TPropertyValue Another = Row->Kind == TPropertyKind::Boolean ? TPropertyValue(false)
+                                   : Row->Kind == TPropertyKind::Enumeration
+                                       ? TPropertyValue(std::string(Row->Enumerators[1]))
+                                       : TPropertyValue(std::int64_t{7});
+    for (const auto& [Value, Told] : {std::pair(Row->Default, 0), {Another, 1}, {Another, 1}}) {
+      Filter->Changes = Value == Row->Default ? 0 : Filter->Changes;
+      Row->Set(*Filter, Value);
+      EXPECT_EQ(Filter->Changes, Told) << Row->Name;
+    }
+  }
+}
+
+TEST(ApplyRealConst, AChangeTakesEffectWithTheNextBlock) {
+  TRig<TQSApplyRealConst> Rig;
+  Rig.Feed.Start();
+  for (const double Value : {1.0, 2.0, -3.0}) {
+    Rig.Filter->SetValue(Value);
+    EXPECT_EQ(Rig.Send({10.0}), std::vector<double>{10.0 + Value});
+  }
+}
+
+}  // namespace
+}  // namespace tessalune::test

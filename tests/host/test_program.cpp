@@ -1,0 +1,295 @@
+#include <gtest/gtest.h>
+#include <tests/host/Files.h>
+#include <nlohmann/json.hpp>
+
+#include <signal.h>
+#include <stdio.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <sstream>
+
+namespace tessalune::host::test {
+namespace {
+
+using nlohmann::json;
+using tessalune::test::Bytes;
+using tessalune::test::ReadFile;
+using tessalune::test::TTemporaryFolder;
+using tessalune::test::WriteFile;
+
+// Runs the program that was built, in a folder of the test's own.
+class Program : public testing::Test {
+ protected:
+  struct TOutcome {
+    int Code;
+    std::string Output;
+    std::string Errors;
+
+    // The output's lines, each of which has to be JSON.
+    std::vector<json> Lines() const {
+      std::vector<json> Lines;
+      std::istringstream Stream(Output);
+      for (std::string Line; std::getline(Stream, Line);) Lines.push_back(json::parse(Line));
+      return Lines;
+    }
+  };
+
+  // ABefore is run by the same shell before the program, which takes its place.
+  TOutcome Run(const std::string& AArguments, const std::string& ABefore = "") {
+    const std::string Command = "cd '" + (FFolder / "") + "' && " + ABefore +
+                                " exec '" PROGRAM "' " + AArguments + " 2>errors.txt";
+    FILE* Pipe = popen(Command.c_str(), "r");
+    std::string Output;
+    for (int Next; (Next = fgetc(Pipe)) != EOF;) Output += static_cast<char>(Next);
+    const int Status = pclose(Pipe);
+    return {WIFEXITED(Status) ? WEXITSTATUS(Status) : -1, Output, ReadFile(FFolder / "errors.txt")};
+  }
+
+  std::vector<double> ReadReals(const std::string& AName) {
+    const std::string Text = ReadFile(FFolder / AName);
+    std::vector<double> Values(Text.size() / sizeof(double));
+    if (!Values.empty()) std::memcpy(Values.data(), Text.data(), Values.size() * sizeof(double));
+    return Values;
+  }
+
+  const TTemporaryFolder FFolder;
+  const std::string FTone = "'" EXAMPLES "/tone.json' ";
+  const std::string FRecording = "'" EXAMPLES "/recording.json' ";
+};
+
+TEST_F(Program, RunsATonesGraphToTheSample) {
+  const TOutcome Outcome = Run("run " + FTone + "--samples 5001 --set Tone.BufferSize=1000");
+  EXPECT_EQ(Outcome.Code, 0) << Outcome.Errors;
+  EXPECT_EQ(Outcome.Errors, "");
+  EXPECT_NE(Outcome.Output.find("ToneLog (TQSLogger): 40008 bytes for \"tone.bin\""),
+            std::string::npos)
+      << Outcome.Output;
+  EXPECT_EQ(Outcome.Output.find('\x1B'), std::string::npos);
+  const auto Tone = ReadReals("tone.bin");
+  const auto Level = ReadReals("level.bin");
+  ASSERT_EQ(Tone.size(), 5001U);
+  ASSERT_EQ(Level.size(), Tone.size());
+  // The generator's own pi is true to 1e-8, so after 5001 samples of 440 Hz at 48 kHz (288 rad) the
+  // phase is within 3e-6 rad; the tone is then within 0.03 of 10000.
+  for (std::size_t I = 0; I < Tone.size(); ++I) {
+    const double Cycles = 440.0 / 48000.0 * static_cast<double>(I);
+    ASSERT_NEAR(Tone[I], 10000 * std::cos(2 * 3.14159265358979 * Cycles), 0.03) << I;
+    ASSERT_NEAR(Level[I], 20 * std::log10(std::abs(Tone[I])), 1e-11) << I;
+  }
+
+  // To the graph's own limit, one second; twice the same.
+  const TOutcome Second = Run("run --quiet " + FTone);
+  EXPECT_EQ(Second.Code, 0);
+  EXPECT_EQ(Second.Output + Second.Errors, "");
+  const std::string Once = ReadFile(FFolder / "tone.bin");
+  EXPECT_EQ(Once.size(), 48000 * sizeof(double));
+  Run("run --quiet " + FTone);
+  EXPECT_TRUE(ReadFile(FFolder / "tone.bin") == Once);
+}
+
+// A finite source ends the run, on the program's pump and on its own clock; the filter with a
+// thread of its own has worked off all blocks by then.
+TEST_F(Program, PlaysARecordingToItsEnd) {
+  std::vector<double> Samples(3000);
+  for (std::size_t I = 0; I < Samples.size(); ++I) Samples[I] = static_cast<double>(I) - 1500;
+  WriteFile(FFolder / "recording.bin", Bytes(Samples));
+  for (const char* Clock : {"", " --realtime"}) {
+    const TOutcome Outcome = Run("run --json " + FRecording + Clock);
+    EXPECT_EQ(Outcome.Code, 0) << Outcome.Errors;
+    const auto Louder = ReadReals("louder.bin");
+    ASSERT_EQ(Louder.size(), Samples.size());
+    for (std::size_t I = 0; I < Samples.size(); ++I) ASSERT_EQ(Louder[I], 2 * Samples[I]);
+
+    const auto Lines = Outcome.Lines();
+    const json Summary = Lines.back().at("summary");
+    EXPECT_EQ(Summary.at("end"), "sources ended");
+    EXPECT_EQ(Summary.at("samples"), 3000);
+    EXPECT_EQ(Summary.at("errors"), json::array());
+    const auto Happened = [&Lines](const char* AComponent, const char* AEvent) {
+      return std::count_if(Lines.begin(), Lines.end(), [&](const json& ALine) {
+        return ALine.value("component", "") == AComponent && ALine.value("event", "") == AEvent;
+      });
+    };
+    EXPECT_EQ(Happened("Recording", "OnStart"), 1);
+    EXPECT_EQ(Happened("Recording", "OnStop"), 1);
+    EXPECT_EQ(Happened("SpeechLog", "OnFileClose"), 1);
+    EXPECT_GE(Happened("Recording", "OnProgress"), 3);
+  }
+  EXPECT_EQ(Run("convert --counts speech.bin speech.csv").Code, 0);
+  const std::string Speech = ReadFile(FFolder / "speech.csv");
+  EXPECT_EQ(std::count(Speech.begin(), Speech.end(), '1'), 999);  // |x| > 1000
+}
+
+// In real time the clock decides; a limit ends there too, at the sample.
+TEST_F(Program, EndsAtItsLimitInRealTime) {
+  const TOutcome Outcome = Run("run --realtime --seconds 0.05 --json " + FTone);
+  EXPECT_EQ(Outcome.Code, 0) << Outcome.Errors;
+  EXPECT_EQ(Outcome.Lines().back().at("summary").at("end"), "limit");
+  EXPECT_EQ(ReadReals("tone.bin").size(), 2400U);
+}
+
+// A source that falls silent (here at once: its file is empty) does not keep the run from its end.
+TEST_F(Program, ASilentSourceTakesItsTime) {
+  WriteFile(FFolder / "recording.bin", "");
+  const TOutcome Outcome =
+      Run("run --json " + FRecording + "--set Recording.Mode=pmRepeat --seconds 3600");
+  EXPECT_EQ(Outcome.Code, 0) << Outcome.Errors;
+  EXPECT_EQ(Outcome.Lines().back().at("summary").at("end"), "limit");
+}
+
+TEST_F(Program, AnInterruptClosesFilesAndTellsResults) {
+  for (const auto& [Signal, Code] : {std::pair("INT", 130), std::pair("TERM", 143)}) {
+    // The shell that becomes the program leaves a child that waits for the first bytes, so that the
+    // signal comes in the middle of the run.
+    const std::string Killer = std::string(
+                                   "rm -f tone.bin; ( while [ ! -s tone.bin ]; do :; done; "
+                                   "kill -") +
+                               Signal + " $$ ) & ";
+    const TOutcome Outcome = Run("run --json " + FTone +
+                                     "--seconds 1e9 --set "
+                                     "LevelLog.FileName=/dev/null --set ToneLog.Ceiling=8000",
+                                 Killer);
+    EXPECT_EQ(Outcome.Code, Code) << Outcome.Errors;
+    EXPECT_EQ(Outcome.Lines().back().at("summary").at("end"), "interrupted");
+    EXPECT_EQ(ReadReals("tone.bin").size(), 1000U);
+  }
+}
+
+TEST_F(Program, TellsADiskThatIsFull) {
+  for (const char* Before : {"", "ulimit -f 4;"}) {
+    const std::string File = *Before == '\0' ? "/dev/full" : "tone.bin";
+    const TOutcome Outcome =
+        Run("run --seconds 1e9 " + FTone + "--set ToneLog.FileName=" + File, Before);
+    EXPECT_EQ(Outcome.Code, 1);
+    EXPECT_NE(Outcome.Errors.find("ToneLog (TQSLogger): the file \"" + File), std::string::npos)
+        << Outcome.Errors;
+  }
+  std::mt19937 Random(1);  // what no encoding makes short
+  std::vector<double> Noise(100000);
+  for (double& Sample : Noise) Sample = static_cast<double>(Random() % 60000) - 30000;
+  WriteFile(FFolder / "a.bin", Bytes(Noise));
+  for (const char* Name : {"x.csv", "x.wav", "x.flac"}) {
+    const TOutcome Outcome = Run(std::string("convert --rate 8000 a.bin ") + Name, "ulimit -f 4;");
+    EXPECT_EQ(Outcome.Code, 1);
+    EXPECT_NE(Outcome.Errors.find(std::string("cannot write \"")), std::string::npos)
+        << Outcome.Errors;
+  }
+  for (const std::string& Name : FFolder.Names()) EXPECT_NE(Name.substr(0, 2), "x.") << Name;
+}
+
+TEST_F(Program, ToldMistakesHavePlaceAndNameAndNothingRuns) {
+  WriteFile(
+      FFolder / "bad.json",
+      "{\"tessalune\": 1, \"components\": [\n"
+      "  {\"class\": \"TQSSignalGen\", \"name\": \"Tone\", \"properties\": {\"Frequncy\": 1}},\n"
+      "  {\"class\": \"TQSLogger\", \"name\": \"Log\", \"properties\": {\"FileName\": "
+      "\"x.bin\"}}],\n"
+      "  \"links\": [[\"Tone.OutputPin\", \"Lag.InputPin\"]]}");
+  for (const char* Command : {"validate", "run"}) {
+    const TOutcome Text = Run(std::string(Command) + " bad.json");
+    EXPECT_EQ(Text.Code, 2);
+    EXPECT_EQ(Text.Output, "");
+    EXPECT_NE(Text.Errors.find("bad.json:2:60: components[0].properties.Frequncy: "),
+              std::string::npos)
+        << Text.Errors;
+    EXPECT_NE(Text.Errors.find("bad.json:4:32: links[0][1]: there is no component \"Lag\"; did you "
+                               "mean Log?"),
+              std::string::npos)
+        << Text.Errors;
+
+    const TOutcome Json = Run(std::string(Command) + " --json bad.json");
+    EXPECT_EQ(Json.Code, 2);
+    const json Result = Json.Lines().at(0);
+    EXPECT_EQ(Result.at("valid"), false);
+    EXPECT_EQ(Result.at("mistakes").size(), 2U);
+    EXPECT_EQ(Result.at("mistakes").at(0).at("line"), 2);
+  }
+  EXPECT_EQ(FFolder.Names().size(), 2U);  // the graph and errors.txt: no log
+}
+
+TEST_F(Program, WrongCommandLinesAreMistakes) {
+  for (const char* Arguments :
+       {"", "fly", "run", "run absent.json", "run --samples 0 x.json", "run --seconds nan x.json",
+        "describe TQSAb", "convert a.bin b.wav --type rael", "list --nothing"}) {
+    const TOutcome Outcome = Run(Arguments);
+    EXPECT_EQ(Outcome.Code, 2) << Arguments;
+    EXPECT_NE(Outcome.Errors, "") << Arguments;
+  }
+  EXPECT_EQ(Run("list > /dev/full").Code, 1);
+  EXPECT_EQ(Run("run --json --seconds 1e9 " + FTone + "> /dev/full").Code, 1);
+  EXPECT_NE(Run("--help").Output.find("Exit codes"), std::string::npos);
+}
+
+// What describe shows is what a graph takes: each class with each of its defaults written down is
+// a sound graph.
+TEST_F(Program, ListsAndDescribesWhatAGraphTakes) {
+  const json Classes = Run("list --json").Lines().at(0);
+  ASSERT_GE(Classes.size(), 9U);
+  const std::function<json(const json&)> Defaults = [&](const json& AProperties) {
+    json Values = json::object();
+    for (const json& Row : AProperties) {
+      Values[Row.at("name")] =
+          Row.contains("properties") ? Defaults(Row.at("properties")) : Row.at("default");
+    }
+    return Values;
+  };
+  json Components = json::array();
+  for (const json& Class : Classes) {
+    const std::string Name = Class.at("class");
+    const json Described = Run("describe --json " + Name).Lines().at(0);
+    EXPECT_FALSE(Described.at("pins").empty()) << Name;
+    json Properties = Defaults(Described.at("properties"));
+    if (Properties.contains("FileName")) Properties["Enabled"] = false;
+    Components.push_back({{"class", Name}, {"name", Name}, {"properties", Properties}});
+    const std::string Text = Run("describe " + Name).Output;
+    for (const auto& Row : Described.at("properties")) {
+      EXPECT_NE(Text.find("\n  " + Row.at("name").get<std::string>() + "  "), std::string::npos);
+    }
+  }
+  WriteFile(FFolder / "all.json", json{{"tessalune", 1}, {"components", Components}}.dump());
+  const TOutcome Valid = Run("validate all.json");
+  EXPECT_EQ(Valid.Code, 0) << Valid.Errors;
+  const TOutcome Generator = Run("describe TQSSignalGen");
+  EXPECT_NE(Generator.Output.find("Double, default 500 Hz, above 0 Hz, usually between 0 and "
+                                  "500000000 Hz"),
+            std::string::npos)
+      << Generator.Output;
+}
+
+TEST_F(Program, FormatsInPlace) {
+  WriteFile(FFolder / "g.json",
+            "{\"tessalune\":1,\"components\":[{\"class\":\"TQSAbs\",\"name\":"
+            "\"A\"}]}");
+  EXPECT_EQ(Run("format g.json -o g.json --set A.Enabled=false").Code, 0);
+  const std::string Text = ReadFile(FFolder / "g.json");
+  EXPECT_NE(Text.find("      \"properties\": {\n        \"Enabled\": false\n      }\n"),
+            std::string::npos)
+      << Text;
+  EXPECT_EQ(Run("format g.json").Output, Text);
+}
+
+// A chain as deep as a graph gets: validated and run without running out of stack, or of patience.
+TEST_F(Program, TenThousandComponentsInARow) {
+  constexpr int Count = 10000;
+  json Graph{{"tessalune", 1}, {"components", json::array()}, {"links", json::array()}};
+  Graph["components"].push_back({{"class", "TQSSignalGen"}, {"name", "C0"}});
+  const auto NameOf = [](int AIndex) { return std::string("C").append(std::to_string(AIndex)); };
+  for (int I = 1; I < Count; ++I) {
+    const std::string Name = NameOf(I);
+    Graph["components"].push_back(
+        {{"class", I + 1 < Count ? "TQSAbs" : "TQSLogger"}, {"name", Name}});
+    Graph["links"].push_back({NameOf(I - 1) + ".OutputPin", Name + ".InputPin"});
+  }
+  Graph["components"].back()["properties"]["FileName"] = "deep.bin";
+  WriteFile(FFolder / "deep.json", Graph.dump());
+  EXPECT_EQ(Run("validate deep.json").Code, 0);
+  const TOutcome Outcome = Run("run --samples 100 deep.json");
+  EXPECT_EQ(Outcome.Code, 0) << Outcome.Errors;
+  EXPECT_EQ(ReadReals("deep.bin").size(), 100U);
+}
+
+}  // namespace
+}  // namespace tessalune::host::test

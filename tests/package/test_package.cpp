@@ -1,0 +1,79 @@
+#include <tessalune/frame/runtime/QSComponentRegistry.h>
+#include <tessalune/package/TessalunePkg.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace tessalune::test {
+namespace {
+
+// The palette is one a process, so one test tells its story from empty to full.
+TEST(Package, RegistersItsClassesUnitByUnit) {
+  struct TCase {
+    const char* Unit;
+    const char* Class;
+    const char* Category;
+    const char* DisplayName;
+  };
+  const TCase Cases[] = {
+      {"QSLogger", "TQSLogger", "Loggers", "Signal File Logger"},
+      {"QSAbs", "TQSAbs", "Math", "Absolute Value Signal"},
+      {"QSPlayer", "TQSPlayer", "Players", "Signal Player"},
+      {"QSSignalGen", "TQSSignalGen", "Generators",
+       "Real Signal Generator( Sine, Triangle, Rectange, DC)"},
+      {"QSToSquare", "TQSToSquare", "Filters", "Converts to Square Signal"},
+      {"QSRealTodB", "TQSRealTodB", "Filters", "Signal to dB"},
+      {"QSApplyRealConst", "TQSApplyRealConst", "Math", "Applies constant on Real Signal"},
+      {"QSApplyIntConst", "TQSApplyIntConst", "Math", "Applies constant on Real Signal"},
+      {"QSApplyComplexConst", "TQSApplyComplexConst", "Math", "Applies constant on Complex Signal"},
+  };
+  EXPECT_TRUE(RegisteredComponents().empty()) << "nothing registers by itself";
+  const auto Units = GetPackageInfoTable();
+  std::size_t Known = 0;
+  for (const TCase& Case : Cases) {
+    SCOPED_TRACE(Case.Class);
+    EXPECT_EQ(FindComponentClass(Case.Class), nullptr);
+    const auto Unit = std::find_if(Units.begin(), Units.end(), [&](const TPackageUnit& AUnit) {
+      return AUnit.Name == Case.Unit;
+    });
+    ASSERT_NE(Unit, Units.end());
+    ASSERT_NE(Unit->RegisterPkg, nullptr);
+    Unit->RegisterPkg();
+    Unit->RegisterPkg();
+    EXPECT_EQ(RegisteredComponents().size(), ++Known) << "each class once";
+
+    const TComponentClass* Class = FindComponentClass(Case.Class);
+    ASSERT_NE(Class, nullptr);
+    EXPECT_EQ(Class->Published().Category(), Case.Category);
+    EXPECT_EQ(Class->Published().DisplayName(), Case.DisplayName);
+    const TOwned<TComponent> Component = Class->New();
+    EXPECT_EQ(Component->ClassName(), Case.Class);
+    EXPECT_EQ(&Component->PublishedTable(), &Class->Published());
+    for (const TPublishedProperty* Row : Component->PublishedTable().Properties()) {
+      EXPECT_FALSE(Row->Doc.empty()) << Row->Name;
+      if (Row->Kind == TPropertyKind::Object) continue;
+      EXPECT_EQ(Row->Get(*Component), Row->Default) << Row->Name;
+    }
+  }
+  EXPECT_EQ(FindComponentClass("TQSAbs2"), nullptr);
+  RegisterAllUnits();
+  EXPECT_EQ(RegisteredComponents().size(), Known) << "every class was among the units";
+  EXPECT_EQ(RegisteredComponents().front().Published().ClassName(), "TQSLogger")
+      << "in the order of registration";
+}
+
+TEST(Package, CountsItsLoads) {
+  const int Before = InitializationCount();
+  Initialize();
+  Initialize();
+  EXPECT_EQ(InitializationCount(), Before + 2);
+  Finalize();
+  Finalize();
+  EXPECT_EQ(InitializationCount(), Before);
+}
+
+}  // namespace
+}  // namespace tessalune::test

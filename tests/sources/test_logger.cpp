@@ -1,0 +1,291 @@
+#include "support/Files.h"
+#include "support/Streams.h"
+
+#include <tessalune/sources/QSFileFailure.h>
+#include <tessalune/sources/QSLogger.h>
+#include <tessalune/sources/QSSignalGen.h>
+
+#include <filesystem>
+#include <limits>
+#include <string>
+#include <utility>
+
+namespace tessalune::test {
+namespace {
+
+using TProgress = std::vector<std::pair<std::int64_t, std::int64_t>>;
+
+// A logger with a feed; counts what it tells.
+template <class T = std::uint8_t>
+struct TRig {
+  TTempDir Dir;
+  std::string File = Dir / "signal.bin";
+  TOwned<TQSLogger> Logger = Create<TQSLogger>();
+  TFeed<T> Feed{Logger->InputPin()};
+  int Closed = 0;
+  std::vector<std::string> Errors;
+
+  TRig() {
+    Logger->SetFileName(File);
+    Logger->SetOnFileClose([this](TObject&) { ++Closed; });
+  }
+  void Handle() {
+    Logger->SetOnError(
+        [this](TObject&, const std::string& AMessage, std::int32_t ACode, bool& AHandled) {
+          EXPECT_EQ(ACode, -1);
+          Errors.push_back(AMessage);
+          AHandled = true;
+        });
+  }
+};
+
+// --- the file ---
+
+template <class T>
+class LoggerOf : public testing::Test {};
+using TSampleTypes = testing::Types<double, TComplex, std::int32_t, std::uint32_t, std::uint8_t>;
+TYPED_TEST_SUITE(LoggerOf, TSampleTypes);
+
+template <class T>
+T Sample(int AValue) {
+  if constexpr (std::is_same_v<T, TComplex>)
+    return {AValue + 0.5, -AValue / 3.0};
+  else if constexpr (std::is_same_v<T, double>)
+    return AValue / 3.0;
+  else
+    return static_cast<T>(static_cast<std::uint32_t>(AValue) * 0x01020304U);
+}
+
+TYPED_TEST(LoggerOf, HoldsTheBytesOfItsBlocksWithTheirCountsIfAsked) {
+  std::vector<std::vector<TypeParam>> Blocks{{}, {Sample<TypeParam>(1)}, {}};
+  for (int I = 0; I < 1000; ++I) Blocks[2].push_back(Sample<TypeParam>(I));
+  for (const bool Counts : {false, true}) {
+    TRig<TypeParam> Rig;
+    WriteFile(Rig.File, TBytes(100'000, 'x'));  // a log replaces what was there
+    Rig.Logger->SetSaveBufferSizes(Counts);
+    Rig.Feed.Start();
+    for (const auto& Block : Blocks) Rig.Feed.Send(Block);
+    EXPECT_EQ(Rig.Logger->Logged(), static_cast<std::int64_t>(1001 * sizeof(TypeParam)));
+    EXPECT_EQ(Rig.Closed, 0);
+    Rig.Feed.Stop();
+    EXPECT_EQ(Rig.Closed, 1);
+    EXPECT_EQ(ReadFile(Rig.File), LogOf(Blocks, Counts));
+    Rig.Feed.Stop();
+    Rig.Logger.reset();
+    EXPECT_EQ(Rig.Closed, 1) << "told once for one file";
+  }
+}
+
+// --- the ceiling ---
+
+TEST(Logger, StopsAtItsCeilingAndTellsItsProgressInBlocks) {
+  for (const bool Counts : {false, true}) {
+    TRig Rig;
+    TProgress Progress;
+    std::vector<double> Held;
+    TKLIntSinkPin Sink({}, [&](TKLBasicPin&, TKLBasicPin*, const TGUID&,
+                               IKLNotifyOperation& AOperation, TKLNotifyState) {
+      using TRanged = TKLRangedSuppliedOperation<std::int64_t>;
+      const auto& Value = AOperation.GetInstance<TRanged>();
+      Held.insert(Held.end(), {static_cast<double>(Value.Value), static_cast<double>(Value.Min),
+                               static_cast<double>(Value.Max)});
+      return TKLNotifyResult{};
+    });
+    Rig.Logger->ProgressPin().Connect(Sink);
+    Rig.Logger->SetOnProgress([&](TObject&, std::int64_t ATotal, std::int64_t APosition) {
+      Progress.emplace_back(ATotal, APosition);
+    });
+    Rig.Logger->SetSaveBufferSizes(Counts);
+    Rig.Logger->SetCeiling(1000);
+    Rig.Feed.Start();
+    const std::vector<std::uint8_t> Block(400, 7);
+    Rig.Feed.Send({});
+    for (int I = 0; I < 5; ++I) Rig.Feed.Send(Block);
+    EXPECT_EQ(Rig.Closed, 1) << "stopped by itself, later blocks fall";
+    EXPECT_EQ(Rig.Logger->Logged(), 1000);
+    EXPECT_EQ(ReadFile(Rig.File),
+              LogOf<std::uint8_t>({{}, Block, Block, std::vector<std::uint8_t>(200, 7)}, Counts));
+    EXPECT_TRUE(Progress.empty()) << "waits for the main thread";
+    RunMainThread();
+    EXPECT_EQ(Progress, (TProgress{{2, 1}, {2, 2}, {2, 2}}));
+    EXPECT_EQ(Held, (std::vector<double>{1, 0, 2, 2, 0, 2, 2, 0, 2}));
+    Rig.Feed.Stop();
+    EXPECT_EQ(Rig.Closed, 1);
+  }
+}
+
+TEST(Logger, ACeilingBelowWhatIsLoggedDropsBlocksAndKeepsTheFileOpen) {
+  TRig Rig;
+  Rig.Feed.Start();
+  Rig.Feed.Send({1, 2, 3, 4});
+  Rig.Logger->SetCeiling(2);
+  Rig.Feed.Send({5});
+  EXPECT_TRUE(Rig.Logger->IsOpen());
+  Rig.Logger->SetCeiling(5);
+  Rig.Feed.Send({6, 7});
+  EXPECT_EQ(ReadFile(Rig.File), (TBytes{1, 2, 3, 4, 6}));
+  EXPECT_EQ(Rig.Closed, 1);
+  EXPECT_THROW(Rig.Logger->SetCeiling(-1), EQSException);
+}
+
+// --- when the file opens and closes ---
+
+TEST(Logger, DisablingClosesTheFileAndOnlyAStartOrLogOpensItAgain) {
+  TRig Rig;
+  Rig.Feed.Start();
+  Rig.Feed.Send({1});
+  Rig.Logger->SetEnabled(false);
+  EXPECT_EQ(Rig.Closed, 1);
+  Rig.Feed.Send({2});
+  Rig.Logger->SetEnabled(true);
+  EXPECT_FALSE(Rig.Logger->IsOpen());
+  Rig.Feed.Send({3});
+  EXPECT_EQ(ReadFile(Rig.File), TBytes{1});
+  Rig.Feed.Start();
+  Rig.Feed.Send({4});
+  Rig.Feed.Start();  // while the file is open, a start changes nothing
+  Rig.Feed.Send({5});
+  EXPECT_EQ(ReadFile(Rig.File), (TBytes{4, 5}));
+  EXPECT_EQ(Rig.Logger->Logged(), 2);
+  Rig.Feed.Stop();
+  Rig.Logger->SetEnabled(false);
+  Rig.Feed.Start();
+  Rig.Feed.Send({6});
+  EXPECT_EQ(ReadFile(Rig.File), (TBytes{4, 5}));
+}
+
+TEST(Logger, AChangeOfFileNameOpensTheNewFileWithTheNextBlock) {
+  TRig Rig;
+  Rig.Feed.Start();
+  Rig.Feed.Send({1});
+  Rig.Logger->SetFileName(Rig.Dir / "second.bin");
+  EXPECT_EQ(Rig.Closed, 0);
+  Rig.Feed.Send({2, 3});
+  EXPECT_EQ(Rig.Closed, 1);
+  EXPECT_EQ(Rig.Logger->Logged(), 2);
+  Rig.Logger->SetFileName("");  // no file, and no error
+  Rig.Feed.Send({4});
+  Rig.Feed.Start();
+  EXPECT_FALSE(Rig.Logger->IsOpen());
+  EXPECT_EQ(Rig.Closed, 2);
+  EXPECT_EQ(ReadFile(Rig.File), TBytes{1});
+  EXPECT_EQ(ReadFile(Rig.Dir / "second.bin"), (TBytes{2, 3}));
+}
+
+TEST(Logger, OpensForABlockWithoutAStartAndForLog) {
+  TRig Rig;
+  Rig.Feed.Send({1});
+  EXPECT_EQ(ReadFile(Rig.File), TBytes{1});
+  Rig.Feed.Stop();
+  Rig.Feed.Send({2});  // late
+  EXPECT_EQ(ReadFile(Rig.File), TBytes{1});
+  Rig.Logger->Log(TQSIntegerBuffer::CreateSize(0));
+  const std::int32_t Value = 0x04030201;
+  Rig.Logger->Log(TQSIntegerBuffer::CreateData(&Value, 1));
+  EXPECT_EQ(ReadFile(Rig.File), (TBytes{1, 2, 3, 4}));
+}
+
+// --- what cannot be opened or written ---
+
+TEST(Logger, TellsWhatCannotBeOpenedAndTriesAgainWithEachBlock) {
+  for (const char* Place : {"folder", "file/below", "missing/file"}) {
+    TRig Rig;
+    std::filesystem::create_directory(Rig.Dir / "folder");
+    WriteFile(Rig.Dir / "file", {1});
+    const std::string Name = Rig.Dir / Place;
+    const std::string Message = "Can't open file : " + Name + " .";
+    Rig.Logger->SetFileName(Name);
+    try {
+      Rig.Feed.Start();
+      ADD_FAILURE() << "opened " << Name;
+    } catch (const EQSFileException& Error) {
+      EXPECT_EQ(Error.what(), Message + " - 4294967295 - ffffffff");
+      EXPECT_NE(Error.Detail().find("TQSLogger"), std::string::npos);
+      EXPECT_NE(Error.Detail().find(Name), std::string::npos);
+    }
+    Rig.Handle();
+    Rig.Feed.Start();
+    Rig.Feed.Send({1});
+    Rig.Feed.Send({2});
+    EXPECT_EQ(Rig.Errors, std::vector<std::string>(3, Message)) << Place;
+    Rig.Logger->SetOnError({});
+    Rig.Logger->SetDesigning(true);
+    EXPECT_NO_THROW(Rig.Feed.Send({3}));
+    EXPECT_EQ(Rig.Closed, 0);
+    // Once the name is good, the stream goes on.
+    Rig.Logger->SetFileName(Rig.File);
+    Rig.Feed.Send({4});
+    EXPECT_EQ(ReadFile(Rig.File), TBytes{4});
+    EXPECT_TRUE(std::filesystem::is_directory(Rig.Dir / "folder"));
+  }
+}
+
+TEST(Logger, CountsWhatAFullDiskLosesAndLeavesTheDeviceThere) {
+  const std::string Device = "/dev/full";
+  if (!std::filesystem::is_character_file(Device)) GTEST_SKIP() << "no " << Device;
+  TRig Rig;
+  Rig.Logger->SetFileName(Device);
+  Rig.Logger->SetSaveBufferSizes(true);
+  Rig.Feed.Start();
+  Rig.Feed.Send(std::vector<std::uint8_t>(100));
+  EXPECT_EQ(Rig.Logger->Logged(), 100);
+  EXPECT_EQ(Rig.Logger->Lost(), 104);
+  Rig.Feed.Stop();
+  EXPECT_TRUE(std::filesystem::is_character_file(Device));
+  Rig.Logger->SetFileName(Rig.File);
+  Rig.Feed.Send({1});
+  EXPECT_EQ(Rig.Logger->Lost(), 0) << "since the file was opened";
+}
+
+// --- handlers that act on what they are called from ---
+
+TEST(Logger, MayEndInItsOwnOnFileCloseAndOnError) {
+  for (const bool OnError : {false, true}) {
+    TRig Rig;
+    Rig.Logger->SetCeiling(2);
+    Rig.Logger->SetOnFileClose([&](TObject&) {
+      Rig.Logger.reset();
+      ++Rig.Closed;
+    });
+    if (OnError) {
+      Rig.Logger->SetFileName(Rig.Dir / "missing/file");
+      Rig.Logger->SetOnError([&](TObject&, const std::string&, std::int32_t, bool& AHandled) {
+        Rig.Logger.reset();
+        AHandled = true;
+      });
+    }
+    Rig.Feed.Start();
+    Rig.Feed.Send({1, 2, 3});
+    Rig.Feed.Send({4});
+    EXPECT_EQ(Rig.Logger, nullptr);
+    EXPECT_EQ(Rig.Closed, OnError ? 0 : 1);
+    EXPECT_FALSE(Rig.Feed.Pin.IsConnected());
+    RunMainThread();
+  }
+}
+
+TEST(Logger, MayStopItsSourceWhenItsFileIsFull) {
+  TTempDir Dir;
+  const auto Gen = Create<TQSSignalGen>();
+  const auto Logger = Create<TQSLogger>();
+  Gen->SetClockSource(TQSClockSource::csExternal);
+  Gen->SetBufferSize(100);
+  Gen->OutputPin().Connect(Logger->InputPin());
+  Logger->SetFileName(Dir / "tone.bin");
+  Logger->SetCeiling(1000);
+  int Closed = 0;
+  Logger->SetOnFileClose([&](TObject&) {
+    ++Closed;
+    Gen->Stop();
+  });
+  Gen->Start();
+  int Pumps = 0;
+  while (Gen->Pump() && Pumps < 100) ++Pumps;
+  EXPECT_EQ(Pumps, 1) << "two blocks of 800 bytes, the second cut";
+  EXPECT_FALSE(Gen->IsRunning());
+  EXPECT_EQ(Closed, 1);
+  EXPECT_EQ(ReadFile(Dir / "tone.bin").size(), 1000U);
+}
+
+}  // namespace
+}  // namespace tessalune::test
