@@ -118,7 +118,6 @@ void TKLBasicPin::RemoveLinks(const TKLBasicPin* AOther) {
       if (AOther != nullptr && &Far != AOther) continue;
       Far.RemoveLink(Link);
       RemoveLink(Link);
-      Link->IsGone.store(true, std::memory_order_relaxed);
       TKLTopology::Retype(*Link);
       Gone.push_back(Link);
     }
@@ -266,9 +265,6 @@ TKLNotifyResult TKLBasicPin::SendAcross(const TKLLink& ALink, IKLNotifyOperation
     throw EQSException(Describe() +
                        ": too many components in one row for the stack of this thread; switch "
                        "Threading on in a filter half-way, whose thread begins a stack of its own");
-  }
-  if (ALink.IsGone.load(std::memory_order_relaxed) && AOperation.IsType<TKLSuppliedOperation>()) {
-    return {};
   }
   const bool ToSink = &ALink.Source == this;
   TKLBasicPin& Far = ToSink ? ALink.Sink : ALink.Source;

@@ -3,8 +3,7 @@
 // Links may be made and taken off at any time, also while blocks flow on other threads: an
 // operation on its way ends on the links with which it began. A sink that is linked to a stream
 // that runs gets the stream's start first (with nsNewLink in the state), and a sink whose link goes
-// while the stream runs gets a stop; a block on its way that has not reached it by then passes it
-// by.
+// while the stream runs gets a stop.
 #pragma once
 
 #include <tessalune/frame/pins/KLOperations.h>
@@ -77,8 +76,6 @@ class TKLLink final : public IInterface {
   const TRef<TCallGate> SinkGate;
   // The type in force; changes when links elsewhere narrow what the pins can carry.
   mutable std::atomic<const TKLDataType*> Type;
-  // The link was taken off: an operation that still sees it carries no block across.
-  mutable std::atomic<bool> IsGone{false};
 
   TKLBasicPin& Other(const TKLBasicPin& APin) const { return &APin == &Source ? Sink : Source; }
 };
