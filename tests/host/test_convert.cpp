@@ -57,6 +57,11 @@ struct TTypeCase {
   TSampleType Type;
   std::string Log;
   bool FitsFlac;  // within 24 bits at full scale 32768
+
+  // For the test's name.
+  friend std::ostream& operator<<(std::ostream& AStream, const TTypeCase& ACase) {
+    return AStream << "type " << static_cast<int>(ACase.Type) << (ACase.FitsFlac ? ", FLAC" : "");
+  }
 };
 
 class EveryType : public ConvertFiles, public testing::WithParamInterface<TTypeCase> {};
