@@ -15,8 +15,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/tessalune
   FILES_MATCHING PATTERN "*.h"
   PATTERN kernels EXCLUDE
   PATTERN ArgumentChecks.h EXCLUDE
-  PATTERN KLTopology.h EXCLUDE
-  PATTERN QSFileFailure.h EXCLUDE)
+  PATTERN KLTopology.h EXCLUDE)
 
 configure_package_config_file(
   ${PROJECT_SOURCE_DIR}/cmake/tessaluneConfig.cmake.in
@@ -42,11 +41,11 @@ tessalune_relative_path(PkgConfigToPrefix
 configure_file(${PROJECT_SOURCE_DIR}/cmake/tessalune.pc.in tessalune.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tessalune.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
+# The program, which host/ installs, finds the library beside it.
 if(TARGET tessalune_program)
   tessalune_relative_path(ProgramToLibrary
     ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
   set_target_properties(tessalune_program PROPERTIES INSTALL_RPATH "$ORIGIN/${ProgramToLibrary}")
-  install(TARGETS tessalune_program)
 endif()
 
 install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})

@@ -15,6 +15,8 @@
 #include <tessalune/frame/runtime/QSPropertyInfo.h>
 
 #include <CLI/CLI.hpp>
+#include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <exception>
 #include <map>
@@ -191,6 +193,20 @@ std::string EncodingNames() {
   return Names;
 }
 
+// CLI11 has a check like this one, which lets NaN and infinity through.
+CLI::Validator AboveZero() {
+  return CLI::Validator(
+      [](std::string& AText) {
+        double Value = 0.0;
+        const char* End = AText.data() + AText.size();
+        const auto Result = std::from_chars(AText.data(), End, Value);
+        const bool IsFit =
+            Result.ec == std::errc() && Result.ptr == End && Value > 0.0 && std::isfinite(Value);
+        return IsFit ? std::string() : AText + " is no number above 0";
+      },
+      "above 0");
+}
+
 void AddGraphOptions(CLI::App& ACommand, TOptions& AOptions) {
   ACommand.add_option("GRAPH", AOptions.Graph, "The graph file (docs/graph-file.md)")->required();
   // Each --set takes one assignment, so that GRAPH may follow.
@@ -207,7 +223,7 @@ void AddRun(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOptions&
   Command->add_option("--samples", AOptions.Run.Samples, "End after so many samples of each source")
       ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 62));
   Command->add_option("--seconds", AOptions.Run.Seconds, "End after so many seconds of stream time")
-      ->check(CLI::PositiveNumber);
+      ->check(AboveZero());
   Command->add_flag("--realtime", AOptions.Run.Realtime,
                     "Let sources run on their own clocks; else the graph runs as fast as it goes");
   Command->add_flag("--json", AOptions.Style.Json, "Events and summary as JSON lines");
@@ -275,7 +291,7 @@ void AddConvert(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOpti
   Command
       ->add_option("--full-scale", Options.FullScale,
                    "The number that full scale of an audio file stands for")
-      ->check(CLI::PositiveNumber)
+      ->check(AboveZero())
       ->capture_default_str();
   Command->add_flag("-q,--quiet", AOptions.Style.Quiet, "Say nothing but errors and notes");
   Command->callback([&ACommand] { ACommand = &ConvertFile; });

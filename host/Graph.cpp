@@ -1,23 +1,16 @@
 #include "Graph.h"
 
 #include "JsonStreams.h"
+#include "Palette.h"
+#include "Words.h"
 
 #include <tessalune/frame/pins/KLPins.h>
-#include <tessalune/frame/runtime/QSComponentRegistry.h>
 
 #include <algorithm>
 #include <utility>
 
 namespace tessalune::host {
 namespace {
-
-std::vector<std::string_view> ClassNames() {
-  std::vector<std::string_view> Names;
-  for (const TComponentClass& Class : RegisteredComponents()) {
-    Names.push_back(Class.Published().ClassName());
-  }
-  return Names;
-}
 
 template <class TRow>
 std::vector<std::string_view> NamesOf(const std::vector<const TRow*>& ARows) {
@@ -27,13 +20,6 @@ std::vector<std::string_view> NamesOf(const std::vector<const TRow*>& ARows) {
 }
 
 std::string Quote(std::string_view AText) { return '"' + std::string(AText) + '"'; }
-
-// "OutputPin, ProgressPin", for a message.
-std::string Listed(const std::vector<std::string_view>& ANames) {
-  std::string Text;
-  for (const std::string_view Name : ANames) Text += (Text.empty() ? "" : ", ") + std::string(Name);
-  return Text;
-}
 
 // Walks "Threading.Enabled" down the sub-objects and sets the property at its end.
 void SetByPath(TPersistent& AObject, std::string_view APath, std::string_view AValue) {
@@ -84,11 +70,12 @@ void TGraph::AddComponent(const TGraphForm::TComponentEntry& AForm, TMistakes& A
 
 TOwned<TComponent> TGraph::NewComponent(const TJsonNode* AClass, TMistakes& AMistakes) const {
   if (AClass == nullptr) return nullptr;
-  if (const TComponentClass* Class = FindComponentClass(AClass->Text)) return Class->New();
-  AMistakes.Add(AClass->Place, AClass->Path,
-                "there is no class " + Quote(AClass->Text) + " (`tessalune list` shows all)" +
-                    (AMistakes.TakesSuggestions() ? SuggestName(AClass->Text, ClassNames()) : ""));
-  return nullptr;
+  try {
+    return ClassOfName(AClass->Text).New();
+  } catch (const EQSException& Error) {
+    AMistakes.Add(AClass->Place, AClass->Path, Error.what());
+    return nullptr;
+  }
 }
 
 // Gives the name to the entry made last.

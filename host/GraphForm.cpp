@@ -1,5 +1,7 @@
 #include "GraphForm.h"
 
+#include "Words.h"
+
 #include <tessalune/frame/runtime/QSPublished.h>
 
 #include <algorithm>
@@ -7,15 +9,6 @@
 
 namespace tessalune::host {
 namespace {
-
-std::string Listed(const std::vector<std::string_view>& ANames) {
-  std::string Text;
-  for (const std::string_view Name : ANames) {
-    if (!Text.empty()) Text += ", ";
-    Text += Name;
-  }
-  return Text;
-}
 
 class TFormReader {
  public:

@@ -1,6 +1,7 @@
 #include "Palette.h"
 
 #include "PropertyJson.h"
+#include "Words.h"
 
 #include <tessalune/frame/pins/KLPins.h>
 #include <tessalune/package/TessalunePkg.h>
@@ -35,12 +36,6 @@ std::vector<TCategory> Categories() {
 std::string Padded(std::string AText, std::size_t AWidth) {
   AText.resize(std::max(AText.size() + 2, AWidth), ' ');
   return AText;
-}
-
-std::string Listed(const std::vector<std::string_view>& ANames) {
-  std::string Text;
-  for (const std::string_view Name : ANames) Text += (Text.empty() ? "" : ", ") + std::string(Name);
-  return Text;
 }
 
 // Text of several lines' length, broken between words and set in.

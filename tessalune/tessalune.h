@@ -42,6 +42,7 @@
 #include <tessalune/frame/streams/QSStreamTypes.h>
 #include <tessalune/frame/streams/QSValuePins.h>
 
+#include <tessalune/sources/QSFileFailure.h>
 #include <tessalune/sources/QSLogger.h>
 #include <tessalune/sources/QSPlayer.h>
 #include <tessalune/sources/QSSignalGen.h>

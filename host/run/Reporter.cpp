@@ -98,13 +98,14 @@ void TReporter::Event(const TComponent& AComponent, const std::string& AEvent,
   std::fwrite(Line.data(), 1, Line.size(), stdout);
 }
 
-void TReporter::Progress(double ASeconds, std::optional<double> ATotal) {
+bool TReporter::Progress(double ASeconds, std::optional<double> ATotal) {
   const std::lock_guard Lock(FMutex);
   // A program at the other end of a pipe follows a long run as it goes.
   if (FStyle.Json) std::fflush(stdout);
-  if (!FHasBar) return;
+  if (!FHasBar) return std::ferror(stdout) == 0;
   std::fprintf(stderr, "\r%s\x1B[K", BarText(ASeconds, ATotal).c_str());
   FBarIsShown = true;
+  return std::ferror(stdout) == 0;
 }
 
 void TReporter::ClearBar() {

@@ -25,7 +25,7 @@ class TReporter final : public IRunObserver {
   bool WantsEvents() const override { return FStyle.Json; }
   void Event(const TComponent& AComponent, const std::string& AEvent,
              const std::vector<TEventArgument>& AArguments) override;
-  void Progress(double ASeconds, std::optional<double> ATotal) override;
+  bool Progress(double ASeconds, std::optional<double> ATotal) override;
 
   // The last word of a run.
   void Summary(const TRunResult& AResult);

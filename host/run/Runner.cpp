@@ -250,7 +250,9 @@ class TRun {
         Total = std::max(Total.value_or(0.0), Length);
       }
     }
-    FObserver.Progress(Seconds, Total);
+    if (!FObserver.Progress(Seconds, Total)) {
+      FErrors->Add("the standard output does not take the results any more");
+    }
     CheckLoggers();
   }
 

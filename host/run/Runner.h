@@ -22,8 +22,9 @@ class IRunObserver {
   // sub-object.
   virtual void Event(const TComponent& AComponent, const std::string& AEvent,
                      const std::vector<TEventArgument>& AArguments) = 0;
-  // On the main thread, ten times a second. ATotal is empty while the end is not known.
-  virtual void Progress(double ASeconds, std::optional<double> ATotal) = 0;
+  // On the main thread, ten times a second. ATotal is empty while the end is not known. False if
+  // nobody can be told any more: the run fails then.
+  virtual bool Progress(double ASeconds, std::optional<double> ATotal) = 0;
 };
 
 enum class TRunEnd : std::uint8_t {

@@ -73,7 +73,7 @@ void TQSLogger::SetSaveBufferSizes(bool AValue) {
 }
 
 void TQSLogger::BeforeDestruction() {
-  EndStep([this] { Stop(); });
+  RunReported(this, [this] { Stop(); });
   TLockComponent::BeforeDestruction();
 }
 

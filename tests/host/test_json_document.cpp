@@ -43,6 +43,11 @@ struct TBroken {
   const char* Text;
   std::size_t Line, Column;
   const char* Message;
+
+  // For the test's name.
+  friend std::ostream& operator<<(std::ostream& AStream, const TBroken& ACase) {
+    return AStream << ACase.Message;
+  }
 };
 
 class BrokenJson : public testing::TestWithParam<TBroken> {};

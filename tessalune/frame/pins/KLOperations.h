@@ -5,6 +5,7 @@
 #include <tessalune/frame/runtime/QSMemory.h>
 #include <tessalune/frame/runtime/QSReference.h>
 
+#include <atomic>
 #include <cstdint>
 #include <utility>
 
@@ -126,16 +127,17 @@ class TKLSuppliedBufferOperation final : public TKLSuppliedOperation {
   // The block. A receiver that is the last to see this operation takes the block out of it, so that
   // it may turn out to be the only holder; any other gets a reference beside the operation's own.
   TRef<IQSData> Take() noexcept {
-    // The count first: as long as others hold the operation, its sender may still be writing.
-    return HasSingleReference() && FLastLink ? std::move(Value) : Value;
+    const bool IsLast = FLastLink.load(std::memory_order_relaxed) && HasSingleReference();
+    return IsLast ? std::move(Value) : Value;
   }
   // The sender's word that the link that follows is the last to get this operation.
-  void SetLastLink() noexcept { FLastLink = true; }
+  void SetLastLink() noexcept { FLastLink.store(true, std::memory_order_relaxed); }
 
   TRef<IQSData> Value;
 
  private:
-  bool FLastLink = false;
+  // An earlier link's filter thread may ask while the sender says so.
+  std::atomic<bool> FLastLink{false};
 };
 
 // One value.

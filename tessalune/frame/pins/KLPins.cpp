@@ -30,12 +30,15 @@ TKLBasicPin::TKLBasicPin(TKLPinOwner AOwner, TKLDataTypes ATypes, TKLNotifyEvent
                                         : MakeRef<TCallGate>()),
       FTypes(std::move(ATypes)),
       FEvent(std::move(AEvent)) {
-  if (FOwner.Component != nullptr) FOwner.Component->AddPart(*this);
+  if (FOwner.Component == nullptr) return;
+  const TKLTopology::TGuard Topology;  // others may look at the component's pins just now
+  FOwner.Component->AddPart(*this);
 }
 
 TKLBasicPin::~TKLBasicPin() {
-  DisconnectAll();
+  RunReported(nullptr, [this] { DisconnectAll(); });
   if (FOwner.Component != nullptr) {
+    const TKLTopology::TGuard Topology;
     FOwner.Component->RemovePart(*this);
   } else {
     FGate->Close([] {});
@@ -80,7 +83,18 @@ void TKLBasicPin::Connect(TKLBasicPin& AOther) {
   try {
     Link->Source.LinkMade(*Link, Publish);
   } catch (...) {
-    Disconnect(AOther);
+    {
+      const TKLTopology::TGuard Guard;
+      // The source's side need not be there yet, so neither pin's list is enough to go by.
+      Link->Source.RemoveLink(Link);
+      Link->Sink.RemoveLink(Link);
+      TKLTopology::Retype(*Link);
+    }
+    try {
+      Link->Source.LinkGone(*Link);
+    } catch (...) {
+      // What the sink did not take of the start speaks for it.
+    }
     throw;
   }
 }
@@ -108,15 +122,43 @@ void TKLBasicPin::RemoveLinks(const TKLBasicPin* AOther) {
       Gone.push_back(Link);
     }
   }
-  for (const TRef<TKLLink>& Link : Gone) {
-    if (&Link->Source == this) {
-      LinkGone(*Link);
-      continue;
-    }
-    // The source may be about to end on another thread; its gate tells.
+  std::erase_if(Gone, [](const TRef<TKLLink>& ALink) {
+    TLinkWalk* Walk = TLinkWalk::Of(ALink->Source);
+    if (Walk != nullptr) Walk->Defer(ALink);
+    return Walk != nullptr;
+  });
+  TellGone(std::move(Gone));
+}
+
+void TKLBasicPin::TellGone(TLinks ALinks) {
+  std::exception_ptr Error;
+  for (const TRef<TKLLink>& Link : ALinks) {
+    // The source may be about to end on another thread; its gate tells. On a thread that is inside
+    // it, it is whole even if the gate has been closed.
     const TCallScope Call(*Link->SourceGate);
-    if (Call) Link->Source.LinkGone(*Link);
+    if (!Call && !IsInsideGate(*Link->SourceGate)) continue;
+    try {
+      Link->Source.LinkGone(*Link);
+    } catch (...) {
+      // All far ends are told; the first that fails speaks for them.
+      if (!Error) Error = std::current_exception();
+    }
   }
+  if (Error) std::rethrow_exception(Error);
+}
+
+constinit thread_local TKLBasicPin::TLinkWalk* TKLBasicPin::TLinkWalk::Innermost = nullptr;
+
+TKLBasicPin::TLinkWalk* TKLBasicPin::TLinkWalk::Of(const TKLBasicPin& APin) noexcept {
+  TLinkWalk* Outermost = nullptr;
+  for (TLinkWalk* Walk = Innermost; Walk != nullptr; Walk = Walk->FOuter) {
+    if (&Walk->FPin == &APin) Outermost = Walk;
+  }
+  return Outermost;
+}
+
+void TKLBasicPin::TLinkWalk::TellGone() {
+  if (!FGone.empty()) TKLBasicPin::TellGone(std::exchange(FGone, {}));
 }
 
 void TKLBasicPin::AddLink(const TRef<TKLLink>& ALink) {
@@ -197,10 +239,23 @@ void TKLBasicPin::RemoveDataTypeSource(TKLBasicPin& ASink) {
 // --- operations ---
 
 TKLNotifyResult TKLBasicPin::Notify(IKLNotifyOperation& AOperation) {
+  // A block that is passed on keeps its sender's word that this is its last link, which holds for
+  // the way here only: with a second reference no receiver takes the block out of the operation.
+  const TRef<IKLNotifyOperation> Held(&AOperation);
   Sending(AOperation);
-  return ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
-    return SendAcross(ALink, *OperationFor(ALink, AOperation), AState);
+  const bool ReachesAll = AOperation.IsType<TKLStopOperation>();
+  std::exception_ptr Error;
+  const TKLNotifyResult Result = ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
+    try {
+      return SendAcross(ALink, *OperationFor(ALink, AOperation), AState);
+    } catch (...) {
+      if (!ReachesAll) throw;
+      if (!Error) Error = std::current_exception();
+      return TKLNotifyResult{};
+    }
   });
+  if (Error) std::rethrow_exception(Error);
+  return Result;
 }
 
 TKLNotifyResult TKLBasicPin::SendAcross(const TKLLink& ALink, IKLNotifyOperation& AOperation,
@@ -229,6 +284,10 @@ TKLNotifyResult TKLBasicPin::Receive(TKLBasicPin* AOtherPin, const TGUID& ADataT
 TKLSourcePin::TStream TKLSourcePin::Stream() const {
   const std::lock_guard Guard(FStreamMutex);
   return FStream;
+}
+
+TKLSourcePin::~TKLSourcePin() {
+  RunReported(nullptr, [this] { DisconnectAll(); });
 }
 
 bool TKLSourcePin::IsStreaming() const { return Stream().Start != nullptr; }

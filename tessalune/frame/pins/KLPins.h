@@ -115,7 +115,8 @@ class TKLBasicPin : private TComponentPart {
   TKLDataTypes PossibleTypes() const;
 
   // Hands the operation across all links, on this thread, and returns the handlers' results
-  // together. What a handler throws leaves through here, and the links behind it are not served.
+  // together. What a handler throws leaves through here, and the links behind it are not served;
+  // only a stop reaches all of them first, so that every stream that was begun is ended.
   TKLNotifyResult Notify(IKLNotifyOperation& AOperation);
   TKLNotifyResult Notify(const TRef<IKLNotifyOperation>& AOperation) { return Notify(*AOperation); }
 
@@ -136,13 +137,13 @@ class TKLBasicPin : private TComponentPart {
   // Runs ASend(link, state) for each link that is there now and returns the results together.
   template <class TSend>
   TKLNotifyResult ForEachLink(TSend&& ASend) {
-    const TLinkReader Reader(*this);
+    TLinkWalk Walk(*this);
     TKLNotifyResult Result;
-    for (std::size_t I = 0; I < Reader.Links.size(); ++I) {
-      const bool IsLast = I + 1 == Reader.Links.size();
-      Result |=
-          ASend(*Reader.Links[I], IsLast ? TKLNotifyState{nsLastIteration} : TKLNotifyState{});
+    for (std::size_t I = 0; I < Walk.Links.size(); ++I) {
+      const bool IsLast = I + 1 == Walk.Links.size();
+      Result |= ASend(*Walk.Links[I], IsLast ? TKLNotifyState{nsLastIteration} : TKLNotifyState{});
     }
+    Walk.TellGone();
     return Result;
   }
 
@@ -187,6 +188,37 @@ class TKLBasicPin : private TComponentPart {
     const TLinks& Links;
   };
 
+  // One operation's way across the links. A link that this thread takes off meanwhile is still
+  // served, so its far end is told that it has gone only when the way is over.
+  class TLinkWalk : public TLinkReader {
+   public:
+    explicit TLinkWalk(TKLBasicPin& APin) noexcept
+        : TLinkReader(APin), FPin(APin), FOuter(Innermost) {
+      SetInnermost(this);
+    }
+    ~TLinkWalk() {
+      SetInnermost(FOuter);
+      if (!FGone.empty()) RunReported(nullptr, [this] { TellGone(); });
+    }
+
+    // The outermost walk of this thread across APin's links; null if there is none.
+    static TLinkWalk* Of(const TKLBasicPin& APin) noexcept;
+    void Defer(const TRef<TKLLink>& ALink) { FGone.push_back(ALink); }
+    void TellGone();
+
+   private:
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdangling-pointer"  // the destructor takes it back
+    static void SetInnermost(TLinkWalk* AWalk) noexcept { Innermost = AWalk; }
+#pragma GCC diagnostic pop
+    static constinit thread_local TLinkWalk* Innermost __attribute__((tls_model("initial-exec")));
+
+    TKLBasicPin& FPin;
+    TLinkWalk* const FOuter;
+    TLinks FGone;
+  };
+
+  static void TellGone(TLinks ALinks);
   void OwnerEnds() override { DisconnectAll(); }
   void ReplaceLinks(TLinks ALinks);
   void AddLink(const TRef<TKLLink>& ALink);
@@ -221,7 +253,7 @@ class TKLSourcePin : public TKLPin {
  public:
   TKLSourcePin(TKLPinOwner AOwner, TKLDataTypes ATypes, TKLNotifyEvent AEvent = {})
       : TKLPin(std::move(AOwner), std::move(ATypes), std::move(AEvent)) {}
-  ~TKLSourcePin() override { DisconnectAll(); }
+  ~TKLSourcePin() override;
   TKLPinDirection Direction() const override { return TKLPinDirection::Source; }
 
   // True between a start that was sent and the stop that ends it.

@@ -167,4 +167,72 @@ bool WaitUntilReady(TWaitKind AKind, std::unique_lock<std::mutex>& ALock,
   return !GivesWay;
 }
 
+std::uint64_t TTurns::Take() {
+  const std::lock_guard Lock(FMutex);
+  FTurns.push_back({++FLast, CurrentThreadKey()});
+  return FLast;
+}
+
+void TTurns::Run(std::uint64_t ATurn, std::function<void()> AWork) {
+  const TRef<TTurns> Alive(this);
+  std::unique_lock Lock(FMutex);
+  const bool Inside = std::any_of(FTurns.begin(), FTurns.end(), [](const TTurn& AEach) {
+    return AEach.Running && AEach.Thread == CurrentThreadKey();
+  });
+  if (Inside) {
+    for (TTurn& Turn : FTurns) {
+      if (Turn.Number == ATurn) Turn.Work = std::move(AWork);
+    }
+    return;
+  }
+  std::exception_ptr Error;
+  RunNow(ATurn, AWork, Error, Lock);
+  while (const TTurn* Left = NextLeft()) {
+    const std::function<void()> Work = Left->Work;
+    RunNow(Left->Number, Work, Error, Lock);
+  }
+  Lock.unlock();
+  if (Error) std::rethrow_exception(Error);
+}
+
+// The first turn of this thread, if its work was left.
+TTurns::TTurn* TTurns::NextLeft() {
+  for (TTurn& Turn : FTurns) {
+    if (Turn.Thread == CurrentThreadKey()) return Turn.Work ? &Turn : nullptr;
+  }
+  return nullptr;
+}
+
+void TTurns::WaitForTurn(std::uint64_t ATurn, std::unique_lock<std::mutex>& ALock) {
+  static_cast<void>(WaitUntilReady(
+      TWaitKind::Turn, ALock, FOver,
+      [this, ATurn](TThreadKey AThread, const TCallFrame*) {
+        const std::lock_guard Lock(FMutex);
+        return std::any_of(FTurns.begin(), FTurns.end(), [&](const TTurn& AOther) {
+          return AOther.Number < ATurn && AOther.Thread == AThread;
+        });
+      },
+      [this, ATurn] { return FTurns.front().Number == ATurn; }));
+}
+
+void TTurns::RunNow(std::uint64_t ATurn, const std::function<void()>& AWork,
+                    std::exception_ptr& AError, std::unique_lock<std::mutex>& ALock) {
+  WaitForTurn(ATurn, ALock);
+  const auto Own = [this, ATurn] {
+    return std::find_if(FTurns.begin(), FTurns.end(),
+                        [ATurn](const TTurn& AOther) { return AOther.Number == ATurn; });
+  };
+  Own()->Running = true;
+  ALock.unlock();
+  try {
+    AWork();
+  } catch (...) {
+    // All turns are run; the first that fails speaks for them.
+    if (!AError) AError = std::current_exception();
+  }
+  ALock.lock();
+  FTurns.erase(Own());
+  FOver.notify_all();
+}
+
 }  // namespace tessalune

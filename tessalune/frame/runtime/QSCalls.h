@@ -2,9 +2,10 @@
 //
 // A component's end has to wait for the calls in progress in it, but never for its own caller; and
 // the frame's threads wait for one another in a few ways: for a lock, for the calls in a component
-// that ends, for room in a filter's queue, for a filter's queue to run empty. Any of these alone is
-// harmless; a circle of them would hang. So every wait is announced before it begins, and the one
-// that would close a circle is found then and there. See WaitUntilReady.
+// that ends, for room in a filter's queue, for a filter's queue to run empty, for what has to be
+// told first. Any of these alone is harmless; a circle of them would hang. So every wait is
+// announced before it begins, and the one that would close a circle is found then and there. See
+// WaitUntilReady.
 #pragma once
 
 #include <tessalune/frame/runtime/QSReference.h>
@@ -12,6 +13,8 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <deque>
+#include <exception>
 #include <functional>
 #include <mutex>
 
@@ -97,6 +100,7 @@ bool IsInsideGate(const TCallGate& AGate) noexcept;
 enum class TWaitKind : std::uint8_t {
   Room,   // for room in a filter's queue; gives way by exceeding the queue's size
   Drain,  // for a queue to run empty; gives way by not waiting
+  Turn,   // for what has to be told first; gives way by telling out of turn
   Calls,  // for calls in a component that ends; gives way by letting these calls end later
   Lock,   // for a component's lock; gives way by an EQSException
 };
@@ -110,5 +114,35 @@ using TWaitsFor = std::function<bool(TThreadKey, const TCallFrame*)>;
 bool WaitUntilReady(TWaitKind AKind, std::unique_lock<std::mutex>& ALock,
                     std::condition_variable& AChanged, const TWaitsFor& AWaitsFor,
                     const std::function<bool()>& AReady);
+
+// Work that has to be done outside a lock, in the order that was decided inside it: a stream's
+// starts and stops, each told to all sinks before the next.
+class TTurns final : public IInterface {
+ public:
+  // Inside the lock: the next turn, for the calling thread. Each turn has to be run.
+  std::uint64_t Take();
+  // Outside it, on the same thread: runs AWork when all earlier turns are over. Other threads are
+  // waited for; inside the work of an earlier turn of this thread, AWork is left to that one to run
+  // behind its own.
+  void Run(std::uint64_t ATurn, std::function<void()> AWork);
+
+ private:
+  struct TTurn {
+    std::uint64_t Number;
+    TThreadKey Thread;
+    bool Running = false;
+    std::function<void()> Work{};  // left by Run
+  };
+
+  void WaitForTurn(std::uint64_t ATurn, std::unique_lock<std::mutex>& ALock);
+  void RunNow(std::uint64_t ATurn, const std::function<void()>& AWork, std::exception_ptr& AError,
+              std::unique_lock<std::mutex>& ALock);
+  TTurn* NextLeft();
+
+  std::mutex FMutex;
+  std::condition_variable FOver;
+  std::deque<TTurn> FTurns;  // those that are not over, in order
+  std::uint64_t FLast = 0;
+};
 
 }  // namespace tessalune

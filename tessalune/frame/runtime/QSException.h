@@ -30,6 +30,16 @@ TUnhandledExceptionHook SetUnhandledExceptionHook(TUnhandledExceptionHook AHook)
 // Hands the exception in flight to the hook; call it inside a catch block.
 void ReportUnhandledException(TObject* ASender) noexcept;
 
+// Runs one step of something that has to come to its end; what the step throws goes to the hook.
+template <class TStep>
+void RunReported(TObject* ASender, TStep&& AStep) noexcept {
+  try {
+    AStep();
+  } catch (...) {
+    ReportUnhandledException(ASender);
+  }
+}
+
 // The text of an exception, for a message.
 std::string ExceptionText(const std::exception_ptr& AError);
 

@@ -90,7 +90,9 @@ void IChangeNotifyLock::WaitForGrant(TWaiter& AWaiter, std::unique_lock<std::mut
   Enqueue(AWaiter);
   const bool Granted = WaitUntilReady(
       TWaitKind::Lock, ALock, FGranted,
-      [this](TThreadKey AThread, const TCallFrame*) { return BlockedBy(AThread); },
+      [this, &AWaiter](TThreadKey AThread, const TCallFrame*) {
+        return BlockedBy(AWaiter, AThread);
+      },
       [&AWaiter] { return AWaiter.Granted; });
   if (Granted) return;
   std::erase(FWaiters, &AWaiter);
@@ -102,9 +104,10 @@ void IChangeNotifyLock::WaitForGrant(TWaiter& AWaiter, std::unique_lock<std::mut
       "call where no other component is locked, for example through MainThread().Execute");
 }
 
-bool IChangeNotifyLock::BlockedBy(TThreadKey AThread) {
+// Who was let in and has not woken up yet waits for nobody.
+bool IChangeNotifyLock::BlockedBy(const TWaiter& AWaiter, TThreadKey AThread) {
   const std::lock_guard Lock(FMutex);
-  return IsInside(AThread);
+  return !AWaiter.Granted && IsInside(AThread);
 }
 
 void IChangeNotifyLock::GrantWaiters() {

@@ -142,7 +142,7 @@ class IChangeNotifyLock final : public IInterface {
   void Enqueue(TWaiter& AWaiter);
   void WaitForGrant(TWaiter& AWaiter, std::unique_lock<std::mutex>& ALock);
   void GrantWaiters();
-  bool BlockedBy(TThreadKey AThread);
+  bool BlockedBy(const TWaiter& AWaiter, TThreadKey AThread);
   int OwnReads(TThreadKey AThread) const;
   bool IsInside(TThreadKey AThread) const { return FOwner == AThread || OwnReads(AThread) > 0; }
   TEvents Leave(bool AShared);

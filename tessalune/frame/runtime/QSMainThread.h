@@ -9,6 +9,7 @@
 #include <deque>
 #include <functional>
 #include <mutex>
+#include <optional>
 
 namespace tessalune {
 
@@ -21,7 +22,7 @@ class TMainThread {
   void Execute(TComponent& AObject, std::function<void()> AProc);
 
   // Runs what is queued at this moment and returns how many calls ran. What a call throws leaves
-  // through here; the calls behind it stay queued.
+  // through here; the calls behind it stay queued. If calls stay queued, OnWork is told again.
   std::size_t Process();
 
   // Waits until something is queued, ATimeout at the longest; true if something is.
@@ -36,6 +37,9 @@ class TMainThread {
     TRef<TCallGate> Gate;
     std::function<void()> Proc;
   };
+
+  std::optional<TCall> Next();
+  void TellWork();  // inside the mutex
 
   std::mutex FMutex;
   std::condition_variable FQueued;

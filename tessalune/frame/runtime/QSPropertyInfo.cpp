@@ -19,6 +19,11 @@ std::string ToText(T AValue) {
 std::string NumberText(double AValue) {
   if (std::isnan(AValue)) return "NaN";
   if (std::isinf(AValue)) return AValue > 0 ? "Infinity" : "-Infinity";
+  // 500000000, not 5e+08: nobody writes whole numbers of a readable length that way.
+  const bool IsWhole = std::trunc(AValue) == AValue && std::abs(AValue) < 1e15;
+  if (IsWhole && !(AValue == 0.0 && std::signbit(AValue))) {
+    return ToText(static_cast<std::int64_t>(AValue));
+  }
   return ToText(AValue);
 }
 

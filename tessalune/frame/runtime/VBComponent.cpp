@@ -62,8 +62,13 @@ void TPersistent::SerializationRead(IReader& AReader) {
   }
   for (const std::string& Name : Names) {
     if (ReadOwnForm(AReader, Name)) continue;
-    AReader.Fault(Name, std::string(ClassName()) + " has no property " + Name +
-                            " that is not set yet" + SuggestName(Name, Known));
+    const TPublishedProperty* Row = PublishedTable().FindProperty(Name);
+    AReader.Fault(Name, Row != nullptr ? std::string(Row->Name) +
+                                             " stands here twice, under its present name "
+                                             "and an older one (" +
+                                             std::string(Row->OldName) + "); keep one"
+                                       : std::string(ClassName()) + " has no property " + Name +
+                                             SuggestName(Name, Known));
   }
 }
 
@@ -165,26 +170,53 @@ void TComponent::Constructed() {
   AfterConstruction();
 }
 
+namespace {
+
+// Who ends a component, it itself or its owner, is decided under one mutex for all: an owner and
+// what it owns may end on two threads at once.
+std::mutex& EndMutex() {
+  static auto* Mutex = new std::mutex;
+  return *Mutex;
+}
+
+}  // namespace
+
 void TComponent::End() {
-  SetState(csDestroying, true);
-  EndStep([this] { BeforeDestruction(); });
-  if (TComponent* Host = FOwner; Host != nullptr) {
-    const std::lock_guard Lock(Host->FComponentsMutex);
-    std::erase(Host->FComponents, this);
+  {
+    const std::lock_guard Ends(EndMutex());
+    if (std::exchange(FEnding, true)) return;
+    if (TComponent* Host = FOwner; Host != nullptr) {
+      const std::lock_guard Lock(Host->FComponentsMutex);
+      std::erase(Host->FComponents, this);
+    }
+    FOwner = nullptr;
   }
+  IntEnd();
+}
+
+void TComponent::IntEnd() {
+  SetState(csDestroying, true);
+  RunReported(this, [this] { BeforeDestruction(); });
+  EndOwned();
+  const TRef<TCallGate> Door = FGate;
+  Door->Close([this] { delete this; });
+}
+
+// The last one first. Those that end by themselves just now are no longer in the list.
+void TComponent::EndOwned() {
   for (;;) {
     TComponent* Last = nullptr;
     {
+      const std::lock_guard Ends(EndMutex());
       const std::lock_guard Lock(FComponentsMutex);
-      if (FComponents.empty()) break;
+      if (FComponents.empty()) return;
       Last = FComponents.back();
       FComponents.pop_back();
+      Last->FOwner = nullptr;
+      Last->FEnding = true;
     }
-    Last->FOwner = nullptr;
-    Last->End();
+    Last->IntEnd();
   }
-  const TRef<TCallGate> Door = FGate;
-  Door->Close([this] { delete this; });
 }
 
 void TComponentEnd::operator()(TComponent* AComponent) const {
@@ -210,7 +242,7 @@ std::vector<TComponentPart*> TLockComponent::Parts() const {
 }
 
 void TLockComponent::BeforeDestruction() {
-  for (TComponentPart* Part : Parts()) EndStep([Part] { Part->OwnerEnds(); });
+  for (TComponentPart* Part : Parts()) RunReported(this, [Part] { Part->OwnerEnds(); });
   TComponent::BeforeDestruction();
 }
 

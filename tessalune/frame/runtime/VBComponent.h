@@ -7,7 +7,7 @@
 // called from any thread. It may end on any thread, in a handler of its own event too: its end
 // stops what it runs, takes its links off, waits for the calls that other threads have in progress
 // in it, and never for its own caller. If the caller is inside the component, its memory goes when
-// that call has left.
+// that call has left. What handlers throw while it ends goes to the unhandled-exception hook.
 #pragma once
 
 #include <tessalune/frame/runtime/QSCalls.h>
@@ -134,19 +134,9 @@ class TComponent : public TPersistent {
   // Called once, when the object is whole and has its defaults.
   virtual void AfterConstruction() {}
   // Called once, when the object is still whole: ends what it runs. An override calls the
-  // inherited one last.
+  // inherited one last, whatever fails before; what leaves through here goes to the
+  // unhandled-exception hook, since an end cannot fail.
   virtual void BeforeDestruction() {}
-
-  // Runs a step of the end. Nobody can catch what is thrown at a component's end, so it goes to the
-  // unhandled-exception hook, and the steps behind it are taken all the same.
-  template <class TStep>
-  void EndStep(TStep&& AStep) noexcept {
-    try {
-      AStep();
-    } catch (...) {
-      ReportUnhandledException(this);
-    }
-  }
 
   // The door for calls into the component.
   TCallGate& Gate() const { return *FGate; }
@@ -160,6 +150,8 @@ class TComponent : public TPersistent {
 
   void Constructed();
   void End();
+  void EndOwned();
+  void IntEnd();
   void SetState(TComponentState AState, bool AValue);
 
   const TRef<TCallGate> FGate = MakeRef<TCallGate>();
@@ -169,6 +161,7 @@ class TComponent : public TPersistent {
   std::vector<TComponent*> FComponents;
   TField<std::int64_t> FTag;
   TField<std::uint8_t> FState;
+  bool FEnding = false;
 };
 
 template <class T>
@@ -231,7 +224,9 @@ class TLockComponent : public TComponent {
     if (!AEvent.IsAssigned()) return;
     FLock->AfterRelease([this, &AEvent, Door = TRef<TCallGate>(&Gate()), AArgs...] {
       const TCallScope Call(*Door);
-      if (Call) AEvent(*this, AArgs...);
+      if (!Call) return;
+      if (!HasState(csDestroying)) return AEvent(*this, AArgs...);
+      RunReported(this, [&] { AEvent(*this, AArgs...); });
     });
   }
 
@@ -251,16 +246,19 @@ class TLockComponent : public TComponent {
 // A sub-object of a component, with published properties of its own, under the component's lock.
 class TLockPersistent : public TPersistent {
  public:
-  // ALock is the lock of the owner; AOnChange runs inside it after a change.
-  explicit TLockPersistent(TRef<IChangeNotifyLock> ALock, std::function<void()> AOnChange = {})
-      : FLock(std::move(ALock)), FOnChange(std::move(AOnChange)) {}
+  // ALock is the lock of the owner, APath the way to the object from there ("Threading.Queue"), for
+  // messages; AOnChange runs inside the lock after a change.
+  TLockPersistent(TRef<IChangeNotifyLock> ALock, std::string_view APath,
+                  std::function<void()> AOnChange = {})
+      : FLock(std::move(ALock)), FPath(APath), FOnChange(std::move(AOnChange)) {}
 
-  std::string Describe() const override { return FLock->Describe(); }
+  std::string Describe() const override { return FLock->Describe() + "." + std::string(FPath); }
 
  protected:
   template <class T>
   bool NotifySetter(const TPropertyInfo<T>& AInfo, TField<T>& AField, T AValue,
                     const std::function<void()>& AUpdated = {}) {
+    if (!IsAmong(AInfo, AValue)) RefuseValue(Describe(), AInfo, AValue);
     return FLock->NotifySetter(AInfo, AField, AValue, [&] {
       if (AUpdated) AUpdated();
       if (FOnChange) FOnChange();
@@ -270,6 +268,7 @@ class TLockPersistent : public TPersistent {
   const TRef<IChangeNotifyLock> FLock;
 
  private:
+  const std::string_view FPath;
   const std::function<void()> FOnChange;
 };
 

@@ -57,11 +57,11 @@ TRef<IQSFilterThread> TQSBasicThreadedFilter::ThreadForBlock() {
   TRef<IQSFilterThread> Thread = FilterThread();
   if (FThreading.Enabled()) {
     if (Thread) return Thread;
-    Thread = CreateProcessingThread();
     const std::lock_guard Lock(FThreadMutex);
-    FFilterThread = Thread;
+    if (FThreadsOver || FFilterThread) return FFilterThread;
+    FFilterThread = CreateProcessingThread();
     FHasThread.store(true, std::memory_order_release);
-    return Thread;
+    return FFilterThread;
   }
   if (!Thread) return nullptr;
   if (!Thread->FlushQueue()) return Thread;
@@ -91,14 +91,15 @@ TKLNotifyEvent TQSBasicThreadedFilter::SinkEvent() {
         FlushQueue()) {
       return SinkDispatch(ASender, AOtherPin, ADataTypeID, AOperation, AState);
     }
-    if (const auto Thread = FilterThread()) {
-      Thread->PushOperation(
-          MakeRef<TQSDeferredOperation>([this, &ASender, AOtherPin, ADataTypeID, AState,
-                                         Kept = TRef<IKLNotifyOperation>(&AOperation)] {
-            SinkDispatch(ASender, AOtherPin, ADataTypeID, *Kept, AState);
-          }));
-    }
-    return {};
+    const auto Thread = FilterThread();
+    const bool Queued =
+        Thread && Thread->PushOperation(
+                      MakeRef<TQSDeferredOperation>([this, &ASender, AOtherPin, ADataTypeID, AState,
+                                                     Kept = TRef<IKLNotifyOperation>(&AOperation)] {
+                        SinkDispatch(ASender, AOtherPin, ADataTypeID, *Kept, AState);
+                      }));
+    if (Queued) return {};
+    return SinkDispatch(ASender, AOtherPin, ADataTypeID, AOperation, AState);
   };
 }
 
@@ -113,8 +114,8 @@ void TQSBasicThreadedFilter::FilterPump(IKLNotifyOperation& AOperation) {
 TKLNotifyResult TQSBasicThreadedFilter::BufferOperation(IKLNotifyOperation& AOperation,
                                                         TKLNotifyState) {
   if (FThreading.Enabled() || FHasThread.load(std::memory_order_acquire)) {
-    if (const auto Thread = ThreadForBlock()) {
-      Thread->PushOperation(TRef<IKLNotifyOperation>(&AOperation));
+    const auto Thread = ThreadForBlock();
+    if (Thread && Thread->PushOperation(TRef<IKLNotifyOperation>(&AOperation))) {
       return {nrDataChanged};
     }
   }
@@ -122,8 +123,13 @@ TKLNotifyResult TQSBasicThreadedFilter::BufferOperation(IKLNotifyOperation& AOpe
 }
 
 void TQSBasicThreadedFilter::BeforeDestruction() {
-  // The links first: the stream's end works off the queue while the thread is there.
+  // What is queued first, then the links: the end of the stream comes behind the blocks.
+  RunReported(this, [this] { FlushQueue(); });
   TVBInputOutputLockComponent::BeforeDestruction();
+  {
+    const std::lock_guard Lock(FThreadMutex);
+    FThreadsOver = true;
+  }
   EndThread();
 }
 

@@ -78,6 +78,7 @@ class TQSBasicThreadedFilter : public TVBInputOutputLockComponent {
   std::mutex FThreadMutex;
   TRef<IQSFilterThread> FFilterThread;
   std::atomic<bool> FHasThread{false};
+  bool FThreadsOver = false;  // the filter ends: no further thread
 };
 
 // A filter that can be switched off; publishes Enabled.

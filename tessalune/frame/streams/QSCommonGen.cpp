@@ -106,7 +106,7 @@ class TQSBasicCommonGen::TClockThread final : public IThread {
       MakeBlockUnlessEnded();
     } catch (...) {
       ReportUnhandledException(&FGen);
-      FGen.EndStep([this] { FGen.Stop(); });
+      RunReported(&FGen, [this] { FGen.Stop(); });
     }
     return static_cast<double>(FGen.GetBufferSize()) / FGen.GetSampleRate();
   }
@@ -169,14 +169,37 @@ void TQSBasicCommonGen::Start() {
 }
 
 void TQSBasicCommonGen::TryStart() {
-  {
-    const ILockSection Section = WriteLock();
-    if (FIsRunning || !GetCanStart()) return;
-    IntStart();
-  }
+  const ILockSection Section = WriteLock();
+  if (FIsRunning || !GetCanStart()) return;
+  IntStart();
+  InTurn(&TQSBasicCommonGen::TellStart);
+}
+
+// Inside the lock: a start or a stop has taken effect and is told as soon as the lock has been left
+// and those before it have been told.
+void TQSBasicCommonGen::InTurn(void (TQSBasicCommonGen::*ATell)(std::uint64_t)) {
+  FIsTold = false;
+  const std::uint64_t Turn = FLastTurn = FTurns->Take();
+  FLock->AfterRelease([this, ATell, Turn, Turns = FTurns, Door = TRef<TCallGate>(&Gate())] {
+    Turns->Run(Turn, [this, ATell, Turn, Door] {
+      const TCallScope Call(*Door);
+      if (Call) (this->*ATell)(Turn);
+    });
+  });
+}
+
+void TQSBasicCommonGen::TellStart(std::uint64_t ATurn) {
   try {
+    {
+      const ILockSection Section = ReadLock();
+      if (FLastTurn != ATurn) return;  // stopped meanwhile
+    }
     IntStartStream();
-    if (!FIsRunning) return;
+    {
+      const ILockSection Section = WriteLock();
+      if (!FIsRunning || FLastTurn != ATurn) return;
+      FIsTold = true;
+    }
     RequestPump();
     StartPump();
   } catch (...) {
@@ -203,6 +226,8 @@ void TQSBasicCommonGen::StartPump() {
 
 void TQSBasicCommonGen::StartClock() {
   StopPump();
+  const ILockSection Section = WriteLock();
+  if (!FIsRunning) return;
   auto Thread = MakeRef<TClockThread>(*this, FTimeSource);
   const std::lock_guard Lock(FClockGenMutex);
   FClockGen = Thread;
@@ -224,10 +249,7 @@ void TQSBasicCommonGen::Stop() {
   const ILockSection Section = StopLock();
   if (!FIsRunning) return;
   StreamStop();
-  FLock->AfterRelease([this, Door = TRef<TCallGate>(&Gate())] {
-    const TCallScope Inner(*Door);
-    if (Inner) PostStop();
-  });
+  InTurn(&TQSBasicCommonGen::TellStop);
 }
 
 void TQSBasicCommonGen::StreamStop() {
@@ -242,7 +264,7 @@ void TQSBasicCommonGen::PostStop() {
 }
 
 void TQSBasicCommonGen::BeforeDestruction() {
-  EndStep([this] { Stop(); });
+  RunReported(this, [this] { Stop(); });
   // Where the lock could not be had, the block in progress is the last all the same.
   FIsRunning = false;
   StopPump();
@@ -327,7 +349,10 @@ void TQSCommonGen::SetSampleRate(double AValue) {
 
 void TQSCommonGen::IntStartStream() {
   TQSBasicCommonGen::IntStartStream();
-  FClockCredit = 0.0;
+  {
+    const ILockSection Section = WriteLock();
+    FClockCredit = 0.0;
+  }
   StartStream();
   if (IsRunning()) NotifyOutputPins(*MakeRef<TKLStartSampleRateOperation>(FSampleRate));
 }

@@ -17,7 +17,11 @@
 // Locks. A block is made and sent under WriteLock, so a setter or a Stop on another thread waits
 // for the block in progress, and no block follows once Stop has returned there. Inside the block,
 // on the pump's thread, everything may be called: a Stop takes effect there when the block has
-// reached all sinks. Starts and stops are sent, and events fired, outside the lock.
+// reached all sinks. Starts and stops are sent, and events fired, outside the lock, but in the
+// order in which they took effect, each to all sinks before the next; a stream's blocks come behind
+// its start. A Start or Stop inside a block, or inside a handler of a start or a stop, is therefore
+// told when that one has been told; what a start so delayed fails with leaves through whoever
+// pumped.
 #pragma once
 
 #include <tessalune/frame/runtime/QSClock.h>
@@ -118,7 +122,7 @@ class TQSBasicCommonGen : public TLockComponent {
   // The event for the clock pin and the output pins.
   TKLNotifyEvent DispatchEvent();
   // True if a block may be made; inside the lock.
-  bool MayPump() const { return FIsRunning && FEnabled; }
+  bool MayPump() const { return FIsRunning && FIsTold && FEnabled; }
 
   // Samples a second of the stream that ticks on ClockInputPin; 0 if not known.
   std::atomic<double> FClockRate{0.0};
@@ -127,9 +131,15 @@ class TQSBasicCommonGen : public TLockComponent {
   class TClockThread;
   TKLNotifyResult ClockDispatch(IKLNotifyOperation& AOperation);
   void StartClock();
+  void InTurn(void (TQSBasicCommonGen::*ATell)(std::uint64_t));
+  void TellStart(std::uint64_t ATurn);
+  void TellStop(std::uint64_t) { PostStop(); }
 
   TKLClockMultiSinkPin FClockInputPin;
   std::atomic<bool> FIsRunning{false};
+  const TRef<TTurns> FTurns = MakeRef<TTurns>();
+  std::uint64_t FLastTurn = 0;  // of the start or stop that took effect last
+  bool FIsTold = false;         // the sinks know of the stream that runs
   std::atomic<bool> FIsPump{false};
   std::atomic<bool> FExternal{false};  // how ClockSource was understood at the start
   std::atomic<TObject*> FMasterPump{nullptr};

@@ -9,7 +9,6 @@ constexpr TPropertyInfo<std::uint32_t> SizeInfo{.Name = "Size",
                                                 .Default = 16,
                                                 .Bounds = {.Min = 1U},
                                                 .Design = {.Min = 1U, .Max = 1000U},
-                                                .Unit = "blocks",
                                                 .Doc = "How many blocks may wait."};
 constexpr TPropertyInfo<TQSQueueFullMode> FullModeInfo{
     .Name = "FullMode",
@@ -40,10 +39,10 @@ void TQSThreadingQueue::SetFullMode(TQSQueueFullMode AValue) {
 
 TQSThreading::TQSThreading(TRef<IChangeNotifyLock> ALock, TLockComponent& AOwner,
                            std::function<void()> APriorityNotify)
-    : TLockPersistent(ALock),
+    : TLockPersistent(ALock, "Threading"),
       FOwner(AOwner),
       FPriorityNotify(std::move(APriorityNotify)),
-      FQueue(ALock) {}
+      FQueue(ALock, "Threading.Queue") {}
 
 const TPublishedTable& TQSThreading::Published() {
   static const TPublishedTable Table =
@@ -113,12 +112,15 @@ class TQSFilterThread final : public IQSFilterThread {
                           [this] { return FRing.Count() == 0 && !FBusy; });
   }
 
-  void PushOperation(TRef<IKLNotifyOperation> AOperation) override {
+  bool PushOperation(TRef<IKLNotifyOperation> AOperation) override {
     const bool IsBlock = AOperation->IsType<TKLSuppliedOperation>();
-    if (IsBlock && !IsCurrent() && !MakeRoom()) return;
+    if (IsBlock && !IsCurrent() && !MakeRoom()) return true;
     const std::lock_guard Lock(FMutex);
+    // What came now might find nobody any more who works it off.
+    if (FEnded) return false;
     FRing.Push(std::move(AOperation));
     FPushed.notify_one();
+    return true;
   }
 
   void Terminate() override {
@@ -155,11 +157,13 @@ class TQSFilterThread final : public IQSFilterThread {
     for (;;) {
       FPushed.wait(Lock, [this] { return FRing.Count() > 0 || FEnded; });
       if (FRing.Count() == 0) return;
-      const TRef<IKLNotifyOperation> Operation = FRing.Pop();
+      TRef<IKLNotifyOperation> Operation = FRing.Pop();
       FBusy = true;
       FWorkedOff.notify_all();
       Lock.unlock();
       WorkOff(*Operation);
+      // What the block holds of the host's may do anything when it goes.
+      Operation = nullptr;
       Lock.lock();
       FBusy = false;
       FWorkedOff.notify_all();

@@ -85,8 +85,8 @@ class IQSFilterThread : public IThread {
   // wait: on the thread itself, or where the thread waits for the caller.
   virtual bool FlushQueue() = 0;
   // Appends an operation; if it is a block and the queue is full, as FullMode says. On the thread
-  // itself it never waits.
-  virtual void PushOperation(TRef<IKLNotifyOperation> AOperation) = 0;
+  // itself it never waits. False, and nothing was appended, if the thread has been told to end.
+  virtual bool PushOperation(TRef<IKLNotifyOperation> AOperation) = 0;
   // The thread ends when the queue is empty.
   virtual void Terminate() = 0;
 };

@@ -1,0 +1,420 @@
+// Ends: of components, of streams, of what was queued for them; whoever ends them, and wherever.
+#include "FrameTools.h"
+
+#include <tessalune/sources/QSLogger.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <optional>
+
+namespace tessalune::testing {
+namespace {
+
+using namespace std::chrono_literals;
+
+// --- a component destroyed from a thread of the graph ---
+
+enum class TEnder { MainThread, PumpHandler, ClockHandler, FilterThread, ThirdThread };
+enum class TEnding { Stop, Disable, Destroy };
+
+std::string EndName(const ::testing::TestParamInfo<std::tuple<TEnder, TEnding>>& AInfo) {
+  constexpr std::array Enders{"Main", "PumpHandler", "ClockHandler", "FilterThread", "ThirdThread"};
+  constexpr std::array Endings{"Stops", "Disables", "Destroys"};
+  return std::string(Enders.at(static_cast<std::size_t>(std::get<0>(AInfo.param)))) +
+         Endings.at(static_cast<std::size_t>(std::get<1>(AInfo.param)));
+}
+
+// A generator on its clock, a filter with a thread and a queue of one, and a filter behind it. The
+// clock stands at the full queue when the end comes from outside.
+class AnEndWhileBlocksFlow : public ::testing::TestWithParam<std::tuple<TEnder, TEnding>> {
+ protected:
+  AnEndWhileBlocksFlow() {
+    Gen->SetBufferSize(8);
+    Gen->SetSampleRate(8000.0);
+    Gen->SetTimeSource(Clock);
+    Filter->Threading().SetEnabled(true);
+    Filter->Threading().Queue().SetSize(1);
+    Gen->OutputPin().Connect(First.Pin);
+    Gen->OutputPin().Connect(Filter->InputPin());
+    Filter->OutputPin().Connect(Last.Pin);
+  }
+
+  void End() {
+    switch (std::get<1>(GetParam())) {
+      case TEnding::Stop:
+        return Gen->Stop();
+      case TEnding::Disable:
+        return Gen->SetEnabled(false);
+      case TEnding::Destroy:
+        Gen.reset();
+    }
+  }
+
+  TRef<TManualClock> Clock = MakeRef<TManualClock>();
+  TRealRecorder First;
+  TRealRecorder Last;
+  TOwned<THookFilter> Filter = Create<THookFilter>();
+  TOwned<TQSSignalGen> Gen = Create<TQSSignalGen>();
+};
+
+TEST_P(AnEndWhileBlocksFlow, ComesThroughAndNoBlockFollows) {
+  const TEnder Ender = std::get<0>(GetParam());
+  TLatch Full;
+  TLatch GoOn;
+  TLatch Done;
+  std::atomic<int> AtFirst{0};
+  const bool FromOutside = Ender == TEnder::MainThread || Ender == TEnder::ThirdThread;
+  const auto EndOnce = [&] {
+    End();
+    Done.Open();
+  };
+  First.OnOperation = [&](IKLNotifyOperation& AOperation) {
+    if (!AOperation.IsType<TKLSuppliedOperation>()) return;
+    if (++AtFirst == 1 && (Ender == TEnder::PumpHandler || Ender == TEnder::ClockHandler)) {
+      EndOnce();
+    }
+  };
+  Filter->Threading().SetOnQueueFull([&](TObject&) { Full.Open(); });
+  Filter->OnBlock = [&, Once = false]() mutable {
+    if (std::exchange(Once, true)) return;
+    if (FromOutside || Ender == TEnder::FilterThread) Full.Wait();
+    if (Ender == TEnder::FilterThread) EndOnce();
+    if (FromOutside) GoOn.Wait();
+  };
+  if (Ender == TEnder::PumpHandler) {
+    Gen->SetClockSource(TQSClockSource::csExternal);
+    Gen->Start();
+    Gen->Pump();
+  } else {
+    Gen->Start();
+    std::thread Time([&] {
+      // A thread that stands at a full queue is busy: the time moves on when it has come through.
+      if (Ender != TEnder::ClockHandler) Clock->Advance(1s);
+    });
+    if (FromOutside) {
+      Full.Wait();
+      std::thread Opener([&] { GoOn.Open(); });
+      if (Ender == TEnder::MainThread) {
+        EndOnce();
+      } else {
+        std::thread(EndOnce).join();
+      }
+      Opener.join();
+    }
+    Done.Wait();
+    const int Seen = AtFirst;
+    Clock->Advance(2s);
+    EXPECT_EQ(AtFirst, Seen) << "a block was made after the end had returned";
+    Time.join();
+  }
+  Done.Wait();
+  if (Gen) {
+    EXPECT_EQ(Gen->IsRunning(), std::get<1>(GetParam()) == TEnding::Disable);
+    Gen->Stop();
+  }
+  EXPECT_EQ(First.Count("stop"), 1U);
+  Last.WaitFor("stop", 1);
+  EXPECT_EQ(Last.Log().back(), "stop");
+  EXPECT_EQ(Last.Count("stop"), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, AnEndWhileBlocksFlow,
+    ::testing::Combine(::testing::Values(TEnder::MainThread, TEnder::PumpHandler,
+                                         TEnder::ClockHandler, TEnder::FilterThread,
+                                         TEnder::ThirdThread),
+                       ::testing::Values(TEnding::Stop, TEnding::Disable, TEnding::Destroy)),
+    EndName);
+
+TEST(AFilter, MayBeDestroyedOnItsOwnThread) {
+  const auto Gen = PumpedGen();
+  auto Filter = Create<THookFilter>();
+  TRealRecorder Sink;
+  TLatch Gone;
+  Filter->Threading().SetEnabled(true);
+  Filter->OnBlock = [&] {
+    Filter.reset();
+    Gone.Open();
+  };
+  Gen->OutputPin().Connect(Filter->InputPin());
+  Filter->OutputPin().Connect(Sink.Pin);
+  Gen->Start();
+  Gen->Pump();
+  Gone.Wait();
+  Gen->Pump();
+  EXPECT_FALSE(Gen->OutputPin().IsConnected());
+  EXPECT_EQ(Sink.Log(), (TLog{"start 44100", "stop"}));
+}
+
+TEST(AComponent, MayBeDestroyedByAnyOfItsEvents) {
+  auto Gen = Create<TQSSignalGen>();
+  Gen->SetOnStart([&](TObject&) { Gen.reset(); });
+  Gen->Start();
+  EXPECT_FALSE(Gen);
+  Gen = PumpedGen();
+  Gen->SetOnStop([&](TObject&) { Gen.reset(); });
+  Gen->Start();
+  Gen->Stop();
+  EXPECT_FALSE(Gen);
+  // OnFileClose, fired by a setter.
+  auto Logger = Create<TQSLogger>();
+  Logger->SetFileName(::testing::TempDir() + "tessalune_end.bin");
+  Logger->SetOnFileClose([&](TObject&) { Logger.reset(); });
+  Logger->Log(TQSBlockBuffer::CreateSize(1));
+  Logger->SetEnabled(false);
+  EXPECT_FALSE(Logger);
+  std::remove((::testing::TempDir() + "tessalune_end.bin").c_str());
+}
+
+TEST(AComponent, MayBeDestroyedByAThirdThreadWhileBlocksFlow) {
+  const auto Gen = PumpedGen();
+  Gen->Start();
+  std::atomic<bool> Done{false};
+  std::thread Ender([&] {
+    for (int I = 0; I < 300; ++I) {
+      auto Filter = Create<TQSApplyRealConst>();
+      Filter->Threading().SetEnabled(I % 2 == 0);
+      TRealRecorder Sink;
+      Filter->OutputPin().Connect(Sink.Pin);
+      Gen->OutputPin().Connect(Filter->InputPin());
+      Filter.reset();
+      EXPECT_EQ(Sink.Count("stop"), 1U);
+    }
+    Done = true;
+  });
+  while (!Done) Gen->Pump();
+  Ender.join();
+  EXPECT_FALSE(Gen->OutputPin().IsConnected());
+}
+
+TEST(TwoComponents, MayDestroyEachOtherFromTheirHandlers) {
+  const THookRecord Hook;  // one of them may be refused the other's lock
+  for (int Round = 0; Round < 20; ++Round) {
+    std::array<TOwned<TQSSignalGen>, 2> Gens{PumpedGen(), PumpedGen()};
+    std::array<TRealRecorder, 2> Sinks;
+    std::array<TLatch, 2> Inside;
+    std::array<std::unique_ptr<TKnownThread>, 2> Threads;
+    for (std::size_t I = 0; I < 2; ++I) {
+      Sinks[I].OnOperation = [&, I](IKLNotifyOperation& AOperation) {
+        if (!AOperation.IsType<TKLSuppliedOperation>()) return;
+        Inside[I].Open();
+        Inside[1 - I].Wait();
+        Gens[1 - I].reset();
+      };
+      Gens[I]->OutputPin().Connect(Sinks[I].Pin);
+      Gens[I]->Start();
+    }
+    for (std::size_t I = 0; I < 2; ++I) {
+      Threads[I] = std::make_unique<TKnownThread>([Gen = Gens[I].get()] { Gen->Pump(); });
+    }
+    for (auto& Thread : Threads) Thread->Join();
+    EXPECT_EQ(Sinks[0].Count("block") + Sinks[1].Count("block"), 2U);
+    EXPECT_FALSE(Sinks[0].Pin.IsConnected() || Sinks[1].Pin.IsConnected());
+  }
+}
+
+TEST(AnEnd, IsNotKeptFromItsWayByWhatHandlersThrow) {
+  const THookRecord Hook;
+  TRealRecorder Bad;
+  TRealRecorder Good;
+  auto Gen = PumpedGen();
+  Gen->OutputPin().Connect(Bad.Pin);
+  Gen->OutputPin().Connect(Good.Pin);
+  Gen->Start();
+  Bad.OnOperation = [](IKLNotifyOperation&) { throw EQSException("bad stop"); };
+  Gen.reset();
+  EXPECT_FALSE(Bad.Pin.IsConnected());
+  EXPECT_EQ(Good.Log().back(), "stop");
+  ASSERT_FALSE(Hook.Texts().empty());
+  ExpectAll(Hook.Texts().front(), {"TQSSignalGen", "bad stop"});
+}
+
+TEST(AnOwner, EndsWhatItOwnsOnceTheLastFirst) {
+  std::vector<std::string> Order;
+  auto Host = Create<TComponent>();
+  for (const char* Name : {"One", "Two", "Three"}) {
+    auto& Gen = Create<TQSSignalGen>(*Host);
+    Gen.SetName(Name);
+    Gen.SetClockSource(TQSClockSource::csExternal);
+    Gen.SetOnStop([&Order, Name](TObject&) { Order.push_back(Name); });
+    Gen.Start();
+  }
+  ExpectAll(Refusal([&] { Host->FindComponent("One")->SetName("Two"); }), {"One", "Two"});
+  TComponentEnd()(Host->FindComponent("Two"));
+  EXPECT_EQ(Host->Components().size(), 2U);
+  Host.reset();
+  EXPECT_EQ(Order, (std::vector<std::string>{"Two", "Three", "One"}));
+}
+
+TEST(AnOwnedComponent, MayEndByItselfWhileItsOwnerEnds) {
+  for (int Round = 0; Round < 100; ++Round) {
+    auto Host = Create<TComponent>();
+    std::atomic<int> Stops{0};
+    auto& Gen = Create<TQSSignalGen>(*Host);
+    Gen.SetClockSource(TQSClockSource::csExternal);
+    TRealRecorder Sink;
+    TLatch Ending;
+    Sink.OnOperation = [&](IKLNotifyOperation& AOperation) {
+      if (AOperation.IsType<TKLStopOperation>()) ++Stops;
+      if (!AOperation.IsType<TKLSuppliedOperation>()) return;
+      Ending.Open();
+      TComponentEnd()(&Gen);
+    };
+    Gen.OutputPin().Connect(Sink.Pin);
+    Gen.Start();
+    std::thread Pump([&] { Gen.Pump(); });
+    Ending.Wait();
+    Host.reset();
+    Pump.join();
+    EXPECT_EQ(Stops, 1);
+  }
+}
+
+// --- the order of starts and stops ---
+
+struct TRestartCase {
+  const char* Name;
+  bool InBlock;  // else in the stop of the first sink
+};
+class ARestart : public ::testing::TestWithParam<TRestartCase> {};
+INSTANTIATE_TEST_SUITE_P(Inside, ARestart,
+                         ::testing::Values(TRestartCase{"ABlock", true},
+                                           TRestartCase{"AStop", false}),
+                         [](const auto& ACase) { return ACase.param.Name; });
+
+TEST_P(ARestart, InsideAHandlerKeepsTheOrderAtAllSinks) {
+  const auto Gen = PumpedGen();
+  TRealRecorder First;
+  TRealRecorder Second;
+  bool Restarted = false;
+  First.OnOperation = [&](IKLNotifyOperation& AOperation) {
+    const bool Here = GetParam().InBlock ? AOperation.IsType<TKLSuppliedOperation>()
+                                         : AOperation.IsType<TKLStopOperation>();
+    if (!Here || std::exchange(Restarted, true)) return;
+    Gen->Stop();
+    Gen->Start();
+  };
+  Gen->OutputPin().Connect(First.Pin);
+  Gen->OutputPin().Connect(Second.Pin);
+  Gen->Start();
+  Gen->Pump();
+  if (!GetParam().InBlock) Gen->Stop();
+  EXPECT_TRUE(Gen->IsRunning());
+  Gen->Pump();
+  const TLog Expected{"start 44100", "block", "stop", "start 44100", "block"};
+  EXPECT_EQ(First.Log(), Expected);
+  EXPECT_EQ(Second.Log(), Expected);
+}
+
+TEST(AStartOnAnotherThread, IsToldBehindTheStopThatWasFirst) {
+  const auto Gen = PumpedGen();
+  TRealRecorder Slow;
+  TRealRecorder Sink;
+  TLatch Stopping;
+  TLatch GoOn;
+  Slow.OnOperation = [&](IKLNotifyOperation& AOperation) {
+    if (!AOperation.IsType<TKLStopOperation>() || Slow.Count("stop") > 1) return;
+    Stopping.Open();
+    GoOn.Wait();
+  };
+  Gen->OutputPin().Connect(Slow.Pin);
+  Gen->OutputPin().Connect(Sink.Pin);
+  Gen->Start();
+  std::thread Stopper([&] { Gen->Stop(); });
+  Stopping.Wait();
+  std::thread Starter([&] { Gen->Start(); });
+  while (!Gen->IsRunning()) std::this_thread::yield();
+  Gen->Pump();  // the stream's sinks do not know of it yet
+  EXPECT_EQ(Sink.Log(), TLog{"start 44100"});
+  GoOn.Open();
+  Stopper.join();
+  Starter.join();
+  Gen->Pump();
+  EXPECT_EQ(Sink.Log(), (TLog{"start 44100", "stop", "start 44100", "block"}));
+}
+
+TEST(AStartThatFails, LeavesNoStream) {
+  const auto Gen = PumpedGen();
+  TRealRecorder Good;
+  TRealRecorder Bad;
+  Bad.OnOperation = [](IKLNotifyOperation& AOperation) {
+    if (AOperation.IsType<TKLStartOperation>()) throw EQSException("no disk");
+  };
+  Gen->OutputPin().Connect(Good.Pin);
+  Gen->OutputPin().Connect(Bad.Pin);
+  EXPECT_EQ(Refusal([&] { Gen->Start(); }), "no disk");
+  EXPECT_FALSE(Gen->IsRunning());
+  EXPECT_EQ(Good.Log(), (TLog{"start 44100", "stop"}));
+}
+
+// --- the main thread ---
+
+class MainThreadCalls : public ::testing::Test {
+ protected:
+  ~MainThreadCalls() override {
+    MainThread().SetOnWork({});
+    while (MainThread().Process() > 0) continue;
+  }
+  TOwned<TQSSignalGen> Component = PumpedGen();
+};
+
+TEST_F(MainThreadCalls, OfAnEndedComponentNeverRun) {
+  const auto Other = PumpedGen();
+  std::vector<int> Ran;
+  MainThread().Execute(*Component, [&] { Ran.push_back(1); });
+  MainThread().Execute(*Other, [&] {
+    Ran.push_back(2);
+    Component.reset();
+  });
+  MainThread().Execute(*Component, [&] { Ran.push_back(3); });
+  EXPECT_EQ(MainThread().Process(), 2U);
+  EXPECT_EQ(Ran, (std::vector{1, 2}));
+}
+
+TEST_F(MainThreadCalls, ThrowThroughProcessAndKeepWhatIsBehind) {
+  int Told = 0;
+  MainThread().SetOnWork([&] { ++Told; });
+  bool Ran = false;
+  MainThread().Execute(*Component, [] { throw EQSException("failed"); });
+  MainThread().Execute(*Component, [&] { Ran = true; });
+  EXPECT_EQ(Told, 1) << "told when the first call came";
+  EXPECT_EQ(Refusal([] { MainThread().Process(); }), "failed");
+  EXPECT_EQ(Told, 2) << "nobody was told of what stayed behind";
+  EXPECT_TRUE(MainThread().WaitForWork(0ns));
+  EXPECT_EQ(MainThread().Process(), 1U);
+  EXPECT_TRUE(Ran);
+  EXPECT_FALSE(MainThread().WaitForWork(0ns));
+}
+
+TEST_F(MainThreadCalls, QueuedByACallWaitForTheNextProcessAndAreTold) {
+  int Told = 0;
+  MainThread().SetOnWork([&] { ++Told; });
+  MainThread().Execute(*Component, [&] { MainThread().Execute(*Component, [] {}); });
+  MainThread().Execute(*Component, [] {});
+  EXPECT_EQ(MainThread().Process(), 2U);
+  EXPECT_EQ(Told, 2);
+  EXPECT_EQ(MainThread().Process(), 1U);
+}
+
+TEST_F(MainThreadCalls, MayOwnWhatQueuesAgainWhenItGoes) {
+  struct TQueuesAtItsEnd {
+    TComponent& Target;
+    ~TQueuesAtItsEnd() {
+      MainThread().Execute(Target, [] {});
+    }
+  };
+  MainThread().Execute(*Component, [Kept = std::make_shared<TQueuesAtItsEnd>(*Component)] {});
+  EXPECT_EQ(MainThread().Process(), 1U);
+  EXPECT_EQ(MainThread().Process(), 1U);
+}
+
+TEST_F(MainThreadCalls, WakeAThreadThatWaits) {
+  std::thread Queuer([&] { MainThread().Execute(*Component, [] {}); });
+  EXPECT_TRUE(MainThread().WaitForWork(1h));
+  Queuer.join();
+}
+
+}  // namespace
+}  // namespace tessalune::testing

@@ -1,0 +1,377 @@
+// Pins and links: what is refused, what is negotiated, what changes while a stream runs.
+#include "FrameTools.h"
+
+#include <tessalune/filters/QSApplyComplexConst.h>
+
+#include <chrono>
+
+namespace tessalune::testing {
+namespace {
+
+// An element that carries any sample type and takes over the type of its input.
+class TAnyFilter final : public TLockComponent {
+ public:
+  explicit TAnyFilter(TConstruct AConstruct)
+      : TLockComponent(AConstruct),
+        FOutputPin({*this, FLock}, GKLPassTroughDispatch(FInputPin)),
+        FInputPin({*this, FLock},
+                  [this](TKLBasicPin&, TKLBasicPin*, const TGUID&, IKLNotifyOperation& AOperation,
+                         TKLNotifyState) { return FOutputPin.Notify(AOperation); }) {
+    FOutputPin.AddFunctionSource(FInputPin);
+    FOutputPin.AddDataTypeSource(FInputPin);
+  }
+  static const TPublishedTable& Published() {
+    static const TPublishedTable Table =
+        TPublishedTable({.Name = "TAnyFilter"}, &TComponent::Published())
+            .Pin("OutputPin", &TAnyFilter::OutputPin, "Out.")
+            .Pin("InputPin", &TAnyFilter::InputPin, "In.");
+    return Table;
+  }
+  const TPublishedTable& PublishedTable() const override { return Published(); }
+  TQSKLIntegerRealComplexBinarySourcePin& OutputPin() { return FOutputPin; }
+  TQSKLIntegerRealComplexBinarySinkPin& InputPin() { return FInputPin; }
+
+ private:
+  TQSKLIntegerRealComplexBinarySourcePin FOutputPin;
+  TQSKLIntegerRealComplexBinarySinkPin FInputPin;
+};
+
+// --- refusals ---
+
+TEST(ALinkIsRefused, WithBothPinsAndWhatWouldFit) {
+  const auto Gen = Create<TQSSignalGen>();
+  const auto Other = Create<TQSSignalGen>();
+  const auto Real = Create<TQSApplyRealConst>();
+  const auto Complex = Create<TQSApplyComplexConst>();
+  Gen->SetName("Tone");
+  Real->SetName("Louder");
+  Complex->SetName("Turn");
+  Gen->OutputPin().Connect(Real->InputPin());
+  const std::string Tone = "Tone (TQSSignalGen).OutputPin";
+  struct TCase {
+    TKLBasicPin& One;
+    TKLBasicPin& Two;
+    std::initializer_list<std::string_view> Parts;
+  };
+  const std::string_view LouderIn = "Louder (TQSApplyRealConst).InputPin";
+  const std::string_view LouderOut = "Louder (TQSApplyRealConst).OutputPin";
+  const std::string_view TurnIn = "Turn (TQSApplyComplexConst).InputPin";
+  for (const TCase& Case : {
+           TCase{Gen->OutputPin(), Real->OutputPin(), {Tone, LouderOut, "both are outputs"}},
+           TCase{Real->InputPin(), Complex->InputPin(), {LouderIn, TurnIn, "both are inputs"}},
+           TCase{Gen->OutputPin(),
+                 Complex->InputPin(),
+                 {Tone, TurnIn, "blocks of real samples", "blocks of complex samples", "fit"}},
+           TCase{Real->OutputPin(), Real->InputPin(), {LouderOut, LouderIn, "takes one link"}},
+           TCase{Other->OutputPin(), Real->InputPin(), {LouderIn, Tone, "takes one link"}},
+           TCase{Real->InputPin(), Gen->OutputPin(), {Tone, LouderIn, "linked already"}},
+           TCase{Gen->OutputPin(), Gen->OutputPin(), {Tone, "same pin"}},
+       }) {
+    ExpectAll(Refusal([&] { Case.One.Connect(Case.Two); }), Case.Parts);
+  }
+  EXPECT_EQ(Gen->OutputPin().ConnectedPins().size(), 1U) << "a refused link left something";
+  EXPECT_FALSE(Complex->InputPin().IsConnected());
+}
+
+TEST(ALinkIsRefused, IfItClosesALoop) {
+  std::vector<TOwned<TQSApplyRealConst>> Row;
+  for (int I = 0; I < 4; ++I) Row.push_back(Create<TQSApplyRealConst>());
+  ExpectAll(Refusal([&] { Row[0]->OutputPin().Connect(Row[0]->InputPin()); }), {"loop"});
+  for (std::size_t I = 0; I < 3; ++I) Row[I]->OutputPin().Connect(Row[I + 1]->InputPin());
+  ExpectAll(Refusal([&] { Row[3]->OutputPin().Connect(Row[0]->InputPin()); }), {"loop"});
+  EXPECT_TRUE(Row[3]->OutputPin().WhyNotConnect(Row[0]->InputPin()));
+  Row[1]->OutputPin().Disconnect(Row[2]->InputPin());
+  Row[3]->OutputPin().Connect(Row[0]->InputPin());
+  // A generator's clock input: its stream derives from the ticks.
+  const auto Gen = Create<TQSSignalGen>();
+  ExpectAll(Refusal([&] { Gen->OutputPin().Connect(Gen->ClockInputPin()); }), {"loop"});
+}
+
+// --- types ---
+
+TEST(ATypeTakenOver, ReachesThroughTheRowInBothDirections) {
+  const auto One = Create<TAnyFilter>();
+  const auto Two = Create<TAnyFilter>();
+  TRecorder<TQSKLIntegerSinkPin> Integers;
+  TQSKLRealSourcePin Reals{TKLPinOwner()};
+  One->OutputPin().Connect(Two->InputPin());
+  EXPECT_EQ(One->InputPin().PossibleTypes().size(), 5U);
+  Two->OutputPin().Connect(Integers.Pin);
+  EXPECT_EQ(One->InputPin().PossibleTypes(), TKLDataTypes{&IntegerStream});
+  EXPECT_EQ(One->OutputPin().LinkType(Two->InputPin()), &IntegerStream);
+  ExpectAll(Refusal([&] { Reals.Connect(One->InputPin()); }),
+            {"blocks of real samples", "blocks of integers", "narrowed"});
+  Two->OutputPin().Disconnect(Integers.Pin);
+  Reals.Connect(One->InputPin());
+  EXPECT_EQ(One->OutputPin().LinkType(Two->InputPin()), &RealStream);
+  ExpectAll(Refusal([&] { Two->OutputPin().Connect(Integers.Pin); }), {"blocks of real samples"});
+  One->OutputPin().RemoveDataTypeSource(One->InputPin());
+  Two->OutputPin().Connect(Integers.Pin);
+}
+
+struct TComboCase {
+  const char* Name;
+  bool BlockSource;
+  bool BlockSink;
+};
+class ComboPins : public ::testing::TestWithParam<TComboCase> {};
+INSTANTIATE_TEST_SUITE_P(Forms, ComboPins,
+                         ::testing::Values(TComboCase{"BlockToBlock", true, true},
+                                           TComboCase{"BlockToValue", true, false},
+                                           TComboCase{"ValueToBlock", false, true},
+                                           TComboCase{"ValueToValue", false, false}),
+                         [](const auto& AInfo) { return AInfo.param.Name; });
+
+TEST_P(ComboPins, CarryEitherFormWithTheStartTranslated) {
+  const auto [Name, BlockSource, BlockSink] = GetParam();
+  TQSKLComboRealSourcePin Source{TKLPinOwner()};
+  TRealRecorder Blocks;
+  TRecorder<TKLRealSinkPin> Values;
+  TKLBasicPin& Sink = BlockSink ? static_cast<TKLBasicPin&>(Blocks.Pin) : Values.Pin;
+  Source.Connect(Sink);
+  EXPECT_EQ(Source.HasBlockSinks(), BlockSink);
+  const std::vector Samples{1.0, 2.0, 3.0};
+  Source.Notify(MakeRef<TKLStartSampleRateOperation>(8000.0));
+  if (BlockSource) {
+    Source.SubmitBuffer(TQSRealBuffer::CreateData(Samples.data(), 3));
+  } else {
+    for (const double Sample : Samples) Source.SubmitReal(Sample);
+  }
+  Source.EndStop();
+  TLog Expected{BlockSink ? "start 8000" : "value start 8000"};
+  const std::size_t Count = BlockSource && BlockSink ? 1 : 3;
+  Expected.insert(Expected.end(), Count, BlockSink ? "block" : "value");
+  Expected.emplace_back("stop");
+  EXPECT_EQ(BlockSink ? Blocks.Log() : Values.Log(), Expected);
+  EXPECT_EQ(BlockSink ? Blocks.Samples() : Values.Samples(), Samples);
+}
+
+TEST(AComboInput, TellsInWhichFormItIsConnected) {
+  const auto Filter = Create<TQSApplyRealConst>();
+  TKLRealSourcePin Values{TKLPinOwner()};
+  TQSKLComboRealSourcePin Both{TKLPinOwner()};
+  EXPECT_FALSE(Filter->InputPin().IsConnectedToRealBufferStream());
+  Values.Connect(Filter->InputPin());
+  EXPECT_TRUE(Filter->InputPin().IsConnectedToSingleRealStream());
+  Values.Disconnect(Filter->InputPin());
+  Both.Connect(Filter->InputPin());
+  EXPECT_TRUE(Filter->InputPin().IsConnectedToRealBufferStream());
+}
+
+TEST(AChannelOutput, KnowsTheLargestSampleAmongItsLinks) {
+  TQSKLChannelSourcePin Source{TKLPinOwner()};
+  TRealRecorder Reals;
+  TRecorder<TQSKLComplexSinkPin> Complexes;
+  EXPECT_EQ(Source.GetMaxSampleSize(), 0);
+  Source.Connect(Reals.Pin);
+  EXPECT_EQ(Source.GetMaxSampleSize(), 8);
+  Source.Connect(Complexes.Pin);
+  EXPECT_EQ(Source.GetMaxSampleSize(), 16);
+}
+
+// --- values ---
+
+TEST(ValuePins, HoldAndSendValuesWithTheirRange) {
+  TKLRealRangedSourcePin Source{TKLPinOwner()};
+  std::vector<double> Got;
+  TKLRealSinkPin Sink(
+      {}, [&](TKLBasicPin&, TKLBasicPin*, const TGUID&, IKLNotifyOperation& AOp, TKLNotifyState) {
+        using TRanged = TKLRangedSuppliedOperation<double>;
+        Got.push_back(AOp.GetInstance<TKLTypedSuppliedOperation<double>>().Value);
+        if (AOp.IsType<TRanged>()) {
+          Got.push_back(AOp.GetInstance<TRanged>().Min);
+          Got.push_back(AOp.GetInstance<TRanged>().Max);
+        }
+        return TKLNotifyResult{nrDataChanged};
+      });
+  Source.Connect(Sink);
+  EXPECT_TRUE(Source.SetValue(2.5).Has(nrDataChanged));
+  Source.SubmitValueRange(3.0, -1.0, 9.0);
+  EXPECT_EQ(Got, (std::vector{2.5, 3.0, -1.0, 9.0}));
+  EXPECT_EQ(Source.Value(), 3.0);
+}
+
+TEST(StatePins, FollowOneAnotherBothWays) {
+  std::vector<std::int64_t> AtOne;
+  std::vector<std::int64_t> AtTwo;
+  TKLInt64TimeRangedStatePin One({}, [&](std::int64_t AValue) { AtOne.push_back(AValue); });
+  TKLInt64TimeRangedStatePin Two({}, [&](std::int64_t AValue) { AtTwo.push_back(AValue); });
+  One.Connect(Two);
+  One.SubmitValueRange(5, 0, 10, 0.0, 0.5);
+  EXPECT_EQ(Two.Held().Max, 10);
+  EXPECT_EQ(Two.Held().MaxTime, 0.5);
+  Two.SetValue(7);
+  EXPECT_EQ(One.Value(), 7);
+  EXPECT_EQ(One.Held().Max, 10) << "a plain value keeps the range";
+  EXPECT_EQ(AtOne, std::vector<std::int64_t>{7});
+  EXPECT_EQ(AtTwo, std::vector<std::int64_t>{5});
+}
+
+TEST(APinList, StaysInItsBounds) {
+  const auto Owner = Create<TAnyFilter>();
+  TQSKLRealSourcePin Source{TKLPinOwner()};
+  TKLPinListOwner List(*Owner, "InputPins", 2, 1, 4, [&] {
+    return std::make_unique<TQSKLRealSinkPin>(TKLPinOwner{},
+                                              [](auto&&...) { return TKLNotifyResult{}; });
+  });
+  List.SetCount(4);
+  Source.Connect(List[3]);
+  List.SetCount(1);
+  EXPECT_FALSE(Source.IsConnected()) << "the link of a pin that went";
+  for (const std::size_t Count : {0U, 5U}) {
+    ExpectAll(Refusal([&] { List.SetCount(Count); }),
+              {"TAnyFilter", "InputPins.Count", "between 1 and 4"});
+  }
+  ExpectAll(Refusal([&] { List[1]; }), {"InputPins", "no pin 1"});
+  EXPECT_EQ(List.Count(), 1U);
+}
+
+// --- links that change while a stream runs ---
+
+TEST(ALinkMadeInARunningStream, BeginsWithTheStartAndEndsWithAStop) {
+  const auto Gen = PumpedGen();
+  const auto Filter = Create<TQSApplyRealConst>();
+  TRealRecorder AtGen;
+  TRealRecorder Behind;
+  Filter->OutputPin().Connect(Behind.Pin);
+  Gen->SetSampleRate(8000.0);
+  Gen->Start();
+  Gen->Pump();
+  Gen->OutputPin().Connect(AtGen.Pin);
+  Gen->OutputPin().Connect(Filter->InputPin());
+  Gen->Pump();
+  Gen->OutputPin().Disconnect(AtGen.Pin);
+  Filter->InputPin().DisconnectAll();
+  Gen->Pump();
+  Gen->Stop();
+  EXPECT_EQ(AtGen.Log(), (TLog{"new start 8000", "block", "stop"}));
+  EXPECT_EQ(Behind.Log(), (TLog{"start 8000", "block", "stop"}));
+  Gen->OutputPin().Connect(AtGen.Pin);
+  EXPECT_EQ(AtGen.Log().size(), 3U) << "no stream runs";
+}
+
+TEST(LinksChangedInsideAHandler, LeaveTheCallInProgressOnItsLinks) {
+  const auto Gen = PumpedGen();
+  TRealRecorder One;
+  TRealRecorder Two;
+  TRealRecorder Three;
+  One.OnOperation = [&](IKLNotifyOperation& AOperation) {
+    if (!AOperation.IsType<TKLSuppliedOperation>() || Three.Pin.IsConnected()) return;
+    Gen->OutputPin().Disconnect(Two.Pin);
+    Gen->OutputPin().Disconnect(One.Pin);
+    Gen->OutputPin().Connect(Three.Pin);
+  };
+  Gen->OutputPin().Connect(One.Pin);
+  Gen->OutputPin().Connect(Two.Pin);
+  Gen->Start();
+  Gen->Pump();
+  EXPECT_EQ(One.Log(), (TLog{"start 44100", "block", "stop"}));
+  EXPECT_EQ(Two.Count("block"), 1U) << "the call in progress began with this link";
+  EXPECT_EQ(Three.Log(), TLog{"new start 44100"});
+  Gen->Pump();
+  EXPECT_EQ(Two.Count("block"), 1U);
+  EXPECT_EQ(Three.Count("block"), 1U);
+}
+
+TEST(LinksChangedInAStream, DisturbNobodyWhileBlocksFlow) {
+  // The steady sink sees every sample of the tone, whatever is linked and taken off beside it.
+  const auto Gen = PumpedGen();
+  const auto Steady = Create<TQSApplyRealConst>();
+  TRealRecorder Sink;
+  Gen->OutputPin().Connect(Steady->InputPin());
+  Steady->OutputPin().Connect(Sink.Pin);
+  Gen->Start();
+  std::atomic<bool> Done{false};
+  std::thread Changer([&] {
+    while (!Done) {
+      const auto Passing = Create<TQSApplyRealConst>();
+      Passing->SetValue(1e6);
+      Gen->OutputPin().Connect(Passing->InputPin());
+      Passing->OutputPin().Connect(Create<TQSApplyRealConst>()->InputPin());
+    }
+  });
+  for (int I = 0; I < 1000; ++I) Gen->Pump();
+  Done = true;
+  Changer.join();
+  const auto Alone = PumpedGen();
+  TRealRecorder Expected;
+  Alone->OutputPin().Connect(Expected.Pin);
+  Alone->Start();
+  for (int I = 0; I < 1000; ++I) Alone->Pump();
+  EXPECT_EQ(Sink.Samples(), Expected.Samples());
+}
+
+TEST(ASinkThatRefusesTheStart, IsNotLinked) {
+  const auto Gen = PumpedGen();
+  TRealRecorder Sink;
+  Sink.OnOperation = [](IKLNotifyOperation&) { throw EQSException("no"); };
+  Gen->Start();
+  EXPECT_EQ(Refusal([&] { Gen->OutputPin().Connect(Sink.Pin); }), "no");
+  EXPECT_FALSE(Sink.Pin.IsConnected());
+  EXPECT_FALSE(Gen->OutputPin().IsConnected());
+  EXPECT_EQ(Sink.Log(), (TLog{"new start 44100", "stop"}));
+}
+
+TEST(AStopThatFails, KeepsNoOtherSinkFromItsStop) {
+  TQSKLRealSourcePin Source{TKLPinOwner()};
+  TRealRecorder Bad;
+  TRealRecorder Good;
+  Source.Connect(Bad.Pin);
+  Source.Connect(Good.Pin);
+  Source.Notify(MakeRef<TKLStartSampleRateOperation>(1.0));
+  Bad.OnOperation = [](IKLNotifyOperation&) { throw EQSException("bad"); };
+  EXPECT_EQ(Refusal([&] { Source.DisconnectAll(); }), "bad");
+  EXPECT_EQ(Good.Count("stop"), 1U);
+}
+
+// --- size ---
+
+TEST(TenThousandFiltersInARow, AreBuiltRunOrRefusedAndTakenDown) {
+  const auto Gen = PumpedGen();
+  std::vector<TOwned<TQSApplyRealConst>> Row;
+  TKLSourcePin* Last = &Gen->OutputPin();
+  for (int I = 0; I < 10000; ++I) {
+    Row.push_back(Create<TQSApplyRealConst>());
+    Row.back()->SetValue(1.0);
+    if (I % 1000 == 999) Row.back()->Threading().SetEnabled(true);
+    Last->Connect(Row.back()->InputPin());
+    Last = &Row.back()->OutputPin();
+  }
+  TRealRecorder Sink;
+  Last->Connect(Sink.Pin);
+  Gen->SetAmplitude(0.0);
+  const THookRecord Hook;
+  // The start is told on this thread alone, whose stack the platform decides.
+  try {
+    Gen->Start();
+    Gen->Pump();
+    Sink.WaitFor("block", 1);
+    EXPECT_EQ(Sink.Samples(), std::vector<double>(16, 10000.0));
+    Gen->Stop();
+  } catch (const EQSException& Error) {
+    ExpectAll(Error.what(), {"too many components in one row", "Threading"});
+  }
+  // From the middle outward, so that no end is taken off first.
+  for (std::size_t I = 0; I < Row.size(); ++I) Row[(I * 7919 + 5000) % Row.size()].reset();
+}
+
+TEST(TenThousandSinks, AreServedByOneSource) {
+  const auto Gen = PumpedGen();
+  std::atomic<int> Blocks{0};
+  std::vector<std::unique_ptr<TQSKLRealSinkPin>> Sinks;
+  for (int I = 0; I < 10000; ++I) {
+    Sinks.push_back(std::make_unique<TQSKLRealSinkPin>(
+        TKLPinOwner{},
+        [&](TKLBasicPin&, TKLBasicPin*, const TGUID&, IKLNotifyOperation& AOp, TKLNotifyState) {
+          Blocks += AOp.IsType<TKLSuppliedBufferOperation>();
+          return TKLNotifyResult{};
+        }));
+    Gen->OutputPin().Connect(*Sinks.back());
+  }
+  Gen->Start();
+  Gen->Pump();
+  EXPECT_EQ(Blocks, 10000);
+}
+
+}  // namespace
+}  // namespace tessalune::testing

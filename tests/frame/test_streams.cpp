@@ -1,0 +1,301 @@
+// Who makes a block, and when: the clock thread, ticks, pumps; single values.
+#include "FrameTools.h"
+
+#include <atomic>
+#include <chrono>
+#include <cmath>
+
+namespace tessalune::testing {
+namespace {
+
+using namespace std::chrono_literals;
+
+// --- the generator's own clock ---
+
+class TheClock : public ::testing::Test {
+ protected:
+  void Run(std::int32_t ABufferSize, double ARate) {
+    Gen->SetBufferSize(ABufferSize);
+    Gen->SetSampleRate(ARate);
+    Gen->SetTimeSource(Clock);
+    Gen->OutputPin().Connect(Sink.Pin);
+    Gen->Start();
+    Clock->Advance(0s);
+  }
+  ~TheClock() override { Gen->Stop(); }
+
+  TRef<TManualClock> Clock = MakeRef<TManualClock>();
+  TRealRecorder Sink;
+  TOwned<TQSSignalGen> Gen = Create<TQSSignalGen>();
+};
+
+TEST_F(TheClock, DoesNotDriftOverManyBlocks) {
+  // A third of a millisecond is no whole number of nanoseconds: rounding each period would gain a
+  // block within three million, so it is the deadlines that are rounded, each by half a ns at most.
+  Run(1, 3000.0);
+  EXPECT_EQ(Sink.Count("block"), 1U);
+  std::size_t Passed = 0;
+  for (int I = 0; I < 20; ++I) {
+    Clock->Advance(499'999'999ns);
+    Passed += 499'999'999;
+    EXPECT_EQ(Sink.Count("block"), 1 + Passed * 3 / 1'000'000) << Passed << " ns";
+  }
+}
+
+TEST_F(TheClock, MakesUpForAStallOfASecondAndLeavesOutWhatIsFurtherBack) {
+  Run(100, 1000.0);
+  Clock->Advance(1s);
+  EXPECT_EQ(Sink.Count("block"), 11U) << "one at once, ten made up for";
+  Clock->Advance(10s);
+  // The block for which the thread slept, late, and the one from which the deadlines count anew.
+  EXPECT_EQ(Sink.Count("block"), 13U);
+  Clock->Advance(99ms);
+  EXPECT_EQ(Sink.Count("block"), 13U);
+  Clock->Advance(1ms);
+  EXPECT_EQ(Sink.Count("block"), 14U);
+}
+
+TEST_F(TheClock, FollowsAChangeOfThePeriod) {
+  Run(100, 1000.0);
+  Gen->SetBufferSize(50);
+  Clock->Advance(100ms);
+  EXPECT_EQ(Sink.Count("block"), 2U);
+  Clock->Advance(50ms);
+  EXPECT_EQ(Sink.Count("block"), 3U);
+}
+
+TEST_F(TheClock, PausesWhileDisabledAndStopsForGood) {
+  Run(100, 1000.0);
+  Gen->SetEnabled(false);
+  Clock->Advance(300ms);
+  EXPECT_EQ(Sink.Count("block"), 1U);
+  Gen->SetEnabled(true);
+  Clock->Advance(100ms);
+  EXPECT_EQ(Sink.Count("block"), 2U);
+  Gen->Stop();
+  Clock->Advance(1s);
+  EXPECT_EQ(Sink.Log().back(), "stop");
+}
+
+TEST_F(TheClock, StartsAnewInsideAHandler) {
+  std::atomic<bool> Restarted{false};
+  Sink.OnOperation = [&](IKLNotifyOperation& AOperation) {
+    if (!AOperation.IsType<TKLSuppliedOperation>() || Restarted.exchange(true)) return;
+    Gen->Stop();
+    Gen->Start();
+  };
+  Run(100, 1000.0);
+  Clock->Advance(100ms);
+  EXPECT_EQ(Sink.Log(), (TLog{"start 1000", "block", "stop", "start 1000", "block", "block"}));
+}
+
+TEST_F(TheClock, EndsTheStreamAndTellsTheHookWhenABlockFails) {
+  const THookRecord Hook;
+  Sink.OnOperation = [](IKLNotifyOperation& AOperation) {
+    if (AOperation.IsType<TKLSuppliedOperation>()) throw EQSException("sink is full");
+  };
+  Run(100, 1000.0);
+  EXPECT_FALSE(Gen->IsRunning());
+  EXPECT_EQ(Hook.Texts(), std::vector<std::string>{"TQSSignalGen: sink is full"});
+  EXPECT_EQ(Sink.Log().back(), "stop");
+}
+
+TEST(ATonesThread, RunsOnTheMachinesClockWithNoHelp) {
+  const auto Gen = Create<TQSSignalGen>();
+  TRealRecorder Sink;
+  Gen->OutputPin().Connect(Sink.Pin);
+  Gen->SetBufferSize(10);
+  Gen->Start();
+  Sink.WaitFor("block", 5);
+  Gen->Stop();
+  const std::size_t Seen = Sink.Log().size();
+  EXPECT_EQ(Sink.Log().back(), "stop");
+  EXPECT_EQ(Sink.Log().size(), Seen);
+}
+
+// --- ticks ---
+
+TEST(Ticks, MakeABlockEachOrAsManyAsTheirTimeHolds) {
+  const auto Gen = Create<TQSSignalGen>();
+  Gen->SetBufferSize(100);
+  Gen->SetSampleRate(1000.0);
+  TRealRecorder Sink;
+  Gen->OutputPin().Connect(Sink.Pin);
+  TKLClockSourcePin Bare{TKLPinOwner()};
+  Bare.Connect(Gen->ClockInputPin());
+  Bare.Notify(MakeRef<TKLStartOperation>());
+  EXPECT_TRUE(Gen->IsRunning()) << "a start on the clock pin starts the generator";
+  Bare.Tick();
+  Bare.Tick(7);  // of a stream whose rate nobody told
+  EXPECT_EQ(Sink.Count("block"), 2U);
+  Bare.Notify(MakeRef<TKLStopOperation>());
+  EXPECT_FALSE(Gen->IsRunning());
+  Bare.DisconnectAll();
+  // Blocks of a stream at 500 Hz: 30 samples are 60 of the generator's, and what is left over
+  // counts.
+  TQSKLRealSourcePin Stream{TKLPinOwner()};
+  Stream.Connect(Gen->ClockInputPin());
+  Stream.Notify(MakeRef<TKLStartSampleRateOperation>(500.0));
+  std::vector<std::size_t> Counts;
+  for (int I = 0; I < 5; ++I) {
+    Stream.SubmitBuffer(TQSRealBuffer::CreateSize(30));
+    Counts.push_back(Sink.Count("block") - 2);
+  }
+  EXPECT_EQ(Counts, (std::vector<std::size_t>{0, 1, 1, 2, 3}));
+  Gen->SetClockSource(TQSClockSource::csInternal);
+  Stream.SubmitBuffer(TQSRealBuffer::CreateSize(1000));
+  EXPECT_EQ(Sink.Count("block"), 5U) << "ticks count at csAuto and csExternal only";
+  Stream.EndStop();
+  Gen->Stop();
+}
+
+// --- pumps ---
+
+// A sink that claims to pump, and can ask for blocks.
+class TPumpSink final : public TLockComponent {
+ public:
+  explicit TPumpSink(TConstruct AConstruct)
+      : TLockComponent(AConstruct),
+        InputPin({*this, FLock},
+                 [this](TKLBasicPin&, TKLBasicPin*, const TGUID&, IKLNotifyOperation& AOperation,
+                        TKLNotifyState) { return Receive(AOperation); }) {}
+  static const TPublishedTable& Published() {
+    static const TPublishedTable Table =
+        TPublishedTable({.Name = "TPumpSink"}, &TComponent::Published());
+    return Table;
+  }
+  const TPublishedTable& PublishedTable() const override { return Published(); }
+
+  void Ask() { InputPin.MasterPump(*this); }
+
+  TKLPumpType Type = ptNone;
+  std::uint32_t Priority = 0;
+  double DesiredRate = 0.0;
+  TObject* Chosen = nullptr;
+  int Blocks = 0;
+
+ private:
+  TKLNotifyResult Receive(IKLNotifyOperation& AOperation) {
+    if (AOperation.IsType<TKLPumpRequestOperation>()) {
+      auto& Request = AOperation.GetInstance<TKLPumpRequestOperation>();
+      DesiredRate = Request.DesiredRate;
+      Request.Claim(*this, Type, Priority);
+    } else if (AOperation.IsType<TKLStartPumpOperation>()) {
+      Chosen = AOperation.GetInstance<TKLStartPumpOperation>().Pump;
+    } else if (AOperation.IsType<TKLSuppliedBufferOperation>()) {
+      ++Blocks;
+    }
+    return {};
+  }
+
+ public:
+  TQSKLRealSinkPin InputPin;
+};
+
+struct TClaim {
+  const char* Name;
+  TKLPumpType TypeA;
+  std::uint32_t PriorityA;
+  TKLPumpType TypeB;
+  std::uint32_t PriorityB;
+  int Winner;  // 0: the generator, priority 5; 1: A; 2: B
+};
+class AClaimToPump : public ::testing::TestWithParam<TClaim> {};
+INSTANTIATE_TEST_SUITE_P(Against, AClaimToPump,
+                         ::testing::Values(TClaim{"Nobody", ptNone, 9, ptSlave, 9, 0},
+                                           TClaim{"ALowerPriority", ptMaster, 5, ptMaster, 4, 0},
+                                           TClaim{"AHigherPriority", ptMaster, 6, ptMaster, 7, 2},
+                                           TClaim{"AnEqualFirst", ptMaster, 6, ptMaster, 6, 1},
+                                           TClaim{"AStrongerType", ptMaster, 99, ptHardware, 0, 2}),
+                         [](const auto& ACase) { return ACase.param.Name; });
+
+TEST_P(AClaimToPump, IsWonByTypeThenPriorityThenOrder) {
+  const TClaim& Claim = GetParam();
+  const auto Gen = PumpedGen(100);
+  Gen->SetPumpPriority(5);
+  Gen->SetSampleRate(1000.0);
+  const auto Filter = Create<TQSApplyRealConst>();
+  const auto A = Create<TPumpSink>();
+  const auto B = Create<TPumpSink>();
+  A->Type = Claim.TypeA;
+  A->Priority = Claim.PriorityA;
+  B->Type = Claim.TypeB;
+  B->Priority = Claim.PriorityB;
+  Gen->OutputPin().Connect(A->InputPin);
+  Gen->OutputPin().Connect(Filter->InputPin());
+  Filter->OutputPin().Connect(B->InputPin);
+  Gen->Start();
+  const std::array<TObject*, 3> All{Gen.get(), A.get(), B.get()};
+  EXPECT_EQ(A->Chosen, All[static_cast<std::size_t>(Claim.Winner)]);
+  EXPECT_EQ(B->Chosen, A->Chosen);
+  EXPECT_EQ(A->DesiredRate, 10.0) << "blocks a second";
+  A->Ask();
+  EXPECT_EQ(B->Blocks, Claim.Winner == 1 ? 1 : 0);
+  B->Ask();  // through the filter
+  EXPECT_EQ(B->Blocks, Claim.Winner == 0 ? 0 : 1) << "only who was chosen is served";
+}
+
+TEST(AMasterPump, MakesOneBlockForOneOperation) {
+  const auto Gen = PumpedGen();
+  const auto Pump = Create<TPumpSink>();
+  Pump->Type = ptMaster;
+  Pump->Priority = 1;
+  Gen->OutputPin().Connect(Pump->InputPin);
+  Gen->Start();
+  const auto Operation = MakeRef<TKLMasterPumpOperation>(Pump.get());
+  for (int I = 0; I < 3; ++I) Pump->InputPin.Notify(*Operation);
+  EXPECT_EQ(Pump->Blocks, 1);
+  Pump->Ask();
+  EXPECT_EQ(Pump->Blocks, 2);
+  Gen->Stop();
+  Pump->Ask();
+  EXPECT_EQ(Pump->Blocks, 2);
+}
+
+// --- single values ---
+
+TEST(SingleValues, AreTheBlocksSamplesFilteredAlike) {
+  const auto Samples = [](bool ASingle) {
+    const auto Gen = PumpedGen(32);
+    const auto Filter = Create<TQSApplyRealConst>();
+    Filter->SetApplyOperation(TQSRealApplyOperation::faoDivide);
+    Filter->SetValue(7.0);
+    TRealRecorder Blocks;
+    TRecorder<TKLRealSinkPin> Values;
+    if (ASingle) {
+      Filter->OutputPin().Connect(Values.Pin);
+    } else {
+      Filter->OutputPin().Connect(Blocks.Pin);
+    }
+    Gen->OutputPin().Connect(Filter->InputPin());
+    Gen->Start();
+    for (int I = 0; I < 5; ++I) Gen->Pump();
+    return ASingle ? Values.Samples() : Blocks.Samples();
+  };
+  EXPECT_EQ(Samples(true).size(), 160U);
+  EXPECT_EQ(Samples(true), Samples(false));
+}
+
+TEST(SingleValues, ComeFromTheGeneratorOneByOne) {
+  const auto Gen = PumpedGen(32);
+  const auto Same = PumpedGen(32);
+  TRecorder<TKLRealSinkPin> Values;
+  TRealRecorder Blocks;
+  Gen->OutputPin().Connect(Values.Pin);
+  Same->OutputPin().Connect(Blocks.Pin);
+  Values.OnOperation = [&](IKLNotifyOperation&) {
+    if (Values.Count("value") == 70) Gen->Stop();
+  };
+  for (const auto* Each : {&Gen, &Same}) {
+    (*Each)->Start();
+    for (int I = 0; I < 3; ++I) (*Each)->Pump();
+  }
+  auto Expected = Blocks.Samples();
+  Expected.resize(70);
+  EXPECT_EQ(Values.Samples(), Expected) << "a stop takes effect behind the value that met it";
+  EXPECT_EQ(Values.Log().front(), "value start 44100");
+  EXPECT_EQ(Values.Log().back(), "stop");
+}
+
+}  // namespace
+}  // namespace tessalune::testing
