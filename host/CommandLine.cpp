@@ -259,6 +259,20 @@ void AddPaletteCommands(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(con
   DescribeCommand->callback([&ACommand] { ACommand = &Describe; });
 }
 
+// An option whose words stand for values. The parser's own transformer would show the values'
+// bytes in its help.
+template <class TTarget, class T>
+void AddChoice(CLI::App& ACommand, const std::string& AName, TTarget& ATarget,
+               const std::map<std::string, T>& AChoices, const std::string& AHelp) {
+  std::vector<std::string> Words;
+  for (const auto& [Word, Value] : AChoices) Words.push_back(Word);
+  ACommand
+      .add_option_function<std::string>(
+          AName, [&ATarget, AChoices](const std::string& AWord) { ATarget = AChoices.at(AWord); },
+          AHelp)
+      ->check(CLI::IsMember(Words));
+}
+
 void AddConvert(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOptions&)) {
   static const std::map<std::string, TFileForm> Forms{{"log", TFileForm::Log},
                                                       {"wav", TFileForm::Wav},
@@ -269,12 +283,10 @@ void AddConvert(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOpti
       "convert", "Convert between logs (.bin), audio files (.wav, .flac) and tables (.csv)");
   Command->add_option("IN", Options.In, "The file to read")->required();
   Command->add_option("OUT", Options.Out, "The file to write; it is replaced")->required();
-  Command->add_option("--from", Options.From, "What IN is, whatever its name")
-      ->transform(CLI::CheckedTransformer(Forms));
-  Command->add_option("--to", Options.To, "What OUT becomes, whatever its name")
-      ->transform(CLI::CheckedTransformer(Forms));
-  Command->add_option("--type", Options.Type, "The samples' type; real unless given")
-      ->transform(CLI::CheckedTransformer(SampleTypeNames()));
+  AddChoice(*Command, "--from", Options.From, Forms, "What IN is, whatever its name");
+  AddChoice(*Command, "--to", Options.To, Forms, "What OUT becomes, whatever its name");
+  AddChoice(*Command, "--type", Options.Type, SampleTypeNames(),
+            "The samples' type; real unless given");
   Command->add_flag("--counts", Options.HasCounts, "The log has a count before each block");
   Command
       ->add_option("--block", Options.BlockSize,

@@ -142,6 +142,11 @@ std::size_t TCsvReader::Read(std::span<double> ANumbers) {
     if (First.empty() && !FLines.Next(Line)) break;
     if (Trimmed(Line).empty()) continue;
     const auto Row = Cells(Line);
+    if (Row.size() > FNames.size()) {
+      FFile.Fail("line " + std::to_string(FLines.Number()) + " has " + std::to_string(Row.size()) +
+                 " cells, but the table has " + std::to_string(FNames.size()) +
+                 " columns; a comma divides columns, and decimals follow a point");
+    }
     for (const std::size_t Column : FColumns) ANumbers[Count++] = Cell(Row, Column);
   }
   return Count;

@@ -10,25 +10,28 @@
 #include <cstring>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 namespace tessalune::host {
 namespace {
 
-// The file that a chain of symbolic links leads to, so that the links stay.
-std::string Resolved(const std::string& AFileName) {
+// Whether the name stands for a plain file, or for nothing yet, that another file can take the
+// place of. A symbolic link, which may lead to a stream that others write to, and a device cannot.
+bool IsReplaceable(const std::string& AFileName) {
   std::error_code Ignored;
-  const auto Path = std::filesystem::canonical(AFileName, Ignored);
-  return Path.empty() ? AFileName : Path.string();
+  const auto Status = std::filesystem::symlink_status(AFileName, Ignored);
+  return !std::filesystem::exists(Status) || std::filesystem::is_regular_file(Status);
 }
 
 }  // namespace
 
-TOutputFile::TOutputFile(std::string AFileName) : FFileName(Resolved(AFileName)) {
+TOutputFile::TOutputFile(std::string AFileName) : FFileName(std::move(AFileName)) {
   std::error_code Ignored;
-  const auto Status = std::filesystem::status(FFileName, Ignored);
-  if (std::filesystem::is_directory(Status)) Fail("it is a folder; name a file");
-  if (std::filesystem::exists(Status) && !std::filesystem::is_regular_file(Status)) {
-    FDescriptor = ::open(FFileName.c_str(), O_WRONLY | O_CLOEXEC);
+  if (std::filesystem::is_directory(FFileName, Ignored)) Fail("it is a folder; name a file");
+  if (!IsReplaceable(FFileName)) {
+    FDescriptor = ::open(FFileName.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    // A pipe or a printer takes no readers' side.
+    if (FDescriptor < 0) FDescriptor = ::open(FFileName.c_str(), O_WRONLY | O_CLOEXEC);
   } else {
     FTemporaryName = FFileName + ".part" + std::to_string(::getpid());
     FDescriptor = ::open(FTemporaryName.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);

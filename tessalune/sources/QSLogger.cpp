@@ -105,7 +105,6 @@ void TQSLogger::Start() {
   {
     const ILockSection Section = WriteLock();
     if (FFileHandle != ClosedFile || !FEnabled || FFileName.empty()) return;
-    DeleteFile(FFileName);
     FFileHandle = FileCreate(FFileName);
     if (FFileHandle == ClosedFile) {
       Reason = errno;

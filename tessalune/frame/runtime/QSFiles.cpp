@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
+#include <string>
 
 namespace tessalune {
 namespace {
@@ -26,8 +28,22 @@ std::size_t MoveAll(TByte* AData, std::size_t ABytes, TCall ACall) {
 
 }  // namespace
 
+// Made under another name and moved, so that the old file goes only when the new one is there.
+// Where the folder takes no new names, the old file may still be emptied.
 TFileHandle FileCreate(const std::string& AFileName) {
-  return open(AFileName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  constexpr int Flags = O_WRONLY | O_CREAT | O_CLOEXEC;
+  struct stat Status {};
+  const bool IsThere = lstat(AFileName.c_str(), &Status) == 0;
+  if (IsThere && S_ISREG(Status.st_mode)) {
+    const std::string Fresh = AFileName + ".new" + std::to_string(getpid());
+    const int File = open(Fresh.c_str(), Flags | O_EXCL, 0666);
+    if (File >= 0 && rename(Fresh.c_str(), AFileName.c_str()) == 0) return File;
+    if (File >= 0) {
+      close(File);
+      unlink(Fresh.c_str());
+    }
+  }
+  return open(AFileName.c_str(), Flags | O_TRUNC, 0666);
 }
 
 TFileHandle FileOpen(const std::string& AFileName) {
@@ -63,12 +79,5 @@ std::int64_t FileSize(TFileHandle AFile) {
 }
 
 void FileClose(TFileHandle AFile) { close(AFile); }
-
-bool DeleteFile(const std::string& AFileName) {
-  struct stat Status {};
-  if (lstat(AFileName.c_str(), &Status) != 0) return false;
-  if (!S_ISREG(Status.st_mode) && !S_ISLNK(Status.st_mode)) return false;
-  return unlink(AFileName.c_str()) == 0;
-}
 
 }  // namespace tessalune

@@ -11,8 +11,11 @@ using TFileHandle = int;
 constexpr TFileHandle ClosedFile = -1;
 
 // Both give ClosedFile on failure, with the system's reason in errno.
-TFileHandle FileCreate(const std::string& AFileName);  // made empty, for writing
-TFileHandle FileOpen(const std::string& AFileName);    // for reading; a folder is a failure
+// An empty file for writing, in the place of the one that stood under the name; who has that one
+// open keeps it. If it cannot be made, what stood there stays. A link or a device is written to as
+// it stands.
+TFileHandle FileCreate(const std::string& AFileName);
+TFileHandle FileOpen(const std::string& AFileName);  // for reading; a folder is a failure
 
 // The bytes read: fewer than asked for only at the file's end or on an error.
 std::size_t FileRead(TFileHandle AFile, void* AData, std::size_t ABytes);
@@ -23,8 +26,5 @@ bool FileSeek(TFileHandle AFile, std::int64_t APosition);
 // In bytes; 0 for what has no length.
 std::int64_t FileSize(TFileHandle AFile);
 void FileClose(TFileHandle AFile);
-// Deletes a regular file or a symbolic link; anything else (a device, a folder) stays, and the
-// result is false.
-bool DeleteFile(const std::string& AFileName);
 
 }  // namespace tessalune
