@@ -8,6 +8,11 @@ namespace {
 constexpr TPropertyInfo<bool> EnabledInfo{
     .Name = "Enabled", .Default = true, .Doc = "While false, blocks go through unchanged."};
 
+// True if nobody could tell that the block's samples change.
+bool IsSoleHolder(const IQSDataBuffer& ABlock) {
+  return ABlock.HasSingleReference() && ABlock.Unique();
+}
+
 // A notification that waits in the queue for its turn.
 class TQSDeferredOperation final : public IKLNotifyOperation {
  public:
@@ -171,8 +176,7 @@ void TQSBasicThreadedEnableFilter::SetEnabled(bool AValue) {
 // The output begins as a copy of the input, which costs no sample until somebody writes. Where
 // nobody could tell, and for a disabled filter, it is the input itself.
 TKLNotifyResult TQSBasicCommonFilter::IntSingleBufferOperation(TRef<IQSDataBuffer> ABuffer) {
-  const bool InPlace =
-      !IsEnabled() || (CanInline() && ABuffer->HasSingleReference() && ABuffer->Unique());
+  const bool InPlace = !IsEnabled() || (CanInline() && IsSoleHolder(*ABuffer));
   auto Output = InPlace ? nullptr : StaticRefCast<IQSDataBuffer>(ABuffer->MakeCopy());
   return IntBufferOperation(std::move(ABuffer), std::move(Output));
 }
@@ -246,7 +250,12 @@ template <class T, class TSourcePin, class TSinkPin>
 void TQSCommonTypedFilter<T, TSourcePin, TSinkPin>::InternalOperation(
     const TRef<TBuffer>& AInBuffer, TRef<TBuffer>& AOutBuffer, bool ADoProcess,
     bool& ASendOutputData) {
-  if (ADoProcess && IsEnabled()) FilterInternalOperation(AInBuffer, AOutBuffer, ASendOutputData);
+  // A block that came to a disabled filter goes on as it is, though others may hold it, and though
+  // Enabled may have changed since.
+  const bool GoesOn = AOutBuffer == AInBuffer && !(CanInline() && IsSoleHolder(*AInBuffer));
+  if (ADoProcess && !GoesOn && IsEnabled()) {
+    FilterInternalOperation(AInBuffer, AOutBuffer, ASendOutputData);
+  }
 }
 
 template class TQSCommonTypedFilter<double, TQSKLComboRealSourcePin, TQSKLComboRealSinkPin>;

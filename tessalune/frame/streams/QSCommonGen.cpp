@@ -212,6 +212,7 @@ void TQSBasicCommonGen::TellStart(std::uint64_t ATurn) {
 void TQSBasicCommonGen::IntStart() {
   FIsRunning = true;
   FLastOperationID = 0;
+  SetPump(nullptr);  // a pump of the stream before has no say until one is chosen
   FExternal = ClockIsExternal();
 }
 
