@@ -210,7 +210,9 @@ TEST_F(Graph, TellsAllMistakesAtOnceWithPlaceAndRemedy) {
       {{7, 16}, "components[1].properties._Items[1]: \"x\" is no number"},
       {{8, 29}, "components[2].name: the name \"P\" is taken by the component at line 4, column 1"},
       {{8, 34}, "components[2].name: the key \"name\" stands here a second time"},
-      {{9, 83}, "components[3].properties.Threading.Queue.Size: Abs (TQSAbs).Threading.Queue: Size cannot be 0"},
+      {{9, 83},
+       "components[3].properties.Threading.Queue.Size: Abs (TQSAbs).Threading.Queue: Size cannot "
+       "be 0"},
       {{10, 39}, "\"a.b\"; expected are letters"},
       {{12, 1}, "components[6]: a component needs \"class\""},
       {{14, 1},
