@@ -1,18 +1,11 @@
 #include <tessalune/frame/runtime/QSClock.h>
 
-#include <utility>
-
 namespace tessalune {
 
 void TWaker::Wake() {
   const std::lock_guard Lock(FMutex);
   FAwake = true;
   FChanged.notify_all();
-}
-
-bool TWaker::TakeWake() {
-  const std::lock_guard Lock(FMutex);
-  return std::exchange(FAwake, false);
 }
 
 class TSystemClock final : public IClock {

@@ -16,8 +16,6 @@ using TClockTime = std::chrono::nanoseconds;
 class TWaker {
  public:
   void Wake();
-  // True, once for each wake-up, if Wake was called since.
-  bool TakeWake();
 
  private:
   friend class TSystemClock;
