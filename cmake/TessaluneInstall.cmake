@@ -15,6 +15,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/tessalune
   FILES_MATCHING PATTERN "*.h"
   PATTERN kernels EXCLUDE
   PATTERN ArgumentChecks.h EXCLUDE
+  PATTERN BuiltIns.h EXCLUDE
   PATTERN KLTopology.h EXCLUDE)
 
 configure_package_config_file(

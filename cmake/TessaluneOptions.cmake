@@ -11,3 +11,10 @@ if(TESSALUNE_SANITIZE)
     -fsanitize=${TESSALUNE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   target_link_options(tessalune_options INTERFACE -fsanitize=${TESSALUNE_SANITIZE})
 endif()
+
+# The instruction sets for which the built-in primitives are compiled, by the names that
+# InstructionSetName gives them.
+set(TESSALUNE_INSTRUCTION_SETS baseline)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
+  list(APPEND TESSALUNE_INSTRUCTION_SETS avx2 avx512)
+endif()

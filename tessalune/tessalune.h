@@ -1,6 +1,7 @@
 // Takes in the whole library.
 #pragma once
 
+#include <tessalune/primitives/InstructionSet.h>
 #include <tessalune/primitives/Ippptypes.h>
 #include <tessalune/primitives/Libcdispatcher.h>
 #include <tessalune/primitives/PrimitiveTable.h>

@@ -1,11 +1,12 @@
 #pragma once
 
+#include <tessalune/primitives/BuiltIns.h>
 #include <tessalune/primitives/Ippptypes.h>
 
 #include <cstddef>
 #include <cstdint>
 
-namespace tessalune {
+namespace tessalune::TESSALUNE_BUILTINS {
 
 // The checks with which most primitives begin: any pointer null, then the length below 1.
 template <class... TPointers>
@@ -20,4 +21,4 @@ constexpr std::size_t Count(std::int32_t ALength) noexcept {
   return static_cast<std::size_t>(ALength);
 }
 
-}  // namespace tessalune
+}  // namespace tessalune::TESSALUNE_BUILTINS

@@ -6,7 +6,7 @@
 #include <bit>
 #include <functional>
 
-namespace tessalune::builtins {
+namespace tessalune::TESSALUNE_BUILTINS {
 namespace {
 
 template <class TIn, class TOut, class TFunction>
@@ -242,4 +242,4 @@ IppStatus ippsDiv_64fc_I(const TComplex* pSrc, TComplex* pSrcDst, std::int32_t l
   return Div(pSrc, pSrcDst, pSrcDst, len);
 }
 
-}  // namespace tessalune::builtins
+}  // namespace tessalune::TESSALUNE_BUILTINS

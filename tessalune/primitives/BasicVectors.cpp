@@ -10,7 +10,7 @@
 #include <cstring>
 #include <limits>
 
-namespace tessalune::builtins {
+namespace tessalune::TESSALUNE_BUILTINS {
 namespace {
 
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
@@ -62,18 +62,22 @@ IppStatus ippsSet_64fc(TComplex val, TComplex* pDst, std::int32_t len) noexcept 
 }
 
 IppStatus ippsZero_8u(std::uint8_t* pDst, std::int32_t len) noexcept {
-  return ownsZero_8u(pDst, len);
+  return Set(std::uint8_t{0}, pDst, len);
 }
 IppStatus ippsZero_16s(std::int16_t* pDst, std::int32_t len) noexcept {
   return Set(std::int16_t{0}, pDst, len);
 }
 IppStatus ippsZero_32s(std::int32_t* pDst, std::int32_t len) noexcept { return Set(0, pDst, len); }
+IppStatus ippsZero_64f(double* pDst, std::int32_t len) noexcept { return Set(0.0, pDst, len); }
 IppStatus ippsZero_64fc(TComplex* pDst, std::int32_t len) noexcept {
   return Set(TComplex{}, pDst, len);
 }
 
 IppStatus ippsCopy_8u(const std::uint8_t* pSrc, std::uint8_t* pDst, std::int32_t len) noexcept {
-  return ownsCopy_8u(pSrc, pDst, len);
+  return Move(pSrc, pDst, len);
+}
+IppStatus ippsCopy_64f(const double* pSrc, double* pDst, std::int32_t len) noexcept {
+  return Move(pSrc, pDst, len);
 }
 IppStatus ippsCopy_32s(const std::int32_t* pSrc, std::int32_t* pDst, std::int32_t len) noexcept {
   return Move(pSrc, pDst, len);
@@ -150,4 +154,4 @@ IppStatus ippsVectorJaehne_64f(double* pDst, std::int32_t len, double magn) noex
   return ippStsNoErr;
 }
 
-}  // namespace tessalune::builtins
+}  // namespace tessalune::TESSALUNE_BUILTINS

@@ -5,6 +5,9 @@
 #include <tessalune/primitives/QSHilbertDispatcher.h>
 #include <tessalune/primitives/VBIPPSLoader.h>
 
+#include <algorithm>
+#include <optional>
+
 namespace tessalune {
 namespace {
 
@@ -17,6 +20,15 @@ constexpr TUnit Units[] = {{"QSDispatcher", &QSDispatcherTable},
                            {"QSHilbertDispatcher", &QSHilbertDispatcherTable},
                            {"QSBasicDispatcher", &QSBasicDispatcherTable}};
 
+// The set of the built-ins that tables are bound to. Constant-initialised to "not chosen yet",
+// since the first unit binds before the order of static objects says that this one exists.
+constinit std::optional<TInstructionSet> ChosenSet;
+
+TInstructionSet ChosenInstructionSet() noexcept {
+  if (!ChosenSet) ChosenSet = BestInstructionSet();
+  return *ChosenSet;
+}
+
 void BindAll() noexcept {
   for (const TUnit& Unit : Units) BindTable(Unit.Table());
 }
@@ -24,15 +36,18 @@ void BindAll() noexcept {
 }  // namespace
 
 bool BindTable(std::span<const TPrimitiveEntry> ATable) noexcept {
-  for (const TPrimitiveEntry& Entry : ATable) Entry.Bind(GetIPPSProcAddress(Entry.Name));
+  const TInstructionSet Set = ChosenInstructionSet();
+  for (const TPrimitiveEntry& Entry : ATable) Entry.Bind(GetIPPSProcAddress(Entry.Name), Set);
   return true;
 }
 
 std::vector<TBoundPrimitive> BoundPrimitives() {
   std::vector<TBoundPrimitive> Result;
   for (const TUnit& Unit : Units)
-    for (const TPrimitiveEntry& Entry : Unit.Table())
-      Result.push_back({Unit.Name, Entry.Name, Entry.IsFromLibrary()});
+    for (const TPrimitiveEntry& Entry : Unit.Table()) {
+      const int Index = Entry.BuiltInIndex();
+      Result.push_back({Unit.Name, Entry.Name, Index < 0, InstructionSets[std::max(Index, 0)]});
+    }
   return Result;
 }
 
@@ -45,6 +60,13 @@ bool BindPrimitivesTo(const std::string& AFileName, std::string& AError) {
 void BindPrimitivesToDefault() noexcept {
   UseDefaultIPPSLibrary();
   BindAll();
+}
+
+bool BindPrimitivesToInstructionSet(TInstructionSet ASet) noexcept {
+  if (!HasInstructionSet(ASet)) return false;
+  ChosenSet = ASet;
+  BindPrimitivesToBuiltIns();
+  return true;
 }
 
 void BindPrimitivesToBuiltIns() noexcept {

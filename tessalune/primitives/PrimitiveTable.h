@@ -1,5 +1,11 @@
 #pragma once
 
+#include <tessalune/primitives/InstructionSet.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <iterator>
 #include <span>
 #include <string>
 #include <vector>
@@ -13,30 +19,41 @@
 //     TESSALUNE_QSDISPATCHER_PRIMITIVES(TESSALUNE_DECLARE_PRIMITIVE)                  // header
 //     TESSALUNE_DEFINE_PRIMITIVES(QSDispatcher, TESSALUNE_QSDISPATCHER_PRIMITIVES)    // source
 //
-// So each name gets its type `TPtr_<name>` and its variable `tessalune::<name>`. The variables are
-// constant-initialised to the built-ins: a call through the table is right at any moment, also
-// from the constructor of another static object. When the library is loaded, each unit binds its
-// variables once, name by name, to the entries that GetIPPSProcAddress finds; a name that it does
-// not find stays with its built-in. From then on the tables only change by the functions at the
-// end of this header.
+// So each name gets its type `TPtr_<name>` and its variable `tessalune::<name>`. The sources of the
+// built-ins are compiled once for each instruction set (BuiltIns.h); `builtins::<name>` is the one
+// for the baseline. The variables are constant-initialised to that: a call through the table is
+// right at any moment, also from the constructor of another static object. When the library is
+// loaded, each unit binds its variables once, name by name, to the entries that GetIPPSProcAddress
+// finds; a name that it does not find gets the built-in for the best instruction set of the
+// processor. From then on the tables only change by the functions at the end of this header.
 namespace tessalune {
 
 // One row of a unit's table.
 struct TPrimitiveEntry {
   const char* Name;
-  // Points the variable to AAddress, or to the built-in if null.
-  void (*Bind)(void* AAddress) noexcept;
-  // Whether the variable points to something else than the built-in.
-  bool (*IsFromLibrary)() noexcept;
+  // Points the variable to AAddress, or to the built-in for ASet if null.
+  void (*Bind)(void* AAddress, TInstructionSet ASet) noexcept;
+  // The index of the built-in in InstructionSets, or -1 if the variable points to something else.
+  int (*BuiltInIndex)() noexcept;
 };
 
-template <auto& AVariable, auto ABuiltIn>
+// A primitive's built-ins, in the order of InstructionSets.
+template <auto AFirst, auto... AOthers>
+constexpr decltype(AFirst) BuiltInVersions[] = {AFirst, AOthers...};
+
+template <auto& AVariable, auto... ABuiltIns>
 constexpr TPrimitiveEntry MakePrimitiveEntry(const char* AName) noexcept {
+  static_assert(sizeof...(ABuiltIns) == std::size(InstructionSets));
   return {AName,
-          [](void* AAddress) noexcept {
-            AVariable = AAddress ? reinterpret_cast<decltype(ABuiltIn)>(AAddress) : ABuiltIn;
+          [](void* AAddress, TInstructionSet ASet) noexcept {
+            const auto BuiltIn = BuiltInVersions<ABuiltIns...>[static_cast<std::size_t>(ASet)];
+            AVariable = AAddress ? reinterpret_cast<decltype(BuiltIn)>(AAddress) : BuiltIn;
           },
-          []() noexcept { return AVariable != ABuiltIn; }};
+          []() noexcept {
+            const auto& BuiltIns = BuiltInVersions<ABuiltIns...>;
+            const auto* Found = std::find(std::begin(BuiltIns), std::end(BuiltIns), AVariable);
+            return Found == std::end(BuiltIns) ? -1 : static_cast<int>(Found - BuiltIns);
+          }};
 }
 
 // Binds every row in order, by GetIPPSProcAddress. True, so that a static object can stand for it.
@@ -46,14 +63,27 @@ bool BindTable(std::span<const TPrimitiveEntry> ATable) noexcept;
   using TPtr_##Name = decltype(&builtins::Name); \
   extern TPtr_##Name Name;
 
+#if TESSALUNE_HAS_X86_SETS
+#define TESSALUNE_DECLARE_VERSIONS(Name) \
+  namespace builtins::Avx2 {             \
+  decltype(builtins::Name) Name;         \
+  }                                      \
+  namespace builtins::Avx512 {           \
+  decltype(builtins::Name) Name;         \
+  }
+#define TESSALUNE_VERSIONS(Name) &builtins::Name, &builtins::Avx2::Name, &builtins::Avx512::Name
+#else
+#define TESSALUNE_DECLARE_VERSIONS(Name)
+#define TESSALUNE_VERSIONS(Name) &builtins::Name
+#endif
 #define TESSALUNE_DEFINE_PRIMITIVE(Name) constinit TPtr_##Name Name = &builtins::Name;
-#define TESSALUNE_PRIMITIVE_ENTRY(Name) MakePrimitiveEntry<Name, &builtins::Name>(#Name),
+#define TESSALUNE_PRIMITIVE_ENTRY(Name) MakePrimitiveEntry<Name, TESSALUNE_VERSIONS(Name)>(#Name),
 #define TESSALUNE_COUNT_PRIMITIVE(Name) +1
 
 // The variables of a unit, `<unit>Table()` that gives its rows, and the binding at load. For the
 // unit's source file, inside namespace tessalune.
 #define TESSALUNE_DEFINE_PRIMITIVES(Unit, Primitives)                                             \
-  Primitives(TESSALUNE_DEFINE_PRIMITIVE) namespace {                                              \
+  Primitives(TESSALUNE_DECLARE_VERSIONS) Primitives(TESSALUNE_DEFINE_PRIMITIVE) namespace {       \
     constexpr std::array<TPrimitiveEntry, 0 Primitives(TESSALUNE_COUNT_PRIMITIVE)> Unit##Entries{ \
         {Primitives(TESSALUNE_PRIMITIVE_ENTRY)}};                                                 \
     [[maybe_unused]] const bool Unit##IsBound = BindTable(Unit##Entries);                         \
@@ -64,7 +94,8 @@ bool BindTable(std::span<const TPrimitiveEntry> ATable) noexcept;
 struct TBoundPrimitive {
   const char* Unit;
   const char* Name;
-  bool FromLibrary;  // false: the built-in
+  bool FromLibrary;                // false: the built-in
+  TInstructionSet InstructionSet;  // of the built-in
 };
 
 // All primitives of all units, in the order of binding.
@@ -80,6 +111,10 @@ std::vector<TBoundPrimitive> BoundPrimitives();
 
 // Binds all units as at load.
 void BindPrimitivesToDefault() noexcept;
+
+// Binds all units to the built-ins for ASet; also what the functions above bind to built-ins is for
+// ASet from then on. False if HasInstructionSet(ASet) is not so: nothing changes then.
+[[nodiscard]] bool BindPrimitivesToInstructionSet(TInstructionSet ASet) noexcept;
 
 // Binds all units to their built-ins.
 void BindPrimitivesToBuiltIns() noexcept;

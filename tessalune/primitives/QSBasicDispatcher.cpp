@@ -1,7 +1,5 @@
 #include <tessalune/primitives/QSBasicDispatcher.h>
 
-#include <array>
-
 namespace tessalune {
 
 TESSALUNE_DEFINE_PRIMITIVES(QSBasicDispatcher, TESSALUNE_QSBASICDISPATCHER_PRIMITIVES)

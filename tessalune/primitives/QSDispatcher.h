@@ -76,6 +76,10 @@ IppStatus ippsAbs_64f(const double* pSrc, double* pDst, std::int32_t len) noexce
 // pDst[n] = offset + slope * n, each sample from its own index, at double precision.
 IppStatus ippsVectorRamp_64f(double* pDst, std::int32_t len, float offset, float slope) noexcept;
 
+// See ippsSquare_Direct_64f below.
+IppStatus ippsSquare_Direct_64f(double* pDst, std::int32_t len, double magn, double rfreq,
+                                double asym, double* pPhase) noexcept;
+
 }  // namespace builtins
 
 #define TESSALUNE_QSDISPATCHER_PRIMITIVES(X) \

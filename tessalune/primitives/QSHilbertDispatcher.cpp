@@ -1,7 +1,5 @@
 #include <tessalune/primitives/QSHilbertDispatcher.h>
 
-#include <array>
-
 namespace tessalune {
 
 TESSALUNE_DEFINE_PRIMITIVES(QSHilbertDispatcher, TESSALUNE_QSHILBERTDISPATCHER_PRIMITIVES)

@@ -1,7 +1,5 @@
 #include <tessalune/primitives/QSSubDispatcher.h>
 
-#include <tessalune/primitives/ArgumentChecks.h>
-#include <tessalune/primitives/Libcdispatcher.h>
 #include <tessalune/primitives/VBMalloc.h>
 
 #include <cstddef>
@@ -29,22 +27,9 @@ void* AllocateAligned(std::size_t ASize) noexcept {
 
 template <class T>
 T* AllocateElements(std::int32_t ALength) noexcept {
-  return ALength < 1 ? nullptr : static_cast<T*>(AllocateAligned(Count(ALength) * sizeof(T)));
-}
-
-template <class T>
-IppStatus Zero(T* pDst, std::int32_t len) noexcept {
-  const IppStatus Status = CheckArguments(len, pDst);
-  if (Status == ippStsNoErr) std::memset(pDst, 0, Count(len) * sizeof(T));
-  return Status;
-}
-
-template <class T>
-IppStatus Copy(const T* pSrc, T* pDst, std::int32_t len) noexcept {
-  const IppStatus Status = CheckArguments(len, pSrc, pDst);
-  // Not memcpy, which does not allow pSrc = pDst.
-  if (Status == ippStsNoErr) std::memmove(pDst, pSrc, Count(len) * sizeof(T));
-  return Status;
+  return ALength < 1
+             ? nullptr
+             : static_cast<T*>(AllocateAligned(static_cast<std::size_t>(ALength) * sizeof(T)));
 }
 
 }  // namespace
@@ -62,10 +47,19 @@ void ippsFree(void* ABlock) noexcept {
   _free(Raw);
 }
 
-IppStatus ownsZero_8u(std::uint8_t* pDst, std::int32_t len) noexcept { return Zero(pDst, len); }
+IppStatus ownsZero_8u(std::uint8_t* pDst, std::int32_t len) noexcept {
+  if (!pDst) return ippStsNullPtrErr;
+  if (len < 1) return ippStsSizeErr;
+  std::memset(pDst, 0, static_cast<std::size_t>(len));
+  return ippStsNoErr;
+}
 
 IppStatus ownsCopy_8u(const std::uint8_t* pSrc, std::uint8_t* pDst, std::int32_t len) noexcept {
-  return Copy(pSrc, pDst, len);
+  if (!pSrc || !pDst) return ippStsNullPtrErr;
+  if (len < 1) return ippStsSizeErr;
+  // Not memcpy, which does not allow pSrc = pDst.
+  std::memmove(pDst, pSrc, static_cast<std::size_t>(len));
+  return ippStsNoErr;
 }
 
 #if defined(__x86_64__) || defined(__i386__)
@@ -83,20 +77,4 @@ void _ipp_set_cw_fpu(std::uint32_t cw) noexcept {
 }
 #endif
 
-namespace builtins {
-
-IppStatus ippsZero_64f(double* pDst, std::int32_t len) noexcept { return Zero(pDst, len); }
-
-IppStatus ippsCopy_64f(const double* pSrc, double* pDst, std::int32_t len) noexcept {
-  return Copy(pSrc, pDst, len);
-}
-
-IppStatus ippsPhase_64fc(const TComplex* pSrc, double* pDst, std::int32_t len) noexcept {
-  const IppStatus Status = CheckArguments(len, pSrc, pDst);
-  if (Status != ippStsNoErr) return Status;
-  for (std::size_t I = 0; I < Count(len); ++I) pDst[I] = _atan2(pSrc[I].Im, pSrc[I].Re);
-  return ippStsNoErr;
-}
-
-}  // namespace builtins
 }  // namespace tessalune

@@ -1,3 +1,5 @@
+#include "TestedInstructionSet.h"
+
 #include <gtest/gtest.h>
 #include <tessalune/primitives/PrimitiveTable.h>
 #include <tessalune/primitives/QSBasicDispatcher.h>
@@ -20,12 +22,13 @@ std::set<std::string> NamesFromLibrary() {
 
 class Binding : public testing::Test {
  protected:
-  ~Binding() override { BindPrimitivesToDefault(); }
+  ~Binding() override { EXPECT_TRUE(BindPrimitivesToInstructionSet(TestedInstructionSet())); }
 
   double FX[2] = {1, 2};
 };
 
 TEST_F(Binding, AtLoadEveryNameIsBoundAsTheLibraryOffersIt) {
+  BindPrimitivesToDefault();
   for (const TBoundPrimitive& Primitive : BoundPrimitives())
     EXPECT_EQ(Primitive.FromLibrary, GetIPPSProcAddress(Primitive.Name) != nullptr)
         << Primitive.Name;
@@ -35,7 +38,8 @@ TEST_F(Binding, WithoutALibraryEveryNameHoldsItsBuiltIn) {
   BindPrimitivesToBuiltIns();
   EXPECT_EQ(GetIPPSProcAddress("ippsAddC_64f"), nullptr);
   EXPECT_EQ(NamesFromLibrary(), std::set<std::string>{});
-  EXPECT_EQ(ippsTone_Direct_64f, &builtins::ippsTone_Direct_64f);
+  for (const TBoundPrimitive& Primitive : BoundPrimitives())
+    EXPECT_EQ(Primitive.InstructionSet, TestedInstructionSet()) << Primitive.Name;
   EXPECT_EQ(ippsAddC_64f(FX, 1.5, FX, 2), ippStsNoErr);
   EXPECT_EQ(FX[1], 3.5);
 }

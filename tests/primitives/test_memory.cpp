@@ -1,6 +1,7 @@
 #include "FailingAllocator.h"
 
 #include <gtest/gtest.h>
+#include <tessalune/primitives/QSBasicDispatcher.h>
 #include <tessalune/primitives/QSSubDispatcher.h>
 
 #include <cstring>
@@ -52,9 +53,9 @@ TEST(Memory, FreeOfNullDoesNothing) {
 TEST(Memory, ZeroAndCopyTouchJustTheirElements) {
   std::vector<double> Source{1, 2, 3, 4};
   std::vector<double> Target{9, 9, 9, 9};
-  EXPECT_EQ(builtins::ippsCopy_64f(Source.data(), Target.data(), 3), ippStsNoErr);
+  EXPECT_EQ(ippsCopy_64f(Source.data(), Target.data(), 3), ippStsNoErr);
   EXPECT_EQ(Target, (std::vector<double>{1, 2, 3, 9}));
-  EXPECT_EQ(builtins::ippsZero_64f(Target.data(), 2), ippStsNoErr);
+  EXPECT_EQ(ippsZero_64f(Target.data(), 2), ippStsNoErr);
   EXPECT_EQ(Target, (std::vector<double>{0, 0, 3, 9}));
 
   std::vector<std::uint8_t> Bytes{1, 2, 3};
@@ -69,10 +70,10 @@ TEST(Memory, SupportRoutinesRefuseNullThenLength) {
   double X = 5;
   std::uint8_t B = 5;
   const TComplex C{1, 1};
-  EXPECT_EQ(builtins::ippsZero_64f(nullptr, 0), ippStsNullPtrErr);
-  EXPECT_EQ(builtins::ippsZero_64f(&X, 0), ippStsSizeErr);
-  EXPECT_EQ(builtins::ippsCopy_64f(nullptr, &X, 0), ippStsNullPtrErr);
-  EXPECT_EQ(builtins::ippsCopy_64f(&X, &X, -1), ippStsSizeErr);
+  EXPECT_EQ(ippsZero_64f(nullptr, 0), ippStsNullPtrErr);
+  EXPECT_EQ(ippsZero_64f(&X, 0), ippStsSizeErr);
+  EXPECT_EQ(ippsCopy_64f(nullptr, &X, 0), ippStsNullPtrErr);
+  EXPECT_EQ(ippsCopy_64f(&X, &X, -1), ippStsSizeErr);
   EXPECT_EQ(builtins::ippsPhase_64fc(&C, nullptr, 0), ippStsNullPtrErr);
   EXPECT_EQ(builtins::ippsPhase_64fc(&C, &X, 0), ippStsSizeErr);
   EXPECT_EQ(ownsZero_8u(nullptr, 0), ippStsNullPtrErr);

@@ -85,8 +85,7 @@ TEST(RandGauss, FollowsItsDefinitionAndLeavesTheSeed) {
       const auto Expected = Reference.Fill(static_cast<std::size_t>(Length), 1.5, 20.0);
       std::uint32_t Seed = Start;
       std::vector<double> Y(Expected.size() + 1, 99.0);
-      ASSERT_EQ(builtins::ippsRandGauss_Direct_64f(Y.data(), Length, 1.5, 20.0, &Seed),
-                ippStsNoErr);
+      ASSERT_EQ(ippsRandGauss_Direct_64f(Y.data(), Length, 1.5, 20.0, &Seed), ippStsNoErr);
       EXPECT_EQ(Y.back(), 99.0);
       EXPECT_EQ(Seed, Reference.Seed()) << Start << ", length " << Length;
       for (std::size_t N = 0; N < Expected.size(); ++N)
@@ -98,7 +97,7 @@ TEST(RandGauss, HasTheMomentsAndTailsOfTheNormalDistribution) {
   constexpr std::int32_t Length = 1000000;
   std::vector<double> Y(Length);
   std::uint32_t Seed = 42;
-  ASSERT_EQ(builtins::ippsRandGauss_Direct_64f(Y.data(), Length, 3.0, 2.0, &Seed), ippStsNoErr);
+  ASSERT_EQ(ippsRandGauss_Direct_64f(Y.data(), Length, 3.0, 2.0, &Seed), ippStsNoErr);
   double Moments[5] = {};
   double Beyond2 = 0;
   for (double X : Y) {
@@ -124,7 +123,7 @@ TEST(RandGauss, HasTheMomentsAndTailsOfTheNormalDistribution) {
 TEST(RandGauss, WithoutDeviationGivesTheMeanAndMovesTheSeed) {
   double Y[3];
   std::uint32_t Seed = 7;
-  ASSERT_EQ(builtins::ippsRandGauss_Direct_64f(Y, 3, -2.5, 0.0, &Seed), ippStsNoErr);
+  ASSERT_EQ(ippsRandGauss_Direct_64f(Y, 3, -2.5, 0.0, &Seed), ippStsNoErr);
   for (double X : Y) EXPECT_EQ(X, -2.5);
   EXPECT_NE(Seed, 7u);
 }

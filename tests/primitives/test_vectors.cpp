@@ -24,8 +24,8 @@ TEST(Vectors, ConjugateInOrderAndFlipped) {
     const auto Count = static_cast<std::size_t>(Length);
     const std::vector<TComplex> Source = Ramp(Count);
     std::vector<TComplex> InPlace = Source, Flipped(Count);
-    ASSERT_EQ(builtins::ippsConj_64fc(InPlace.data(), InPlace.data(), Length), ippStsNoErr);
-    ASSERT_EQ(builtins::ippsConjFlip_64fc(Source.data(), Flipped.data(), Length), ippStsNoErr);
+    ASSERT_EQ(ippsConj_64fc(InPlace.data(), InPlace.data(), Length), ippStsNoErr);
+    ASSERT_EQ(ippsConjFlip_64fc(Source.data(), Flipped.data(), Length), ippStsNoErr);
     for (std::size_t I = 0; I < Count; ++I) {
       const TComplex Expected{Source[I].Re, -Source[I].Im};
       EXPECT_EQ(InPlace[I], Expected);
@@ -37,7 +37,7 @@ TEST(Vectors, ConjugateInOrderAndFlipped) {
 TEST(Vectors, SplitIntoRealAndImaginary) {
   const std::vector<TComplex> Source = Ramp(9);
   double Re[9], Im[9];
-  ASSERT_EQ(builtins::ippsCplxToReal_64fc(Source.data(), Re, Im, 9), ippStsNoErr);
+  ASSERT_EQ(ippsCplxToReal_64fc(Source.data(), Re, Im, 9), ippStsNoErr);
   for (std::size_t I = 0; I < 9; ++I) {
     EXPECT_EQ(Re[I], Source[I].Re);
     EXPECT_EQ(Im[I], Source[I].Im);
@@ -48,18 +48,18 @@ TEST(Vectors, MoveKeepsTheSourceWholeForAnyOverlap) {
   const std::vector<TComplex> Source = Ramp(20);
   for (std::size_t From : {0u, 3u, 5u, 8u}) {
     std::vector<TComplex> Memory = Source;
-    ASSERT_EQ(builtins::ippsMove_64fc(&Memory[From], &Memory[5], 10), ippStsNoErr);
+    ASSERT_EQ(ippsMove_64fc(&Memory[From], &Memory[5], 10), ippStsNoErr);
     for (std::size_t I = 0; I < 20; ++I)
       EXPECT_EQ(Memory[I], I >= 5 && I < 15 ? Source[From + I - 5] : Source[I]) << From << ' ' << I;
   }
   std::vector<TComplex> Copy(20);
-  ASSERT_EQ(builtins::ippsCopy_64fc(Source.data(), Copy.data(), 20), ippStsNoErr);
+  ASSERT_EQ(ippsCopy_64fc(Source.data(), Copy.data(), 20), ippStsNoErr);
   EXPECT_EQ(Copy, Source);
 }
 
 TEST(Vectors, AbsClearsTheSign) {
   double X[] = {-1.5, 2.0, -0.0, -NaN, -Inf};
-  ASSERT_EQ(builtins::ippsAbs_64f(X, X, 5), ippStsNoErr);
+  ASSERT_EQ(ippsAbs_64f(X, X, 5), ippStsNoErr);
   EXPECT_EQ(X[0], 1.5);
   EXPECT_EQ(X[1], 2.0);
   EXPECT_FALSE(std::signbit(X[2]));
@@ -69,18 +69,18 @@ TEST(Vectors, AbsClearsTheSign) {
 
 TEST(Vectors, ThresholdReplacesStrictlyBeyondItsLevels) {
   double X[] = {-3.0, -1.0, 0.0, 2.0, 2.5, NaN};
-  ASSERT_EQ(builtins::ippsThreshold_LTValGTVal_64f_I(X, 6, -1.0, -10.0, 2.0, 20.0), ippStsNoErr);
+  ASSERT_EQ(ippsThreshold_LTValGTVal_64f_I(X, 6, -1.0, -10.0, 2.0, 20.0), ippStsNoErr);
   const double Expected[] = {-10.0, -1.0, 0.0, 2.0, 20.0, -10.0};
   EXPECT_EQ(std::memcmp(X, Expected, sizeof X), 0);
 
   double Y[] = {0.0, 1.0, 2.0};
-  ASSERT_EQ(builtins::ippsThreshold_LTValGTVal_64f_I(Y, 3, 1.0, 7.0, 1.0, 8.0), ippStsNoErr);
+  ASSERT_EQ(ippsThreshold_LTValGTVal_64f_I(Y, 3, 1.0, 7.0, 1.0, 8.0), ippStsNoErr);
   EXPECT_EQ(Y[0], 7.0);
   EXPECT_EQ(Y[1], 1.0);
   EXPECT_EQ(Y[2], 8.0);
-  EXPECT_EQ(builtins::ippsThreshold_LTValGTVal_64f_I(Y, 3, 1.0, 0.0, 0.5, 0.0), ippStsThresholdErr);
-  EXPECT_EQ(builtins::ippsThreshold_LTValGTVal_64f_I(Y, 3, NaN, 0.0, 0.5, 0.0), ippStsThresholdErr);
-  EXPECT_EQ(builtins::ippsThreshold_LTValGTVal_64f_I(Y, 0, 1.0, 0.0, 0.5, 0.0), ippStsSizeErr);
+  EXPECT_EQ(ippsThreshold_LTValGTVal_64f_I(Y, 3, 1.0, 0.0, 0.5, 0.0), ippStsThresholdErr);
+  EXPECT_EQ(ippsThreshold_LTValGTVal_64f_I(Y, 3, NaN, 0.0, 0.5, 0.0), ippStsThresholdErr);
+  EXPECT_EQ(ippsThreshold_LTValGTVal_64f_I(Y, 0, 1.0, 0.0, 0.5, 0.0), ippStsSizeErr);
   EXPECT_EQ(Y[2], 8.0);
 }
 

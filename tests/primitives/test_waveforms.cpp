@@ -30,8 +30,7 @@ TEST(Tone, IsTheCosineOfItsAngle) {
       for (double Start : {0.0, 1.0, 6.28}) {
         double Phase = Start;
         std::vector<double> Y(static_cast<std::size_t>(Length) + 1, 99.0);
-        ASSERT_EQ(builtins::ippsTone_Direct_64f(Y.data(), Length, Magn, RelFreq, &Phase, 0),
-                  ippStsNoErr);
+        ASSERT_EQ(ippsTone_Direct_64f(Y.data(), Length, Magn, RelFreq, &Phase, 0), ippStsNoErr);
         EXPECT_EQ(Y.back(), 99.0);
         // y[n] = K y[n-2] - y[n-4]: some 20 rounding errors a step (four of them through K), each
         // of which grows with the recurrence's impulse response sin((m+1) w) / sin(w).
@@ -55,7 +54,7 @@ TEST(Triangle, FallsAndRisesAlongItsTwoSegments) {
       for (double Start : {0.0, 0.3, 4.0, 6.2}) {
         double Phase = Start;
         std::vector<double> Y(Length);
-        ASSERT_EQ(builtins::ippsTriangle_Direct_64f(Y.data(), Length, Magn, RelFreq, Asym, &Phase),
+        ASSERT_EQ(ippsTriangle_Direct_64f(Y.data(), Length, Magn, RelFreq, Asym, &Phase),
                   ippStsNoErr);
         const long double Fall = static_cast<long double>(Pi) + Asym;
         const long double Rise = static_cast<long double>(Pi) - Asym;
@@ -81,8 +80,7 @@ TEST(Triangle, StaysWithinItsMagnitudeAtTheEndsOfTheAsymmetry) {
     for (double RelFreq : {0.001, 0.3, 0.4999})
       for (double Phase : {0.0, 1.0, 6.28}) {
         double Y[1000];
-        ASSERT_EQ(builtins::ippsTriangle_Direct_64f(Y, 1000, 5.0, RelFreq, Asym, &Phase),
-                  ippStsNoErr);
+        ASSERT_EQ(ippsTriangle_Direct_64f(Y, 1000, 5.0, RelFreq, Asym, &Phase), ippStsNoErr);
         for (double V : Y) ASSERT_LE(std::fabs(V), 5.0) << Asym << ' ' << RelFreq;
       }
 }
@@ -111,10 +109,10 @@ TEST(Square, WritesNoSampleButThePhaseForNoLength) {
 // What a call leaves in the phase is where the next one goes on.
 TEST(Waveforms, TwoCallsGiveTheSamplesOfOne) {
   const auto Tone = [](double* pDst, std::int32_t len, double* pPhase) {
-    return builtins::ippsTone_Direct_64f(pDst, len, 1.0, 0.1234, pPhase, 0);
+    return ippsTone_Direct_64f(pDst, len, 1.0, 0.1234, pPhase, 0);
   };
   const auto Triangle = [](double* pDst, std::int32_t len, double* pPhase) {
-    return builtins::ippsTriangle_Direct_64f(pDst, len, 1.0, 0.1234, 1.5, pPhase);
+    return ippsTriangle_Direct_64f(pDst, len, 1.0, 0.1234, 1.5, pPhase);
   };
   const auto Square = [](double* pDst, std::int32_t len, double* pPhase) {
     return ippsSquare_Direct_64f(pDst, len, 1.0, 0.1234, 0.3, pPhase);
@@ -143,10 +141,9 @@ TEST(Waveforms, APhaseThatIsLeftIsNeverRefused) {
       double TonePhase = Start, TrianglePhase = Start;
       for (int I = 0; I < 50; ++I) {
         const std::int32_t Length = 1 + I % 3;
-        ASSERT_EQ(builtins::ippsTone_Direct_64f(Y, Length, 1, RelFreq, &TonePhase, 0), ippStsNoErr)
+        ASSERT_EQ(ippsTone_Direct_64f(Y, Length, 1, RelFreq, &TonePhase, 0), ippStsNoErr)
             << RelFreq << ' ' << Start;
-        ASSERT_EQ(builtins::ippsTriangle_Direct_64f(Y, Length, 1, RelFreq, 0, &TrianglePhase),
-                  ippStsNoErr)
+        ASSERT_EQ(ippsTriangle_Direct_64f(Y, Length, 1, RelFreq, 0, &TrianglePhase), ippStsNoErr)
             << RelFreq << ' ' << Start;
       }
       if (RelFreq == 0.0) {
@@ -194,13 +191,12 @@ TEST(Waveforms, RefuseInOrderAndTouchNothing) {
     };
     Check(
         [](double* pDst, const TRefusal& R, double* pPhase) {
-          return builtins::ippsTone_Direct_64f(pDst, R.Length, R.Magn, R.RelFreq, pPhase, 0);
+          return ippsTone_Direct_64f(pDst, R.Length, R.Magn, R.RelFreq, pPhase, 0);
         },
         Row.Tone);
     Check(
         [](double* pDst, const TRefusal& R, double* pPhase) {
-          return builtins::ippsTriangle_Direct_64f(pDst, R.Length, R.Magn, R.RelFreq, R.Asym,
-                                                   pPhase);
+          return ippsTriangle_Direct_64f(pDst, R.Length, R.Magn, R.RelFreq, R.Asym, pPhase);
         },
         Row.Triangle);
   }
@@ -210,19 +206,19 @@ TEST(Ramp, ComputesEachSampleFromItsIndex) {
   constexpr std::int32_t Length = 100001;
   const float Offset = -7.3F, Slope = 0.1F;
   std::vector<double> Y(Length);
-  ASSERT_EQ(builtins::ippsVectorRamp_64f(Y.data(), Length, Offset, Slope), ippStsNoErr);
+  ASSERT_EQ(ippsVectorRamp_64f(Y.data(), Length, Offset, Slope), ippStsNoErr);
   for (std::size_t N = 0; N < Y.size(); ++N) {
     const long double Rise = static_cast<long double>(Slope) * N;
     ASSERT_TRUE(IsNear(Y[N], Offset + Rise, Eps * (2 * Rise + 8))) << N;
   }
-  ASSERT_EQ(builtins::ippsVectorRamp_64f(Y.data(), 3, 0.1F, 0.0F), ippStsNoErr);
+  ASSERT_EQ(ippsVectorRamp_64f(Y.data(), 3, 0.1F, 0.0F), ippStsNoErr);
   EXPECT_EQ(Y[2], static_cast<double>(0.1F));
 }
 
 TEST(Jaehne, IsTheChirpUpToHalfACycleASample) {
   for (std::int32_t Length : {1, 7, 1000, 100000}) {
     std::vector<double> Y(static_cast<std::size_t>(Length));
-    ASSERT_EQ(builtins::ippsVectorJaehne_64f(Y.data(), Length, 4.0), ippStsNoErr);
+    ASSERT_EQ(ippsVectorJaehne_64f(Y.data(), Length, 4.0), ippStsNoErr);
     for (std::int64_t N = 0; N < Length; ++N) {
       const long double Turn = static_cast<long double>(N * N % (4LL * Length)) / Length;
       const long double Expected = 4 * std::sin(Turn * std::numbers::pi_v<long double> / 2);
@@ -232,8 +228,8 @@ TEST(Jaehne, IsTheChirpUpToHalfACycleASample) {
     }
   }
   double Y = 99.0;
-  EXPECT_EQ(builtins::ippsVectorJaehne_64f(&Y, 1, -1.0), ippStsJaehneErr);
-  EXPECT_EQ(builtins::ippsVectorJaehne_64f(&Y, 1, NaN), ippStsJaehneErr);
+  EXPECT_EQ(ippsVectorJaehne_64f(&Y, 1, -1.0), ippStsJaehneErr);
+  EXPECT_EQ(ippsVectorJaehne_64f(&Y, 1, NaN), ippStsJaehneErr);
   EXPECT_EQ(Y, 99.0);
 }
 

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <tessalune/primitives/BuiltIns.h>
+
 #include <cstddef>
 
 // Loops over vectors. Each works element by element: a destination may be one of the sources, but
 // must not overlap one in another way. AFunction is small, and pure.
-namespace tessalune::kernels {
+namespace tessalune::TESSALUNE_BUILTINS::kernels {
 
 // pDst[i] = AFunction(pSrc[i])
 template <class TIn, class TOut, class TFunction>
@@ -35,4 +37,4 @@ inline bool Contains(const T* pSrc, std::size_t ACount, T AValue) noexcept {
   return Result;
 }
 
-}  // namespace tessalune::kernels
+}  // namespace tessalune::TESSALUNE_BUILTINS::kernels

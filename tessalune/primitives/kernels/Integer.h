@@ -1,12 +1,14 @@
 #pragma once
 
+#include <tessalune/primitives/BuiltIns.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
 
 // Scaling, rounding and saturation to 32-bit integers.
-namespace tessalune::kernels {
+namespace tessalune::TESSALUNE_BUILTINS::kernels {
 
 constexpr std::int32_t Min32 = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t Max32 = std::numeric_limits<std::int32_t>::max();
@@ -62,4 +64,4 @@ inline std::int32_t RoundFinancial(double AValue) noexcept {
   return Whole + Away;
 }
 
-}  // namespace tessalune::kernels
+}  // namespace tessalune::TESSALUNE_BUILTINS::kernels

@@ -1,12 +1,14 @@
 #pragma once
 
+#include <tessalune/primitives/BuiltIns.h>
+
 #include <tessalune/primitives/Libcdispatcher.h>
 
 #include <cstddef>
 #include <cstdint>
 
 // Normally distributed samples.
-namespace tessalune::kernels {
+namespace tessalune::TESSALUNE_BUILTINS::kernels {
 
 // Uniform generator on about [-1, 1): subtract with borrow over three lagged values on the modulus
 // 2^32 - 18, added to a linear congruential one (G. Marsaglia, A. Zaman, "A new class of random
@@ -77,4 +79,4 @@ inline std::uint32_t RandGauss(double* pDst, std::size_t ACount, double AMean, d
   return Uniform.Last();
 }
 
-}  // namespace tessalune::kernels
+}  // namespace tessalune::TESSALUNE_BUILTINS::kernels

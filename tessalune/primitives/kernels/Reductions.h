@@ -1,12 +1,14 @@
 #pragma once
 
+#include <tessalune/primitives/BuiltIns.h>
+
 #include <cmath>
 #include <cstddef>
 #include <limits>
 
 // Sums and extremes of vectors. They run over a fixed number of lanes, so that they vectorise and
 // that the result does not depend on the width of the processor's vectors.
-namespace tessalune::kernels {
+namespace tessalune::TESSALUNE_BUILTINS::kernels {
 
 constexpr std::size_t Lanes = 8;
 
@@ -57,4 +59,4 @@ inline std::size_t IndexOf(const double* pSrc, std::size_t ACount, double AValue
   return I;
 }
 
-}  // namespace tessalune::kernels
+}  // namespace tessalune::TESSALUNE_BUILTINS::kernels

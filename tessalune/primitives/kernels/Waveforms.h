@@ -1,11 +1,13 @@
 #pragma once
 
+#include <tessalune/primitives/BuiltIns.h>
+
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 
 // Waveforms as plain loops. Arguments are those of the primitives, and have been checked.
-namespace tessalune::kernels {
+namespace tessalune::TESSALUNE_BUILTINS::kernels {
 
 // Running values are kept at this precision: 80 bits on x86.
 using TExtended = long double;
@@ -145,4 +147,4 @@ inline void Jaehne(double* pDst, std::size_t ACount, double AMagn) noexcept {
   }
 }
 
-}  // namespace tessalune::kernels
+}  // namespace tessalune::TESSALUNE_BUILTINS::kernels
