@@ -16,6 +16,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/tessalune
   PATTERN kernels EXCLUDE
   PATTERN ArgumentChecks.h EXCLUDE
   PATTERN BuiltIns.h EXCLUDE
+  PATTERN StateMemory.h EXCLUDE
   PATTERN KLTopology.h EXCLUDE)
 
 configure_package_config_file(

@@ -1,6 +1,8 @@
 // Takes in the whole library.
 #pragma once
 
+#include <tessalune/primitives/BasicFilters.h>
+#include <tessalune/primitives/BasicWindows.h>
 #include <tessalune/primitives/InstructionSet.h>
 #include <tessalune/primitives/Ippptypes.h>
 #include <tessalune/primitives/Libcdispatcher.h>

@@ -3,6 +3,7 @@
 #include <tessalune/primitives/kernels/Elementwise.h>
 #include <tessalune/primitives/kernels/Integer.h>
 #include <tessalune/primitives/kernels/Reductions.h>
+#include <tessalune/primitives/kernels/Uniform.h>
 #include <tessalune/primitives/kernels/Waveforms.h>
 
 #include <algorithm>
@@ -152,6 +153,13 @@ IppStatus ippsVectorJaehne_64f(double* pDst, std::int32_t len, double magn) noex
   if (!(magn >= 0.0)) return ippStsJaehneErr;
   kernels::Jaehne(pDst, Count(len), magn);
   return ippStsNoErr;
+}
+
+IppStatus ippsRandUniform_Direct_64f(double* pDst, std::int32_t len, double low, double high,
+                                     std::uint32_t* pSeed) noexcept {
+  const IppStatus Status = CheckArguments(len, pDst, pSeed);
+  if (Status == ippStsNoErr) *pSeed = kernels::RandUniform(pDst, Count(len), low, high, *pSeed);
+  return Status;
 }
 
 }  // namespace tessalune::TESSALUNE_BUILTINS

@@ -8,28 +8,31 @@ namespace tessalune {
 // Every status that a primitive of this library gives, with its public value: name, value,
 // meaning. 0 is success, a negative value an error, a positive one a warning (the result is
 // valid).
-#define TESSALUNE_IPP_STATUSES(X)                                                        \
-  X(ippStsDivByZero, 6, "a divisor was 0; the result there is infinite or not a number") \
-  X(ippStsEvenMedianMaskSize, 5, "an even median mask was reduced by one")               \
-  X(ippStsNoErr, 0, "no error")                                                          \
-  X(ippStsSizeErr, -6, "a length is below 1")                                            \
-  X(ippStsNullPtrErr, -8, "a pointer is null")                                           \
-  X(ippStsMemAllocErr, -9, "memory is exhausted")                                        \
-  X(ippStsDivByZeroErr, -10, "the divisor is 0")                                         \
-  X(ippStsFftOrderErr, -15, "the order of the transform is outside 0 to 30")             \
-  X(ippStsFftFlagErr, -16, "the normalisation flag is none of 1, 2, 4, 8")               \
-  X(ippStsContextMatchErr, -17, "the plan is not of the kind that the call needs")       \
-  X(ippStsThresholdErr, -18, "the lower threshold is above the upper one")               \
-  X(ippStsRelFreqErr, -27, "the relative frequency is outside [0, 1)")                   \
-  X(ippStsShiftErr, -32, "the shift count is below 0")                                   \
-  X(ippStsJaehneErr, -38, "the magnitude of the chirp is below 0")                       \
-  X(ippStsTrnglAsymErr, -40, "the asymmetry of the triangle is outside [-pi, pi)")       \
-  X(ippStsTrnglPhaseErr, -41, "the phase of the triangle is outside [0, 2 pi)")          \
-  X(ippStsTrnglFreqErr, -42, "the frequency of the triangle is outside [0, 0.5)")        \
-  X(ippStsTrnglMagnErr, -43, "the magnitude of the triangle is not above 0")             \
-  X(ippStsTonePhaseErr, -44, "the phase of the tone is outside [0, 2 pi)")               \
-  X(ippStsToneFreqErr, -45, "the frequency of the tone is outside [0, 0.5)")             \
-  X(ippStsToneMagnErr, -46, "the magnitude of the tone is not above 0")                  \
+#define TESSALUNE_IPP_STATUSES(X)                                                           \
+  X(ippStsDivByZero, 6, "a divisor was 0; the result there is infinite or not a number")    \
+  X(ippStsEvenMedianMaskSize, 5, "an even median mask was reduced by one")                  \
+  X(ippStsNoErr, 0, "no error")                                                             \
+  X(ippStsSizeErr, -6, "a length is below 1")                                               \
+  X(ippStsNullPtrErr, -8, "a pointer is null")                                              \
+  X(ippStsMemAllocErr, -9, "memory is exhausted")                                           \
+  X(ippStsDivByZeroErr, -10, "the divisor is 0")                                            \
+  X(ippStsFftOrderErr, -15, "the order of the transform is outside 0 to 30")                \
+  X(ippStsFftFlagErr, -16, "the normalisation flag is none of 1, 2, 4, 8")                  \
+  X(ippStsContextMatchErr, -17, "the plan or state is not of the kind that the call needs") \
+  X(ippStsThresholdErr, -18, "the lower threshold is above the upper one")                  \
+  X(ippStsIIROrderErr, -25, "the order of the recursive filter is below 1")                 \
+  X(ippStsFIRLenErr, -26, "the filter has no taps")                                         \
+  X(ippStsRelFreqErr, -27, "the relative frequency is outside [0, 1)")                      \
+  X(ippStsShiftErr, -32, "the shift count is below 0")                                      \
+  X(ippStsJaehneErr, -38, "the magnitude of the chirp is below 0")                          \
+  X(ippStsHugeWinErr, -39, "the parameter of the window is not finite")                     \
+  X(ippStsTrnglAsymErr, -40, "the asymmetry of the triangle is outside [-pi, pi)")          \
+  X(ippStsTrnglPhaseErr, -41, "the phase of the triangle is outside [0, 2 pi)")             \
+  X(ippStsTrnglFreqErr, -42, "the frequency of the triangle is outside [0, 0.5)")           \
+  X(ippStsTrnglMagnErr, -43, "the magnitude of the triangle is not above 0")                \
+  X(ippStsTonePhaseErr, -44, "the phase of the tone is outside [0, 2 pi)")                  \
+  X(ippStsToneFreqErr, -45, "the frequency of the tone is outside [0, 0.5)")                \
+  X(ippStsToneMagnErr, -46, "the magnitude of the tone is not above 0")                     \
   X(ippStsRoundModeNotSupportedErr, -213, "the rounding mode is unknown")
 
 // Result of every primitive. A primitive of a loaded library may give values that have no name

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <tessalune/primitives/BasicFilters.h>
+#include <tessalune/primitives/BasicWindows.h>
 #include <tessalune/primitives/Ippptypes.h>
 #include <tessalune/primitives/PrimitiveTable.h>
 #include <tessalune/primitives/QSComplex.h>
@@ -9,7 +11,8 @@
 #include <span>
 
 // Arithmetic primitives that components and buffers call by their IPP names, through function
-// variables (see PrimitiveTable.h). What is said here holds for the built-ins; it is the meaning
+// variables (see PrimitiveTable.h). Filters and windows, rows of the same table, are declared in
+// BasicFilters.h and BasicWindows.h. What is said here holds for the built-ins; it is the meaning
 // that the IPP library publishes, and where that leaves a value open, what this system chose.
 //
 // Every primitive gives a status and raises nothing; a refused call writes nothing. Unless said
@@ -151,6 +154,14 @@ IppStatus ippsConvert_32s64f(const std::int32_t* pSrc, double* pDst, std::int32_
 // any len. magn below 0 or NaN: ippStsJaehneErr, checked last.
 IppStatus ippsVectorJaehne_64f(double* pDst, std::int32_t len, double magn) noexcept;
 
+// Uniformly distributed samples between low and high, which need not be in order; equal bounds give
+// that constant. The uniform generator of ippsRandGauss_Direct_64f (QSDispatcher.h), one draw a
+// sample: 2^32 values, evenly spaced, of which rounding may make a bound. *pSeed (any value) starts
+// the sequence and receives the seed with which the next call goes on; the sequence depends on how
+// the samples are cut into calls.
+IppStatus ippsRandUniform_Direct_64f(double* pDst, std::int32_t len, double low, double high,
+                                     std::uint32_t* pSeed) noexcept;
+
 }  // namespace builtins
 
 #define TESSALUNE_QSBASICDISPATCHER_PRIMITIVES(X) \
@@ -212,7 +223,10 @@ IppStatus ippsVectorJaehne_64f(double* pDst, std::int32_t len, double magn) noex
   X(ippsMaxIndx_64f)                              \
   X(ippsConvert_64f32s_Sfs)                       \
   X(ippsConvert_32s64f)                           \
-  X(ippsVectorJaehne_64f)
+  X(ippsVectorJaehne_64f)                         \
+  X(ippsRandUniform_Direct_64f)                   \
+  TESSALUNE_BASICFILTERS_PRIMITIVES(X)            \
+  TESSALUNE_BASICWINDOWS_PRIMITIVES(X)
 
 TESSALUNE_QSBASICDISPATCHER_PRIMITIVES(TESSALUNE_DECLARE_PRIMITIVE)
 

@@ -1,8 +1,10 @@
 #include "Samples.h"
 
+#include <tessalune/primitives/QSBasicDispatcher.h>
 #include <tessalune/primitives/QSDispatcher.h>
 
 #include <algorithm>
+#include <limits>
 
 namespace tessalune::test {
 namespace {
@@ -38,11 +40,7 @@ class TReference {
 
   std::uint32_t Seed() const { return static_cast<std::uint32_t>(FLagged[2]); }
 
- private:
-  static constexpr std::int64_t Modulus = std::int64_t{1} << 32;
-
-  static std::int64_t Next(std::int64_t X) { return (X * 69069 + 1013904243) % Modulus; }
-
+  // Uniform on about [-1, 1).
   long double Draw() {
     std::int64_t T = (FLagged[1] - FLagged[0] + FBorrow + Modulus) % Modulus;
     FBorrow = T >= Modulus / 2 ? -1 : 0;
@@ -55,6 +53,11 @@ class TReference {
     if (Sum >= Modulus / 2) Sum -= Modulus;
     return static_cast<long double>(Sum) * 4.656612873077e-10;
   }
+
+ private:
+  static constexpr std::int64_t Modulus = std::int64_t{1} << 32;
+
+  static std::int64_t Next(std::int64_t X) { return (X * 69069 + 1013904243) % Modulus; }
 
   struct TPair {
     long double U, V, T;
@@ -126,6 +129,43 @@ TEST(RandGauss, WithoutDeviationGivesTheMeanAndMovesTheSeed) {
   ASSERT_EQ(ippsRandGauss_Direct_64f(Y, 3, -2.5, 0.0, &Seed), ippStsNoErr);
   for (double X : Y) EXPECT_EQ(X, -2.5);
   EXPECT_NE(Seed, 7u);
+}
+
+TEST(RandUniform, FollowsTheGeneratorWithinTheBoundsAndLeavesTheSeed) {
+  constexpr double Huge = std::numeric_limits<double>::max();
+  const std::pair<double, double> Ranges[] = {{-20000, 20000},   {0, 1},       {5, -3}, {2.5, 2.5},
+                                              {1e6, 1e6 + 1e-9}, {-Huge, Huge}};
+  for (const auto& [Low, High] : Ranges)
+    for (const std::uint32_t Start : {0u, 31192u, 0xFFFFFFFFu}) {
+      TReference Reference(Start);
+      std::uint32_t Seed = Start;
+      std::vector<double> Y(1001, 99.0);
+      ASSERT_EQ(ippsRandUniform_Direct_64f(Y.data(), 1000, Low, High, &Seed), ippStsNoErr);
+      EXPECT_EQ(Y.back(), 99.0);
+      Y.pop_back();
+      for (const double X : Y) {
+        const long double Middle = (Low + static_cast<long double>(High)) / 2;
+        const long double Half = (High - static_cast<long double>(Low)) / 2;
+        const long double Bound = 4 * Eps * (std::fabs(Middle) + std::fabs(Half));
+        ASSERT_TRUE(IsNear(X, Middle + Half * Reference.Draw(), Bound)) << Low << " " << High;
+        ASSERT_TRUE(X >= std::min(Low, High) && X <= std::max(Low, High)) << Low << " " << High;
+      }
+      EXPECT_EQ(Seed, Reference.Seed());
+    }
+}
+
+TEST(RandUniform, FillsItsRangeEvenly) {
+  constexpr std::size_t Count = 1000000, Cells = 100;
+  std::vector<double> Y(Count);
+  std::uint32_t Seed = 31192;
+  ASSERT_EQ(ippsRandUniform_Direct_64f(Y.data(), Count, 2, 12, &Seed), ippStsNoErr);
+  std::vector<double> Hits(Cells);
+  for (const double X : Y) ++Hits.at(static_cast<std::size_t>((X - 2) / 10 * Cells));
+  const double Expected = static_cast<double>(Count) / Cells;
+  double ChiSquare = 0;
+  for (const double Hit : Hits) ChiSquare += (Hit - Expected) * (Hit - Expected) / Expected;
+  // Five standard deviations of the distribution with 99 degrees of freedom, to either side.
+  EXPECT_NEAR(ChiSquare, Cells - 1, 5 * std::sqrt(2.0 * (Cells - 1)));
 }
 
 }  // namespace
