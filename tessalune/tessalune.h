@@ -12,6 +12,7 @@
 #include <tessalune/primitives/QSDispatcher.h>
 #include <tessalune/primitives/QSHilbertDispatcher.h>
 #include <tessalune/primitives/QSSubDispatcher.h>
+#include <tessalune/primitives/Transforms.h>
 #include <tessalune/primitives/VBIPPSLoader.h>
 #include <tessalune/primitives/VBMalloc.h>
 

@@ -74,6 +74,33 @@ enum IppRoundMode : std::int32_t {
   ippRndFinancial = 2,  // to the nearest, a tie away from zero
 };
 
+// Normalisation of a Fourier transform of length N.
+enum IppFftFlag : std::int32_t {
+  IPP_FFT_DIV_FWD_BY_N = 1,  // the forward transform divides by N
+  IPP_FFT_DIV_INV_BY_N = 2,  // the inverse transform divides by N
+  IPP_FFT_DIV_BY_SQRTN = 4,  // both divide by the square root of N
+  IPP_FFT_NODIV_BY_ANY = 8,  // none divides: forth and back multiplies by N
+};
+
+// What a plan is made for. The transforms here are always both fast and accurate; only the DCT
+// heeds it (see ippsDCTFwdInitAlloc_64f).
+enum IppHintAlgorithm : std::int32_t {
+  ippAlgHintNone = 0,
+  ippAlgHintFast = 1,
+  ippAlgHintAccurate = 2,
+};
+
+// Plans. What they hold is known only to the provider of the primitives that made them.
+struct DFTSpec_C_64fc;
+struct DFTSpec_R_64f;
+struct DFTSpec_C_32fc;
+struct DFTSpec_R_32f;
+struct FFTSpec_C_64fc;
+struct FFTSpec_R_64f;
+struct DCTFwdSpec_64f;
+struct DCTInvSpec_64f;
+struct HilbertSpec_32f32fc;
+
 // Complex sample of single precision, real part first.
 struct Ipp32fc {
   float Re;

@@ -6,6 +6,7 @@
 #include <tessalune/primitives/PrimitiveTable.h>
 #include <tessalune/primitives/QSComplex.h>
 #include <tessalune/primitives/QSSubDispatcher.h>
+#include <tessalune/primitives/Transforms.h>
 
 #include <cstdint>
 #include <span>
@@ -226,7 +227,8 @@ IppStatus ippsRandUniform_Direct_64f(double* pDst, std::int32_t len, double low,
   X(ippsVectorJaehne_64f)                         \
   X(ippsRandUniform_Direct_64f)                   \
   TESSALUNE_BASICFILTERS_PRIMITIVES(X)            \
-  TESSALUNE_BASICWINDOWS_PRIMITIVES(X)
+  TESSALUNE_BASICWINDOWS_PRIMITIVES(X)            \
+  TESSALUNE_BASIC_TRANSFORM_PRIMITIVES(X)
 
 TESSALUNE_QSBASICDISPATCHER_PRIMITIVES(TESSALUNE_DECLARE_PRIMITIVE)
 

@@ -3,6 +3,7 @@
 #include <tessalune/primitives/Ippptypes.h>
 #include <tessalune/primitives/PrimitiveTable.h>
 #include <tessalune/primitives/QSComplex.h>
+#include <tessalune/primitives/Transforms.h>
 
 #include <cstdint>
 #include <span>
@@ -100,6 +101,7 @@ IppStatus ippsSquare_Direct_64f(double* pDst, std::int32_t len, double magn, dou
   X(ippsConjFlip_64fc)                       \
   X(ippsCopy_64fc)                           \
   X(ippsMove_64fc)                           \
+  TESSALUNE_DFT_PRIMITIVES(X)                \
   X(ippsGoertz_64fc)                         \
   X(ippsAbs_64f)                             \
   X(ippsVectorRamp_64f)

@@ -15,7 +15,15 @@ constexpr std::size_t Reserve = 36;
 // _malloc aligns to twice the size of a pointer, the gap holds one.
 static_assert(alignof(std::max_align_t) % sizeof(void*) == 0);
 
-void* AllocateAligned(std::size_t ASize) noexcept {
+template <class T>
+T* AllocateElements(std::int32_t ALength) noexcept {
+  if (ALength < 1) return nullptr;
+  return static_cast<T*>(MallocBytes(static_cast<std::size_t>(ALength) * sizeof(T)));
+}
+
+}  // namespace
+
+void* MallocBytes(std::size_t ASize) noexcept {
   void* Raw = _malloc(ASize + Reserve);
   if (!Raw) return nullptr;
   const auto Address = reinterpret_cast<std::uintptr_t>(Raw);
@@ -24,15 +32,6 @@ void* AllocateAligned(std::size_t ASize) noexcept {
   std::memcpy(Result - sizeof Raw, &Raw, sizeof Raw);
   return Result;
 }
-
-template <class T>
-T* AllocateElements(std::int32_t ALength) noexcept {
-  return ALength < 1
-             ? nullptr
-             : static_cast<T*>(AllocateAligned(static_cast<std::size_t>(ALength) * sizeof(T)));
-}
-
-}  // namespace
 
 std::uint8_t* ippsMalloc_8u(std::int32_t ALength) noexcept {
   return AllocateElements<std::uint8_t>(ALength);

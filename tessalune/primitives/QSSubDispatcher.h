@@ -3,6 +3,7 @@
 #include <tessalune/primitives/Ippptypes.h>
 #include <tessalune/primitives/QSComplex.h>
 
+#include <cstddef>
 #include <cstdint>
 
 // Support routines of the built-ins: memory and plain copies. No function variable stands for
@@ -17,7 +18,10 @@ namespace tessalune {
 // The same for ALength doubles.
 [[nodiscard]] double* ippsMalloc_64f(std::int32_t ALength) noexcept;
 
-// Gives back memory of ippsMalloc_8u or ippsMalloc_64f; null does nothing.
+// The same for any number of bytes, also more than an int32 counts.
+[[nodiscard]] void* MallocBytes(std::size_t ASize) noexcept;
+
+// Gives back memory of the functions above; null does nothing.
 void ippsFree(void* ABlock) noexcept;
 
 // pDst[i] = 0, for i below len. Null: ippStsNullPtrErr; len below 1: ippStsSizeErr.

@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 #include <tessalune/primitives/QSBasicDispatcher.h>
-#include <tessalune/primitives/QSDispatcher.h>
-#include <tessalune/primitives/QSHilbertDispatcher.h>
 
 #include <algorithm>
 #include <array>
@@ -151,10 +149,12 @@ TEST_F(StateRefusals, NullPointersCountsAndForeignRecordsOfEveryPrimitive) {
   std::set<std::string> Expected;
 #define TESSALUNE_COLLECT(Name) \
   if (TakesState<TPtr_##Name>) Expected.insert(#Name);
-  TESSALUNE_QSDISPATCHER_PRIMITIVES(TESSALUNE_COLLECT)
-  TESSALUNE_QSHILBERTDISPATCHER_PRIMITIVES(TESSALUNE_COLLECT)
   TESSALUNE_QSBASICDISPATCHER_PRIMITIVES(TESSALUNE_COLLECT)
 #undef TESSALUNE_COLLECT
+  // Those on plans stand in test_transform_plans.cpp.
+  std::erase_if(Expected, [](const std::string& AName) {
+    return AName.starts_with("ippsFFT") || AName.starts_with("ippsDFT");
+  });
   EXPECT_EQ(Tested, Expected);
 }
 

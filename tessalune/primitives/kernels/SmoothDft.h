@@ -1,0 +1,179 @@
+#pragma once
+
+#include <tessalune/primitives/kernels/ColumnFft.h>
+
+#include <algorithm>
+#include <cstddef>
+
+// Transforms of a length N = M B, complex samples in memory, in two steps:
+//
+//   1. With n = B a + b, the columns b are transformed over a: M points each. A vector holds
+//      neighbouring columns, so that it is read from memory as it stands.
+//   2. With k = k1 + M k2, the rows k1 are multiplied by the roots of order N with index b k1 and
+//      transformed over b: B points each. A vector now holds neighbouring rows: a transposition
+//      in registers lies between the two. So the results too are written as they stand.
+//
+// All else is a matter of the plan: into what M and B are factored, and how many lanes a vector
+// has. Where the columns do not fill the last vector it is moved back, and some columns are
+// computed twice; the same for the rows. Both steps write elsewhere than they read from, so that
+// source and target may be the same memory.
+namespace tessalune::TESSALUNE_BUILTINS::kernels {
+
+template <class T>
+struct TSmoothPlan {
+  std::int32_t Lanes;
+  std::int32_t Columns;   // B
+  std::int32_t Groups;    // vectors that hold the columns
+  bool HasShortRows;      // the second step is straight-line code
+  TColumnPlan<T> First;   // over M
+  TColumnPlan<T> Second;  // over B
+  const T* Twiddles;      // of row k1 of group g, at (g M + k1) 2 Lanes: real, then imaginary
+  std::size_t WorkBytes;  // that a transform needs, aligned to a cache line
+};
+
+// The parts of the work memory, in rows of L lanes.
+template <class T, int L>
+struct TSmoothWork {
+  using TRow = TPair<TVector<T, L>>;
+
+  // What the first step leaves: the columns of group g from row g M on.
+  static std::size_t Between(const TSmoothPlan<T>& APlan) noexcept {
+    return Size(std::max(APlan.First.Length, L)) * Size(APlan.Groups);
+  }
+  // One line of the second step, as long as whole vectors are, and its columns on the way.
+  static std::size_t Line(const TSmoothPlan<T>& APlan) noexcept {
+    return APlan.HasShortRows ? 0 : Size(std::max(APlan.Columns, L));
+  }
+  // The values of a radix without straight-line code.
+  static std::size_t Long(const TSmoothPlan<T>& APlan) noexcept {
+    return Size(std::max(APlan.First.LongestRadix, APlan.Second.LongestRadix));
+  }
+  // Samples of fewer columns or rows than lanes, given company.
+  static std::size_t Few(const TSmoothPlan<T>& APlan) noexcept {
+    const std::int32_t Most = std::max(APlan.First.Length, APlan.Columns);
+    return std::min(APlan.First.Length, APlan.Columns) < L ? Size(Most) : 0;
+  }
+
+ private:
+  static std::size_t Size(std::int32_t ACount) noexcept { return static_cast<std::size_t>(ACount); }
+};
+
+template <class T, int L>
+std::size_t WorkBytesOf(const TSmoothPlan<T>& APlan) noexcept {
+  using TWork = TSmoothWork<T, L>;
+  return (TWork::Between(APlan) + 2 * TWork::Line(APlan) + TWork::Long(APlan) + TWork::Few(APlan)) *
+         sizeof(typename TWork::TRow);
+}
+
+template <class T, int L, bool AInverse>
+class TSmoothRun {
+ public:
+  using V = TVector<T, L>;
+  using TRow = TPair<V>;
+  using TOf = TLanes<T, L>;
+
+  TSmoothRun(const TSmoothPlan<T>& APlan, T AScale, std::byte* AWork) noexcept
+      : FPlan(APlan),
+        FM(APlan.First.Length),
+        FB(APlan.Columns),
+        FScale(AScale),
+        FBetween(reinterpret_cast<TRow*>(AWork)),
+        FLine(FBetween + TSmoothWork<T, L>::Between(APlan)),
+        FLineData(FLine + TSmoothWork<T, L>::Line(APlan)),
+        FLong(FLineData + TSmoothWork<T, L>::Line(APlan)),
+        FFew(reinterpret_cast<T*>(FLong + TSmoothWork<T, L>::Long(APlan))) {}
+
+  void Run(const T* ASource, T* ATarget) const noexcept {
+    RunFirst(ASource);
+    RunSecond(ATarget);
+  }
+
+  void RunFirst(const T* ASource) const noexcept {
+    if (FB < L) {
+      // The columns fill no vector: they get company.
+      for (int A = 0; A < FM; ++A) {
+        std::copy_n(ASource + 2 * FB * A, 2 * FB, FFew + 2 * L * A);
+        std::fill_n(FFew + 2 * (L * A + FB), 2 * (L - FB), T(0));
+      }
+      return RunColumns(FFew, L, FBetween);
+    }
+    for (int G = 0; G < FPlan.Groups; ++G)
+      RunColumns(ASource + 2 * std::min(G * L, FB - L), FB, FBetween + G * FM);
+  }
+
+  void RunSecond(T* ATarget) const noexcept {
+    if (FM >= L) return RunRows(FM, ATarget, FM);
+    RunRows(L, FFew, L);
+    for (int I = 0; I < FB; ++I) std::copy_n(FFew + 2 * L * I, 2 * FM, ATarget + 2 * FM * I);
+  }
+
+ private:
+  void RunColumns(const T* ASource, int AStride, TRow* ATarget) const noexcept {
+    TransformColumns<T, L>(FPlan.First, TSamples<T, L, AInverse>{const_cast<T*>(ASource), AStride},
+                           TRows<T, L>{ATarget}, ATarget, FLong);
+  }
+
+  // L rows at a time; the last may be some of the last but one.
+  void RunRows(int AEnd, T* ATarget, int AStride) const noexcept {
+    if (FPlan.HasShortRows) {
+      WithInnerRadix(FB, [&](auto B) { RunShortRows<B>(AEnd, ATarget, AStride); });
+      return;
+    }
+    for (int K = 0; K < AEnd; K += L) {
+      const int First = std::min(K, AEnd - L);
+      for (int G = 0; G < FPlan.Groups; ++G)
+        Gather(First, G, FLine + std::max(0, std::min(G * L, FB - L)));
+      TransformColumns<T, L>(FPlan.Second, TRows<T, L>{FLine},
+                             TSamples<T, L, AInverse>{ATarget + 2 * First, AStride}, FLineData,
+                             FLong);
+    }
+  }
+
+  template <int B>
+  [[gnu::noinline]] void RunShortRows(int AEnd, T* ATarget, int AStride) const noexcept {
+    for (int K = 0; K < AEnd; K += L) {
+      const int First = std::min(K, AEnd - L);
+      TArray<TRow, std::max(B, L)> X;
+      constexpr int Groups = (B + L - 1) / L;
+      Repeat<Groups>(
+          TESSALUNE_EACH(G) { Gather(First, G, X + std::max(0, std::min(G * L, B - L))); });
+      Dft<T, B>(X);
+      const TSamples<T, L, AInverse> Target{ATarget + 2 * First, AStride};
+      Repeat<B>(TESSALUNE_EACH(I) { Target.Put(I, X[I]); });
+    }
+  }
+
+  // Rows AFirst to AFirst + L - 1 of a group's columns, turned: X[i] is column i, its lanes the
+  // rows.
+  TESSALUNE_INLINE void Gather(int AFirst, int AGroup, TRow* X) const noexcept {
+    const TRow* Rows = FBetween + AGroup * FM + AFirst;
+    const T* Twiddles = FPlan.Twiddles + 2 * L * (AGroup * FM + AFirst);
+    TArray<V, L> Re;
+    TArray<V, L> Im;
+    Repeat<L>(TESSALUNE_EACH(I) {
+      const TRow Y =
+          Multiply(Rows[I], Load<T, L>(Twiddles + 2 * L * I), Load<T, L>(Twiddles + 2 * L * I + L));
+      Re[I] = Y.Re;
+      Im[I] = Y.Im;
+    });
+    TOf::Transpose(Re);
+    TOf::Transpose(Im);
+    if (FScale == 1) {
+      Repeat<L>(TESSALUNE_EACH(I) { X[I] = {Re[I], Im[I]}; });
+    } else {
+      Repeat<L>(TESSALUNE_EACH(I) { X[I] = {Re[I] * FScale, Im[I] * FScale}; });
+    }
+  }
+
+  const TSmoothPlan<T>& FPlan;
+  const int FM;
+  const int FB;
+  const T FScale;
+  TRow* FBetween;
+  TRow* FLine;
+  TRow* FLineData;
+  TRow* FLong;
+  T* FFew;
+};
+
+}  // namespace tessalune::TESSALUNE_BUILTINS::kernels

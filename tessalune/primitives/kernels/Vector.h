@@ -1,0 +1,180 @@
+#pragma once
+
+#include <tessalune/primitives/BuiltIns.h>
+
+#include <cstddef>
+#include <cstring>
+#include <utility>
+
+// Short vectors of lanes, in the compiler's own terms, so that one source serves every instruction
+// set; and complex vectors with the real parts in one and the imaginary parts in another.
+namespace tessalune::TESSALUNE_BUILTINS::kernels {
+
+#define TESSALUNE_INLINE [[gnu::always_inline]] inline
+
+template <class T, int ACount>
+using TArray = T[static_cast<std::size_t>(ACount)];
+
+// AFunction(0), AFunction(1), ... AFunction(ACount - 1), each with its own code: what is indexed by
+// the argument, which is a compile-time constant, can live in registers.
+template <int ACount, class TFunction>
+TESSALUNE_INLINE void Repeat(TFunction AFunction) noexcept {
+  [&]<int... I>(std::integer_sequence<int, I...>) __attribute__((always_inline)) {
+    (AFunction(std::integral_constant<int, I>{}), ...);
+  }
+  (std::make_integer_sequence<int, ACount>{});
+}
+
+// What AFunction of Repeat is: a lambda that is always inlined.
+#define TESSALUNE_EACH(I) [&](auto I) __attribute__((always_inline))
+
+template <class T, int ALanes>
+struct TVectorOf {
+  static_assert(ALanes >= 2);
+  typedef T Type __attribute__((vector_size(static_cast<std::size_t>(ALanes) * sizeof(T))));
+  // The same at any address.
+  typedef T Unaligned __attribute__((vector_size(static_cast<std::size_t>(ALanes) * sizeof(T)),
+                                     aligned(alignof(T)), may_alias));
+};
+
+// One lane is the plain type: what is written over vectors serves single samples too.
+template <class T>
+struct TVectorOf<T, 1> {
+  using Type = T;
+  typedef T Unaligned __attribute__((may_alias));
+};
+
+template <class T, int ALanes>
+using TVector = typename TVectorOf<T, ALanes>::Type;
+
+// Lanes of the widest vectors.
+template <class T>
+constexpr int MaxLanes = VectorBytes / static_cast<int>(sizeof(T));
+
+template <class T, int ALanes>
+TESSALUNE_INLINE TVector<T, ALanes> Load(const T* ASource) noexcept {
+  return *reinterpret_cast<const typename TVectorOf<T, ALanes>::Unaligned*>(ASource);
+}
+
+template <class T, int ALanes>
+TESSALUNE_INLINE void Store(T* ATarget, TVector<T, ALanes> AValue) noexcept {
+  *reinterpret_cast<typename TVectorOf<T, ALanes>::Unaligned*>(ATarget) = AValue;
+}
+
+// Complex numbers, a lane each. Copied part by part: as a whole, arrays of them would be copied
+// through memory.
+template <class V>
+struct TPair {
+  V Re;
+  V Im;
+
+  TPair() = default;
+  TESSALUNE_INLINE TPair(V ARe, V AIm) noexcept : Re(ARe), Im(AIm) {}
+  TESSALUNE_INLINE TPair(const TPair& AOther) noexcept : Re(AOther.Re), Im(AOther.Im) {}
+  TESSALUNE_INLINE TPair& operator=(const TPair& AOther) noexcept {
+    Re = AOther.Re;
+    Im = AOther.Im;
+    return *this;
+  }
+};
+
+template <class V>
+TESSALUNE_INLINE TPair<V> operator+(const TPair<V>& A, const TPair<V>& B) noexcept {
+  return {A.Re + B.Re, A.Im + B.Im};
+}
+
+template <class V>
+TESSALUNE_INLINE TPair<V> operator-(const TPair<V>& A, const TPair<V>& B) noexcept {
+  return {A.Re - B.Re, A.Im - B.Im};
+}
+
+// AFactor is complex, or a complex constant for all lanes.
+template <class V, class W>
+TESSALUNE_INLINE TPair<V> Multiply(const TPair<V>& A, const W& ARe, const W& AIm) noexcept {
+  return {A.Re * ARe - A.Im * AIm, A.Re * AIm + A.Im * ARe};
+}
+
+template <class V>
+TESSALUNE_INLINE TPair<V> TimesMinusI(const TPair<V>& A) noexcept {
+  return {A.Im, -A.Re};
+}
+
+template <class T, int ALanes>
+struct TLanes {
+  using V = TVector<T, ALanes>;
+  using TSequence = std::make_integer_sequence<int, ALanes>;
+
+  // ALanes interleaved complex numbers.
+  TESSALUNE_INLINE static TPair<V> LoadComplex(const T* ASource) noexcept {
+    if constexpr (ALanes == 1)
+      return {ASource[0], ASource[1]};
+    else
+      return Deinterleave(Load<T, ALanes>(ASource), Load<T, ALanes>(ASource + ALanes), TSequence{});
+  }
+
+  TESSALUNE_INLINE static void StoreComplex(T* ATarget, const TPair<V>& AValue) noexcept {
+    if constexpr (ALanes == 1) {
+      ATarget[0] = AValue.Re;
+      ATarget[1] = AValue.Im;
+    } else {
+      StoreInterleaved(ATarget, AValue, TSequence{});
+    }
+  }
+
+  TESSALUNE_INLINE static V Reverse(V AValue) noexcept {
+    if constexpr (ALanes == 1)
+      return AValue;
+    else
+      return Reverse(AValue, TSequence{});
+  }
+
+  // Row i, lane j becomes row j, lane i, in ALanes rows.
+  TESSALUNE_INLINE static void Transpose(V* ARows) noexcept {
+    if constexpr (ALanes >= 2) Exchange<1>(ARows);
+    if constexpr (ALanes >= 4) Exchange<2>(ARows);
+    if constexpr (ALanes >= 8) Exchange<4>(ARows);
+    if constexpr (ALanes >= 16) Exchange<8>(ARows);
+  }
+
+ private:
+  template <int... I>
+  TESSALUNE_INLINE static TPair<V> Deinterleave(V A, V B,
+                                                std::integer_sequence<int, I...>) noexcept {
+    return {__builtin_shufflevector(A, B, (2 * I)...),
+            __builtin_shufflevector(A, B, (2 * I + 1)...)};
+  }
+
+  template <int... I>
+  TESSALUNE_INLINE static void StoreInterleaved(T* ATarget, const TPair<V>& AValue,
+                                                std::integer_sequence<int, I...>) noexcept {
+    Store<T, ALanes>(ATarget,
+                     __builtin_shufflevector(AValue.Re, AValue.Im, (I / 2 + I % 2 * ALanes)...));
+    Store<T, ALanes>(
+        ATarget + ALanes,
+        __builtin_shufflevector(AValue.Re, AValue.Im, ((I + ALanes) / 2 + I % 2 * ALanes)...));
+  }
+
+  template <int... I>
+  TESSALUNE_INLINE static V Reverse(V AValue, std::integer_sequence<int, I...>) noexcept {
+    return __builtin_shufflevector(AValue, AValue, (ALanes - 1 - I)...);
+  }
+
+  // In each pair of rows i, i + D with bit D of i clear: the lanes with bit D set of the first and
+  // the lanes with bit D clear of the second change places.
+  template <int D>
+  TESSALUNE_INLINE static void Exchange(V* ARows) noexcept {
+    Repeat<ALanes>(TESSALUNE_EACH(I) {
+      if constexpr ((I & D) == 0) Exchange<D>(ARows[I], ARows[I + D], TSequence{});
+    });
+  }
+
+  template <int D, int... I>
+  TESSALUNE_INLINE static void Exchange(V& A, V& B, std::integer_sequence<int, I...>) noexcept {
+    const V Low = __builtin_shufflevector(A, B, ((I & D) != 0 ? I - D + ALanes : I)...);
+    const V High = __builtin_shufflevector(A, B, ((I & D) != 0 ? I + ALanes : I + D)...);
+    A = Low;
+    B = High;
+  }
+};
+
+}  // namespace tessalune::TESSALUNE_BUILTINS::kernels
