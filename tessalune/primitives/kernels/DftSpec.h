@@ -222,7 +222,9 @@ template <class TFunction>
 template <class TFunction>
 IppStatus WithWork(std::int32_t ALength, std::size_t AWorkBytes, std::uint8_t* pBuffer,
                    TFunction AFunction) noexcept {
-  if (IsOnStack(ALength, AWorkBytes)) {
+  if (AWorkBytes == 0) {
+    AFunction(static_cast<std::byte*>(nullptr));
+  } else if (IsOnStack(ALength, AWorkBytes)) {
     RunOnStack(AFunction);
   } else if (pBuffer && BufferSize(ALength, AWorkBytes) != 0) {
     AFunction(AlignUp<std::byte>(pBuffer));

@@ -27,7 +27,13 @@ struct TSmoothPlan {
   bool HasShortRows;      // the second step is straight-line code
   TColumnPlan<T> First;   // over M
   TColumnPlan<T> Second;  // over B
-  const T* Twiddles;      // of row k1 of group g, at (g M + k1) 2 Lanes: real, then imaginary
+  // The roots by which row k1 of group g is multiplied, Lanes real parts, then the imaginary ones:
+  // at (g M + k1) 2 Lanes. Of long transforms they are products, so that the tables stay in the
+  // cache: of those of the first row of a line, the line i of group g at (g Lines + i) 2 Lanes, and
+  // those of the difference to it, r at (g Lanes + r) 2 Lanes.
+  const T* Twiddles;
+  const T* LineTwiddles;  // null if Twiddles has them all
+  std::int32_t Lines;     // vectors that hold the rows
   std::size_t WorkBytes;  // that a transform needs, aligned to a cache line
 };
 
@@ -102,8 +108,8 @@ class TSmoothRun {
   }
 
   void RunSecond(T* ATarget) const noexcept {
-    if (FM >= L) return RunRows(FM, ATarget, FM);
-    RunRows(L, FFew, L);
+    if (FM >= L) return RunRows(ATarget, FM);
+    RunRows(FFew, L);
     for (int I = 0; I < FB; ++I) std::copy_n(FFew + 2 * L * I, 2 * FM, ATarget + 2 * FM * I);
   }
 
@@ -113,49 +119,63 @@ class TSmoothRun {
                            TRows<T, L>{ATarget}, ATarget, FLong);
   }
 
-  // L rows at a time; the last may be some of the last but one.
-  void RunRows(int AEnd, T* ATarget, int AStride) const noexcept {
+  // All lines, row k2 of their transforms at AStride k2 and on.
+  void RunRows(T* ATarget, int AStride) const noexcept {
     if (FPlan.HasShortRows) {
-      WithInnerRadix(FB, [&](auto B) { RunShortRows<B>(AEnd, ATarget, AStride); });
+      WithInnerRadix(FB, [&](auto B) { RunShortRows<B>(ATarget, AStride); });
       return;
     }
-    for (int K = 0; K < AEnd; K += L) {
-      const int First = std::min(K, AEnd - L);
+    for (int Line = 0; Line < FPlan.Lines; ++Line) {
       for (int G = 0; G < FPlan.Groups; ++G)
-        Gather(First, G, FLine + std::max(0, std::min(G * L, FB - L)));
+        Gather(Line, G, FLine + std::max(0, std::min(G * L, FB - L)));
       TransformColumns<T, L>(FPlan.Second, TRows<T, L>{FLine},
-                             TSamples<T, L, AInverse>{ATarget + 2 * First, AStride}, FLineData,
-                             FLong);
+                             TSamples<T, L, AInverse>{ATarget + 2 * FirstRow(Line), AStride},
+                             FLineData, FLong);
     }
   }
 
   template <int B>
-  [[gnu::noinline]] void RunShortRows(int AEnd, T* ATarget, int AStride) const noexcept {
-    for (int K = 0; K < AEnd; K += L) {
-      const int First = std::min(K, AEnd - L);
+  [[gnu::noinline]] void RunShortRows(T* ATarget, int AStride) const noexcept {
+    for (int Line = 0; Line < FPlan.Lines; ++Line) {
       TArray<TRow, std::max(B, L)> X;
       constexpr int Groups = (B + L - 1) / L;
-      Repeat<Groups>(
-          TESSALUNE_EACH(G) { Gather(First, G, X + std::max(0, std::min(G * L, B - L))); });
+      Repeat<Groups>(TESSALUNE_EACH(G) {
+        constexpr int First = std::max(0, std::min(G * L, B - L));
+        Gather(Line, G, X + First);
+      });
       Dft<T, B>(X);
-      const TSamples<T, L, AInverse> Target{ATarget + 2 * First, AStride};
+      const TSamples<T, L, AInverse> Target{ATarget + 2 * FirstRow(Line), AStride};
       Repeat<B>(TESSALUNE_EACH(I) { Target.Put(I, X[I]); });
     }
   }
 
-  // Rows AFirst to AFirst + L - 1 of a group's columns, turned: X[i] is column i, its lanes the
-  // rows.
-  TESSALUNE_INLINE void Gather(int AFirst, int AGroup, TRow* X) const noexcept {
-    const TRow* Rows = FBetween + AGroup * FM + AFirst;
-    const T* Twiddles = FPlan.Twiddles + 2 * L * (AGroup * FM + AFirst);
+  // The rows of line ALine of a group's columns, turned: X[i] is column i, its lanes the rows.
+  TESSALUNE_INLINE void Gather(int ALine, int AGroup, TRow* X) const noexcept {
+    const int First = FirstRow(ALine);
+    const TRow* Rows = FBetween + AGroup * FM + First;
     TArray<V, L> Re;
     TArray<V, L> Im;
-    Repeat<L>(TESSALUNE_EACH(I) {
-      const TRow Y =
-          Multiply(Rows[I], Load<T, L>(Twiddles + 2 * L * I), Load<T, L>(Twiddles + 2 * L * I + L));
-      Re[I] = Y.Re;
-      Im[I] = Y.Im;
-    });
+    if (FPlan.LineTwiddles == nullptr) {
+      const T* Twiddles = FPlan.Twiddles + 2 * L * (AGroup * FM + First);
+      Repeat<L>(TESSALUNE_EACH(I) {
+        const TRow Y = Multiply(Rows[I], Load<T, L>(Twiddles + 2 * L * I),
+                                Load<T, L>(Twiddles + 2 * L * I + L));
+        Re[I] = Y.Re;
+        Im[I] = Y.Im;
+      });
+    } else {
+      const T* Twiddles = FPlan.Twiddles + 2 * L * L * AGroup;
+      const T* Line = FPlan.LineTwiddles + 2 * L * (AGroup * FPlan.Lines + ALine);
+      const V LineRe = Load<T, L>(Line);
+      const V LineIm = Load<T, L>(Line + L);
+      Repeat<L>(TESSALUNE_EACH(I) {
+        const TRow Root = Multiply(TRow{LineRe, LineIm}, Load<T, L>(Twiddles + 2 * L * I),
+                                   Load<T, L>(Twiddles + 2 * L * I + L));
+        const TRow Y = Multiply(Rows[I], Root.Re, Root.Im);
+        Re[I] = Y.Re;
+        Im[I] = Y.Im;
+      });
+    }
     TOf::Transpose(Re);
     TOf::Transpose(Im);
     if (FScale == 1) {
@@ -163,6 +183,11 @@ class TSmoothRun {
     } else {
       Repeat<L>(TESSALUNE_EACH(I) { X[I] = {Re[I] * FScale, Im[I] * FScale}; });
     }
+  }
+
+  // The last line may have rows of the last but one again.
+  TESSALUNE_INLINE int FirstRow(int ALine) const noexcept {
+    return std::max(0, std::min(ALine * L, FM - L));
   }
 
   const TSmoothPlan<T>& FPlan;

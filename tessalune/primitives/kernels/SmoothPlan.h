@@ -211,6 +211,44 @@ TESSALUNE_INLINE auto WithLanes(int ALanes, TFunction AFunction) noexcept {
   return AFunction(std::integral_constant<int, Max>{});
 }
 
+// Bytes of twiddles from which on they are products.
+constexpr std::size_t LongTwiddles = 128 * 1024;
+
+template <class T>
+void LayOutTwiddles(TSmoothPlan<T>& APlan, std::int32_t ALength, const TRootsOfUnity* ARoots,
+                    TLayout& ALayout) noexcept {
+  const std::int32_t L = APlan.Lanes;
+  const std::int32_t M = APlan.First.Length;
+  const std::int32_t B = APlan.Columns;
+  // Row i of group g of a table has the roots of index AOfRow(i) b.
+  const auto TakeTable = [&](std::int32_t ARows, auto AOfRow) -> const T* {
+    const auto Size = 2 * static_cast<std::size_t>(L) * static_cast<std::size_t>(APlan.Groups);
+    T* Table = ALayout.Take<T>(Size * static_cast<std::size_t>(ARows));
+    if (!Table) return Table;
+    T* Target = Table;
+    for (std::int32_t G = 0; G < APlan.Groups; ++G)
+      for (std::int32_t Row = 0; Row < ARows; ++Row, Target += 2 * L)
+        for (std::int32_t I = 0; I < L; ++I) {
+          // Lanes beyond the last column hold nothing that counts.
+          const std::int64_t Column = std::max(0, std::min(G * L, B - L)) + I;
+          const TRootValue Root = (*ARoots)(AOfRow(Row) * Column % ALength);
+          Target[I] = static_cast<T>(Root.Re);
+          Target[L + I] = static_cast<T>(Root.Im);
+        }
+    return Table;
+  };
+  if (2 * sizeof(T) * static_cast<std::size_t>(ALength) < LongTwiddles) {
+    // Room for the rows that fill the last line of few.
+    APlan.Twiddles =
+        TakeTable(std::max(M, L), [](std::int32_t ARow) { return std::int64_t{ARow}; });
+    return;
+  }
+  APlan.Twiddles = TakeTable(L, [](std::int32_t ARow) { return std::int64_t{ARow}; });
+  APlan.LineTwiddles = TakeTable(APlan.Lines, [=](std::int32_t ALine) {
+    return std::int64_t{std::max(0, std::min(ALine * L, M - L))};
+  });
+}
+
 // The tables of a transform whose length is no prime, all of them by ARoots, which has that order.
 template <class T>
 void LayOutSmooth(TSmoothPlan<T>& APlan, std::int32_t ALength, const TRootsOfUnity* ARoots,
@@ -227,24 +265,8 @@ void LayOutSmooth(TSmoothPlan<T>& APlan, std::int32_t ALength, const TRootsOfUni
   APlan.HasShortRows = APlan.Second.StageCount == 0 && APlan.Second.LongestRadix == 0;
   APlan.WorkBytes = WithLanes<T>(L, [&](auto ALanes) { return WorkBytesOf<T, ALanes>(APlan); });
 
-  const auto Rows =
-      static_cast<std::size_t>(APlan.Groups) * static_cast<std::size_t>(std::max(M, L));
-  T* Twiddles = ALayout.Take<T>(2 * static_cast<std::size_t>(L) * Rows);
-  APlan.Twiddles = Twiddles;
-  if (!Twiddles) return;
-  std::fill_n(Twiddles, 2 * static_cast<std::size_t>(L) * Rows, T(0));
-  for (std::int32_t G = 0; G < APlan.Groups; ++G) {
-    const std::int32_t Column = std::max(0, std::min(G * L, B - L));
-    for (std::int64_t K = 0; K < M; ++K) {
-      for (std::int32_t I = 0; I < L; ++I) {
-        // Lanes beyond the last column hold nothing.
-        const TRootValue Root = (*ARoots)(K * (Column + I));
-        Twiddles[I] = static_cast<T>(Root.Re);
-        Twiddles[L + I] = static_cast<T>(Root.Im);
-      }
-      Twiddles += 2 * L;
-    }
-  }
+  APlan.Lines = (M + L - 1) / L;
+  LayOutTwiddles(APlan, ALength, ARoots, ALayout);
 }
 
 // The transform itself. ASource may be ATarget. AWork: WorkBytes, aligned to a cache line.
