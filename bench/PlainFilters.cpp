@@ -42,7 +42,7 @@ void TPlainBiquads::Run(const double* pSrc, double* pDst, std::size_t ALength) {
     for (std::size_t N = 0; N < ALength; ++N) {
       const double X = pSrc[N];
       const double Y = B0 * X + S1;
-      S1 = B1 * X - A1 * Y + S2;
+      S1 = S2 + B1 * X - A1 * Y;
       S2 = B2 * X - A2 * Y;
       pDst[N] = Y;
     }

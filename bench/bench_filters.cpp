@@ -120,7 +120,7 @@ TBlock MakePlainBiquads(const TSamples& ATaps) {
   };
 }
 
-// The first section's taps as one direct form of higher order, by multiplying out.
+// All sections as one direct form, by multiplying out.
 TSamples DirectTaps(const TSamples& ATaps) {
   TSamples B = {1}, A = {1};
   const auto Multiply = [](const TSamples& P, const double* Q) {
