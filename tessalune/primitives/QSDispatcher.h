@@ -75,7 +75,7 @@ IppStatus ippsMove_64fc(const TComplex* pSrc, TComplex* pDst, std::int32_t len) 
 // m of the discrete Fourier transform. freq, in cycles a sample, below 0, not below 1 or NaN:
 // ippStsRelFreqErr, checked last. The error is at most 64 + len / 2^16 rounding errors of the sum
 // of |pSrc[n]|: it does not grow towards freq 0 as that of the recurrence of second order does. A
-// call costs some 0.3 us besides its samples.
+// call costs some 0.4 us besides its samples.
 IppStatus ippsGoertz_64fc(const TComplex* pSrc, std::int32_t len, TComplex* pVal,
                           double freq) noexcept;
 

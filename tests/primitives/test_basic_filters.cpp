@@ -252,16 +252,21 @@ TEST_P(IirFilters, FollowTheRecurrenceWhateverTheBlocks) {
   ExpectNear(Y, FromDelay.Y, FromDelay.Bounds, "from a delay line");
   EXPECT_EQ(TIir(Chain, IsBiquads, Delay.data()).InBlocks(X), Y);
 
-  // On with the delay line of the middle, as if nothing had been.
-  const TSamples Front(X.begin(), X.begin() + 700), Back(X.begin() + 700, X.end());
+  // On with the delay line of the begin, of the next sample, of the middle, as if nothing had been.
   const TResponse Restarted = Filter(Chain, X, Delay.data(), true);
-  ASSERT_EQ(ippsIIRSetDlyLine_64f(Iir.State, Delay.data()), ippStsNoErr);
-  EXPECT_EQ(Iir.Whole(Front), TSamples(Y.begin(), Y.begin() + 700));
-  TSamples Middle(Delay.size());
-  ASSERT_EQ(ippsIIRGetDlyLine_64f(Iir.State, Middle.data()), ippStsNoErr);
-  ExpectNear(TIir(Chain, IsBiquads, Middle.data()).Whole(Back),
-             TReals(Restarted.Y.begin() + 700, Restarted.Y.end()),
-             TReals(Restarted.Bounds.begin() + 700, Restarted.Bounds.end()), "restarted");
+  for (const std::ptrdiff_t Cut : {0, 1, 700}) {
+    const TSamples Front(X.begin(), X.begin() + Cut), Back(X.begin() + Cut, X.end());
+    ASSERT_EQ(ippsIIRSetDlyLine_64f(Iir.State, Delay.data()), ippStsNoErr);
+    if (Cut > 0) {
+      EXPECT_EQ(Iir.Whole(Front), TSamples(Y.begin(), Y.begin() + Cut));
+    }
+    TSamples Middle(Delay.size());
+    ASSERT_EQ(ippsIIRGetDlyLine_64f(Iir.State, Middle.data()), ippStsNoErr);
+    ExpectNear(TIir(Chain, IsBiquads, Middle.data()).Whole(Back),
+               TReals(Restarted.Y.begin() + Cut, Restarted.Y.end()),
+               TReals(Restarted.Bounds.begin() + Cut, Restarted.Bounds.end()),
+               "restarted at " + std::to_string(Cut));
+  }
   ASSERT_EQ(ippsIIRSetDlyLine_64f(Iir.State, nullptr), ippStsNoErr);
   ExpectNear(Iir.Whole(X), FromZero.Y, FromZero.Bounds, "set to zero");
 }

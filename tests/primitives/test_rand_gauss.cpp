@@ -133,8 +133,8 @@ TEST(RandGauss, WithoutDeviationGivesTheMeanAndMovesTheSeed) {
 
 TEST(RandUniform, FollowsTheGeneratorWithinTheBoundsAndLeavesTheSeed) {
   constexpr double Huge = std::numeric_limits<double>::max();
-  const std::pair<double, double> Ranges[] = {{-20000, 20000},   {0, 1},       {5, -3}, {2.5, 2.5},
-                                              {1e6, 1e6 + 1e-9}, {-Huge, Huge}};
+  const std::pair<double, double> Ranges[] = {{-20000, 20000}, {0, 1},           {5, -3},
+                                              {2.5, 2.5},      {1, 1 + 0x1p-52}, {-Huge, Huge}};
   for (const auto& [Low, High] : Ranges)
     for (const std::uint32_t Start : {0u, 31192u, 0xFFFFFFFFu}) {
       TReference Reference(Start);

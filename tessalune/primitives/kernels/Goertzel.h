@@ -48,8 +48,8 @@ class TGoertzel {
 
   // The sum of pSrc[n] exp(i w (ACount - n)), w = 2 pi AFreq.
   TComplex Sum(const TComplex* pSrc, std::size_t ACount) const noexcept {
-    const TRotation Run = RotationBy(static_cast<long double>(FFreq) * (StepsPerRun * Streams));
     const std::size_t Steps = (ACount + Streams - 1) / Streams;
+    const TRotation Run = Steps > StepsPerRun ? RotationBy(FFreq * RunLength) : TRotation{};
     // Zeros in front fill up the first step; the first run is the one that may be shorter.
     TComplex First[Streams] = {};
     const std::size_t Missing = Steps * Streams - ACount;
@@ -75,6 +75,7 @@ class TGoertzel {
   static constexpr std::size_t Vectors = VectorBytes == 64 ? 4 : 8;
   static constexpr std::size_t Streams = Vectors * NativeLanes / 2;
   static constexpr std::size_t StepsPerRun = 16;
+  static constexpr long double RunLength = StepsPerRun * Streams;
   using TChains = TNative[Vectors];  // a complex value of each stream, interleaved
 
   // ARe and AIm of a factor, as a product by lanes wants them: the imaginary part meets the samples

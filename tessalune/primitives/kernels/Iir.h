@@ -13,25 +13,26 @@ namespace tessalune::TESSALUNE_BUILTINS::kernels {
 
 // The last outputs, which the feedback keeps in registers: it is the way through memory that would
 // make a sample wait for its predecessor.
-constexpr std::size_t KeptOutputs = 4;
+constexpr std::size_t KeptOutputs = 8;
 
 // pY[n] becomes the output, from what the forward part makes of the inputs. In front of pY lie
-// ACount outputs, KeptOutputs at least. AFeedback[k] is what output n - k - 1 takes part with.
+// ACount outputs, KeptOutputs at least. AFeedback[k] is what output n - k - 1 takes part with: the
+// latest last, so that only one operation waits for it.
 inline void Recur(double* pY, std::size_t ALength, const double* AFeedback,
                   std::size_t ACount) noexcept {
-  double Y1 = pY[-1], Y2 = pY[-2], Y3 = pY[-3], Y4 = pY[-4];
+  double Feedback[KeptOutputs], Kept[KeptOutputs];
+  std::copy_n(AFeedback, KeptOutputs, Feedback);
+  std::reverse_copy(pY - KeptOutputs, pY, Kept);
   for (std::size_t N = 0; N < ALength; ++N) {
     double Y = pY[N];
     for (std::size_t K = ACount; K > KeptOutputs; --K) Y -= AFeedback[K - 1] * *(pY + N - K);
-    Y -= AFeedback[3] * Y4;
-    Y -= AFeedback[2] * Y3;
-    Y -= AFeedback[1] * Y2;
-    Y -= AFeedback[0] * Y1;
+    Unrolled<KeptOutputs>([&](auto I) __attribute__((always_inline)) {
+      constexpr std::size_t K = KeptOutputs - 1 - I.Value;
+      Y -= Feedback[K] * Kept[K];
+      if constexpr (K > 0) Kept[K] = Kept[K - 1];
+    });
+    Kept[0] = Y;
     pY[N] = Y;
-    Y4 = Y3;
-    Y3 = Y2;
-    Y2 = Y1;
-    Y1 = Y;
   }
 }
 

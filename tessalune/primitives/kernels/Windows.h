@@ -1,6 +1,6 @@
 #pragma once
 
-#include <tessalune/primitives/BuiltIns.h>
+#include <tessalune/primitives/kernels/Lanes.h>
 
 #include <algorithm>
 #include <array>
@@ -13,14 +13,16 @@
 // the second half is its mirror image, so that a window is symmetric bit for bit.
 namespace tessalune::TESSALUNE_BUILTINS::kernels {
 
+// So many at a time at most; there is room for as many, whatever is asked for.
+constexpr std::size_t WeightChunk = 128;
+
 // Multiplies ACount samples by the weights of AShape. T is double or TComplex.
 template <class T, class TShape>
 inline void ApplyWindow(T* pSrcDst, std::size_t ACount, const TShape& AShape) noexcept {
-  constexpr std::size_t Chunk = 128;
-  double Weights[Chunk];
+  double Weights[WeightChunk] = {};
   const std::size_t Half = ACount / 2;
-  for (std::size_t From = 0; From < ACount - Half; From += Chunk) {
-    const std::size_t Length = std::min(Chunk, ACount - Half - From);
+  for (std::size_t From = 0; From < ACount - Half; From += WeightChunk) {
+    const std::size_t Length = std::min(WeightChunk, ACount - Half - From);
     AShape.Weigh(From, Length, Weights);
     T* const Rising = pSrcDst + From;
     for (std::size_t I = 0; I < Length; ++I) Rising[I] = Rising[I] * Weights[I];
@@ -110,6 +112,25 @@ class TBesselSeries {
     return Sum;
   }
 
+  // Replaces ALength arguments by their values, several vectors at a time, so that none waits for
+  // its own sum. It takes whole vectors: AArguments has WeightChunk elements.
+  static void Values(double* AArguments, std::size_t ALength, std::size_t ATerms) noexcept {
+    constexpr std::size_t Vectors = 4;
+    static_assert(WeightChunk % (Vectors * NativeLanes) == 0);
+    for (std::size_t I = 0; I < ALength; I += Vectors * NativeLanes) {
+      TNative Quarters[Vectors], Sums[Vectors];
+      Unrolled<Vectors>([&](auto V) {
+        Quarters[V.Value] = LoadLanes(AArguments + I + V.Value * NativeLanes);
+        Sums[V.Value] = Series[ATerms - 1] - TNative{};
+      });
+      for (std::size_t K = ATerms - 1; K > 0; --K)
+        Unrolled<Vectors>(
+            [&](auto V) { Sums[V.Value] = Sums[V.Value] * Quarters[V.Value] + Series[K - 1]; });
+      Unrolled<Vectors>(
+          [&](auto V) { StoreLanes(AArguments + I + V.Value * NativeLanes, Sums[V.Value]); });
+    }
+  }
+
  private:
   static constexpr std::array<double, MaxTerms> Series = [] {
     std::array<double, MaxTerms> Result{};
@@ -163,8 +184,8 @@ class TKaiserShape {
     const double Factor = FAlpha * FAlpha / 4.0;
     for (std::int32_t I = 0; I < Length; ++I)
       AWeights[I] = (From + I) * (FLast - (From + I)) * Factor;
-    for (std::int32_t I = 0; I < Length; ++I)
-      AWeights[I] = TBesselSeries::Value(AWeights[I], FTerms) / FUnit;
+    TBesselSeries::Values(AWeights, ALength, FTerms);
+    for (std::int32_t I = 0; I < Length; ++I) AWeights[I] /= FUnit;
   }
 
  private:
