@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -22,6 +23,11 @@ inline std::vector<double> RandomSamples(std::size_t ACount, double ABound = 10.
   std::vector<double> Result(ACount);
   for (double& X : Result) X = Uniform(Engine);
   return Result;
+}
+
+// The same value, sign of zero included; a NaN is as good as another.
+inline bool IsSame(double A, double B) {
+  return std::bit_cast<std::uint64_t>(A) == std::bit_cast<std::uint64_t>(B) || (A != A && B != B);
 }
 
 // |AActual - AExpected| <= ATolerance; a NaN fails.

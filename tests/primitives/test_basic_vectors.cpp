@@ -64,18 +64,41 @@ TEST(BasicVectors, MeanAndExtremesOfEveryLength) {
   for (std::size_t Count = 1; Count <= X.size(); Count += Count < 40 ? 1 : 97) {
     const auto Length = static_cast<std::int32_t>(Count);
     const auto End = X.begin() + Length;
-    double Mean, Low, High, Peak;
+    double Total, Mean, Low, High, Peak;
     std::int32_t Index;
+    ASSERT_EQ(ippsSum_64f(X.data(), Length, &Total), ippStsNoErr);
     ASSERT_EQ(ippsMean_64f(X.data(), Length, &Mean), ippStsNoErr);
     ASSERT_EQ(ippsMinMax_64f(X.data(), Length, &Low, &High), ippStsNoErr);
     ASSERT_EQ(ippsMaxIndx_64f(X.data(), Length, &Peak, &Index), ippStsNoErr);
     const long double Sum = std::accumulate(X.begin(), End, 0.0L);
     // Samples below 10 in magnitude, summed in lanes of Count / 8.
+    EXPECT_TRUE(IsNear(Total, Sum, 10 * Length * Eps * (Length / 8.0L + 4))) << Count;
     EXPECT_TRUE(IsNear(Mean, Sum / Length, 10 * Eps * (Length / 8.0L + 5))) << Count;
     EXPECT_EQ(Low, *std::min_element(X.begin(), End));
     EXPECT_EQ(High, *std::max_element(X.begin(), End));
     EXPECT_EQ(Peak, High);
     EXPECT_EQ(Index, std::max_element(X.begin(), End) - X.begin());
+  }
+}
+
+TEST(BasicVectors, NormIsTheRootOfTheSumOfSquares) {
+  const std::vector<double> X = RandomSamples(2000);
+  std::vector<TComplex> Z(1000);
+  for (std::size_t I = 0; I < Z.size(); ++I) Z[I] = {X[2 * I], X[2 * I + 1]};
+  for (std::size_t Count = 1; Count <= Z.size(); Count += Count < 40 ? 1 : 97) {
+    const auto Length = static_cast<std::int32_t>(Count);
+    double OfReal, OfComplex;
+    ASSERT_EQ(ippsNorm_L2_64f(X.data(), Length, &OfReal), ippStsNoErr);
+    ASSERT_EQ(ippsNorm_L2_64fc64f(Z.data(), Length, &OfComplex), ippStsNoErr);
+    const auto Expect = [&X](double ANorm, std::size_t ATerms) {
+      long double Squares = 0;
+      for (std::size_t I = 0; I < ATerms; ++I) Squares += static_cast<long double>(X[I]) * X[I];
+      // Half the sum's relative error: one rounding a lane's term, four more; and the root's own.
+      const long double Bound = (static_cast<long double>(ATerms) / 16 + 4) * Eps;
+      EXPECT_TRUE(IsNear(ANorm, std::sqrt(Squares), Bound * std::sqrt(Squares))) << ATerms;
+    };
+    Expect(OfReal, Count);
+    Expect(OfComplex, 2 * Count);
   }
 }
 
@@ -157,6 +180,23 @@ TEST(BasicVectors, IntegerToRealIsExact) {
   double Y[5];
   ASSERT_EQ(ippsConvert_32s64f(X, Y, 5), ippStsNoErr);
   for (int I = 0; I < 5; ++I) EXPECT_EQ(Y[I], static_cast<double>(X[I]));
+}
+
+TEST(BasicVectors, SinglePrecisionRoundsToTheNearestAndComesBackExact) {
+  const double X[] = {
+      1 + 0x1p-24, 1 + 0x3p-24, -0x1.fffffefp+127, 0x1.ffffffp+127, 0x1p-149, 0x1p-150, NaN,
+      -Inf,        -0.0};
+  const float Single[] = {1.0F, 1 + 0x1p-22F, -0x1.fffffep+127F, HUGE_VALF, 0x1p-149F,
+                          0.0F, NAN,          -HUGE_VALF,        -0.0F};
+  float Y[9];
+  double Back[9];
+  ASSERT_EQ(ippsConvert_64f32f(X, Y, 9), ippStsNoErr);
+  ASSERT_EQ(ippsConvert_32f64f(Y, Back, 9), ippStsNoErr);
+  for (int I = 0; I < 9; ++I) {
+    EXPECT_TRUE(Y[I] == Single[I] || (I == 6 && std::isnan(Y[I]))) << I << ": " << Y[I];
+    EXPECT_TRUE(Back[I] == static_cast<double>(Single[I]) || (I == 6 && std::isnan(Back[I]))) << I;
+    EXPECT_EQ(std::signbit(Y[I]), std::signbit(Single[I])) << I;
+  }
 }
 
 }  // namespace

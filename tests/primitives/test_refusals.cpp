@@ -53,6 +53,8 @@ class TRefusalCheck {
       return T(0.375);
     else if constexpr (std::is_same_v<T, TComplex>)
       return {0.25, 0.5};
+    else if constexpr (std::is_same_v<T, std::int32_t>)
+      return 3;
     else
       return static_cast<T>(1);
   }
@@ -70,9 +72,16 @@ class TRefusalCheck {
     EXPECT_EQ(FBuffers, FUntouched) << FName << " wrote, argument " << AIndex;
   }
 
+  // Those whose rules for null pointers are others; they have tests of their own.
+  bool MayBeNull(std::size_t AIndex) const {
+    return (FName == "ippsCartToPolar_64fc" && AIndex > 0) ||
+           (FName == "ippsRealToCplx_64f" && AIndex < 2);
+  }
+
   template <std::size_t I>
   void RunNull() {
     if constexpr (std::is_pointer_v<std::tuple_element_t<I, TTuple>>) {
+      if (MayBeNull(I)) return;
       TTuple Arguments = Valid();
       std::get<I>(Arguments) = nullptr;
       ExpectRefusal(Arguments, ippStsNullPtrErr, I);

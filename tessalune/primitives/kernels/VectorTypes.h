@@ -1,0 +1,113 @@
+#pragma once
+
+#include <tessalune/primitives/BuiltIns.h>
+
+#include <tessalune/primitives/QSComplex.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <utility>
+
+// Vectors as wide as the processor's registers, by the compiler's own vector types: arithmetic,
+// comparison (lanes of all ones or zero) and the choice by such a mask are those of the language.
+namespace tessalune::TESSALUNE_BUILTINS::kernels {
+
+typedef double TReals __attribute__((vector_size(VectorBytes)));
+typedef std::int64_t TWords __attribute__((vector_size(VectorBytes)));
+
+constexpr std::size_t Width = VectorBytes / sizeof(double);
+
+constexpr std::int64_t SignBit = std::numeric_limits<std::int64_t>::min();
+
+inline TReals Load(const double* pSrc) noexcept {
+  TReals Result;
+  __builtin_memcpy(&Result, pSrc, sizeof Result);
+  return Result;
+}
+
+inline void Store(double* pDst, TReals AValue) noexcept {
+  __builtin_memcpy(pDst, &AValue, sizeof AValue);
+}
+
+// The first ACount lanes; the others of what is loaded are AFill.
+inline TReals LoadSome(const double* pSrc, std::size_t ACount, double AFill) noexcept {
+  double Values[Width];
+  for (double& Value : Values) Value = AFill;
+  __builtin_memcpy(Values, pSrc, ACount * sizeof(double));
+  return Load(Values);
+}
+
+inline void StoreSome(double* pDst, std::size_t ACount, TReals AValue) noexcept {
+  __builtin_memcpy(pDst, &AValue, ACount * sizeof(double));
+}
+
+inline TWords Bits(TReals AValue) noexcept { return reinterpret_cast<TWords>(AValue); }
+inline TReals AsReals(TWords ABits) noexcept { return reinterpret_cast<TReals>(ABits); }
+
+// Zeros come in at the top: the shift that every instruction set has for 64 bits.
+inline TWords ShiftedRight(TWords ABits, int ACount) noexcept {
+  typedef std::uint64_t TNaturals __attribute__((vector_size(VectorBytes)));
+  return reinterpret_cast<TWords>(reinterpret_cast<TNaturals>(ABits) >> ACount);
+}
+
+inline TReals Abs(TReals AValue) noexcept { return AsReals(Bits(AValue) & ~SignBit); }
+
+// The processor's own minimum and maximum. Of an unordered pair Min gives B and Max gives A, so
+// that the two together always hold both.
+inline TReals Min(TReals A, TReals B) noexcept { return A < B ? A : B; }
+inline TReals Max(TReals A, TReals B) noexcept { return A < B ? B : A; }
+
+// Whether a lane of a mask is set.
+inline bool Any(TWords AMask) noexcept {
+  std::int64_t Values[Width];
+  __builtin_memcpy(Values, &AMask, sizeof Values);
+  std::int64_t Result = 0;
+  for (const std::int64_t Value : Values) Result |= Value;
+  return Result != 0;
+}
+
+// Lanes First, First + Step, ... of the pair (A, B).
+template <std::int64_t First, std::int64_t Step, std::int64_t... Lane>
+inline TReals Pick(TReals A, TReals B, std::integer_sequence<std::int64_t, Lane...>) noexcept {
+  return __builtin_shuffle(A, B, TWords{(First + Step * Lane)...});
+}
+
+template <std::int64_t First, std::int64_t... Lane>
+inline TReals Merge(TReals A, TReals B, std::integer_sequence<std::int64_t, Lane...>) noexcept {
+  constexpr std::int64_t Second = Width;
+  return __builtin_shuffle(A, B, TWords{(First + Lane / 2 + (Lane % 2) * Second)...});
+}
+
+// Two vectors of neighbours a0 b0 a1 b1 ..., apart and together.
+struct TPairs {
+  TReals First;
+  TReals Second;
+};
+
+using TLaneSequence = std::make_integer_sequence<std::int64_t, Width>;
+
+inline TPairs Split(TReals ALow, TReals AHigh) noexcept {
+  return {Pick<0, 2>(ALow, AHigh, TLaneSequence{}), Pick<1, 2>(ALow, AHigh, TLaneSequence{})};
+}
+
+inline TPairs Join(TReals AFirst, TReals ASecond) noexcept {
+  return {Merge<0>(AFirst, ASecond, TLaneSequence{}),
+          Merge<Width / 2>(AFirst, ASecond, TLaneSequence{})};
+}
+
+// Real parts, then imaginary parts, of Width complex samples.
+inline TPairs LoadPairs(const double* pSrc) noexcept {
+  return Split(Load(pSrc), Load(pSrc + Width));
+}
+
+inline void StorePairs(double* pDst, const TPairs& APairs) noexcept {
+  const TPairs Joined = Join(APairs.First, APairs.Second);
+  Store(pDst, Joined.First);
+  Store(pDst + Width, Joined.Second);
+}
+
+inline const double* Parts(const TComplex* pSrc) noexcept { return &pSrc->Re; }
+inline double* Parts(TComplex* pSrc) noexcept { return &pSrc->Re; }
+
+}  // namespace tessalune::TESSALUNE_BUILTINS::kernels
