@@ -3,7 +3,6 @@
 #include <tessalune/primitives/kernels/Elementwise.h>
 #include <tessalune/primitives/kernels/Integer.h>
 #include <tessalune/primitives/kernels/Reductions.h>
-#include <tessalune/primitives/kernels/VectorTypes.h>
 #include <tessalune/primitives/kernels/Waveforms.h>
 
 #include <algorithm>
@@ -56,7 +55,9 @@ class TDoubleScale {
     FSecond = std::ldexp(1.0, Exponent - Exponent / 2);
   }
 
-  double operator()(double AValue) const noexcept { return AValue * FFirst * FSecond; }
+  kernels::TReals operator()(kernels::TReals AValue) const noexcept {
+    return AValue * FFirst * FSecond;
+  }
 
  private:
   double FFirst;
@@ -120,8 +121,7 @@ IppStatus ippsNorm_L2_64f(const double* pSrc, std::int32_t len, double* pNorm) n
 
 IppStatus ippsNorm_L2_64fc64f(const TComplex* pSrc, std::int32_t len, double* pNorm) noexcept {
   const IppStatus Status = CheckArguments(len, pSrc, pNorm);
-  if (Status == ippStsNoErr)
-    *pNorm = std::sqrt(kernels::SumOfSquares(kernels::Parts(pSrc), 2 * Count(len)));
+  if (Status == ippStsNoErr) *pNorm = std::sqrt(kernels::SumOfSquares(&pSrc->Re, 2 * Count(len)));
   return Status;
 }
 
@@ -161,16 +161,17 @@ IppStatus ippsConvert_64f32s_Sfs(const double* pSrc, std::int32_t* pDst, std::in
   if (Status != ippStsNoErr) return Status;
   const TDoubleScale Scale(scaleFactor);
   const auto Convert = [=](auto ARound) {
-    kernels::Map(pSrc, pDst, Count(len), [=](double X) { return ARound(Scale(X)); });
+    kernels::Vectorwise(
+        pDst, Count(len), [=](kernels::TReals X) { return ARound(Scale(X)); }, pSrc);
     return ippStsNoErr;
   };
   switch (rndMode) {
     case ippRndZero:
-      return Convert([](double X) { return kernels::Saturate(X); });
+      return Convert(kernels::RoundZero);
     case ippRndNear:
-      return Convert([](double X) { return kernels::RoundNear(X); });
+      return Convert(kernels::RoundNear);
     case ippRndFinancial:
-      return Convert([](double X) { return kernels::RoundFinancial(X); });
+      return Convert(kernels::RoundFinancial);
   }
   return ippStsRoundModeNotSupportedErr;
 }

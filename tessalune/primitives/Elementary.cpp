@@ -5,8 +5,6 @@
 #include <tessalune/primitives/kernels/Elementary.h>
 #include <tessalune/primitives/kernels/Elementwise.h>
 
-#include <algorithm>
-
 namespace tessalune::TESSALUNE_BUILTINS {
 namespace {
 
@@ -44,36 +42,12 @@ kernels::TPairs OnCircle(TReals ARadius, TReals AAngle) noexcept {
   return {Unit.Cos * ARadius, Unit.Sin * ARadius};
 }
 
-void PolarToCart(const double* pSrcMagn, const double* pSrcPhase, double* pDst,
-                 std::size_t ACount) noexcept {
-  std::size_t I = 0;
-  for (; I + Width <= ACount; I += Width)
-    kernels::StorePairs(pDst + 2 * I,
-                        OnCircle(kernels::Load(pSrcMagn + I), kernels::Load(pSrcPhase + I)));
-  if (I == ACount) return;
-  double Last[2 * Width];
-  kernels::StorePairs(Last, OnCircle(kernels::LoadSome(pSrcMagn + I, ACount - I, 0.0),
-                                     kernels::LoadSome(pSrcPhase + I, ACount - I, 0.0)));
-  __builtin_memcpy(pDst + 2 * I, Last, (ACount - I) * 2 * sizeof(double));
-}
-
-void Phase(const double* pSrc, double* pDst, std::size_t ACount) noexcept {
-  std::size_t I = 0;
-  for (; I + Width <= ACount; I += Width)
-    kernels::Store(pDst + I, Angles(kernels::LoadPairs(pSrc + 2 * I)));
-  if (I == ACount) return;
-  double Last[2 * Width] = {};
-  __builtin_memcpy(Last, pSrc + 2 * I, (ACount - I) * 2 * sizeof(double));
-  kernels::StoreSome(pDst + I, ACount - I, Angles(kernels::LoadPairs(Last)));
-}
-
 // Statuses of a logarithm of 0 and of a negative number; the latter goes first.
 template <class TBase>
 IppStatus Logarithm(const double* pSrc, double* pDst, std::int32_t len, IppStatus AOfZero,
                     IppStatus AOfNegative) noexcept {
   const IppStatus Status = CheckArguments(len, pSrc, pDst);
   if (Status != ippStsNoErr) return Status;
-  const std::size_t Length = Count(len);
   TWords HasZero{};
   TWords HasNegative{};
   const auto Step = [&](TReals X) {
@@ -81,10 +55,7 @@ IppStatus Logarithm(const double* pSrc, double* pDst, std::int32_t len, IppStatu
     HasNegative |= X < 0.0;
     return kernels::Logarithm<TBase>(X);
   };
-  std::size_t I = 0;
-  for (; I + Width <= Length; I += Width) kernels::Store(pDst + I, Step(kernels::Load(pSrc + I)));
-  if (I < Length)
-    kernels::StoreSome(pDst + I, Length - I, Step(kernels::LoadSome(pSrc + I, Length - I, 1.0)));
+  kernels::Vectorwise(pDst, Count(len), Step, pSrc);
   if (kernels::Any(HasNegative)) return AOfNegative;
   return kernels::Any(HasZero) ? AOfZero : ippStsNoErr;
 }
@@ -101,7 +72,7 @@ IppStatus ippsMagnitude_64fc(const TComplex* pSrc, double* pDst, std::int32_t le
 
 IppStatus ippsPhase_64fc(const TComplex* pSrc, double* pDst, std::int32_t len) noexcept {
   const IppStatus Status = CheckArguments(len, pSrc, pDst);
-  if (Status == ippStsNoErr) Phase(kernels::Parts(pSrc), pDst, Count(len));
+  if (Status == ippStsNoErr) kernels::Vectorwise(pDst, Count(len), Angles, pSrc);
   return Status;
 }
 
@@ -115,7 +86,7 @@ IppStatus ippsCartToPolar_64fc(const TComplex* pSrc, double* pDstMagn, double* p
 IppStatus ippsPolarToCart_64fc(const double* pSrcMagn, const double* pSrcPhase, TComplex* pDst,
                                std::int32_t len) noexcept {
   const IppStatus Status = CheckArguments(len, pSrcMagn, pSrcPhase, pDst);
-  if (Status == ippStsNoErr) PolarToCart(pSrcMagn, pSrcPhase, kernels::Parts(pDst), Count(len));
+  if (Status == ippStsNoErr) kernels::Vectorwise(pDst, Count(len), OnCircle, pSrcMagn, pSrcPhase);
   return Status;
 }
 

@@ -4,6 +4,7 @@
 
 #include <tessalune/primitives/kernels/VectorTypes.h>
 
+#include <bit>
 #include <limits>
 
 // Elementary functions of vectors. They use no operation whose result depends on the instruction
@@ -15,13 +16,28 @@
 // for the elementary functions", 1980.
 namespace tessalune::TESSALUNE_BUILTINS::kernels {
 
-// ACoefficients[First] + ACoefficients[First + 1] * X + ...
-template <std::size_t First = 0, std::size_t Terms>
+// ACoefficients[First] + ACoefficients[First + 1] * X + ..., Terms of them, by halves, which wait
+// for each other less than Horner's steps. APowers are X, X^2, X^4, X^8.
+template <std::size_t First, std::size_t Terms>
+inline TReals PolynomialPart(const TReals* APowers, const double* ACoefficients) noexcept {
+  if constexpr (Terms == 1) {
+    return Splat(ACoefficients[First]);
+  } else if constexpr (Terms == 2) {
+    return APowers[0] * ACoefficients[First + 1] + ACoefficients[First];
+  } else {
+    constexpr std::size_t Half = std::bit_ceil(Terms) / 2;
+    return PolynomialPart<First, Half>(APowers, ACoefficients) +
+           APowers[std::countr_zero(Half)] *
+               PolynomialPart<First + Half, Terms - Half>(APowers, ACoefficients);
+  }
+}
+
+template <std::size_t Terms>
 inline TReals Polynomial(TReals X, const double (&ACoefficients)[Terms]) noexcept {
-  if constexpr (First + 2 == Terms)
-    return X * ACoefficients[First + 1] + ACoefficients[First];
-  else
-    return Polynomial<First + 1>(X, ACoefficients) * X + ACoefficients[First];
+  static_assert(Terms <= 16);
+  const TReals Square = X * X;
+  const TReals Powers[] = {X, Square, Square * Square, (Square * Square) * (Square * Square)};
+  return PolynomialPart<0, Terms>(Powers, ACoefficients);
 }
 
 struct TSinCos {
@@ -132,7 +148,7 @@ inline TAngle Atan2(TReals Y, TReals X) noexcept {
   const TReals Sum = Large + Added;
   const TReals SumRest = Added - (Sum - Large);
   // Whatever divides 0, but for a 0 or what has no reciprocal.
-  const TReals Denominator = Small == 0.0 ? TReals{} + 1.0 : Sum;
+  const TReals Denominator = Small == 0.0 ? Splat(1.0) : Sum;
 
   const TReals Reciprocal = 1.0 / Denominator;
   const TReals T = Numerator * Reciprocal;
@@ -142,7 +158,7 @@ inline TAngle Atan2(TReals Y, TReals X) noexcept {
   const TReals Correction = Rest + Z * (T * Polynomial(Z, Coefficients) - Rest);
 
   const TWords IsLeft = Bits(X) < 0;
-  TReals J = IsDiagonal ? TReals{} + 1.0 : TReals{};
+  TReals J = IsDiagonal ? Splat(1.0) : TReals{};
   J = IsUpright ? 2.0 - J : J;
   J = IsLeft ? 4.0 - J : J;
   const TWords Turn = (IsUpright ^ IsLeft) & SignBit;
@@ -191,8 +207,9 @@ inline TReals Logarithm(TReals X) noexcept {
 
   const TWords IsSubnormal = X < SmallestNormal;
   const TWords Shifted = Bits(IsSubnormal ? X * 0x1p+54 : X) + (One - SqrtHalf);
-  const TReals Biased = AsReals(ShiftedRight(Shifted, 52) | Exponent52) - 0x1p+52;
-  const TReals K = Biased - (IsSubnormal ? TReals{} + (1023.0 + 54.0) : TReals{} + 1023.0);
+  constexpr double Bias = 0x1p+52 + 1023.0;
+  const TReals Biased = AsReals(ShiftedRight(Shifted, 52) | Exponent52);
+  const TReals K = Biased - (IsSubnormal ? Splat(Bias + 54.0) : Splat(Bias));
   const TReals F = AsReals((Shifted & Mantissa) + SqrtHalf) - 1.0;
 
   const TReals S = F / (2.0 + F);
@@ -212,7 +229,7 @@ inline TReals Logarithm(TReals X) noexcept {
   const TReals SumRest = (Whole - Sum) + ScaledHigh;
   const TReals Value = Sum + (SumRest + (K * TBase::TwoLow + ScaledLow));
 
-  const TReals AtMost0 = X == 0.0 ? TReals{} - Infinity : TReals{} + NaN;
+  const TReals AtMost0 = X == 0.0 ? Splat(-Infinity) : Splat(NaN);
   return X > 0.0 ? (X == Infinity ? X : Value) : AtMost0;
 }
 

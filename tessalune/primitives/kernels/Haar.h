@@ -33,7 +33,7 @@ inline void HaarForward(const double* pSrc, double* pDstLow, double* pDstHigh,
                         std::size_t ACount) noexcept {
   std::size_t K = 0;
   for (; K + Width <= ACount; K += Width) {
-    const TPairs Pairs = LoadPairs(pSrc + 2 * K);
+    const TPairs Pairs = Split(Load(pSrc + 2 * K), Load(pSrc + 2 * K + Width));
     if (Any(NeedsExtended(Pairs))) [[unlikely]] {
       for (std::size_t I = K; I < K + Width; ++I) HaarPair(pSrc + 2 * I, pDstLow + I, pDstHigh + I);
       continue;
@@ -52,7 +52,9 @@ inline void HaarInverse(const double* pSrcLow, const double* pSrcHigh, double* p
   for (; K + Width <= ACount; K += Width) {
     const TReals Low = Load(pSrcLow + K);
     const TReals High = Load(pSrcHigh + K);
-    StorePairs(pDst + 2 * K, {Low - High, Low + High});
+    const TPairs Joined = Join(Low - High, Low + High);
+    Store(pDst + 2 * K, Joined.First);
+    Store(pDst + 2 * K + Width, Joined.Second);
   }
   for (; K < ACount; ++K) {
     pDst[2 * K] = pSrcLow[K] - pSrcHigh[K];

@@ -119,7 +119,9 @@ inline void SmallMedian(const double* pSrc, double* pDst, std::size_t ACount) no
     const std::size_t Outputs = Window.Outputs();
     std::size_t I = 0;
     for (; I + Width <= Outputs; I += Width) Store(Target + I, MedianAt<Half>(Memory + I));
-    if (I < Outputs) StoreSome(Target + I, Outputs - I, MedianAt<Half>(Memory + I));
+    if (I == Outputs) continue;
+    const TReals Last = MedianAt<Half>(Memory + I);
+    __builtin_memcpy(Target + I, &Last, (Outputs - I) * sizeof(double));
   } while (Window.Next());
 }
 
@@ -152,7 +154,7 @@ class TSortedMask {
       const TReals Below = Load(FNow + I - 1);
       const TReals Before = Below < AOut ? Below : Here;
       const TReals After = Here < AOut ? Here : Load(FNow + I + 1);
-      Store(FOther + I, Max(Before, Min(After, TReals{} + AIn)));
+      Store(FOther + I, Max(Before, Min(After, Splat(AIn))));
     }
     double* Free = FNow;
     FNow = FOther;

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <type_traits>
 #include <utility>
 
 // Vectors as wide as the processor's registers, by the compiler's own vector types: arithmetic,
@@ -20,8 +21,19 @@ constexpr std::size_t Width = VectorBytes / sizeof(double);
 
 constexpr std::int64_t SignBit = std::numeric_limits<std::int64_t>::min();
 
-inline TReals Load(const double* pSrc) noexcept {
-  TReals Result;
+// As many elements of type T as TReals has.
+template <class T>
+struct TVectorOf {
+  typedef T Type __attribute__((vector_size(Width * sizeof(T))));
+};
+template <class T>
+using TVector = typename TVectorOf<T>::Type;
+using TInts = TVector<std::int32_t>;
+
+template <class T>
+requires std::is_arithmetic_v<T>
+inline TVector<T> Load(const T* pSrc) noexcept {
+  TVector<T> Result;
   __builtin_memcpy(&Result, pSrc, sizeof Result);
   return Result;
 }
@@ -29,17 +41,8 @@ inline TReals Load(const double* pSrc) noexcept {
 inline void Store(double* pDst, TReals AValue) noexcept {
   __builtin_memcpy(pDst, &AValue, sizeof AValue);
 }
-
-// The first ACount lanes; the others of what is loaded are AFill.
-inline TReals LoadSome(const double* pSrc, std::size_t ACount, double AFill) noexcept {
-  double Values[Width];
-  for (double& Value : Values) Value = AFill;
-  __builtin_memcpy(Values, pSrc, ACount * sizeof(double));
-  return Load(Values);
-}
-
-inline void StoreSome(double* pDst, std::size_t ACount, TReals AValue) noexcept {
-  __builtin_memcpy(pDst, &AValue, ACount * sizeof(double));
+inline void Store(std::int32_t* pDst, TInts AValue) noexcept {
+  __builtin_memcpy(pDst, &AValue, sizeof AValue);
 }
 
 inline TWords Bits(TReals AValue) noexcept { return reinterpret_cast<TWords>(AValue); }
@@ -96,18 +99,19 @@ inline TPairs Join(TReals AFirst, TReals ASecond) noexcept {
           Merge<Width / 2>(AFirst, ASecond, TLaneSequence{})};
 }
 
-// Real parts, then imaginary parts, of Width complex samples.
-inline TPairs LoadPairs(const double* pSrc) noexcept {
-  return Split(Load(pSrc), Load(pSrc + Width));
+inline TReals Splat(double AValue) noexcept { return AValue - TReals{}; }
+inline TPairs Splat(const TComplex& AValue) noexcept {
+  return {Splat(AValue.Re), Splat(AValue.Im)};
 }
 
-inline void StorePairs(double* pDst, const TPairs& APairs) noexcept {
+// Real and imaginary parts of Width complex samples.
+inline TPairs Load(const TComplex* pSrc) noexcept {
+  return Split(Load(&pSrc->Re), Load(&pSrc->Re + Width));
+}
+inline void Store(TComplex* pDst, const TPairs& APairs) noexcept {
   const TPairs Joined = Join(APairs.First, APairs.Second);
-  Store(pDst, Joined.First);
-  Store(pDst + Width, Joined.Second);
+  Store(&pDst->Re, Joined.First);
+  Store(&pDst->Re + Width, Joined.Second);
 }
-
-inline const double* Parts(const TComplex* pSrc) noexcept { return &pSrc->Re; }
-inline double* Parts(TComplex* pSrc) noexcept { return &pSrc->Re; }
 
 }  // namespace tessalune::TESSALUNE_BUILTINS::kernels
