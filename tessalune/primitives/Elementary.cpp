@@ -19,7 +19,8 @@ using kernels::Width;
   return ADone;
 }
 
-TReals Angles(const kernels::TPairs& ASamples) noexcept {
+// In its loop, where its constants stay in registers.
+[[gnu::always_inline]] inline TReals Angles(const kernels::TPairs& ASamples) noexcept {
   const kernels::TAngle Angle = kernels::Atan2(ASamples.Second, ASamples.First);
   if (!kernels::Any(Angle.Outside)) [[likely]]
     return Angle.Value;
@@ -35,7 +36,7 @@ TReals Angles(const kernels::TPairs& ASamples) noexcept {
   return ADone;
 }
 
-kernels::TPairs OnCircle(TReals ARadius, TReals AAngle) noexcept {
+[[gnu::always_inline]] inline kernels::TPairs OnCircle(TReals ARadius, TReals AAngle) noexcept {
   kernels::TSinCos Unit = kernels::SinCos(AAngle);
   if (kernels::Any(Unit.Outside)) [[unlikely]]
     Unit = SinCosOutside(Unit, AAngle);
@@ -72,7 +73,9 @@ IppStatus ippsMagnitude_64fc(const TComplex* pSrc, double* pDst, std::int32_t le
 
 IppStatus ippsPhase_64fc(const TComplex* pSrc, double* pDst, std::int32_t len) noexcept {
   const IppStatus Status = CheckArguments(len, pSrc, pDst);
-  if (Status == ippStsNoErr) kernels::Vectorwise(pDst, Count(len), Angles, pSrc);
+  if (Status == ippStsNoErr)
+    kernels::Vectorwise(
+        pDst, Count(len), [](const kernels::TPairs& X) { return Angles(X); }, pSrc);
   return Status;
 }
 
@@ -86,7 +89,9 @@ IppStatus ippsCartToPolar_64fc(const TComplex* pSrc, double* pDstMagn, double* p
 IppStatus ippsPolarToCart_64fc(const double* pSrcMagn, const double* pSrcPhase, TComplex* pDst,
                                std::int32_t len) noexcept {
   const IppStatus Status = CheckArguments(len, pSrcMagn, pSrcPhase, pDst);
-  if (Status == ippStsNoErr) kernels::Vectorwise(pDst, Count(len), OnCircle, pSrcMagn, pSrcPhase);
+  if (Status == ippStsNoErr)
+    kernels::Vectorwise(
+        pDst, Count(len), [](TReals M, TReals P) { return OnCircle(M, P); }, pSrcMagn, pSrcPhase);
   return Status;
 }
 
