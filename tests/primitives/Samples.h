@@ -16,6 +16,9 @@ namespace tessalune::test {
 constexpr long double Eps = 0x1p-53L;          // relative rounding error of a double
 constexpr long double ExtendedEps = 0x1p-64L;  // and of the 80-bit format
 
+// As many samples as make whole vectors of each instruction set and leave a rest.
+constexpr std::int32_t Several = 21;
+
 // Reproducible samples in [-ABound, ABound).
 inline std::vector<double> RandomSamples(std::size_t ACount, double ABound = 10.0) {
   std::mt19937_64 Engine(4711);

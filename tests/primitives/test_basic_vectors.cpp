@@ -3,14 +3,12 @@
 #include <tessalune/primitives/QSBasicDispatcher.h>
 
 #include <algorithm>
+#include <functional>
 #include <limits>
 #include <numeric>
 
-// In their own namespace, the built-ins answer to their plain names.
-namespace tessalune::builtins {
+namespace tessalune::test {
 namespace {
-
-using namespace test;
 
 constexpr std::int32_t Max = std::numeric_limits<std::int32_t>::max();
 constexpr std::int32_t Min = std::numeric_limits<std::int32_t>::min();
@@ -157,11 +155,12 @@ TEST(BasicVectors, RealToIntegerRoundsAndSaturates) {
       {0x1p-1022, -1022, 1, 1, 1},
   };
   for (const TCase& Case : Cases) {
-    const std::vector<double> X(5, Case.X);
+    const std::vector<double> X(Several, Case.X);
     const auto Convert = [&](IppRoundMode AMode) {
-      std::vector<std::int32_t> Y(5);
-      EXPECT_EQ(ippsConvert_64f32s_Sfs(X.data(), Y.data(), 5, AMode, Case.Scale), ippStsNoErr);
-      EXPECT_EQ(Y, std::vector<std::int32_t>(5, Y[0]));
+      std::vector<std::int32_t> Y(Several);
+      EXPECT_EQ(ippsConvert_64f32s_Sfs(X.data(), Y.data(), Several, AMode, Case.Scale),
+                ippStsNoErr);
+      EXPECT_EQ(Y, std::vector<std::int32_t>(Several, Y[0]));
       return Y[0];
     };
     EXPECT_EQ(Convert(ippRndZero), Case.Zero) << Case.X << ", scale " << Case.Scale;
@@ -182,6 +181,47 @@ TEST(BasicVectors, IntegerToRealIsExact) {
   for (int I = 0; I < 5; ++I) EXPECT_EQ(Y[I], static_cast<double>(X[I]));
 }
 
+template <class TIn, class TOut>
+void ExpectElements(const std::vector<TIn>& X, TOut AUntouched,
+                    const std::function<IppStatus(const TIn*, TOut*, std::int32_t)>& APrimitive,
+                    const std::function<TOut(TIn)>& ADefinition) {
+  for (std::size_t Count = 1; Count <= X.size(); ++Count) {
+    std::vector<TOut> Y(Count + 1, AUntouched);
+    ASSERT_EQ(APrimitive(X.data(), Y.data(), static_cast<std::int32_t>(Count)), ippStsNoErr);
+    for (std::size_t I = 0; I < Count; ++I)
+      ASSERT_EQ(Y[I], ADefinition(X[I])) << I << " of " << Count;
+    ASSERT_EQ(Y[Count], AUntouched);
+  }
+}
+
+TEST(BasicVectors, ConversionsAndIntegersOfEveryLength) {
+  const std::vector<double> X = RandomSamples(70, 1e5);
+  ExpectElements<double, std::int32_t>(
+      X, 9, [](auto... A) { return ippsConvert_64f32s_Sfs(A..., ippRndNear, 0); },
+      [](double A) { return static_cast<std::int32_t>(std::nearbyint(A)); });
+  ExpectElements<double, float>(
+      X, 9, [](auto... A) { return ippsConvert_64f32f(A...); },
+      [](double A) { return static_cast<float>(A); });
+
+  std::vector<std::int32_t> V(70);
+  for (std::size_t I = 0; I < V.size(); ++I) V[I] = static_cast<std::int32_t>(X[I] * 20000);
+  ExpectElements<std::int32_t, double>(
+      V, 9, [](auto... A) { return ippsConvert_32s64f(A...); }, [](std::int32_t A) { return A; });
+  const auto Saturated = [](std::int64_t A) {
+    return static_cast<std::int32_t>(std::clamp<std::int64_t>(A, Min, Max));
+  };
+  constexpr std::int32_t Value = 1500000000;
+  ExpectElements<std::int32_t, std::int32_t>(
+      V, 9, [](auto A, auto... B) { return ippsAddC_32s_Sfs(A, Value, B..., 0); },
+      [=](std::int32_t A) { return Saturated(std::int64_t{A} + Value); });
+  ExpectElements<std::int32_t, std::int32_t>(
+      V, 9, [](auto A, auto... B) { return ippsSubCRev_32s_Sfs(A, -Value, B..., 0); },
+      [=](std::int32_t A) { return Saturated(std::int64_t{-Value} - A); });
+  ExpectElements<std::int32_t, std::int32_t>(
+      V, 9, [](auto A, auto... B) { return ippsMulC_32s_Sfs(A, 3, B..., 0); },
+      [=](std::int32_t A) { return Saturated(std::int64_t{A} * 3); });
+}
+
 TEST(BasicVectors, SinglePrecisionRoundsToTheNearestAndComesBackExact) {
   const double X[] = {
       1 + 0x1p-24, 1 + 0x3p-24, -0x1.fffffefp+127, 0x1.ffffffp+127, 0x1p-149, 0x1p-150, NaN,
@@ -200,4 +240,4 @@ TEST(BasicVectors, SinglePrecisionRoundsToTheNearestAndComesBackExact) {
 }
 
 }  // namespace
-}  // namespace tessalune::builtins
+}  // namespace tessalune::test
