@@ -138,6 +138,30 @@ TEST(BasicArithmetic, TwoVectorsInTheirPublicOrder) {
                           {"Div", ippsDiv_64fc, ippsDiv_64fc_I, Div}});
 }
 
+TEST(BasicArithmetic, ComplexQuotientsAreThoseOfTheTypeToTheBit) {
+  const double Special[] = {0.0, -0.0, 1.0, -3.0, 1e300, 0x1p-1070, Inf, -Inf, std::nan("")};
+  std::vector<TComplex> Values;
+  for (const double Re : Special)
+    for (const double Im : Special) Values.push_back({Re, Im});
+  const auto Length = static_cast<std::int32_t>(Values.size());
+  const auto Expect = [](const TComplex& AActual, const TComplex& AExpected) {
+    EXPECT_TRUE(IsSame(AActual.Re, AExpected.Re) && IsSame(AActual.Im, AExpected.Im))
+        << AActual.Re << ' ' << AActual.Im << " is not " << AExpected.Re << ' ' << AExpected.Im;
+  };
+  for (const TComplex& Divisor : Values) {
+    const std::vector<TComplex> Divisors(Values.size(), Divisor);
+    std::vector<TComplex> Quotients(Values.size()), ByConstant(Values.size());
+    ASSERT_GE(ippsDiv_64fc(Divisors.data(), Values.data(), Quotients.data(), Length), ippStsNoErr);
+    const bool IsZero = Divisor == TComplex{};
+    ASSERT_EQ(ippsDivC_64fc(Values.data(), Divisor, ByConstant.data(), Length),
+              IsZero ? ippStsDivByZeroErr : ippStsNoErr);
+    for (std::size_t I = 0; I < Values.size(); ++I) {
+      Expect(Quotients[I], Values[I] / Divisor);
+      if (!IsZero) Expect(ByConstant[I], Values[I] / Divisor);
+    }
+  }
+}
+
 TEST(BasicArithmetic, DivisionByZero) {
   double Target[] = {99.0, 99.0, 99.0, 99.0};
   const double Divisor[] = {0.0, 2.0, 0.0, 0.0}, Dividend[] = {3.0, 3.0, -3.0, 0.0};

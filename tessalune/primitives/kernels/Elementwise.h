@@ -9,7 +9,7 @@
 #include <type_traits>
 
 // Loops over vectors. Each works element by element: a destination may be one of the sources, but
-// must not overlap one in another way. AFunction is small, and pure.
+// must not overlap one in another way. AFunction is small; that of Map and Zip is pure.
 namespace tessalune::TESSALUNE_BUILTINS::kernels {
 
 // pDst[i] = AFunction(pSrc[i])
