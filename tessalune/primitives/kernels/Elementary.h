@@ -94,7 +94,7 @@ inline TSinCos SinCos(TReals X) noexcept {
 
   const TWords IsOdd = (Q.Number & 1) != 0;
   const TWords SinSign = (Q.Number & 2) << 62;
-  const TWords CosSign = ((Q.Number + 1) & 2) << 62;
+  const TWords CosSign = (((Q.Number & 3) + 1) & 2) << 62;
   return {AsReals(Bits(IsOdd ? Cos : Sin) ^ SinSign), AsReals(Bits(IsOdd ? Sin : Cos) ^ CosSign),
           ~(Abs(X) <= SinCosRange)};
 }
@@ -142,11 +142,11 @@ inline TAngle Atan2(TReals Y, TReals X) noexcept {
   const TWords IsDiagonal = Small > TanPiOver8 * Large;
 
   const TReals Taken = IsDiagonal ? Large : TReals{};
-  const TReals Added = IsDiagonal ? Small : TReals{};
+  const TReals Joining = IsDiagonal ? Small : TReals{};
   const TReals Numerator = Small - Taken;
   const TReals NumeratorRest = Small - (Numerator + Taken);
-  const TReals Sum = Large + Added;
-  const TReals SumRest = Added - (Sum - Large);
+  const TReals Sum = Large + Joining;
+  const TReals SumRest = Joining - (Sum - Large);
   // Whatever divides 0, but for a 0 or what has no reciprocal.
   const TReals Denominator = Small == 0.0 ? Splat(1.0) : Sum;
 
@@ -206,7 +206,7 @@ inline TReals Logarithm(TReals X) noexcept {
       0x1.7462b91b8df65p-3, 0x1.39fdcceb4bb45p-3, 0x1.2b5f68a50d903p-3};
 
   const TWords IsSubnormal = X < SmallestNormal;
-  const TWords Shifted = Bits(IsSubnormal ? X * 0x1p+54 : X) + (One - SqrtHalf);
+  const TWords Shifted = Added(Bits(IsSubnormal ? X * 0x1p+54 : X), One - SqrtHalf);
   constexpr double Bias = 0x1p+52 + 1023.0;
   const TReals Biased = AsReals(ShiftedRight(Shifted, 52) | Exponent52);
   const TReals K = Biased - (IsSubnormal ? Splat(Bias + 54.0) : Splat(Bias));

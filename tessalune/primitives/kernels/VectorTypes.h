@@ -48,9 +48,15 @@ inline void Store(std::int32_t* pDst, TInts AValue) noexcept {
 inline TWords Bits(TReals AValue) noexcept { return reinterpret_cast<TWords>(AValue); }
 inline TReals AsReals(TWords ABits) noexcept { return reinterpret_cast<TReals>(ABits); }
 
-// Zeros come in at the top: the shift that every instruction set has for 64 bits.
+// Without a sign: sums are modulo 2^64, and a shift to the right brings zeros in, as every
+// instruction set has it for 64 bits.
+typedef std::uint64_t TNaturals __attribute__((vector_size(VectorBytes)));
+
+inline TWords Added(TWords A, std::int64_t B) noexcept {
+  return reinterpret_cast<TWords>(reinterpret_cast<TNaturals>(A) + static_cast<std::uint64_t>(B));
+}
+
 inline TWords ShiftedRight(TWords ABits, int ACount) noexcept {
-  typedef std::uint64_t TNaturals __attribute__((vector_size(VectorBytes)));
   return reinterpret_cast<TWords>(reinterpret_cast<TNaturals>(ABits) >> ACount);
 }
 
