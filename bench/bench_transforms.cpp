@@ -9,7 +9,7 @@
 #include <tessalune/primitives/QSDispatcher.h>
 
 #include <benchmark/benchmark.h>
-#if TESSALUNE_BENCH_FFTW
+#if TESSALUNE_HAS_FFTW
 #include <fftw3.h>
 #endif
 
@@ -112,7 +112,7 @@ class TOurs final : public ITransform {
   typename P::TRealSpec* FReal = nullptr;
 };
 
-#if TESSALUNE_BENCH_FFTW
+#if TESSALUNE_HAS_FFTW
 // FFTW_MEASURE looks at several plans of its own; its source is copied aside meanwhile, since it
 // writes to it.
 template <class T, TKind AKind>
@@ -205,7 +205,7 @@ void Register(const std::string& AWhat, std::int32_t ALength) {
     benchmark::RegisterBenchmark(Name.c_str(), AMeasure, Name, ALength);
   };
   Add("tessalune", Measure<T, AKind, TOurs>);
-#if TESSALUNE_BENCH_FFTW
+#if TESSALUNE_HAS_FFTW
   Add("fftw", Measure<T, AKind, TFftw>);
 #endif
 }
@@ -216,7 +216,7 @@ void RegisterPlan(std::int32_t ALength) {
   benchmark::RegisterBenchmark((Name + "tessalune").c_str(), [ALength](benchmark::State& AState) {
     for (auto _ : AState) TOurs<double, TKind::Complex>(ALength, nullptr, nullptr);
   });
-#if TESSALUNE_BENCH_FFTW
+#if TESSALUNE_HAS_FFTW
   benchmark::RegisterBenchmark((Name + "fftw").c_str(), [ALength](benchmark::State& AState) {
     std::vector<double> Source(2 * static_cast<std::size_t>(ALength));
     std::vector<double> Target(Source);

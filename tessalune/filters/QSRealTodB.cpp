@@ -1,8 +1,8 @@
 #include <tessalune/filters/QSRealTodB.h>
 #include <tessalune/frame/runtime/QSCategories.h>
 #include <tessalune/frame/runtime/QSComponentRegistry.h>
+#include <tessalune/primitives/QSBasicDispatcher.h>
 
-#include <cmath>
 #include <limits>
 
 namespace tessalune {
@@ -35,8 +35,11 @@ void TQSRealTodB::FilterInternalOperation(const TRef<IQSRealBuffer>& AInBuffer,
   const double* In = AInBuffer->Read();
   double* Out = AOutBuffer->Write();
   const std::int32_t Count = AOutBuffer->GetSize();
+  ippsLog10_64f_A53(In, Out, Count);
   for (std::int32_t I = 0; I < Count; ++I) {
-    Out[I] = In[I] > 0.0 ? std::log10(In[I]) * Factor : Floor;
+    const double Level = Out[I] * Factor;
+    // Also of the -infinity of a 0, and of the NaN of whatever is below.
+    Out[I] = Level >= Floor ? Level : Floor;
   }
 }
 

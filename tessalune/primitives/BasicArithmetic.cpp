@@ -49,7 +49,9 @@ IppStatus DivC(const T* pSrc, T val, T* pDst, std::int32_t len) noexcept {
   const IppStatus Status = CheckArguments(len, pSrc, pDst);
   if (Status != ippStsNoErr) return Status;
   if (val == T{}) return ippStsDivByZeroErr;
-  kernels::Map(pSrc, pDst, Count(len), [val](const T& X) { return X / val; });
+  kernels::Vectorwise(
+      pDst, Count(len), [B = kernels::Splat(val)](auto A) { return kernels::Quotient(A, B); },
+      pSrc);
   return ippStsNoErr;
 }
 
@@ -62,24 +64,37 @@ template <class T>
 IppStatus Div(const T* pSrc1, const T* pSrc2, T* pDst, std::int32_t len) noexcept {
   const IppStatus Status = CheckArguments(len, pSrc1, pSrc2, pDst);
   if (Status != ippStsNoErr) return Status;
-  // Looked for first: pDst may be pSrc1.
-  const bool HasZero = kernels::Contains(pSrc1, Count(len), T{});
-  kernels::Zip(pSrc1, pSrc2, pDst, Count(len), [](const T& A, const T& B) { return B / A; });
-  return HasZero ? ippStsDivByZero : ippStsNoErr;
+  kernels::TWords HasZero{};
+  const auto Divide = [&HasZero](auto A, auto B) {
+    HasZero |= kernels::IsZero(A);
+    return kernels::Quotient(B, A);
+  };
+  kernels::Vectorwise(pDst, Count(len), Divide, pSrc1, pSrc2);
+  return kernels::Any(HasZero) ? ippStsDivByZero : ippStsNoErr;
 }
 
-// AFunction is written for any arithmetic type. Without scaling it runs in double, which holds
-// every result that is not saturated exactly and which vectorises on every processor.
-template <class TFunction>
+// AExact gives the result as a 64-bit integer, ASaturated saturated to 32 bits.
+template <class TExact, class TSaturated>
 IppStatus Scaled(const std::int32_t* pSrc, std::int32_t val, std::int32_t* pDst, std::int32_t len,
-                 std::int32_t scaleFactor, TFunction AFunction) noexcept {
+                 std::int32_t scaleFactor, TExact AExact, TSaturated ASaturated) noexcept {
   if (scaleFactor == 0)
-    return Unary(pSrc, pDst, len, [val, AFunction](std::int32_t X) {
-      return kernels::Saturate(AFunction(static_cast<double>(X), static_cast<double>(val)));
-    });
-  return Unary(pSrc, pDst, len, [val, scaleFactor, AFunction](std::int32_t X) {
-    return kernels::Scale(AFunction(std::int64_t{X}, std::int64_t{val}), scaleFactor);
+    return Unary(pSrc, pDst, len, [val, ASaturated](std::int32_t X) { return ASaturated(X, val); });
+  return Unary(pSrc, pDst, len, [val, scaleFactor, AExact](std::int32_t X) {
+    return kernels::Scale(AExact(std::int64_t{X}, std::int64_t{val}), scaleFactor);
   });
+}
+
+// The product in double, which vectorises on every processor and is exact where it is not
+// saturated.
+IppStatus SaturatedMulC(const std::int32_t* pSrc, std::int32_t val, std::int32_t* pDst,
+                        std::int32_t len) noexcept {
+  const IppStatus Status = CheckArguments(len, pSrc, pDst);
+  if (Status != ippStsNoErr) return Status;
+  const auto Multiply = [Factor = static_cast<double>(val)](kernels::TInts X) {
+    return kernels::Truncate(kernels::Bounded(kernels::AsReals(X) * Factor));
+  };
+  kernels::Vectorwise(pDst, Count(len), Multiply, pSrc);
+  return ippStsNoErr;
 }
 
 template <class TFunction>
@@ -145,19 +160,26 @@ IppStatus ippsMulC_64fc_I(TComplex val, TComplex* pSrcDst, std::int32_t len) noe
 
 IppStatus ippsAddC_32s_Sfs(const std::int32_t* pSrc, std::int32_t val, std::int32_t* pDst,
                            std::int32_t len, std::int32_t scaleFactor) noexcept {
-  return Scaled(pSrc, val, pDst, len, scaleFactor, [](auto X, auto V) { return X + V; });
+  return Scaled(pSrc, val, pDst, len, scaleFactor, std::plus<>{}, kernels::SaturatedSum);
 }
 IppStatus ippsSubC_32s_Sfs(const std::int32_t* pSrc, std::int32_t val, std::int32_t* pDst,
                            std::int32_t len, std::int32_t scaleFactor) noexcept {
-  return Scaled(pSrc, val, pDst, len, scaleFactor, [](auto X, auto V) { return X - V; });
+  return Scaled(pSrc, val, pDst, len, scaleFactor, std::minus<>{}, kernels::SaturatedDifference);
 }
 IppStatus ippsSubCRev_32s_Sfs(const std::int32_t* pSrc, std::int32_t val, std::int32_t* pDst,
                               std::int32_t len, std::int32_t scaleFactor) noexcept {
-  return Scaled(pSrc, val, pDst, len, scaleFactor, [](auto X, auto V) { return V - X; });
+  const auto Reversed = [](auto AFunction) {
+    return [AFunction](auto X, auto V) { return AFunction(V, X); };
+  };
+  return Scaled(pSrc, val, pDst, len, scaleFactor, Reversed(std::minus<>{}),
+                Reversed(kernels::SaturatedDifference));
 }
 IppStatus ippsMulC_32s_Sfs(const std::int32_t* pSrc, std::int32_t val, std::int32_t* pDst,
                            std::int32_t len, std::int32_t scaleFactor) noexcept {
-  return Scaled(pSrc, val, pDst, len, scaleFactor, [](auto X, auto V) { return X * V; });
+  if (scaleFactor == 0) return SaturatedMulC(pSrc, val, pDst, len);
+  return Unary(pSrc, pDst, len, [val, scaleFactor](std::int32_t X) {
+    return kernels::Scale(std::int64_t{X} * val, scaleFactor);
+  });
 }
 
 IppStatus ippsAndC_32u(const std::uint32_t* pSrc, std::uint32_t val, std::uint32_t* pDst,

@@ -30,6 +30,22 @@ IppStatus Move(const T* pSrc, T* pDst, std::int32_t len) noexcept {
   return Status;
 }
 
+template <class TIn, class TOut>
+IppStatus Convert(const TIn* pSrc, TOut* pDst, std::int32_t len) noexcept {
+  const IppStatus Status = CheckArguments(len, pSrc, pDst);
+  if (Status == ippStsNoErr)
+    kernels::Map(pSrc, pDst, Count(len), [](TIn X) { return static_cast<TOut>(X); });
+  return Status;
+}
+
+template <class TFunction>
+IppStatus FromComplex(const TComplex* pSrc, double* pDst, std::int32_t len,
+                      TFunction AFunction) noexcept {
+  const IppStatus Status = CheckArguments(len, pSrc, pDst);
+  if (Status == ippStsNoErr) kernels::Map(pSrc, pDst, Count(len), AFunction);
+  return Status;
+}
+
 // AValue * 2^-scaleFactor in two steps, each of whose factors a double holds for every scale factor
 // that leaves something to round.
 class TDoubleScale {
@@ -40,7 +56,9 @@ class TDoubleScale {
     FSecond = std::ldexp(1.0, Exponent - Exponent / 2);
   }
 
-  double operator()(double AValue) const noexcept { return AValue * FFirst * FSecond; }
+  kernels::TReals operator()(kernels::TReals AValue) const noexcept {
+    return AValue * FFirst * FSecond;
+  }
 
  private:
   double FFirst;
@@ -90,6 +108,24 @@ IppStatus ippsMove_64f(const double* pSrc, double* pDst, std::int32_t len) noexc
   return Move(pSrc, pDst, len);
 }
 
+IppStatus ippsSum_64f(const double* pSrc, std::int32_t len, double* pSum) noexcept {
+  const IppStatus Status = CheckArguments(len, pSrc, pSum);
+  if (Status == ippStsNoErr) *pSum = kernels::Sum(pSrc, Count(len));
+  return Status;
+}
+
+IppStatus ippsNorm_L2_64f(const double* pSrc, std::int32_t len, double* pNorm) noexcept {
+  const IppStatus Status = CheckArguments(len, pSrc, pNorm);
+  if (Status == ippStsNoErr) *pNorm = std::sqrt(kernels::SumOfSquares(pSrc, Count(len)));
+  return Status;
+}
+
+IppStatus ippsNorm_L2_64fc64f(const TComplex* pSrc, std::int32_t len, double* pNorm) noexcept {
+  const IppStatus Status = CheckArguments(len, pSrc, pNorm);
+  if (Status == ippStsNoErr) *pNorm = std::sqrt(kernels::SumOfSquares(&pSrc->Re, 2 * Count(len)));
+  return Status;
+}
+
 IppStatus ippsMean_64f(const double* pSrc, std::int32_t len, double* pMean) noexcept {
   const IppStatus Status = CheckArguments(len, pSrc, pMean);
   if (Status == ippStsNoErr) *pMean = kernels::Sum(pSrc, Count(len)) / len;
@@ -126,25 +162,62 @@ IppStatus ippsConvert_64f32s_Sfs(const double* pSrc, std::int32_t* pDst, std::in
   if (Status != ippStsNoErr) return Status;
   const TDoubleScale Scale(scaleFactor);
   const auto Convert = [=](auto ARound) {
-    kernels::Map(pSrc, pDst, Count(len), [=](double X) { return ARound(Scale(X)); });
+    kernels::Vectorwise(
+        pDst, Count(len), [=](kernels::TReals X) { return ARound(Scale(X)); }, pSrc);
     return ippStsNoErr;
   };
   switch (rndMode) {
     case ippRndZero:
-      return Convert([](double X) { return kernels::Saturate(X); });
+      return Convert(kernels::RoundZero);
     case ippRndNear:
-      return Convert([](double X) { return kernels::RoundNear(X); });
+      return Convert(kernels::RoundNear);
     case ippRndFinancial:
-      return Convert([](double X) { return kernels::RoundFinancial(X); });
+      return Convert(kernels::RoundFinancial);
   }
   return ippStsRoundModeNotSupportedErr;
 }
 
 IppStatus ippsConvert_32s64f(const std::int32_t* pSrc, double* pDst, std::int32_t len) noexcept {
-  const IppStatus Status = CheckArguments(len, pSrc, pDst);
-  if (Status == ippStsNoErr)
-    kernels::Map(pSrc, pDst, Count(len), [](std::int32_t X) { return static_cast<double>(X); });
-  return Status;
+  return Convert(pSrc, pDst, len);
+}
+IppStatus ippsConvert_64f32f(const double* pSrc, float* pDst, std::int32_t len) noexcept {
+  return Convert(pSrc, pDst, len);
+}
+IppStatus ippsConvert_32f64f(const float* pSrc, double* pDst, std::int32_t len) noexcept {
+  return Convert(pSrc, pDst, len);
+}
+
+IppStatus ippsReal_64fc(const TComplex* pSrc, double* pDstRe, std::int32_t len) noexcept {
+  return FromComplex(pSrc, pDstRe, len, [](const TComplex& X) { return X.Re; });
+}
+IppStatus ippsImag_64fc(const TComplex* pSrc, double* pDstIm, std::int32_t len) noexcept {
+  return FromComplex(pSrc, pDstIm, len, [](const TComplex& X) { return X.Im; });
+}
+IppStatus ippsPowerSpectr_64fc(const TComplex* pSrc, double* pDst, std::int32_t len) noexcept {
+  return FromComplex(pSrc, pDst, len, kernels::Power);
+}
+
+IppStatus ippsRealToCplx_64f(const double* pSrcRe, const double* pSrcIm, TComplex* pDst,
+                             std::int32_t len) noexcept {
+  const IppStatus Status = CheckArguments(len, pSrcRe ? pSrcRe : pSrcIm, pDst);
+  if (Status != ippStsNoErr) return Status;
+  if (!pSrcIm)
+    kernels::Map(pSrcRe, pDst, Count(len), [](double X) { return TComplex{X, 0.0}; });
+  else if (!pSrcRe)
+    kernels::Map(pSrcIm, pDst, Count(len), [](double X) { return TComplex{0.0, X}; });
+  else
+    kernels::Zip(pSrcRe, pSrcIm, pDst, Count(len), [](double X, double Y) {
+      return TComplex{X, Y};
+    });
+  return ippStsNoErr;
+}
+
+IppStatus ippsConjCcs_64fc_I(TComplex* pSrcDst, std::int32_t lenDst) noexcept {
+  const IppStatus Status = CheckArguments(lenDst, pSrcDst);
+  if (Status != ippStsNoErr) return Status;
+  const std::size_t Length = Count(lenDst);
+  kernels::ConjFlip(pSrcDst + 1, pSrcDst + Length / 2 + 1, (Length - 1) / 2);
+  return ippStsNoErr;
 }
 
 IppStatus ippsVectorJaehne_64f(double* pDst, std::int32_t len, double magn) noexcept {

@@ -9,6 +9,10 @@ namespace tessalune {
 // meaning. 0 is success, a negative value an error, a positive one a warning (the result is
 // valid).
 #define TESSALUNE_IPP_STATUSES(X)                                                           \
+  X(ippStsDomain, 19, "an argument is outside the function's domain")                       \
+  X(ippStsSingularity, 18, "an argument is where the function is infinite")                 \
+  X(ippStsLnNegArg, 8, "an argument of the logarithm is negative")                          \
+  X(ippStsLnZeroArg, 7, "an argument of the logarithm is 0")                                \
   X(ippStsDivByZero, 6, "a divisor was 0; the result there is infinite or not a number")    \
   X(ippStsEvenMedianMaskSize, 5, "an even median mask was reduced by one")                  \
   X(ippStsNoErr, 0, "no error")                                                             \

@@ -129,8 +129,16 @@ IppStatus ippsCopy_32s(const std::int32_t* pSrc, std::int32_t* pDst, std::int32_
 IppStatus ippsMove_8u(const std::uint8_t* pSrc, std::uint8_t* pDst, std::int32_t len) noexcept;
 IppStatus ippsMove_64f(const double* pSrc, double* pDst, std::int32_t len) noexcept;
 
-// *pMean = the sum over len. Eight partial sums keep the error below (len/8 + 3) rounding errors
-// of the sum of magnitudes; the order of summation is fixed.
+// *pSum = the sum. Eight partial sums keep the error below (len/8 + 3) rounding errors of the sum
+// of magnitudes; the order of summation is fixed.
+IppStatus ippsSum_64f(const double* pSrc, std::int32_t len, double* pSum) noexcept;
+
+// *pNorm = the square root of the sum of the squares (of the moduli, if complex), summed likewise.
+// There is no guard against overflow or underflow of the squares.
+IppStatus ippsNorm_L2_64f(const double* pSrc, std::int32_t len, double* pNorm) noexcept;
+IppStatus ippsNorm_L2_64fc64f(const TComplex* pSrc, std::int32_t len, double* pNorm) noexcept;
+
+// *pMean = the sum, as above, over len.
 IppStatus ippsMean_64f(const double* pSrc, std::int32_t len, double* pMean) noexcept;
 
 // *pMin, *pMax = the smallest and the largest sample. NaNs are passed over; if there is nothing
@@ -149,6 +157,36 @@ IppStatus ippsConvert_64f32s_Sfs(const double* pSrc, std::int32_t* pDst, std::in
 
 // pDst[n] = pSrc[n], exact.
 IppStatus ippsConvert_32s64f(const std::int32_t* pSrc, double* pDst, std::int32_t len) noexcept;
+
+// To single precision, to the nearest, a tie to the even one; what is too large becomes infinite.
+// Back, exact.
+IppStatus ippsConvert_64f32f(const double* pSrc, float* pDst, std::int32_t len) noexcept;
+IppStatus ippsConvert_32f64f(const float* pSrc, double* pDst, std::int32_t len) noexcept;
+
+// Of complex samples: Real re, Imag im, PowerSpectr re^2 + im^2, Magnitude its square root, with no
+// guard against overflow or underflow of the squares. No overlap. ippsCplxToReal_64fc stands in
+// QSDispatcher.h, ippsPhase_64fc in QSSubDispatcher.h.
+
+IppStatus ippsReal_64fc(const TComplex* pSrc, double* pDstRe, std::int32_t len) noexcept;
+IppStatus ippsImag_64fc(const TComplex* pSrc, double* pDstIm, std::int32_t len) noexcept;
+IppStatus ippsPowerSpectr_64fc(const TComplex* pSrc, double* pDst, std::int32_t len) noexcept;
+IppStatus ippsMagnitude_64fc(const TComplex* pSrc, double* pDst, std::int32_t len) noexcept;
+
+// pDst[n] = (pSrcRe[n], pSrcIm[n]). One of the sources may be null: that part is 0 then. No
+// overlap.
+IppStatus ippsRealToCplx_64f(const double* pSrcRe, const double* pSrcIm, TComplex* pDst,
+                             std::int32_t len) noexcept;
+
+// Completes the spectrum of a real signal: pSrcDst holds the bins 0 to lenDst / 2, the "CCS" result
+// of a real transform of lenDst points, and gets the others, up to lenDst - 1: bin lenDst - k is
+// the conjugate of bin k.
+IppStatus ippsConjCcs_64fc_I(TComplex* pSrcDst, std::int32_t lenDst) noexcept;
+
+// Logarithms, natural and to the base 10, of any sample, within 1 ulp of the exact value. A sample
+// of 0 gives -infinity and the warning ippStsLnZeroArg or ippStsSingularity; a negative one gives
+// NaN and ippStsLnNegArg or ippStsDomain, which goes before the other warning.
+IppStatus ippsLn_64f(const double* pSrc, double* pDst, std::int32_t len) noexcept;
+IppStatus ippsLog10_64f_A53(const double* pSrc, double* pDst, std::int32_t len) noexcept;
 
 // Jaehne's chirp: pDst[n] = magn * sin(pi n^2 / (2 len)), from frequency 0 to half a cycle a
 // sample. The angle is reduced exactly, so the error stays within 3 rounding errors of magn for
@@ -219,11 +257,25 @@ IppStatus ippsRandUniform_Direct_64f(double* pDst, std::int32_t len, double low,
   X(ippsCopy_64f)                                 \
   X(ippsMove_8u)                                  \
   X(ippsMove_64f)                                 \
+  X(ippsSum_64f)                                  \
+  X(ippsNorm_L2_64f)                              \
+  X(ippsNorm_L2_64fc64f)                          \
   X(ippsMean_64f)                                 \
   X(ippsMinMax_64f)                               \
   X(ippsMaxIndx_64f)                              \
   X(ippsConvert_64f32s_Sfs)                       \
   X(ippsConvert_32s64f)                           \
+  X(ippsConvert_64f32f)                           \
+  X(ippsConvert_32f64f)                           \
+  X(ippsReal_64fc)                                \
+  X(ippsImag_64fc)                                \
+  X(ippsPowerSpectr_64fc)                         \
+  X(ippsMagnitude_64fc)                           \
+  X(ippsPhase_64fc)                               \
+  X(ippsRealToCplx_64f)                           \
+  X(ippsConjCcs_64fc_I)                           \
+  X(ippsLn_64f)                                   \
+  X(ippsLog10_64f_A53)                            \
   X(ippsVectorJaehne_64f)                         \
   X(ippsRandUniform_Direct_64f)                   \
   TESSALUNE_BASICFILTERS_PRIMITIVES(X)            \

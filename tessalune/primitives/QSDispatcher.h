@@ -17,6 +17,13 @@
 namespace tessalune {
 namespace builtins {
 
+// pDstMagn[i] = sqrt(re^2 + im^2), pDstPhase[i] = the angle in radians of pSrc[i]:
+// ippsMagnitude_64fc (QSBasicDispatcher.h), then ippsPhase_64fc (QSSubDispatcher.h). Each makes its
+// own checks and is called whatever the other does, so that one null destination leaves the other
+// one filled; the first status that is not ippStsNoErr is the result. No overlap.
+IppStatus ippsCartToPolar_64fc(const TComplex* pSrc, double* pDstMagn, double* pDstPhase,
+                               std::int32_t len) noexcept;
+
 // Normally distributed samples of mean `mean` and standard deviation `stdDev` (not checked).
 // Marsaglia's polar method on a uniform generator that adds a subtract-with-borrow one (modulus
 // 2^32 - 18) and a linear congruential one. `*pSeed` (any value) starts the sequence and receives
@@ -59,11 +66,44 @@ IppStatus ippsTriangle_Direct_64f(double* pDst, std::int32_t len, double magn, d
 IppStatus ippsThreshold_LTValGTVal_64f_I(double* pSrcDst, std::int32_t len, double levelLT,
                                          double valueLT, double levelGT, double valueGT) noexcept;
 
+// pDst[i] = (cos(phase) * magn, sin(phase) * magn), the phase in radians. Cosine and sine are
+// within 1 ulp of the C library's; beyond 2^16 radians in magnitude, and of an infinity or a NaN,
+// they are the C library's. No overlap.
+IppStatus ippsPolarToCart_64fc(const double* pSrcMagn, const double* pSrcPhase, TComplex* pDst,
+                               std::int32_t len) noexcept;
+
 // pDst[i] = the conjugate of pSrc[i]; pSrc = pDst is allowed.
 IppStatus ippsConj_64fc(const TComplex* pSrc, TComplex* pDst, std::int32_t len) noexcept;
 
 // pDst[len-1-i] = the conjugate of pSrc[i]. No overlap.
 IppStatus ippsConjFlip_64fc(const TComplex* pSrc, TComplex* pDst, std::int32_t len) noexcept;
+
+// One level of the Haar transform with scale 1/2. Of the pair a, b = pSrc[2k], pSrc[2k+1]:
+//   pDstHigh[k] = (b - a) / 2, half the difference
+//   pDstLow[k]  = (b - a) / 2 + a, the mean
+// the former not rounded to double within the latter, as on a processor with extended precision;
+// the results are those of that precision to the last bit. (Where the magnitudes of a pair are
+// within a factor of 2^10 of each other, they are the exact values, rounded once, and fast.) Of an
+// odd len, the lone sample goes to pDstLow. So pDstLow gets len / 2 rounded up, pDstHigh len / 2
+// rounded down. No overlap.
+IppStatus ippsWTHaarFwd_64f(const double* pSrc, std::int32_t len, double* pDstLow,
+                            double* pDstHigh) noexcept;
+
+// The inverse, of len samples: pDst[2k] = pSrcLow[k] - pSrcHigh[k], pDst[2k+1] = their sum; of an
+// odd len the last sample is that of pSrcLow. No overlap.
+IppStatus ippsWTHaarInv_64f(const double* pSrcLow, const double* pSrcHigh, double* pDst,
+                            std::int32_t len) noexcept;
+
+// Running median: pDst[i] = the median of the samples pSrc[i - h] to pSrc[i + h], h = maskSize / 2.
+// Before its begin the source goes on with its first sample, behind its end with its last one; so
+// these two stay as they are. pSrc = pDst is allowed, another overlap is not.
+//   maskSize  1 at least, else ippStsSizeErr. An even one is reduced by one, and the status is the
+//             warning ippStsEvenMedianMaskSize.
+// Masks up to 7 take no memory; a larger one allocates once, and gives ippStsMemAllocErr with the
+// plain copy of pSrc in pDst if there is none. NaNs: masks up to 7 give some sample of the window;
+// in a larger one they rank above infinity.
+IppStatus ippsFilterMedian_64f(const double* pSrc, double* pDst, std::int32_t len,
+                               std::int32_t maskSize) noexcept;
 
 // pDst[i] = pSrc[i]. No overlap, but pSrc = pDst is harmless.
 IppStatus ippsCopy_64fc(const TComplex* pSrc, TComplex* pDst, std::int32_t len) noexcept;
@@ -92,13 +132,18 @@ IppStatus ippsSquare_Direct_64f(double* pDst, std::int32_t len, double magn, dou
 }  // namespace builtins
 
 #define TESSALUNE_QSDISPATCHER_PRIMITIVES(X) \
+  X(ippsCartToPolar_64fc)                    \
   X(ippsRandGauss_Direct_64f)                \
   X(ippsCplxToReal_64fc)                     \
   X(ippsTone_Direct_64f)                     \
   X(ippsTriangle_Direct_64f)                 \
   X(ippsThreshold_LTValGTVal_64f_I)          \
+  X(ippsPolarToCart_64fc)                    \
   X(ippsConj_64fc)                           \
   X(ippsConjFlip_64fc)                       \
+  X(ippsWTHaarFwd_64f)                       \
+  X(ippsWTHaarInv_64f)                       \
+  X(ippsFilterMedian_64f)                    \
   X(ippsCopy_64fc)                           \
   X(ippsMove_64fc)                           \
   TESSALUNE_DFT_PRIMITIVES(X)                \

@@ -6,11 +6,9 @@
 #include <functional>
 #include <limits>
 
-// In their own namespace, the built-ins answer to their plain names.
-namespace tessalune::builtins {
+namespace tessalune::test {
 namespace {
 
-using namespace test;
 using TWide = std::complex<long double>;
 
 constexpr std::int32_t Max = std::numeric_limits<std::int32_t>::max();
@@ -32,8 +30,8 @@ std::vector<T> Samples(std::size_t ACount, unsigned AShift) {
   return Result;
 }
 
-// All lengths around a vector's width; the samples behind the end stay.
-constexpr std::size_t Longest = 19;
+// All lengths around a few vectors' width; the samples behind the end stay.
+constexpr std::size_t Longest = 70;
 
 template <class T>
 void ExpectSamples(const std::vector<T>& AActual, std::size_t ACount,
@@ -116,6 +114,9 @@ void CheckVectors(const std::vector<TVectorCase<T>>& ACases) {
       std::vector<T> Target = Old;
       ASSERT_EQ(Case.Apart(First.data(), Second.data(), Target.data(), Length), ippStsNoErr);
       ExpectSamples<T>(Target, Count, Old, Oracle, Case.Name);
+      Target = First;
+      ASSERT_EQ(Case.Apart(Target.data(), Second.data(), Target.data(), Length), ippStsNoErr);
+      ExpectSamples<T>(Target, Count, First, Oracle, Case.Name);
       Target = Second;
       ASSERT_EQ(Case.InPlace(First.data(), Target.data(), Length), ippStsNoErr);
       ExpectSamples<T>(Target, Count, Second, Oracle, Case.Name);
@@ -135,6 +136,30 @@ TEST(BasicArithmetic, TwoVectorsInTheirPublicOrder) {
                           {"Sub", ippsSub_64fc, ippsSub_64fc_I, Sub},
                           {"Mul", ippsMul_64fc, ippsMul_64fc_I, Mul},
                           {"Div", ippsDiv_64fc, ippsDiv_64fc_I, Div}});
+}
+
+TEST(BasicArithmetic, ComplexQuotientsAreThoseOfTheTypeToTheBit) {
+  const double Special[] = {0.0, -0.0, 1.0, -3.0, 1e300, 0x1p-1070, Inf, -Inf, std::nan("")};
+  std::vector<TComplex> Values;
+  for (const double Re : Special)
+    for (const double Im : Special) Values.push_back({Re, Im});
+  const auto Length = static_cast<std::int32_t>(Values.size());
+  const auto Expect = [](const TComplex& AActual, const TComplex& AExpected) {
+    EXPECT_TRUE(IsSame(AActual.Re, AExpected.Re) && IsSame(AActual.Im, AExpected.Im))
+        << AActual.Re << ' ' << AActual.Im << " is not " << AExpected.Re << ' ' << AExpected.Im;
+  };
+  for (const TComplex& Divisor : Values) {
+    const std::vector<TComplex> Divisors(Values.size(), Divisor);
+    std::vector<TComplex> Quotients(Values.size()), ByConstant(Values.size());
+    ASSERT_GE(ippsDiv_64fc(Divisors.data(), Values.data(), Quotients.data(), Length), ippStsNoErr);
+    const bool IsZero = Divisor == TComplex{};
+    ASSERT_EQ(ippsDivC_64fc(Values.data(), Divisor, ByConstant.data(), Length),
+              IsZero ? ippStsDivByZeroErr : ippStsNoErr);
+    for (std::size_t I = 0; I < Values.size(); ++I) {
+      Expect(Quotients[I], Values[I] / Divisor);
+      if (!IsZero) Expect(ByConstant[I], Values[I] / Divisor);
+    }
+  }
 }
 
 TEST(BasicArithmetic, DivisionByZero) {
@@ -160,7 +185,7 @@ TEST(BasicArithmetic, DivisionByZero) {
 
 TEST(BasicArithmetic, ScaledIntegersRoundToEvenAndSaturate) {
   struct TCase {
-    decltype(&ippsAddC_32s_Sfs) Function;
+    TPtr_ippsAddC_32s_Sfs Function;
     std::int32_t X, Value, Scale, Expected;
   };
   const TCase Cases[] = {
@@ -197,22 +222,22 @@ TEST(BasicArithmetic, ScaledIntegersRoundToEvenAndSaturate) {
       {ippsMulC_32s_Sfs, Min, Min, 62, 1},
   };
   for (const TCase& Case : Cases) {
-    std::vector<std::int32_t> X(9, Case.X);
-    ASSERT_EQ(Case.Function(X.data(), Case.Value, X.data(), 9, Case.Scale), ippStsNoErr);
-    EXPECT_EQ(X, std::vector<std::int32_t>(9, Case.Expected))
+    std::vector<std::int32_t> X(Several, Case.X);
+    ASSERT_EQ(Case.Function(X.data(), Case.Value, X.data(), Several, Case.Scale), ippStsNoErr);
+    EXPECT_EQ(X, std::vector<std::int32_t>(Several, Case.Expected))
         << Case.X << ", " << Case.Value << ", scale " << Case.Scale;
   }
 }
 
 TEST(BasicArithmetic, BitsAndShifts) {
-  const std::vector<std::uint32_t> Bits(5, 0xF0F0A5A5u);
-  std::vector<std::uint32_t> Target(5);
-  ippsAndC_32u(Bits.data(), 0xFF0000FFu, Target.data(), 5);
-  EXPECT_EQ(Target, std::vector<std::uint32_t>(5, 0xF00000A5u));
-  ippsOrC_32u(Bits.data(), 0x0F000000u, Target.data(), 5);
-  EXPECT_EQ(Target, std::vector<std::uint32_t>(5, 0xFFF0A5A5u));
-  ippsXorC_32u(Bits.data(), 0xFFFFFFFFu, Target.data(), 5);
-  EXPECT_EQ(Target, std::vector<std::uint32_t>(5, 0x0F0F5A5Au));
+  const std::vector<std::uint32_t> Bits(Several, 0xF0F0A5A5u);
+  std::vector<std::uint32_t> Target(Several);
+  ippsAndC_32u(Bits.data(), 0xFF0000FFu, Target.data(), Several);
+  EXPECT_EQ(Target, std::vector<std::uint32_t>(Several, 0xF00000A5u));
+  ippsOrC_32u(Bits.data(), 0x0F000000u, Target.data(), Several);
+  EXPECT_EQ(Target, std::vector<std::uint32_t>(Several, 0xFFF0A5A5u));
+  ippsXorC_32u(Bits.data(), 0xFFFFFFFFu, Target.data(), Several);
+  EXPECT_EQ(Target, std::vector<std::uint32_t>(Several, 0x0F0F5A5Au));
 
   struct TCase {
     std::int32_t X, Count, Left, Right;
@@ -226,11 +251,13 @@ TEST(BasicArithmetic, BitsAndShifts) {
                             {-7, 32, 0, -1},
                             {7, 32, 0, 0},
                             {-7, Max, 0, -1}}) {
-    std::vector<std::int32_t> Left(5, Case.X), Right(5, Case.X);
-    EXPECT_EQ(ippsLShiftC_32s(Left.data(), Case.Count, Left.data(), 5), ippStsNoErr);
-    EXPECT_EQ(ippsRShiftC_32s(Right.data(), Case.Count, Right.data(), 5), ippStsNoErr);
-    EXPECT_EQ(Left, std::vector<std::int32_t>(5, Case.Left)) << Case.X << " by " << Case.Count;
-    EXPECT_EQ(Right, std::vector<std::int32_t>(5, Case.Right)) << Case.X << " by " << Case.Count;
+    std::vector<std::int32_t> Left(Several, Case.X), Right(Several, Case.X);
+    EXPECT_EQ(ippsLShiftC_32s(Left.data(), Case.Count, Left.data(), Several), ippStsNoErr);
+    EXPECT_EQ(ippsRShiftC_32s(Right.data(), Case.Count, Right.data(), Several), ippStsNoErr);
+    EXPECT_EQ(Left, std::vector<std::int32_t>(Several, Case.Left))
+        << Case.X << " by " << Case.Count;
+    EXPECT_EQ(Right, std::vector<std::int32_t>(Several, Case.Right))
+        << Case.X << " by " << Case.Count;
   }
   std::int32_t X = 5;
   EXPECT_EQ(ippsLShiftC_32s(&X, -1, &X, 1), ippStsShiftErr);
@@ -239,4 +266,4 @@ TEST(BasicArithmetic, BitsAndShifts) {
 }
 
 }  // namespace
-}  // namespace tessalune::builtins
+}  // namespace tessalune::test

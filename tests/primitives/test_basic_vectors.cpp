@@ -3,14 +3,12 @@
 #include <tessalune/primitives/QSBasicDispatcher.h>
 
 #include <algorithm>
+#include <functional>
 #include <limits>
 #include <numeric>
 
-// In their own namespace, the built-ins answer to their plain names.
-namespace tessalune::builtins {
+namespace tessalune::test {
 namespace {
-
-using namespace test;
 
 constexpr std::int32_t Max = std::numeric_limits<std::int32_t>::max();
 constexpr std::int32_t Min = std::numeric_limits<std::int32_t>::min();
@@ -64,18 +62,41 @@ TEST(BasicVectors, MeanAndExtremesOfEveryLength) {
   for (std::size_t Count = 1; Count <= X.size(); Count += Count < 40 ? 1 : 97) {
     const auto Length = static_cast<std::int32_t>(Count);
     const auto End = X.begin() + Length;
-    double Mean, Low, High, Peak;
+    double Total, Mean, Low, High, Peak;
     std::int32_t Index;
+    ASSERT_EQ(ippsSum_64f(X.data(), Length, &Total), ippStsNoErr);
     ASSERT_EQ(ippsMean_64f(X.data(), Length, &Mean), ippStsNoErr);
     ASSERT_EQ(ippsMinMax_64f(X.data(), Length, &Low, &High), ippStsNoErr);
     ASSERT_EQ(ippsMaxIndx_64f(X.data(), Length, &Peak, &Index), ippStsNoErr);
     const long double Sum = std::accumulate(X.begin(), End, 0.0L);
     // Samples below 10 in magnitude, summed in lanes of Count / 8.
+    EXPECT_TRUE(IsNear(Total, Sum, 10 * Length * Eps * (Length / 8.0L + 4))) << Count;
     EXPECT_TRUE(IsNear(Mean, Sum / Length, 10 * Eps * (Length / 8.0L + 5))) << Count;
     EXPECT_EQ(Low, *std::min_element(X.begin(), End));
     EXPECT_EQ(High, *std::max_element(X.begin(), End));
     EXPECT_EQ(Peak, High);
     EXPECT_EQ(Index, std::max_element(X.begin(), End) - X.begin());
+  }
+}
+
+TEST(BasicVectors, NormIsTheRootOfTheSumOfSquares) {
+  const std::vector<double> X = RandomSamples(2000);
+  std::vector<TComplex> Z(1000);
+  for (std::size_t I = 0; I < Z.size(); ++I) Z[I] = {X[2 * I], X[2 * I + 1]};
+  for (std::size_t Count = 1; Count <= Z.size(); Count += Count < 40 ? 1 : 97) {
+    const auto Length = static_cast<std::int32_t>(Count);
+    double OfReal, OfComplex;
+    ASSERT_EQ(ippsNorm_L2_64f(X.data(), Length, &OfReal), ippStsNoErr);
+    ASSERT_EQ(ippsNorm_L2_64fc64f(Z.data(), Length, &OfComplex), ippStsNoErr);
+    const auto Expect = [&X](double ANorm, std::size_t ATerms) {
+      long double Squares = 0;
+      for (std::size_t I = 0; I < ATerms; ++I) Squares += static_cast<long double>(X[I]) * X[I];
+      // Half the sum's relative error: one rounding a lane's term, four more; and the root's own.
+      const long double Bound = (static_cast<long double>(ATerms) / 16 + 4) * Eps;
+      EXPECT_TRUE(IsNear(ANorm, std::sqrt(Squares), Bound * std::sqrt(Squares))) << ATerms;
+    };
+    Expect(OfReal, Count);
+    Expect(OfComplex, 2 * Count);
   }
 }
 
@@ -134,11 +155,12 @@ TEST(BasicVectors, RealToIntegerRoundsAndSaturates) {
       {0x1p-1022, -1022, 1, 1, 1},
   };
   for (const TCase& Case : Cases) {
-    const std::vector<double> X(5, Case.X);
+    const std::vector<double> X(Several, Case.X);
     const auto Convert = [&](IppRoundMode AMode) {
-      std::vector<std::int32_t> Y(5);
-      EXPECT_EQ(ippsConvert_64f32s_Sfs(X.data(), Y.data(), 5, AMode, Case.Scale), ippStsNoErr);
-      EXPECT_EQ(Y, std::vector<std::int32_t>(5, Y[0]));
+      std::vector<std::int32_t> Y(Several);
+      EXPECT_EQ(ippsConvert_64f32s_Sfs(X.data(), Y.data(), Several, AMode, Case.Scale),
+                ippStsNoErr);
+      EXPECT_EQ(Y, std::vector<std::int32_t>(Several, Y[0]));
       return Y[0];
     };
     EXPECT_EQ(Convert(ippRndZero), Case.Zero) << Case.X << ", scale " << Case.Scale;
@@ -159,5 +181,63 @@ TEST(BasicVectors, IntegerToRealIsExact) {
   for (int I = 0; I < 5; ++I) EXPECT_EQ(Y[I], static_cast<double>(X[I]));
 }
 
+template <class TIn, class TOut>
+void ExpectElements(const std::vector<TIn>& X, TOut AUntouched,
+                    const std::function<IppStatus(const TIn*, TOut*, std::int32_t)>& APrimitive,
+                    const std::function<TOut(TIn)>& ADefinition) {
+  for (std::size_t Count = 1; Count <= X.size(); ++Count) {
+    std::vector<TOut> Y(Count + 1, AUntouched);
+    ASSERT_EQ(APrimitive(X.data(), Y.data(), static_cast<std::int32_t>(Count)), ippStsNoErr);
+    for (std::size_t I = 0; I < Count; ++I)
+      ASSERT_EQ(Y[I], ADefinition(X[I])) << I << " of " << Count;
+    ASSERT_EQ(Y[Count], AUntouched);
+  }
+}
+
+TEST(BasicVectors, ConversionsAndIntegersOfEveryLength) {
+  const std::vector<double> X = RandomSamples(70, 1e5);
+  ExpectElements<double, std::int32_t>(
+      X, 9, [](auto... A) { return ippsConvert_64f32s_Sfs(A..., ippRndNear, 0); },
+      [](double A) { return static_cast<std::int32_t>(std::nearbyint(A)); });
+  ExpectElements<double, float>(
+      X, 9, [](auto... A) { return ippsConvert_64f32f(A...); },
+      [](double A) { return static_cast<float>(A); });
+
+  std::vector<std::int32_t> V(70);
+  for (std::size_t I = 0; I < V.size(); ++I) V[I] = static_cast<std::int32_t>(X[I] * 20000);
+  ExpectElements<std::int32_t, double>(
+      V, 9, [](auto... A) { return ippsConvert_32s64f(A...); }, [](std::int32_t A) { return A; });
+  const auto Saturated = [](std::int64_t A) {
+    return static_cast<std::int32_t>(std::clamp<std::int64_t>(A, Min, Max));
+  };
+  constexpr std::int32_t Value = 1500000000;
+  ExpectElements<std::int32_t, std::int32_t>(
+      V, 9, [](auto A, auto... B) { return ippsAddC_32s_Sfs(A, Value, B..., 0); },
+      [=](std::int32_t A) { return Saturated(std::int64_t{A} + Value); });
+  ExpectElements<std::int32_t, std::int32_t>(
+      V, 9, [](auto A, auto... B) { return ippsSubCRev_32s_Sfs(A, -Value, B..., 0); },
+      [=](std::int32_t A) { return Saturated(std::int64_t{-Value} - A); });
+  ExpectElements<std::int32_t, std::int32_t>(
+      V, 9, [](auto A, auto... B) { return ippsMulC_32s_Sfs(A, 3, B..., 0); },
+      [=](std::int32_t A) { return Saturated(std::int64_t{A} * 3); });
+}
+
+TEST(BasicVectors, SinglePrecisionRoundsToTheNearestAndComesBackExact) {
+  const double X[] = {
+      1 + 0x1p-24, 1 + 0x3p-24, -0x1.fffffefp+127, 0x1.ffffffp+127, 0x1p-149, 0x1p-150, NaN,
+      -Inf,        -0.0};
+  const float Single[] = {1.0F, 1 + 0x1p-22F, -0x1.fffffep+127F, HUGE_VALF, 0x1p-149F,
+                          0.0F, NAN,          -HUGE_VALF,        -0.0F};
+  float Y[9];
+  double Back[9];
+  ASSERT_EQ(ippsConvert_64f32f(X, Y, 9), ippStsNoErr);
+  ASSERT_EQ(ippsConvert_32f64f(Y, Back, 9), ippStsNoErr);
+  for (int I = 0; I < 9; ++I) {
+    EXPECT_TRUE(Y[I] == Single[I] || (I == 6 && std::isnan(Y[I]))) << I << ": " << Y[I];
+    EXPECT_TRUE(Back[I] == static_cast<double>(Single[I]) || (I == 6 && std::isnan(Back[I]))) << I;
+    EXPECT_EQ(std::signbit(Y[I]), std::signbit(Single[I])) << I;
+  }
+}
+
 }  // namespace
-}  // namespace tessalune::builtins
+}  // namespace tessalune::test

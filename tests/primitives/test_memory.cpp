@@ -74,8 +74,8 @@ TEST(Memory, SupportRoutinesRefuseNullThenLength) {
   EXPECT_EQ(ippsZero_64f(&X, 0), ippStsSizeErr);
   EXPECT_EQ(ippsCopy_64f(nullptr, &X, 0), ippStsNullPtrErr);
   EXPECT_EQ(ippsCopy_64f(&X, &X, -1), ippStsSizeErr);
-  EXPECT_EQ(builtins::ippsPhase_64fc(&C, nullptr, 0), ippStsNullPtrErr);
-  EXPECT_EQ(builtins::ippsPhase_64fc(&C, &X, 0), ippStsSizeErr);
+  EXPECT_EQ(ippsPhase_64fc(&C, nullptr, 0), ippStsNullPtrErr);
+  EXPECT_EQ(ippsPhase_64fc(&C, &X, 0), ippStsSizeErr);
   EXPECT_EQ(ownsZero_8u(nullptr, 0), ippStsNullPtrErr);
   EXPECT_EQ(ownsZero_8u(&B, 0), ippStsSizeErr);
   EXPECT_EQ(ownsCopy_8u(&B, nullptr, 0), ippStsNullPtrErr);
@@ -87,7 +87,7 @@ TEST(Memory, SupportRoutinesRefuseNullThenLength) {
 TEST(Memory, PhaseCoversTheFourQuadrants) {
   const TComplex Source[] = {{1, 1}, {-1, 1}, {-1, -1}, {1, -1}, {0, 2}};
   double Phase[5];
-  ASSERT_EQ(builtins::ippsPhase_64fc(Source, Phase, 5), ippStsNoErr);
+  ASSERT_EQ(ippsPhase_64fc(Source, Phase, 5), ippStsNoErr);
   const double Expected[] = {0.25, 0.75, -0.75, -0.25, 0.5};
   for (int I = 0; I < 5; ++I) EXPECT_DOUBLE_EQ(Phase[I], Expected[I] * 3.14159265358979323846) << I;
 }

@@ -74,9 +74,16 @@ class TRefusalCheck {
     EXPECT_EQ(FBuffers, FUntouched) << FName << " wrote, argument " << AIndex;
   }
 
+  // Those whose rules for null pointers are others; they have tests of their own.
+  bool MayBeNull(std::size_t AIndex) const {
+    return (FName == "ippsCartToPolar_64fc" && AIndex > 0) ||
+           (FName == "ippsRealToCplx_64f" && AIndex < 2);
+  }
+
   template <std::size_t I>
   void RunNull() {
     if constexpr (std::is_pointer_v<std::tuple_element_t<I, TTuple>>) {
+      if (MayBeNull(I)) return;
       TTuple Arguments = Valid();
       std::get<I>(Arguments) = nullptr;
       ExpectRefusal(Arguments, ippStsNullPtrErr, I);

@@ -24,6 +24,15 @@ inline void Accumulate(double (&AAccumulators)[Lanes], const double* pSrc, std::
     AAccumulators[L] = AFunction(AAccumulators[L], pSrc[I + L]);
 }
 
+// The lanes by AFunction, in halves.
+template <class TFunction>
+inline double Fold(double (&AAccumulators)[Lanes], TFunction AFunction) noexcept {
+  for (std::size_t Half = Lanes / 2; Half > 0; Half /= 2)
+    for (std::size_t L = 0; L < Half; ++L)
+      AAccumulators[L] = AFunction(AAccumulators[L], AAccumulators[L + Half]);
+  return AAccumulators[0];
+}
+
 // All samples by AFunction, which is commutative and has the neutral element ANeutral.
 template <class TFunction>
 inline double Reduce(const double* pSrc, std::size_t ACount, double ANeutral,
@@ -31,14 +40,17 @@ inline double Reduce(const double* pSrc, std::size_t ACount, double ANeutral,
   double Accumulators[Lanes];
   for (double& A : Accumulators) A = ANeutral;
   Accumulate(Accumulators, pSrc, ACount, AFunction);
-  for (std::size_t Half = Lanes / 2; Half > 0; Half /= 2)
-    for (std::size_t L = 0; L < Half; ++L)
-      Accumulators[L] = AFunction(Accumulators[L], Accumulators[L + Half]);
-  return Accumulators[0];
+  return Fold(Accumulators, AFunction);
 }
 
 inline double Sum(const double* pSrc, std::size_t ACount) noexcept {
   return Reduce(pSrc, ACount, 0.0, [](double A, double B) { return A + B; });
+}
+
+inline double SumOfSquares(const double* pSrc, std::size_t ACount) noexcept {
+  double Squares[Lanes] = {};
+  Accumulate(Squares, pSrc, ACount, [](double A, double B) { return A + B * B; });
+  return Fold(Squares, [](double A, double B) { return A + B; });
 }
 
 // Infinity if there is no number among the samples; so is the other's bound, of the other sign.
