@@ -167,4 +167,13 @@ TESSALUNE_INLINE void Dft(TPair<V>* X) noexcept {
   }
 }
 
+// Calls AFunction with the radix as a compile-time constant, if there is straight-line code for it;
+// false if not.
+template <int... ARadices, class TFunction>
+TESSALUNE_INLINE constexpr bool WithRadix(int ARadix, TFunction AFunction) noexcept {
+  return ((ARadix == ARadices &&
+           (static_cast<void>(AFunction(std::integral_constant<int, ARadices>{})), true)) ||
+          ...);
+}
+
 }  // namespace tessalune::TESSALUNE_BUILTINS::kernels

@@ -11,14 +11,6 @@
 // further stage merges in place.
 namespace tessalune::TESSALUNE_BUILTINS::kernels {
 
-// Calls AFunction with the radix as a compile-time constant, if there is straight-line code for it;
-// false if not.
-template <int... ARadices, class TFunction>
-TESSALUNE_INLINE bool WithRadix(int ARadix, TFunction AFunction) noexcept {
-  return ((ARadix == ARadices && (AFunction(std::integral_constant<int, ARadices>{}), true)) ||
-          ...);
-}
-
 // Those of the innermost factor, and those of the stages that merge.
 template <class TFunction>
 TESSALUNE_INLINE bool WithInnerRadix(int ARadix, TFunction AFunction) noexcept {

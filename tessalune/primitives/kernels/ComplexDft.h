@@ -32,7 +32,7 @@ constexpr bool IsSmooth(std::int32_t ALength) noexcept {
 
 template <class TFunction>
 TESSALUNE_INLINE bool WithShortLength(std::int32_t ALength, TFunction AFunction) noexcept {
-  return WithRadix<8, 4, 2, 3, 5, 7, 1, 11, 13>(ALength, AFunction);
+  return WithRadix<8, 4, 2, 3, 5, 6, 7, 1, 9, 10, 11, 13, 15>(ALength, AFunction);
 }
 
 inline TRoad RoadOf(std::int32_t ALength) noexcept {
@@ -54,6 +54,12 @@ struct TDirectTables {
 
 template <class T>
 struct TComplexDft {
+  // The transform times AScale. ASource may be ATarget. AWork: WorkBytes, aligned to a cache line.
+  using TRun = void (*)(const TComplexDft& ADft, const T* ASource, T* ATarget, T AScale,
+                        std::byte* AWork) noexcept;
+
+  TRun Forward;
+  TRun Inverse;
   TRoad Road;
   std::int32_t Length;
   std::int32_t InnerLength;  // convolution: of the inner transforms
@@ -229,37 +235,62 @@ void RunConvolution(const TComplexDft<T>& ADft, const T* ASource, T* ATarget, T 
   MultiplyComplex<T, After>(Buffer, ADft.Chirp, ATarget, Length, AScale);
 }
 
-template <class T, bool AInverse>
-bool RunShort(std::int32_t ALength, const T* ASource, T* ATarget, T AScale) noexcept {
+template <class T, bool AInverse, int F>
+void RunShort(const TComplexDft<T>&, const T* ASource, T* ATarget, T AScale, std::byte*) noexcept {
   constexpr int Re = AInverse ? 1 : 0;
   constexpr int Im = AInverse ? 0 : 1;
-  return WithShortLength(ALength, [&](auto AFactor) {
-    constexpr int F = decltype(AFactor)::value;
-    TArray<TPair<T>, F> X;
-    Repeat<F>(TESSALUNE_EACH(I) { X[I] = {ASource[2 * I + Re], ASource[2 * I + Im]}; });
-    Dft<T, F>(X);
-    Repeat<F>(TESSALUNE_EACH(I) {
-      ATarget[2 * I + Re] = X[I].Re * AScale;
-      ATarget[2 * I + Im] = X[I].Im * AScale;
-    });
+  TArray<TPair<T>, F> X;
+  Repeat<F>(TESSALUNE_EACH(I) { X[I] = {ASource[2 * I + Re], ASource[2 * I + Im]}; });
+  Dft<T, F>(X);
+  Repeat<F>(TESSALUNE_EACH(I) {
+    ATarget[2 * I + Re] = X[I].Re * AScale;
+    ATarget[2 * I + Im] = X[I].Im * AScale;
   });
 }
 
-// The transform times AScale. ASource may be ATarget. AWork: WorkBytes, aligned to a cache line.
+// What runs a transform whose plan is known but for this.
 template <class T, bool AInverse>
-[[gnu::noinline]] void RunComplexDft(const TComplexDft<T>& ADft, const T* ASource, T* ATarget,
-                                     T AScale, std::byte* AWork) noexcept {
+typename TComplexDft<T>::TRun RunOf(const TComplexDft<T>& ADft) noexcept {
+  typename TComplexDft<T>::TRun Result = nullptr;
   switch (ADft.Road) {
     case TRoad::Short:
-      RunShort<T, AInverse>(ADft.Length, ASource, ATarget, AScale);
-      return;
+      WithShortLength(ADft.Length, [&](auto F) { Result = &RunShort<T, AInverse, F>; });
+      break;
     case TRoad::Smooth:
-      return RunSmooth<T, AInverse>(ADft.Smooth, ASource, ATarget, AScale, AWork);
+      WithLanes<T>(ADft.Smooth.Lanes, [&](auto ALanes) {
+        constexpr int L = decltype(ALanes)::value;
+        Result = [](const TComplexDft<T>& APlan, const T* ASource, T* ATarget, T AScale,
+                    std::byte* AWork) noexcept {
+          TSmoothRun<T, L, AInverse>(APlan.Smooth, AScale, AWork).Run(ASource, ATarget);
+        };
+        if constexpr (L >= 4)
+          if (ADft.Smooth.IsFused)
+            WithFusedRows(ADft.Smooth.First.Length, [&](auto ARows) {
+              constexpr int M = decltype(ARows)::value;
+              Result = [](const TComplexDft<T>& APlan, const T* ASource, T* ATarget, T AScale,
+                          std::byte*) noexcept {
+                RunFused<T, L, M, AInverse>(ASource, ATarget, APlan.Smooth.Twiddles, AScale);
+              };
+            });
+      });
+      break;
     case TRoad::Direct:
-      return RunDirect<T, AInverse>(ADft.Direct, ASource, ATarget, AScale, AWork);
+      Result = [](const TComplexDft<T>& APlan, const T* ASource, T* ATarget, T AScale,
+                  std::byte* AWork) noexcept {
+        RunDirect<T, AInverse>(APlan.Direct, ASource, ATarget, AScale, AWork);
+      };
+      break;
     case TRoad::Convolution:
-      return RunConvolution<T, AInverse>(ADft, ASource, ATarget, AScale, AWork);
+      Result = &RunConvolution<T, AInverse>;
+      break;
   }
+  return Result;
+}
+
+template <class T, bool AInverse>
+TESSALUNE_INLINE void RunComplexDft(const TComplexDft<T>& ADft, const T* ASource, T* ATarget,
+                                    T AScale, std::byte* AWork) noexcept {
+  (AInverse ? ADft.Inverse : ADft.Forward)(ADft, ASource, ATarget, AScale, AWork);
 }
 
 // The smallest power of two that holds a linear convolution of two times ALength samples.
@@ -278,21 +309,23 @@ void LayOutComplexDft(TComplexDft<T>& ADft, std::int32_t ALength, TRootsOf&& ARo
   ADft.Length = ALength;
   switch (ADft.Road) {
     case TRoad::Short:
-      return;
+      break;
     case TRoad::Smooth:
       LayOutSmooth(ADft.Smooth, ALength, ARootsOf(ALength), ALayout);
       ADft.WorkBytes = ADft.Smooth.WorkBytes;
-      return;
+      break;
     case TRoad::Direct:
       LayOutDirect(ADft.Direct, ALength, ARootsOf(ALength), ALayout);
       ADft.WorkBytes = DirectWorkBytes(ADft.Direct);
-      return;
+      break;
     case TRoad::Convolution:
       ADft.InnerLength = ConvolutionLength(ALength);
       LayOutConvolution(ADft, ARootsOf(2 * std::int64_t{ALength}), ARootsOf(ADft.InnerLength),
                         ALayout);
-      return;
+      break;
   }
+  ADft.Forward = RunOf<T, false>(ADft);
+  ADft.Inverse = RunOf<T, true>(ADft);
 }
 
 }  // namespace tessalune::TESSALUNE_BUILTINS::kernels

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <tessalune/primitives/kernels/ColumnFft.h>
+#include <tessalune/primitives/kernels/FusedDft.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -24,6 +25,7 @@ struct TSmoothPlan {
   std::int32_t Lanes;
   std::int32_t Columns;   // B
   std::int32_t Groups;    // vectors that hold the columns
+  bool IsFused;           // both steps are one
   bool HasShortRows;      // the second step is straight-line code
   TColumnPlan<T> First;   // over M
   TColumnPlan<T> Second;  // over B

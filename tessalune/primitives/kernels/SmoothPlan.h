@@ -117,8 +117,11 @@ double CostOfSplit(const TSplit& ASplit) noexcept {
       Gather + CostOfColumns(Second, ASplit.Columns) + (IsDirect ? 0 : 4.0 * ASplit.Columns);
   const double Few =
       (ASplit.Rows < L ? 4.0 * ASplit.Columns : 0) + (ASplit.Columns < L ? 4.0 * ASplit.Rows : 0);
+  // What it takes to go through memory, and from function to function.
+  const double Detour = IsFused(ASplit.Rows, ASplit.Columns, L) ? 0 : 80;
   const double Width = L * static_cast<int>(sizeof(T)) > 32 ? 1.0 : 0.55;
-  return Width * (Groups * CostOfColumns(First, ASplit.Rows) * FromFar + Lines * Line) + Few;
+  return Width * (Groups * CostOfColumns(First, ASplit.Rows) * FromFar + Lines * Line) + Few +
+         Detour;
 }
 
 // The best split of a length that is no prime.
@@ -263,13 +266,17 @@ void LayOutSmooth(TSmoothPlan<T>& APlan, std::int32_t ALength, const TRootsOfUni
   LayOutColumns(APlan.First, M, ALength, ARoots, ALayout);
   LayOutColumns(APlan.Second, B, ALength, ARoots, ALayout);
   APlan.HasShortRows = APlan.Second.StageCount == 0 && APlan.Second.LongestRadix == 0;
-  APlan.WorkBytes = WithLanes<T>(L, [&](auto ALanes) { return WorkBytesOf<T, ALanes>(APlan); });
+  APlan.IsFused = IsFused(M, B, L);
+  APlan.WorkBytes =
+      APlan.IsFused ? 0
+                    : WithLanes<T>(L, [&](auto ALanes) { return WorkBytesOf<T, ALanes>(APlan); });
 
   APlan.Lines = (M + L - 1) / L;
   LayOutTwiddles(APlan, ALength, ARoots, ALayout);
 }
 
-// The transform itself. ASource may be ATarget. AWork: WorkBytes, aligned to a cache line.
+// The transform itself, of a length that is not fused. ASource may be ATarget. AWork: WorkBytes,
+// aligned to a cache line.
 template <class T, bool AInverse>
 void RunSmooth(const TSmoothPlan<T>& APlan, const T* ASource, T* ATarget, T AScale,
                std::byte* AWork) noexcept {
