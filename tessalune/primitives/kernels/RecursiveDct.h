@@ -33,9 +33,9 @@ inline void FillSecants(double* ASecants, std::int32_t ALength,
       *ASecants++ = 0.5 / ARoots((2 * I + 1) * (ALength / M)).Re;
 }
 
-// One butterfly of a level: AFunction on a pair of vectors of a block of AHalf * 2 values, at
-// AIndex from its start and, mirrored, at AIndex from its end; then the same at the mirror image of
-// AIndex in the half. Together they read and write the same places, so that ASource may be ATarget.
+// One level of a block of 2 Half values: forward, its sums and scaled differences; inverse, back.
+// The vector at an index of the half and the one at the mirror image of the index read and write
+// the same places between them, so that Target may be Source.
 template <bool AInverse>
 struct TDctLevel {
   static constexpr int L = MaxLanes<double>;
