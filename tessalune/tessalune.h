@@ -3,6 +3,7 @@
 
 #include <tessalune/primitives/BasicFilters.h>
 #include <tessalune/primitives/BasicWindows.h>
+#include <tessalune/primitives/Dct.h>
 #include <tessalune/primitives/InstructionSet.h>
 #include <tessalune/primitives/Ippptypes.h>
 #include <tessalune/primitives/Libcdispatcher.h>

@@ -2,6 +2,7 @@
 
 #include <tessalune/primitives/BasicFilters.h>
 #include <tessalune/primitives/BasicWindows.h>
+#include <tessalune/primitives/Dct.h>
 #include <tessalune/primitives/Ippptypes.h>
 #include <tessalune/primitives/PrimitiveTable.h>
 #include <tessalune/primitives/QSComplex.h>
@@ -280,7 +281,8 @@ IppStatus ippsRandUniform_Direct_64f(double* pDst, std::int32_t len, double low,
   X(ippsRandUniform_Direct_64f)                   \
   TESSALUNE_BASICFILTERS_PRIMITIVES(X)            \
   TESSALUNE_BASICWINDOWS_PRIMITIVES(X)            \
-  TESSALUNE_BASIC_TRANSFORM_PRIMITIVES(X)
+  TESSALUNE_BASIC_TRANSFORM_PRIMITIVES(X)         \
+  TESSALUNE_BASIC_DCT_PRIMITIVES(X)
 
 TESSALUNE_QSBASICDISPATCHER_PRIMITIVES(TESSALUNE_DECLARE_PRIMITIVE)
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <tessalune/primitives/Dct.h>
 #include <tessalune/primitives/Ippptypes.h>
 #include <tessalune/primitives/PrimitiveTable.h>
 #include <tessalune/primitives/QSComplex.h>
@@ -147,6 +148,7 @@ IppStatus ippsSquare_Direct_64f(double* pDst, std::int32_t len, double magn, dou
   X(ippsCopy_64fc)                           \
   X(ippsMove_64fc)                           \
   TESSALUNE_DFT_PRIMITIVES(X)                \
+  TESSALUNE_DCT_PRIMITIVES(X)                \
   X(ippsGoertz_64fc)                         \
   X(ippsAbs_64f)                             \
   X(ippsVectorRamp_64f)

@@ -83,7 +83,8 @@ TEST_F(Binding, UnitsBindInOrderAndNoNameTwice) {
     EXPECT_TRUE(Names.insert(Primitive.Name).second) << Primitive.Name;
     if (Units.empty() || Units.back() != Primitive.Unit) Units.emplace_back(Primitive.Unit);
   }
-  EXPECT_EQ(Units, (std::vector<std::string>{"QSDispatcher", "QSBasicDispatcher"}));
+  EXPECT_EQ(Units,
+            (std::vector<std::string>{"QSDispatcher", "QSHilbertDispatcher", "QSBasicDispatcher"}));
 }
 
 TEST(Status, TellsItsNameAndMeaning) {

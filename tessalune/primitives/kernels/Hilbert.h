@@ -1,0 +1,59 @@
+#pragma once
+
+#include <tessalune/primitives/kernels/DftSpec.h>
+
+#include <algorithm>
+#include <cstdint>
+
+// The analytic signal of a block of real samples: its spectrum, with the negative frequencies taken
+// away and the positive ones doubled, transformed back.
+namespace tessalune::TESSALUNE_BUILTINS::kernels {
+
+struct THilbert {
+  std::int32_t Length;
+  TRealDft<float> Real;
+  TComplexDft<float> Complex;
+  std::size_t WorkBytes;  // of the larger transform
+};
+
+struct THilbertSpec : TSpecHead {
+  std::int32_t hint;
+  THilbert Dft;  // by the name that transforms have in all plans
+};
+
+// Both transforms have their tables in the one block of the plan: it exists as a whole or not at
+// all.
+inline bool MakeHilbert(THilbertSpec& ASpec, std::int32_t ALength) noexcept {
+  THilbert& Hilbert = ASpec.Dft;
+  const bool Made = MakeTables(ASpec, [&](TPlanRoots& ARoots, TLayout& ALayout) {
+    Hilbert.Length = ALength;
+    LayOutRealDft(Hilbert.Real, ALength, ARoots, ALayout);
+    LayOutComplexDft(Hilbert.Complex, ALength, ARoots, ALayout);
+    Hilbert.WorkBytes = std::max(Hilbert.Real.WorkBytes, Hilbert.Complex.WorkBytes);
+  });
+  return Made && (Hilbert.Real.IsDirect || FinishTables(Hilbert.Real.Complex)) &&
+         FinishTables(Hilbert.Complex);
+}
+
+// ATarget: 2 Length values, apart from ASource. AWork: WorkBytes, aligned to a cache line.
+inline void RunHilbert(const THilbert& AHilbert, const float* ASource, float* ATarget,
+                       std::byte* AWork) noexcept {
+  const std::ptrdiff_t Length = AHilbert.Length;
+  if (Length < 3) {
+    for (std::ptrdiff_t N = Length - 1; N >= 0; --N) {
+      ATarget[2 * N] = ASource[N];
+      ATarget[2 * N + 1] = 0;
+    }
+    return;
+  }
+  // All bins doubled, then halved again the two that have no counterpart: both are exact.
+  RunToBins(AHilbert.Real, TSpectrumLayout::Ccs, ASource, ATarget, 2.0F, AWork);
+  const std::ptrdiff_t Half = Length / 2;
+  ATarget[0] *= 0.5F;
+  if (Length % 2 == 0) ATarget[2 * Half] *= 0.5F;
+  std::fill(ATarget + 2 * (Half + 1), ATarget + 2 * Length, 0.0F);
+  RunComplexDft<float, true>(AHilbert.Complex, ATarget, ATarget,
+                             static_cast<float>(1.0 / static_cast<double>(Length)), AWork);
+}
+
+}  // namespace tessalune::TESSALUNE_BUILTINS::kernels
