@@ -146,8 +146,9 @@ class TSmoothRun {
   // Rows AFirst to AFirst + L - 1 of a group's columns, turned: X[i] is column i, its lanes the
   // rows.
   TESSALUNE_INLINE void Gather(int AFirst, int AGroup, TRow* X) const noexcept {
-    const TRow* Rows = FBetween + AGroup * FM + AFirst;
-    const T* Twiddles = FPlan.Twiddles + 2 * L * (AGroup * FM + AFirst);
+    const std::ptrdiff_t First = std::ptrdiff_t{AGroup} * FM + AFirst;
+    const TRow* Rows = FBetween + First;
+    const T* Twiddles = FPlan.Twiddles + 2 * L * First;
     TArray<V, L> Re;
     TArray<V, L> Im;
     Repeat<L>(TESSALUNE_EACH(I) {
