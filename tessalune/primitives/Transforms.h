@@ -28,7 +28,8 @@
 //   other N <= 150: primes            the sums, about N^2 multiplications
 //   other N > 150                     a circular convolution over a power of two of 2 N - 1 or more
 // A real plan of an even length stands on a complex one of half the length; of an odd length, the
-// sums serve up to 180.
+// sums serve up to 180. A convolution serves complex lengths up to 2^29; above that there is as
+// little a plan as where memory is exhausted.
 //
 // Accuracy. The relative error in the L2 norm, with eps the rounding error 2^-53 or 2^-24 of the
 // samples' type, is below

@@ -293,10 +293,18 @@ TESSALUNE_INLINE void RunComplexDft(const TComplexDft<T>& ADft, const T* ASource
   (AInverse ? ADft.Inverse : ADft.Forward)(ADft, ASource, ATarget, AScale, AWork);
 }
 
-// The smallest power of two that holds a linear convolution of two times ALength samples.
+// The longest length whose convolution has one that an int32 holds.
+constexpr std::int32_t LongestConvolution = std::int32_t{1} << 29;
+
+inline bool IsTooLong(std::int32_t ALength) noexcept {
+  return ALength > LongestConvolution && RoadOf(ALength) == TRoad::Convolution;
+}
+
+// The smallest power of two that holds a linear convolution of two times ALength samples, of which
+// there are LongestConvolution at most.
 constexpr std::int32_t ConvolutionLength(std::int32_t ALength) noexcept {
   std::int32_t Result = 1;
-  while (Result < 2 * std::int64_t{ALength} - 1) Result *= 2;
+  while (Result < 2 * ALength - 1) Result *= 2;
   return Result;
 }
 

@@ -150,6 +150,7 @@ bool SetScales(TSpec& ASpec, std::int32_t ALength, std::int32_t AFlag) noexcept 
 
 template <class T>
 bool MakeDft(TComplexSpec<T>& ASpec, std::int32_t ALength) noexcept {
+  if (IsTooLong(ALength)) return false;
   return MakeTables(ASpec,
                     [&](TPlanRoots& ARoots, TLayout& ALayout) {
                       LayOutComplexDft(ASpec.Dft, ALength, ARoots, ALayout);
@@ -159,6 +160,7 @@ bool MakeDft(TComplexSpec<T>& ASpec, std::int32_t ALength) noexcept {
 
 template <class T>
 bool MakeDft(TRealSpec<T>& ASpec, std::int32_t ALength) noexcept {
+  if (IsTooLong(ALength % 2 == 0 ? ALength / 2 : ALength)) return false;
   return MakeTables(ASpec,
                     [&](TPlanRoots& ARoots, TLayout& ALayout) {
                       LayOutRealDft(ASpec.Dft, ALength, ARoots, ALayout);

@@ -30,9 +30,9 @@ struct TSmoothPlan {
   TColumnPlan<T> First;   // over M
   TColumnPlan<T> Second;  // over B
   // The roots by which row k1 of group g is multiplied, Lanes real parts, then the imaginary ones:
-  // at (g M + k1) 2 Lanes. Of long transforms they are products, so that the tables stay in the
-  // cache: of those of the first row of a line, the line i of group g at (g Lines + i) 2 Lanes, and
-  // those of the difference to it, r at (g Lanes + r) 2 Lanes.
+  // at (g max(M, Lanes) + k1) 2 Lanes. Of long transforms they are products, so that the tables
+  // stay in the cache: of those of the first row of a line, the line i of group g at (g Lines + i)
+  // 2 Lanes, and those of the difference to it, r at (g Lanes + r) 2 Lanes.
   const T* Twiddles;
   const T* LineTwiddles;  // null if Twiddles has them all
   std::int32_t Lines;     // vectors that hold the rows
@@ -44,7 +44,7 @@ template <class T, int L>
 struct TSmoothWork {
   using TRow = TPair<TVector<T, L>>;
 
-  // What the first step leaves: the columns of group g from row g M on.
+  // What the first step leaves: the columns of group g from row g max(M, L) on.
   static std::size_t Between(const TSmoothPlan<T>& APlan) noexcept {
     return Size(std::max(APlan.First.Length, L)) * Size(APlan.Groups);
   }
@@ -106,7 +106,7 @@ class TSmoothRun {
       return RunColumns(FFew, L, FBetween);
     }
     for (int G = 0; G < FPlan.Groups; ++G)
-      RunColumns(ASource + 2 * std::min(G * L, FB - L), FB, FBetween + G * FM);
+      RunColumns(ASource + 2 * std::min(G * L, FB - L), FB, FBetween + G * GroupRows());
   }
 
   void RunSecond(T* ATarget) const noexcept {
@@ -153,12 +153,12 @@ class TSmoothRun {
 
   // The rows of line ALine of a group's columns, turned: X[i] is column i, its lanes the rows.
   TESSALUNE_INLINE void Gather(int ALine, int AGroup, TRow* X) const noexcept {
-    const int First = FirstRow(ALine);
-    const TRow* Rows = FBetween + AGroup * FM + First;
+    const std::ptrdiff_t First = AGroup * GroupRows() + FirstRow(ALine);
+    const TRow* Rows = FBetween + First;
     TArray<V, L> Re;
     TArray<V, L> Im;
     if (FPlan.LineTwiddles == nullptr) {
-      const T* Twiddles = FPlan.Twiddles + 2 * L * (AGroup * FM + First);
+      const T* Twiddles = FPlan.Twiddles + 2 * L * First;
       Repeat<L>(TESSALUNE_EACH(I) {
         const TRow Y = Multiply(Rows[I], Load<T, L>(Twiddles + 2 * L * I),
                                 Load<T, L>(Twiddles + 2 * L * I + L));
@@ -167,7 +167,7 @@ class TSmoothRun {
       });
     } else {
       const T* Twiddles = FPlan.Twiddles + 2 * L * L * AGroup;
-      const T* Line = FPlan.LineTwiddles + 2 * L * (AGroup * FPlan.Lines + ALine);
+      const T* Line = FPlan.LineTwiddles + 2 * L * (std::ptrdiff_t{AGroup} * FPlan.Lines + ALine);
       const V LineRe = Load<T, L>(Line);
       const V LineIm = Load<T, L>(Line + L);
       Repeat<L>(TESSALUNE_EACH(I) {
@@ -186,6 +186,9 @@ class TSmoothRun {
       Repeat<L>(TESSALUNE_EACH(I) { X[I] = {Re[I] * FScale, Im[I] * FScale}; });
     }
   }
+
+  // A line is read in full where there are fewer rows than lanes.
+  TESSALUNE_INLINE std::ptrdiff_t GroupRows() const noexcept { return std::max(FM, L); }
 
   // The last line may have rows of the last but one again.
   TESSALUNE_INLINE int FirstRow(int ALine) const noexcept {

@@ -1,0 +1,147 @@
+// What the transforms compute, against TSpectrumOracle.
+#include "TransformFamilies.h"
+
+namespace tessalune::test {
+namespace {
+
+TEST(SpectrumOracle, IsTheSumOfTheDefinition) {
+  for (std::int32_t Length = 1; Length <= 60; ++Length) {
+    std::vector<TExact> X(static_cast<std::size_t>(Length));
+    for (std::size_t I = 0; I < X.size(); ++I) X[I] = {1.0L * I, I % 3 == 0 ? -7.0L : 2.0L};
+    const std::vector<TExact> Y = TSpectrumOracle(X.size()).Forward(X);
+    for (std::size_t K = 0; K < X.size(); ++K) {
+      TExact Sum = 0;
+      long double Magnitudes = 0;
+      for (std::size_t I = 0; I < X.size(); ++I) {
+        const long double Turns = static_cast<long double>(I * K % X.size()) / Length;
+        Sum += X[I] * std::polar(1.0L, -2 * std::numbers::pi_v<long double> * Turns);
+        Magnitudes += std::abs(X[I]);
+      }
+      EXPECT_LE(std::abs(Y[K] - Sum), 0x1p-60L * Magnitudes) << Length << ", " << K;
+    }
+  }
+}
+
+// Both directions of one family, in place and not; nothing but the result is written.
+template <class TFamily>
+void ExpectAccurate(const TReferenceSpectrum& AReference,
+                    std::int32_t AFlag = IPP_FFT_NODIV_BY_ANY) {
+  using TValue = typename TFamily::TValue;
+  const std::int32_t Length = AReference.Length();
+  if (!HasLength<TFamily>(Length)) return;
+  const TOwnPlan<TFamily> Plan(Length, AFlag);
+  for (const TDirection Direction : Directions) {
+    SCOPED_TRACE(testing::Message()
+                 << TFamily::Name << (Direction == TDirection::Forward ? " forward" : " inverse")
+                 << ", length " << Length << ", flag " << AFlag);
+    const std::vector<TValue> Source = AReference.Source<TFamily>(Direction);
+    const std::vector<long double> Expected = AReference.Result<TFamily>(Direction);
+    const long double Scale = ScaleOf(AFlag, Direction, Length);
+    constexpr TValue Guard = 4711;
+    std::vector<TValue> Target(Expected.size() + 4, Guard);
+    std::vector<TValue> Both = Source;
+    Both.resize(std::max(Source.size(), Expected.size()));
+    ASSERT_EQ(Transform<TFamily>(Direction, Source.data(), Target.data(), Plan.get()), ippStsNoErr);
+    ASSERT_EQ(Transform<TFamily>(Direction, Both.data(), Both.data(), Plan.get()), ippStsNoErr);
+    const long double Bound = ErrorBound<TFamily>(Length);
+    EXPECT_LE(RelativeError(Target.data(), Expected, Scale), Bound);
+    EXPECT_LE(RelativeError(Both.data(), Expected, Scale), Bound) << "in place";
+    EXPECT_TRUE(std::all_of(Target.end() - 4, Target.end(), [](TValue X) { return X == Guard; }));
+  }
+}
+
+void ExpectAllAccurate(std::int32_t ALength, std::int32_t AFlag = IPP_FFT_NODIV_BY_ANY) {
+  const TReferenceSpectrum Reference(ALength);
+  ForEachFamily([&]<class TFamily>() { ExpectAccurate<TFamily>(Reference, AFlag); });
+}
+
+TEST(Transforms, AreAccurateAtEveryShortLength) {
+  for (std::int32_t Length = 1; Length <= 2048; ++Length) ExpectAllAccurate(Length);
+}
+
+// Mixed radices up to the largest ones, convolutions, and real samples over each of them.
+TEST(Transforms, AreAccurateAtLongLengthsOfEveryRoad) {
+  for (const std::int32_t Length : {4096, 4099, 8191, 8192, 2 * 4099, 16384, 22201, 32768, 44100,
+                                    48000, 65536, 131072, 1 << 20})
+    ExpectAllAccurate(Length);
+}
+
+TEST(Transforms, DivideAsTheFlagSays) {
+  for (const std::int32_t Flag :
+       {IPP_FFT_DIV_FWD_BY_N, IPP_FFT_DIV_INV_BY_N, IPP_FFT_DIV_BY_SQRTN, IPP_FFT_NODIV_BY_ANY})
+    for (const std::int32_t Length :
+         {1,   2,   3,   4,   5,   8,   13,  15,  16,  59,   64,   94,   120,
+          128, 149, 158, 179, 181, 256, 302, 362, 504, 1024, 2048, 4096, 8192})
+      ExpectAllAccurate(Length, Flag);
+}
+
+// A value that is not finite belongs to every sum, so that no result hides it.
+TEST(Transforms, ShowInfinitiesAndNansInEveryBinAndSample) {
+  ForEachFamily([]<class TFamily>() {
+    using TValue = typename TFamily::TValue;
+    for (const std::int32_t Length : {1,  2,   3,   4,   5,   8,   13,  16,  30,   45,  59,
+                                      94, 149, 151, 179, 181, 256, 302, 360, 1024, 8192}) {
+      if (!HasLength<TFamily>(Length)) continue;
+      const TOwnPlan<TFamily> Plan(Length);
+      for (const TDirection Direction : Directions)
+        for (const TValue Value :
+             {std::numeric_limits<TValue>::quiet_NaN(), -std::numeric_limits<TValue>::infinity()}) {
+          std::vector<TValue> Source(SourceValues<TFamily>(Direction, Length), TValue(0.5));
+          const std::size_t Middle = Source.size() / 2 & ~std::size_t{1};
+          for (const std::size_t Index : {std::size_t{0}, Middle}) {
+            std::vector<TValue> Changed = Source;
+            Changed[Index] = Value;
+            std::vector<TValue> Target(TargetValues<TFamily>(Direction, Length));
+            ASSERT_EQ(Transform<TFamily>(Direction, Changed.data(), Target.data(), Plan.get()),
+                      ippStsNoErr);
+            const bool HasPairs =
+                TFamily::Layout == TTransformLayout::Complex ||
+                (TFamily::Layout == TTransformLayout::Ccs && Direction == TDirection::Forward);
+            for (std::size_t I = 0; I < Target.size(); I += HasPairs ? 2 : 1)
+              EXPECT_FALSE(std::isfinite(Target[I]) && (!HasPairs || std::isfinite(Target[I + 1])))
+                  << TFamily::Name << ", " << static_cast<int>(Direction) << ", length " << Length
+                  << ", input " << Index << ", result " << I << " of " << Value;
+          }
+        }
+    }
+  });
+}
+
+// Drawn at random: family, length, flag, direction, memory.
+TEST(Transforms, AreAccurateHoweverTheyAreCalled) {
+  std::mt19937 Engine(20240607);
+  const auto Draw = [&](int ABelow) {
+    return std::uniform_int_distribution<int>(0, ABelow - 1)(Engine);
+  };
+  for (int Round = 0; Round < 150; ++Round) {
+    const auto Length = static_cast<std::int32_t>(std::exp2(Draw(1229) / 100.0));
+    const TReferenceSpectrum Reference(Length);
+    const std::int32_t Flag = 1 << Draw(4);
+    const TDirection Direction = Directions[Draw(2)];
+    const bool InPlace = Draw(2) == 0;
+    const bool HasBuffer = Draw(2) == 0;
+    const auto Shift = static_cast<std::size_t>(Draw(9));  // of the data, against a vector
+    ForEachFamily([&]<class TFamily>() {
+      using TValue = typename TFamily::TValue;
+      if (!HasLength<TFamily>(Length)) return;
+      const TOwnPlan<TFamily> Plan(Length, Flag);
+      const std::vector<TValue> Source = Reference.Source<TFamily>(Direction);
+      const std::vector<long double> Expected = Reference.Result<TFamily>(Direction);
+      std::vector<TValue> Target(Shift + std::max(Source.size(), Expected.size()));
+      std::copy(Source.begin(), Source.end(), Target.begin() + static_cast<std::ptrdiff_t>(Shift));
+      TValue* const Result = Target.data() + Shift;
+      std::vector<std::uint8_t> Buffer(static_cast<std::size_t>(Plan.BufferSize()) + 1);
+      ASSERT_EQ(Transform<TFamily>(Direction, InPlace ? Result : Source.data(), Result, Plan.get(),
+                                   HasBuffer ? Buffer.data() + 1 : nullptr),
+                ippStsNoErr);
+      EXPECT_LE(RelativeError(Result, Expected, ScaleOf(Flag, Direction, Length)),
+                ErrorBound<TFamily>(Length))
+          << TFamily::Name << ", length " << Length << ", flag " << Flag << ", direction "
+          << static_cast<int>(Direction) << ", in place " << InPlace << ", buffer " << HasBuffer
+          << ", round " << Round;
+    });
+  }
+}
+
+}  // namespace
+}  // namespace tessalune::test
