@@ -1,6 +1,6 @@
 #pragma once
 
-#include <tessalune/primitives/kernels/Lanes.h>
+#include <tessalune/primitives/kernels/Vector.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -15,7 +15,7 @@ class THistory {
  public:
   // Doubles that the memory of an object has.
   static constexpr std::size_t Size(std::size_t APast) noexcept {
-    return Margin(APast) + Room(APast) + NativeLanes;
+    return Margin(APast) + Room(APast) + RealLanes;
   }
 
   // Takes AMemory, of Size(APast) doubles, best aligned to a vector. The past becomes zeros.
@@ -50,7 +50,7 @@ class THistory {
  private:
   // The past in whole vectors, so that what follows it is aligned.
   static constexpr std::size_t Margin(std::size_t APast) noexcept {
-    return (APast + NativeLanes - 1) / NativeLanes * NativeLanes;
+    return (APast + RealLanes - 1) / RealLanes * RealLanes;
   }
 
   // At least as much as the past, so that a move costs a copy a sample at most.
