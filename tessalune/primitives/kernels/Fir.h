@@ -114,19 +114,20 @@ inline void Convolve(const double* pX, double* pDst, std::size_t ALength, const 
   std::memcpy(pDst + N, Last, (ALength - N) * sizeof *pDst);
 }
 
-// A filter and its past. pSrc may be pDst.
+// A filter and its past, with room for ARoom samples at least. pSrc may be pDst.
 class TDirectFir {
  public:
   // Doubles that the memory of an object has.
-  static constexpr std::size_t Size(std::size_t ATaps) noexcept {
-    return ATaps + THistory::Size(ATaps);
+  static constexpr std::size_t Size(std::size_t ATaps, std::size_t ARoom = 0) noexcept {
+    return ATaps + THistory::Size(ATaps, ARoom);
   }
 
-  void Attach(double* AMemory, const double* pTaps, std::size_t ACount) noexcept {
+  void Attach(double* AMemory, const double* pTaps, std::size_t ACount,
+              std::size_t ARoom = 0) noexcept {
     FTaps = AMemory;
     FCount = ACount;
     ArrangeTaps(pTaps, ACount, FTaps);
-    FHistory.Attach(AMemory + ACount, ACount);
+    FHistory.Attach(AMemory + ACount, ACount, ARoom);
   }
 
   void Filter(const double* pSrc, double* pDst, std::size_t ALength) noexcept {
@@ -134,12 +135,17 @@ class TDirectFir {
       std::size_t Length = ALength;
       double* const X = FHistory.Reserve(Length);
       std::memcpy(X, pSrc, Length * sizeof *X);
-      Convolve(X, pDst, Length, FTaps, FCount);
+      Convolve(X, pDst, Length);
       FHistory.Advance(Length);
       pSrc += Length;
       pDst += Length;
       ALength -= Length;
     }
+  }
+
+  // The outputs for what lies at pX in the history.
+  void Convolve(const double* pX, double* pDst, std::size_t ALength) const noexcept {
+    kernels::Convolve(pX, pDst, ALength, FTaps, FCount);
   }
 
   std::size_t Count() const noexcept { return FCount; }
