@@ -74,14 +74,15 @@ TESSALUNE_INLINE void Store(T* ATarget, TVector<T, ALanes> AValue) noexcept {
   *reinterpret_cast<typename TVectorOf<T, ALanes>::Unaligned*>(ATarget) = AValue;
 }
 
-// The widest vectors, of a type that the arguments tell.
+// As many elements as TReals has, of a type that the arguments tell.
 template <class T>
-TESSALUNE_INLINE TVector<T, MaxLanes<T>> Load(const T* ASource) noexcept {
-  return Load<T, MaxLanes<T>>(ASource);
+TESSALUNE_INLINE auto Load(const T* ASource) noexcept {
+  return Load<T, MaxLanes<double>>(ASource);
 }
 
-TESSALUNE_INLINE void Store(double* ATarget, TReals AValue) noexcept {
-  Store<double, MaxLanes<double>>(ATarget, AValue);
+template <class T, class V>
+TESSALUNE_INLINE void Store(T* ATarget, V AValue) noexcept {
+  Store<T, MaxLanes<double>>(ATarget, AValue);
 }
 
 // Complex numbers, a lane each. Copied part by part: as a whole, arrays of them would be copied
