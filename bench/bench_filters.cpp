@@ -226,7 +226,7 @@ TSamples ExpectedGoertzel(const TSamples& AX) {
 
 void AddFirs(std::vector<TCase>& ACases) {
   const TSamples X = RandomSamples(1024);
-  for (const std::size_t Count : {8u, 41u, 128u, 1001u}) {
+  for (const std::size_t Count : {8u, 41u, 128u, 1001u, 4001u}) {
     const TSamples Taps = RandomSamples(Count);
     const TSamples Expected = ExpectedFir(Taps, X);
     const std::string Name = "fir/" + std::to_string(Count) + '/';

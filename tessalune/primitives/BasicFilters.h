@@ -11,9 +11,10 @@
 // provider that made it: another one, or the built-ins for another instruction set, give
 // ippStsContextMatchErr, as for a state of another kind. A state is for one thread at a time.
 //
-// A stream may be cut into blocks as one likes, down to one sample: the outputs and what the state
-// then holds are the same, bit for bit. They differ by rounding between instruction sets. pDst may
-// be pSrc, but must not overlap it in another way.
+// A stream may be cut into blocks as one likes, down to one sample: what the state then holds is
+// the same, and so are the outputs, bit for bit but for the rounding errors of long finite
+// responses. They differ by rounding between instruction sets. pDst may be pSrc, but must not
+// overlap it in another way.
 namespace tessalune {
 
 struct IppsFIRState_64f;
@@ -21,9 +22,30 @@ struct IppsIIRState_64f;
 
 namespace builtins {
 
-// Finite impulse response: y[n] = sum of pTaps[k] x[n - k], k from 0 to tapsLen - 1. The error of
-// an output is at most (tapsLen + 1) rounding errors of the sum of |pTaps[k] x[n - k]|, and far
-// less for a long filter, whose products are summed up in several sums.
+// Finite impulse response: y[n] = sum of pTaps[k] x[n - k], k from 0 to tapsLen - 1, each as soon
+// as x[n] is there. There are two roads:
+//
+//   the sums     The error of an output is at most (tapsLen + 1) eps times the sum of
+//                |pTaps[k] x[n - k]|, eps = 2^-53, and far less for a long filter, whose products
+//                are summed up in several sums. How a stream is cut into blocks changes no bit.
+//   the spectra  With 256 taps or more, the samples of a call are convolved in frames by Fourier
+//                transforms (overlap-save). A frame has F samples, F the smallest power of two that
+//                is at least tapsLen - 1 + max(1024, tapsLen / 2): tapsLen - 1 of the past, then up
+//                to F - tapsLen + 1 of the call, then zeros. The error of its outputs is at most
+//                    12 log2(F) eps |taps| |frame|
+//                with Euclidean norms: a frame's largest samples make the errors of all its
+//                outputs, also of those before them. The cut into blocks changes these errors.
+//
+// The bound: each of the log2(F) levels of a transform is an addition and at most a multiplication
+// by a rounded complex factor, less than 4 eps relative to the magnitudes that it sums up; those of
+// three transforms, of the taps, the frame and the product, meet in sums over |taps' spectrum|
+// |frame's spectrum| / F, which are at most |taps| |frame|. Errors of data without structure add up
+// like random ones, to a few eps |taps| |frame| / sqrt(F).
+//
+// Frames are for what is worth them: for fewer than 6 F log2(F) / tapsLen samples, a short call or
+// the end of a long one, the sums take less time. They also serve a frame in which something
+// overflows or is not finite from the begin: so on both roads an infinity or a NaN reaches the next
+// tapsLen outputs and no others, at the cost of the sums.
 //
 // The delay line has tapsLen samples, the latest first: pDlyLine[k] = x[n - 1 - k] for the next n;
 // the last of them takes part in no output any more.

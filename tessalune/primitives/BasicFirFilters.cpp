@@ -1,21 +1,19 @@
 #include <tessalune/primitives/ArgumentChecks.h>
 #include <tessalune/primitives/BasicFilters.h>
 #include <tessalune/primitives/StateMemory.h>
-#include <tessalune/primitives/kernels/Fir.h>
+#include <tessalune/primitives/kernels/LongFir.h>
 
 namespace tessalune::TESSALUNE_BUILTINS {
 namespace {
 
-// The filter is the only road so far. Another one, for long filters, would be a second member that
-// ippsFIRInitAlloc_64f chooses by tapsLen; both keep their past in a THistory.
 struct TFirState {
   static constexpr std::int32_t Context = ContextOf(0x46495200);
 
   std::int32_t IdCtx;
-  kernels::TDirectFir Filter;
+  kernels::TFir Filter;
 };
 
-void SetDelayLine(kernels::TDirectFir& AFilter, const double* pDlyLine) noexcept {
+void SetDelayLine(kernels::TFir& AFilter, const double* pDlyLine) noexcept {
   for (std::size_t K = 0; K < AFilter.Count(); ++K)
     AFilter.History().Ago(K + 1) = pDlyLine ? pDlyLine[K] : 0.0;
 }
@@ -27,9 +25,12 @@ IppStatus ippsFIRInitAlloc_64f(IppsFIRState_64f** ppState, const double* pTaps,
   if (!ppState || !pTaps) return ippStsNullPtrErr;
   if (tapsLen < 1) return ippStsFIRLenErr;
   double* Memory = nullptr;
-  auto* const State = AllocateRecord<TFirState>(kernels::TDirectFir::Size(Count(tapsLen)), Memory);
+  auto* const State = AllocateRecord<TFirState>(kernels::TFir::Size(Count(tapsLen)), Memory);
   if (!State) return ippStsMemAllocErr;
-  State->Filter.Attach(Memory, pTaps, Count(tapsLen));
+  if (!State->Filter.Attach(Memory, pTaps, Count(tapsLen))) {
+    FreeRecord(State);
+    return ippStsMemAllocErr;
+  }
   if (pDlyLine) SetDelayLine(State->Filter, pDlyLine);
   *ppState = reinterpret_cast<IppsFIRState_64f*>(State);
   return ippStsNoErr;
@@ -39,6 +40,7 @@ IppStatus ippsFIRFree_64f(IppsFIRState_64f* pState) noexcept {
   if (!pState) return ippStsNullPtrErr;
   auto* const State = RecordOf<TFirState>(pState);
   if (!State) return ippStsContextMatchErr;
+  State->Filter.Free();
   FreeRecord(State);
   return ippStsNoErr;
 }

@@ -8,27 +8,27 @@
 namespace tessalune::TESSALUNE_BUILTINS {
 namespace {
 
+using kernels::RealLanes;
 using kernels::TReals;
 using kernels::TWords;
-using kernels::Width;
 
 // The C library's angles of the lanes that the vectors' one does not serve.
 [[gnu::noinline]] TReals AnglesOutside(TReals ADone, TWords AOutside, TReals Y, TReals X) noexcept {
-  for (std::size_t L = 0; L < Width; ++L)
+  for (std::size_t L = 0; L < RealLanes; ++L)
     if (AOutside[L] != 0) ADone[L] = _atan2(Y[L], X[L]);
   return ADone;
 }
 
 // In its loop, where its constants stay in registers.
-[[gnu::always_inline]] inline TReals Angles(const kernels::TPairs& ASamples) noexcept {
-  const kernels::TAngle Angle = kernels::Atan2(ASamples.Second, ASamples.First);
+[[gnu::always_inline]] inline TReals Angles(const kernels::TComplexes& ASamples) noexcept {
+  const kernels::TAngle Angle = kernels::Atan2(ASamples.Im, ASamples.Re);
   if (!kernels::Any(Angle.Outside)) [[likely]]
     return Angle.Value;
-  return AnglesOutside(Angle.Value, Angle.Outside, ASamples.Second, ASamples.First);
+  return AnglesOutside(Angle.Value, Angle.Outside, ASamples.Im, ASamples.Re);
 }
 
 [[gnu::noinline]] kernels::TSinCos SinCosOutside(kernels::TSinCos ADone, TReals X) noexcept {
-  for (std::size_t L = 0; L < Width; ++L)
+  for (std::size_t L = 0; L < RealLanes; ++L)
     if (ADone.Outside[L] != 0) {
       ADone.Sin[L] = _sin(X[L]);
       ADone.Cos[L] = _cos(X[L]);
@@ -36,7 +36,7 @@ using kernels::Width;
   return ADone;
 }
 
-[[gnu::always_inline]] inline kernels::TPairs OnCircle(TReals ARadius, TReals AAngle) noexcept {
+[[gnu::always_inline]] inline kernels::TComplexes OnCircle(TReals ARadius, TReals AAngle) noexcept {
   kernels::TSinCos Unit = kernels::SinCos(AAngle);
   if (kernels::Any(Unit.Outside)) [[unlikely]]
     Unit = SinCosOutside(Unit, AAngle);
@@ -75,7 +75,7 @@ IppStatus ippsPhase_64fc(const TComplex* pSrc, double* pDst, std::int32_t len) n
   const IppStatus Status = CheckArguments(len, pSrc, pDst);
   if (Status == ippStsNoErr)
     kernels::Vectorwise(
-        pDst, Count(len), [](const kernels::TPairs& X) { return Angles(X); }, pSrc);
+        pDst, Count(len), [](const kernels::TComplexes& X) { return Angles(X); }, pSrc);
   return Status;
 }
 

@@ -2,6 +2,13 @@
 #include <tessalune/primitives/kernels/DftSpec.h>
 
 namespace tessalune::TESSALUNE_BUILTINS {
+
+// Also for LongFir.h: they take long to compile.
+template void kernels::RunToBins(const kernels::TRealDft<double>&, kernels::TSpectrumLayout,
+                                 const double*, double*, double, std::byte*) noexcept;
+template void kernels::RunToSamples(const kernels::TRealDft<double>&, kernels::TSpectrumLayout,
+                                    const double*, double*, double, std::byte*) noexcept;
+
 namespace {
 
 // What tells the kinds of plans apart.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <tessalune/primitives/kernels/Lanes.h>
+#include <tessalune/primitives/kernels/Vector.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -11,12 +11,12 @@
 //
 // Each section computes y[n] = b0 x[n] + b1 x[n-1] + b2 x[n-2] - a2 y[n-2] - a1 y[n-1], in an order
 // in which what comes last also is last known. So a sample takes as long as one multiplication with
-// addition, where a direct form II waits for two. Up to NativeLanes sections run side by side, one
+// addition, where a direct form II waits for two. Up to RealLanes sections run side by side, one
 // a lane, each Skew samples behind its predecessor, so that nobody waits for an input.
 namespace tessalune::TESSALUNE_BUILTINS::kernels {
 
 // One value of each section that runs beside the others.
-using TPerSection = double[NativeLanes];
+using TPerSection = double[RealLanes];
 
 // Neighbouring sections, with what they know of the past; unused lanes are 0.
 struct TSections {
@@ -92,36 +92,40 @@ class TSectionPipe {
  private:
   static constexpr std::size_t Lanes = ASections <= 2 ? 2 : ASections <= 4 ? 4 : 8;
   static constexpr std::size_t Lag = Skew * (ASections - 1);  // of the last section
-  using TVector = TLanes<Lanes>;
+  using TValues = TVector<double, static_cast<int>(Lanes)>;   // one of each section
 
-  static TVector Load(const TPerSection& ASource) noexcept { return LoadLanes<TVector>(ASource); }
-  static void Store(TVector AValue, TPerSection& ATarget) noexcept { StoreLanes(ATarget, AValue); }
+  static TValues Load(const TPerSection& ASource) noexcept {
+    return kernels::Load<double, static_cast<int>(Lanes)>(ASource);
+  }
+  static void Store(TValues AValue, TPerSection& ATarget) noexcept {
+    kernels::Store<double, static_cast<int>(Lanes)>(ATarget, AValue);
+  }
 
   // The inputs of the sections: AInput, and the outputs of the predecessors Skew steps ago.
-  static TVector Inputs(double AInput, TVector AOutputs) noexcept {
-    if constexpr (ASections == 1) return TVector{AInput};
+  static TValues Inputs(double AInput, TValues AOutputs) noexcept {
+    if constexpr (ASections == 1) return TValues{AInput};
     return [&]<std::size_t... I>(std::index_sequence<I...>) __attribute__((always_inline)) {
-      return __builtin_shufflevector(AOutputs, TVector{AInput}, Lanes, I...);
+      return __builtin_shufflevector(AOutputs, TValues{AInput}, Lanes, I...);
     }
     (std::make_index_sequence<Lanes - 1>{});
   }
 
-  TVector Outputs(TVector AX, TVector AX1, TVector AX2, TVector AY1, TVector AY2) const noexcept {
-    const TVector Known = FDue + FB2 * AX2 + FB1 * AX1 + FB0 * AX;
+  TValues Outputs(TValues AX, TValues AX1, TValues AX2, TValues AY1, TValues AY2) const noexcept {
+    const TValues Known = FDue + FB2 * AX2 + FB1 * AX1 + FB0 * AX;
     return Known - FA2 * AY2 - FA1 * AY1;
   }
 
   // Step T for the sections that are at a sample of the block.
   void StepSome(std::size_t T, const double* pSrc, double* pDst, std::size_t ALength) noexcept {
     const auto Active = (FSample >= 0.0) & (FSample < static_cast<double>(ALength));
-    const TVector X = Inputs(T < ALength ? pSrc[T] : 0.0, FPast[Skew - 1]);
-    const TVector Y = Outputs(X, FX1, FX2, FY1, FY2);
+    const TValues X = Inputs(T < ALength ? pSrc[T] : 0.0, FPast[Skew - 1]);
+    const TValues Y = Outputs(X, FX1, FX2, FY1, FY2);
     FX2 = Active ? FX1 : FX2;
     FX1 = Active ? X : FX1;
     FY2 = Active ? FY1 : FY2;
     FY1 = Active ? Y : FY1;
     FDue = Active ? FDueNext : FDue;
-    FDueNext = Active ? TVector{} + NothingDue : FDueNext;
+    FDueNext = Active ? TValues{} + NothingDue : FDueNext;
     FSample += 1.0;
     for (std::size_t Age = Skew - 1; Age > 0; --Age) FPast[Age] = FPast[Age - 1];
     FPast[0] = Y;
@@ -131,10 +135,10 @@ class TSectionPipe {
   // The steps ABegin to AEnd, at which all sections are at a sample of the block. FDue takes part
   // although nothing is due, and although the compiler could know: each step rounds as StepSome.
   void StepAll(const double* pSrc, double* pDst, std::size_t ABegin, std::size_t AEnd) noexcept {
-    TVector X1 = FX1, X2 = FX2, Y1 = FY1, Y2 = FY2, Y3 = FPast[2], Y4 = FPast[3];
+    TValues X1 = FX1, X2 = FX2, Y1 = FY1, Y2 = FY2, Y3 = FPast[2], Y4 = FPast[3];
     for (std::size_t T = ABegin; T < AEnd; ++T) {
-      const TVector X = Inputs(pSrc[T], Y4);
-      const TVector Y = Outputs(X, X1, X2, Y1, Y2);
+      const TValues X = Inputs(pSrc[T], Y4);
+      const TValues Y = Outputs(X, X1, X2, Y1, Y2);
       pDst[T - Lag] = Y[ASections - 1];
       X2 = X1;
       X1 = X;
@@ -150,17 +154,17 @@ class TSectionPipe {
   }
 
   TSections& FSource;
-  const TVector FB0, FB1, FB2, FA1, FA2;
-  TVector FX1, FX2, FY1, FY2;
-  TVector FDue, FDueNext;
-  TVector FPast[Skew] = {};  // the outputs of the last steps, the latest first
-  TVector FSample;           // at which sample of the block each section is
+  const TValues FB0, FB1, FB2, FA1, FA2;
+  TValues FX1, FX2, FY1, FY2;
+  TValues FDue, FDueNext;
+  TValues FPast[Skew] = {};  // the outputs of the last steps, the latest first
+  TValues FSample;           // at which sample of the block each section is
 };
 
 template <std::size_t ASections = 1>
 inline void FilterSections(TSections& ASource, const double* pSrc, double* pDst,
                            std::size_t ALength) noexcept {
-  if constexpr (ASections < NativeLanes)
+  if constexpr (ASections < RealLanes)
     if (ASource.Count > ASections)
       return FilterSections<ASections + 1>(ASource, pSrc, pDst, ALength);
   TSectionPipe<ASections>(ASource).Filter(pSrc, pDst, ALength);
@@ -170,7 +174,7 @@ inline void FilterSections(TSections& ASource, const double* pSrc, double* pDst,
 class TBiquadChain {
  public:
   static constexpr std::size_t Groups(std::size_t ASections) noexcept {
-    return (ASections + NativeLanes - 1) / NativeLanes;
+    return (ASections + RealLanes - 1) / RealLanes;
   }
 
   // Takes AMemory, Groups(ACount) objects. pTaps are six a section: B0, B1, B2, A0, A1, A2.
@@ -179,8 +183,8 @@ class TBiquadChain {
     FCount = ACount;
     std::memset(FGroups, 0, Groups(ACount) * sizeof *FGroups);
     for (std::size_t I = 0; I < ACount; ++I) {
-      TSections& Group = FGroups[I / NativeLanes];
-      const std::size_t L = I % NativeLanes;
+      TSections& Group = FGroups[I / RealLanes];
+      const std::size_t L = I % RealLanes;
       const double* Taps = pTaps + 6 * I;
       Group.B0[L] = Taps[0] / Taps[3];
       Group.B1[L] = Taps[1] / Taps[3];
@@ -199,10 +203,10 @@ class TBiquadChain {
 
   std::size_t Count() const noexcept { return FCount; }
   TBiquadDelay Delay(std::size_t I) const noexcept {
-    return GetDelay(FGroups[I / NativeLanes], I % NativeLanes);
+    return GetDelay(FGroups[I / RealLanes], I % RealLanes);
   }
   void SetDelay(std::size_t I, const TBiquadDelay& ADelay) noexcept {
-    kernels::SetDelay(FGroups[I / NativeLanes], I % NativeLanes, ADelay);
+    kernels::SetDelay(FGroups[I / RealLanes], I % RealLanes, ADelay);
   }
 
  private:

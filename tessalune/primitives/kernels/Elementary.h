@@ -2,7 +2,7 @@
 
 #include <tessalune/primitives/BuiltIns.h>
 
-#include <tessalune/primitives/kernels/VectorTypes.h>
+#include <tessalune/primitives/kernels/Bits.h>
 
 #include <bit>
 #include <limits>

@@ -3,7 +3,7 @@
 #include <tessalune/primitives/BuiltIns.h>
 
 #include <tessalune/primitives/QSComplex.h>
-#include <tessalune/primitives/kernels/VectorTypes.h>
+#include <tessalune/primitives/kernels/Bits.h>
 
 #include <cstddef>
 #include <type_traits>
@@ -27,11 +27,25 @@ inline void Zip(const TIn* pSrc1, const TIn* pSrc2, TOut* pDst, std::size_t ACou
   for (std::size_t I = 0; I < ACount; ++I) pDst[I] = AFunction(pSrc1[I], pSrc2[I]);
 }
 
+// Complex samples, as many as TReals has lanes.
+using TComplexes = TPair<TReals>;
+
+inline TComplexes Load(const TComplex* pSrc) noexcept {
+  return TLanes<double, MaxLanes<double>>::LoadComplex(&pSrc->Re);
+}
+inline void Store(TComplex* pDst, const TComplexes& AValue) noexcept {
+  TLanes<double, MaxLanes<double>>::StoreComplex(&pDst->Re, AValue);
+}
+
+inline TComplexes Splat(const TComplex& AValue) noexcept {
+  return {Splat(AValue.Re), Splat(AValue.Im)};
+}
+
 // The first ACount elements, filled up with 1 to a vector.
 template <class T>
 inline auto LoadSome(const T* pSrc, std::size_t ACount) noexcept {
-  T Elements[Width];
-  for (std::size_t I = 0; I < Width; ++I) {
+  T Elements[RealLanes];
+  for (std::size_t I = 0; I < RealLanes; ++I) {
     if constexpr (std::is_same_v<T, TComplex>)
       Elements[I] = TComplex{1, 1};
     else
@@ -42,14 +56,14 @@ inline auto LoadSome(const T* pSrc, std::size_t ACount) noexcept {
 }
 
 // pDst = AFunction(pSrc...) by vectors, the last of which is filled up with ones: TReals or TInts
-// from and to reals or integers, TPairs for complex samples.
+// from and to reals or integers, TComplexes for complex samples.
 template <class TOut, class TFunction, class... TIns>
 inline void Vectorwise(TOut* pDst, std::size_t ACount, TFunction AFunction,
                        const TIns*... pSrc) noexcept {
   std::size_t I = 0;
-  for (; I + Width <= ACount; I += Width) Store(pDst + I, AFunction(Load(pSrc + I)...));
+  for (; I + RealLanes <= ACount; I += RealLanes) Store(pDst + I, AFunction(Load(pSrc + I)...));
   if (I == ACount) return;
-  TOut Last[Width];
+  TOut Last[RealLanes];
   Store(Last, AFunction(LoadSome(pSrc + I, ACount - I)...));
   __builtin_memcpy(pDst + I, Last, (ACount - I) * sizeof(TOut));
 }
@@ -68,14 +82,14 @@ inline void Fill(T* pDst, std::size_t ACount, T AValue) noexcept {
 }
 
 // A / B, to the bit that of TComplex.
-inline TPairs Quotient(const TPairs& A, const TPairs& B) noexcept {
-  const TWords IsRealLarger = Abs(B.First) >= Abs(B.Second);
-  const TReals Larger = IsRealLarger ? B.First : B.Second;
-  const TReals Smaller = IsRealLarger ? B.Second : B.First;
+inline TComplexes Quotient(const TComplexes& A, const TComplexes& B) noexcept {
+  const TWords IsRealLarger = Abs(B.Re) >= Abs(B.Im);
+  const TReals Larger = IsRealLarger ? B.Re : B.Im;
+  const TReals Smaller = IsRealLarger ? B.Im : B.Re;
   const TReals Ratio = Smaller / Larger;
   const TReals Scale = Larger + Smaller * Ratio;
-  const TReals Along = IsRealLarger ? A.First : A.Second;
-  const TReals Across = IsRealLarger ? A.Second : A.First;
+  const TReals Along = IsRealLarger ? A.Re : A.Im;
+  const TReals Across = IsRealLarger ? A.Im : A.Re;
   const TReals Turned = Along * Ratio;
   const TReals Plus = IsRealLarger ? Across : Turned;
   const TReals Minus = IsRealLarger ? Turned : Across;
@@ -85,6 +99,6 @@ inline TPairs Quotient(const TPairs& A, const TPairs& B) noexcept {
 inline TReals Quotient(TReals A, TReals B) noexcept { return A / B; }
 
 inline TWords IsZero(TReals A) noexcept { return A == 0.0; }
-inline TWords IsZero(const TPairs& A) noexcept { return (A.First == 0.0) & (A.Second == 0.0); }
+inline TWords IsZero(const TComplexes& A) noexcept { return (A.Re == 0.0) & (A.Im == 0.0); }
 
 }  // namespace tessalune::TESSALUNE_BUILTINS::kernels

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <tessalune/primitives/QSComplex.h>
-#include <tessalune/primitives/kernels/Lanes.h>
+#include <tessalune/primitives/kernels/Vector.h>
 
 #include <algorithm>
 #include <cmath>
@@ -72,32 +72,32 @@ class TGoertzel {
   }
 
  private:
-  static constexpr std::size_t Vectors = VectorBytes == 64 ? 4 : 8;
-  static constexpr std::size_t Streams = Vectors * NativeLanes / 2;
+  static constexpr int Vectors = VectorBytes == 64 ? 4 : 8;
+  static constexpr std::size_t Streams = Vectors * RealLanes / 2;
   static constexpr std::size_t StepsPerRun = 16;
   static constexpr long double RunLength = StepsPerRun * Streams;
-  using TChains = TNative[Vectors];  // a complex value of each stream, interleaved
+  using TChains = TReals[Vectors];  // a complex value of each stream, interleaved
 
   // ARe and AIm of a factor, as a product by lanes wants them: the imaginary part meets the samples
   // with their parts swapped.
-  static TNative Real(const TComplex* AFactors, std::size_t AStride) noexcept {
-    TNative Result;
-    for (std::size_t L = 0; L < NativeLanes; ++L) Result[L] = AFactors[L / 2 * AStride].Re;
+  static TReals Real(const TComplex* AFactors, std::size_t AStride) noexcept {
+    TReals Result;
+    for (std::size_t L = 0; L < RealLanes; ++L) Result[L] = AFactors[L / 2 * AStride].Re;
     return Result;
   }
-  static TNative Imaginary(const TComplex* AFactors, std::size_t AStride) noexcept {
-    TNative Result;
-    for (std::size_t L = 0; L < NativeLanes; ++L) {
+  static TReals Imaginary(const TComplex* AFactors, std::size_t AStride) noexcept {
+    TReals Result;
+    for (std::size_t L = 0; L < RealLanes; ++L) {
       const double Im = AFactors[L / 2 * AStride].Im;
       Result[L] = L % 2 == 0 ? -Im : Im;
     }
     return Result;
   }
-  static TNative Swapped(TNative A) noexcept {
-    return [&]<std::size_t... I>(std::index_sequence<I...>) __attribute__((always_inline)) {
+  static TReals Swapped(TReals A) noexcept {
+    return [&]<int... I>(std::integer_sequence<int, I...>) __attribute__((always_inline)) {
       return __builtin_shufflevector(A, A, (I ^ 1)...);
     }
-    (std::make_index_sequence<NativeLanes>{});
+    (std::make_integer_sequence<int, MaxLanes<double>>{});
   }
 
   static TRotation Add(const TRotation& A, const TComplex& B) noexcept {
@@ -105,26 +105,26 @@ class TGoertzel {
   }
 
   void Step(TChains& AChains, const TComplex* pSrc) const noexcept {
-    const TNative Re = Real(&FStep, 0), Im = Imaginary(&FStep, 0);
-    Unrolled<Vectors>([&](auto V) __attribute__((always_inline)) {
-      TNative X;
-      std::memcpy(&X, pSrc + V.Value * NativeLanes / 2, sizeof X);
-      TNative& Chain = AChains[V.Value];
-      const TNative Rotated = X + Re * Chain;
+    const TReals Re = Real(&FStep, 0), Im = Imaginary(&FStep, 0);
+    Repeat<Vectors>(TESSALUNE_EACH(V) {
+      TReals X;
+      std::memcpy(&X, pSrc + V * MaxLanes<double> / 2, sizeof X);
+      TReals& Chain = AChains[V];
+      const TReals Rotated = X + Re * Chain;
       Chain = Rotated + Im * Swapped(Chain);
     });
   }
 
   // The chains, each rotated by what it is ahead of the end of a step.
   TComplex Total(const TChains& AChains) const noexcept {
-    TNative Sum{};
-    Unrolled<Vectors>([&](auto V) __attribute__((always_inline)) {
-      const TComplex* const Ahead = FAhead + V.Value * NativeLanes / 2;
-      Sum += AChains[V.Value] * Real(Ahead, 1);
-      Sum += Swapped(AChains[V.Value]) * Imaginary(Ahead, 1);
+    TReals Sum{};
+    Repeat<Vectors>(TESSALUNE_EACH(V) {
+      const TComplex* const Ahead = FAhead + V * MaxLanes<double> / 2;
+      Sum += AChains[V] * Real(Ahead, 1);
+      Sum += Swapped(AChains[V]) * Imaginary(Ahead, 1);
     });
     TComplex Result;
-    for (std::size_t L = 0; L < NativeLanes; L += 2) Result += TComplex{Sum[L], Sum[L + 1]};
+    for (std::size_t L = 0; L < RealLanes; L += 2) Result += TComplex{Sum[L], Sum[L + 1]};
     return Result;
   }
 

@@ -2,7 +2,7 @@
 
 #include <tessalune/primitives/BuiltIns.h>
 
-#include <tessalune/primitives/kernels/VectorTypes.h>
+#include <tessalune/primitives/kernels/Bits.h>
 
 #include <cstddef>
 
@@ -20,9 +20,9 @@ inline void HaarPair(const double* pSrc, double* pDstLow, double* pDstHigh) noex
 // those of which one is more than 2^10 times the other but not 0, and those that might overflow.
 // For all others, sum and difference have 64 bits at most: extended precision holds them exactly,
 // and what it gives is the exact value, rounded once to double. A NaN is among the former.
-inline TWords NeedsExtended(const TPairs& APairs) noexcept {
-  const TReals A = Abs(APairs.First);
-  const TReals B = Abs(APairs.Second);
+inline TWords NeedsExtended(const TPair<TReals>& APairs) noexcept {
+  const TReals A = Abs(APairs.Re);
+  const TReals B = Abs(APairs.Im);
   const TReals Large = Max(A, B);
   const TReals Small = Min(A, B);
   return ~(Large <= 0x1p+1020) | ~((Small * 0x1p+10 >= Large) | (Small == 0.0));
@@ -32,15 +32,16 @@ inline TWords NeedsExtended(const TPairs& APairs) noexcept {
 inline void HaarForward(const double* pSrc, double* pDstLow, double* pDstHigh,
                         std::size_t ACount) noexcept {
   std::size_t K = 0;
-  for (; K + Width <= ACount; K += Width) {
-    const TPairs Pairs = Split(Load(pSrc + 2 * K), Load(pSrc + 2 * K + Width));
+  for (; K + RealLanes <= ACount; K += RealLanes) {
+    const TPair<TReals> Pairs = TLanes<double, MaxLanes<double>>::LoadComplex(pSrc + 2 * K);
     if (Any(NeedsExtended(Pairs))) [[unlikely]] {
-      for (std::size_t I = K; I < K + Width; ++I) HaarPair(pSrc + 2 * I, pDstLow + I, pDstHigh + I);
+      for (std::size_t I = K; I < K + RealLanes; ++I)
+        HaarPair(pSrc + 2 * I, pDstLow + I, pDstHigh + I);
       continue;
     }
-    Store(pDstHigh + K, (Pairs.Second - Pairs.First) * 0.5);
+    Store(pDstHigh + K, (Pairs.Im - Pairs.Re) * 0.5);
     // (b - a) / 2 + a is never -0.
-    Store(pDstLow + K, (Pairs.First + Pairs.Second + 0.0) * 0.5);
+    Store(pDstLow + K, (Pairs.Re + Pairs.Im + 0.0) * 0.5);
   }
   for (; K < ACount; ++K) HaarPair(pSrc + 2 * K, pDstLow + K, pDstHigh + K);
 }
@@ -49,12 +50,10 @@ inline void HaarForward(const double* pSrc, double* pDstLow, double* pDstHigh,
 inline void HaarInverse(const double* pSrcLow, const double* pSrcHigh, double* pDst,
                         std::size_t ACount) noexcept {
   std::size_t K = 0;
-  for (; K + Width <= ACount; K += Width) {
+  for (; K + RealLanes <= ACount; K += RealLanes) {
     const TReals Low = Load(pSrcLow + K);
     const TReals High = Load(pSrcHigh + K);
-    const TPairs Joined = Join(Low - High, Low + High);
-    Store(pDst + 2 * K, Joined.First);
-    Store(pDst + 2 * K + Width, Joined.Second);
+    TLanes<double, MaxLanes<double>>::StoreComplex(pDst + 2 * K, {Low - High, Low + High});
   }
   for (; K < ACount; ++K) {
     pDst[2 * K] = pSrcLow[K] - pSrcHigh[K];

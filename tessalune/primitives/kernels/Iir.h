@@ -26,8 +26,8 @@ inline void Recur(double* pY, std::size_t ALength, const double* AFeedback,
   for (std::size_t N = 0; N < ALength; ++N) {
     double Y = pY[N];
     for (std::size_t K = ACount; K > KeptOutputs; --K) Y -= AFeedback[K - 1] * *(pY + N - K);
-    Unrolled<KeptOutputs>([&](auto I) __attribute__((always_inline)) {
-      constexpr std::size_t K = KeptOutputs - 1 - I.Value;
+    Repeat<KeptOutputs>(TESSALUNE_EACH(I) {
+      constexpr std::size_t K = KeptOutputs - 1 - I;
       Y -= Feedback[K] * Kept[K];
       if constexpr (K > 0) Kept[K] = Kept[K - 1];
     });

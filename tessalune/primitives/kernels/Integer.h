@@ -2,7 +2,7 @@
 
 #include <tessalune/primitives/BuiltIns.h>
 
-#include <tessalune/primitives/kernels/VectorTypes.h>
+#include <tessalune/primitives/kernels/Bits.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -62,6 +62,8 @@ inline std::int32_t Scale(std::int64_t AValue, std::int32_t AScale) noexcept {
 }
 
 // Reals to integers by vectors: saturated, a NaN gives 0.
+
+using TInts = TVector<std::int32_t, MaxLanes<double>>;
 
 // Within the bounds of the integers; a NaN stays.
 inline TReals Bounded(TReals AValue) noexcept {

@@ -2,7 +2,7 @@
 
 #include <tessalune/primitives/BuiltIns.h>
 
-#include <tessalune/primitives/kernels/VectorTypes.h>
+#include <tessalune/primitives/kernels/Bits.h>
 
 #include <cstddef>
 #include <limits>
@@ -16,7 +16,7 @@ constexpr std::size_t MedianBlock = 512;
 
 // Doubles that a window of the source takes.
 constexpr std::size_t SourceWindowSize(std::size_t AHalf) noexcept {
-  return MedianBlock + 2 * AHalf + 1 + Width;
+  return MedianBlock + 2 * AHalf + 1 + RealLanes;
 }
 
 // A window on the source that moves by blocks: AMemory holds pSrc[I] at I - Start() + AHalf, for I
@@ -118,7 +118,7 @@ inline void SmallMedian(const double* pSrc, double* pDst, std::size_t ACount) no
     double* Target = pDst + Window.Start();
     const std::size_t Outputs = Window.Outputs();
     std::size_t I = 0;
-    for (; I + Width <= Outputs; I += Width) Store(Target + I, MedianAt<Half>(Memory + I));
+    for (; I + RealLanes <= Outputs; I += RealLanes) Store(Target + I, MedianAt<Half>(Memory + I));
     if (I == Outputs) continue;
     const TReals Last = MedianAt<Half>(Memory + I);
     __builtin_memcpy(Target + I, &Last, (Outputs - I) * sizeof(double));
@@ -131,14 +131,14 @@ class TSortedMask {
  public:
   // -infinity before the mask, infinity behind it to the end of a vector and one more.
   static constexpr std::size_t Size(std::size_t AMask) noexcept {
-    return 2 * (Width + Rounded(AMask) + Width);
+    return 2 * (RealLanes + Rounded(AMask) + RealLanes);
   }
 
   TSortedMask(std::size_t AMask, double ASample, double* AMemory) noexcept
-      : FMask(AMask), FNow(AMemory + Width), FOther(FNow + Size(AMask) / 2) {
+      : FMask(AMask), FNow(AMemory + RealLanes), FOther(FNow + Size(AMask) / 2) {
     for (double* Part : {FNow, FOther}) {
       Part[-1] = -Infinity;
-      for (std::size_t I = 0; I < Rounded(AMask) + Width; ++I)
+      for (std::size_t I = 0; I < Rounded(AMask) + RealLanes; ++I)
         Part[I] = I < AMask ? ASample : Infinity;
     }
   }
@@ -149,7 +149,7 @@ class TSortedMask {
   // above move down by one; where AIn comes, all above move up: so each place gets the middle one
   // of AIn and of its neighbours in what is left.
   void Replace(double AOut, double AIn) noexcept {
-    for (std::size_t I = 0; I < FMask; I += Width) {
+    for (std::size_t I = 0; I < FMask; I += RealLanes) {
       const TReals Here = Load(FNow + I);
       const TReals Below = Load(FNow + I - 1);
       const TReals Before = Below < AOut ? Below : Here;
@@ -165,7 +165,7 @@ class TSortedMask {
   static constexpr double Infinity = std::numeric_limits<double>::infinity();
 
   static constexpr std::size_t Rounded(std::size_t AMask) noexcept {
-    return (AMask + Width - 1) / Width * Width;
+    return (AMask + RealLanes - 1) / RealLanes * RealLanes;
   }
 
   std::size_t FMask;

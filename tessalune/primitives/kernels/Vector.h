@@ -25,7 +25,16 @@ TESSALUNE_INLINE void Repeat(TFunction AFunction) noexcept {
   (std::make_integer_sequence<int, ACount>{});
 }
 
-// What AFunction of Repeat is: a lambda that is always inlined.
+// The same for as long as AFunction gives true; tells whether all did.
+template <int ACount, class TFunction>
+TESSALUNE_INLINE bool RepeatWhile(TFunction AFunction) noexcept {
+  return [&]<int... I>(std::integer_sequence<int, I...>) __attribute__((always_inline)) {
+    return (AFunction(std::integral_constant<int, I>{}) && ...);
+  }
+  (std::make_integer_sequence<int, ACount>{});
+}
+
+// What AFunction of Repeat and RepeatWhile is: a lambda that is always inlined.
 #define TESSALUNE_EACH(I) [&](auto I) __attribute__((always_inline))
 
 template <class T, int ALanes>
@@ -51,6 +60,10 @@ using TVector = typename TVectorOf<T, ALanes>::Type;
 template <class T>
 constexpr int MaxLanes = VectorBytes / static_cast<int>(sizeof(T));
 
+// The widest vector of doubles.
+using TReals = TVector<double, MaxLanes<double>>;
+constexpr std::size_t RealLanes = MaxLanes<double>;
+
 template <class T, int ALanes>
 TESSALUNE_INLINE TVector<T, ALanes> Load(const T* ASource) noexcept {
   return *reinterpret_cast<const typename TVectorOf<T, ALanes>::Unaligned*>(ASource);
@@ -59,6 +72,17 @@ TESSALUNE_INLINE TVector<T, ALanes> Load(const T* ASource) noexcept {
 template <class T, int ALanes>
 TESSALUNE_INLINE void Store(T* ATarget, TVector<T, ALanes> AValue) noexcept {
   *reinterpret_cast<typename TVectorOf<T, ALanes>::Unaligned*>(ATarget) = AValue;
+}
+
+// As many elements as TReals has, of a type that the arguments tell.
+template <class T>
+TESSALUNE_INLINE auto Load(const T* ASource) noexcept {
+  return Load<T, MaxLanes<double>>(ASource);
+}
+
+template <class T, class V>
+TESSALUNE_INLINE void Store(T* ATarget, V AValue) noexcept {
+  Store<T, MaxLanes<double>>(ATarget, AValue);
 }
 
 // Complex numbers, a lane each. Copied part by part: as a whole, arrays of them would be copied

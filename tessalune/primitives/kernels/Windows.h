@@ -1,6 +1,6 @@
 #pragma once
 
-#include <tessalune/primitives/kernels/Lanes.h>
+#include <tessalune/primitives/kernels/Vector.h>
 
 #include <algorithm>
 #include <array>
@@ -115,19 +115,18 @@ class TBesselSeries {
   // Replaces ALength arguments by their values, several vectors at a time, so that none waits for
   // its own sum. It takes whole vectors: AArguments has WeightChunk elements.
   static void Values(double* AArguments, std::size_t ALength, std::size_t ATerms) noexcept {
-    constexpr std::size_t Vectors = 4;
-    static_assert(WeightChunk % (Vectors * NativeLanes) == 0);
-    for (std::size_t I = 0; I < ALength; I += Vectors * NativeLanes) {
-      TNative Quarters[Vectors], Sums[Vectors];
-      Unrolled<Vectors>([&](auto V) {
-        Quarters[V.Value] = LoadLanes(AArguments + I + V.Value * NativeLanes);
-        Sums[V.Value] = Series[ATerms - 1] - TNative{};
+    constexpr int Vectors = 4;
+    constexpr int L = MaxLanes<double>;
+    static_assert(WeightChunk % (Vectors * L) == 0);
+    for (std::size_t I = 0; I < ALength; I += Vectors * L) {
+      TReals Quarters[Vectors], Sums[Vectors];
+      Repeat<Vectors>(TESSALUNE_EACH(V) {
+        Quarters[V] = Load(AArguments + I + V * L);
+        Sums[V] = Series[ATerms - 1] - TReals{};
       });
       for (std::size_t K = ATerms - 1; K > 0; --K)
-        Unrolled<Vectors>(
-            [&](auto V) { Sums[V.Value] = Sums[V.Value] * Quarters[V.Value] + Series[K - 1]; });
-      Unrolled<Vectors>(
-          [&](auto V) { StoreLanes(AArguments + I + V.Value * NativeLanes, Sums[V.Value]); });
+        Repeat<Vectors>(TESSALUNE_EACH(V) { Sums[V] = Sums[V] * Quarters[V] + Series[K - 1]; });
+      Repeat<Vectors>(TESSALUNE_EACH(V) { Store(AArguments + I + V * L, Sums[V]); });
     }
   }
 
