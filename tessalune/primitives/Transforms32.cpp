@@ -2,6 +2,8 @@
 #include <tessalune/primitives/kernels/DftSpec.h>
 
 namespace tessalune::TESSALUNE_BUILTINS {
+TESSALUNE_COMPLEX_DFT(template, float)
+
 namespace {
 
 // What tells the kinds of plans apart.

@@ -3,11 +3,7 @@
 
 namespace tessalune::TESSALUNE_BUILTINS {
 
-// Also for LongFir.h: they take long to compile.
-template void kernels::RunToBins(const kernels::TRealDft<double>&, kernels::TSpectrumLayout,
-                                 const double*, double*, double, std::byte*) noexcept;
-template void kernels::RunToSamples(const kernels::TRealDft<double>&, kernels::TSpectrumLayout,
-                                    const double*, double*, double, std::byte*) noexcept;
+TESSALUNE_COMPLEX_DFT(template, double)
 
 namespace {
 

@@ -336,4 +336,23 @@ void LayOutComplexDft(TComplexDft<T>& ADft, std::int32_t ALength, TRootsOf&& ARo
   ADft.Inverse = RunOf<T, true>(ADft);
 }
 
+// All that runs a transform of samples of type T: Transforms32.cpp and Transforms64.cpp have it,
+// for everybody, since it takes long to compile.
+#define TESSALUNE_COMPLEX_DFT(Template, T)                                                    \
+  Template void kernels::RunSmooth<T, false>(const kernels::TSmoothPlan<T>&, const T*, T*, T, \
+                                             std::byte*) noexcept;                            \
+  Template void kernels::RunSmooth<T, true>(const kernels::TSmoothPlan<T>&, const T*, T*, T,  \
+                                            std::byte*) noexcept;                             \
+  Template kernels::TComplexDft<T>::TRun kernels::RunOf<T, false>(                            \
+      const kernels::TComplexDft<T>&) noexcept;                                               \
+  Template kernels::TComplexDft<T>::TRun kernels::RunOf<T, true>(                             \
+      const kernels::TComplexDft<T>&) noexcept;
+
 }  // namespace tessalune::TESSALUNE_BUILTINS::kernels
+
+namespace tessalune::TESSALUNE_BUILTINS {
+
+TESSALUNE_COMPLEX_DFT(extern template, float)
+TESSALUNE_COMPLEX_DFT(extern template, double)
+
+}  // namespace tessalune::TESSALUNE_BUILTINS

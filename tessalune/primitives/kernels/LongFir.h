@@ -13,12 +13,6 @@
 // Long filters: the direct sums for what is short, and the way through the spectrum for the rest.
 namespace tessalune::TESSALUNE_BUILTINS::kernels {
 
-// Transforms64.cpp has them.
-extern template void RunToBins(const TRealDft<double>&, TSpectrumLayout, const double*, double*,
-                               double, std::byte*) noexcept;
-extern template void RunToSamples(const TRealDft<double>&, TSpectrumLayout, const double*, double*,
-                                  double, std::byte*) noexcept;
-
 // From so many taps on a filter has frames: measured on AVX-512 in blocks of 1,024, where they take
 // half the time of the sums.
 constexpr std::size_t LeastFrameTaps = 256;
