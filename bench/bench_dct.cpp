@@ -9,6 +9,7 @@
 #include <fftw3.h>
 #endif
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -79,7 +80,9 @@ void MeasureFftw(benchmark::State& AState, const std::string& AName, std::int32_
   TSamples Y(X.size());
   fftw_plan Plan = fftw_plan_r2r_1d(ALength, X.data(), Y.data(),
                                     AForward ? FFTW_REDFT10 : FFTW_REDFT01, FFTW_MEASURE);
-  X = Source(X.size());
+  // Into the memory that the plan is made for.
+  const TSamples Samples = Source(X.size());
+  std::copy(Samples.begin(), Samples.end(), X.begin());
   fftw_execute(Plan);
   const auto Count = static_cast<double>(ALength);
   if (AForward)
