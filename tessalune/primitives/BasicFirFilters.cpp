@@ -6,10 +6,9 @@
 namespace tessalune::TESSALUNE_BUILTINS {
 namespace {
 
-struct TFirState {
-  static constexpr std::int32_t Context = ContextOf(0x46495200);
+struct TFirState : TRecordHead {
+  static constexpr std::int32_t Context = 0x46495200;
 
-  std::int32_t IdCtx;
   kernels::TFir Filter;
 };
 

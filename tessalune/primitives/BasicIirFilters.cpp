@@ -11,10 +11,9 @@ namespace tessalune::TESSALUNE_BUILTINS {
 namespace {
 
 // One of two filters. A direct form of an order up to 2 is a chain of one section, which is faster.
-struct TIirState {
-  static constexpr std::int32_t Context = ContextOf(0x49495200);
+struct TIirState : TRecordHead {
+  static constexpr std::int32_t Context = 0x49495200;
 
-  std::int32_t IdCtx;
   bool IsChain;
   union {
     kernels::TBiquadChain Chain;

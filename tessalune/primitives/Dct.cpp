@@ -1,35 +1,31 @@
 #include <tessalune/primitives/Dct.h>
 #include <tessalune/primitives/kernels/Dct.h>
 
+#include <type_traits>
+
 namespace tessalune::TESSALUNE_BUILTINS {
 namespace {
 
-// What tells the kinds of plans apart.
-constexpr std::int32_t ForwardContext = 23;
-constexpr std::int32_t InverseContext = 24;
+using TForwardSpec = kernels::TDctSpec<23>;
+using TInverseSpec = kernels::TDctSpec<24>;
 
-template <bool AInverse>
-constexpr std::int32_t Context = AInverse ? InverseContext : ForwardContext;
+template <class TSpec>
+constexpr bool IsInverse = std::is_same_v<TSpec, TInverseSpec>;
 
-template <bool AInverse, class TOpaque>
+template <class TSpec, class TOpaque>
 IppStatus InitAlloc(TOpaque** pSpec, std::int32_t len, std::int32_t hint) noexcept {
-  if (!pSpec) return ippStsNullPtrErr;
-  if (len < 1) return ippStsSizeErr;
-  kernels::TNewSpec<kernels::TDctSpec> Spec(Context<AInverse>);
-  if (!Spec) return ippStsMemAllocErr;
-  Spec->hint = hint;
-  if (!kernels::MakeDct<AInverse>(*Spec, len)) return ippStsMemAllocErr;
-  Spec.ReleaseTo(pSpec);
-  return ippStsNoErr;
+  return kernels::InitAllocSpec<TSpec>(pSpec, len, [=](TSpec& ASpec) {
+    const bool IsMade = kernels::MakeDct<IsInverse<TSpec>>(ASpec.Dft, len, hint, ASpec.Tables);
+    return IsMade ? ippStsNoErr : ippStsMemAllocErr;
+  });
 }
 
-template <bool AInverse, class TOpaque>
+template <class TSpec, class TOpaque>
 IppStatus Run(const double* pSrc, double* pDst, const TOpaque* pSpec,
               std::uint8_t* pBuffer) noexcept {
-  return kernels::Transform<kernels::TDctSpec>(
-      pSrc, pDst, pSpec, Context<AInverse>, pBuffer,
-      [=](const kernels::TDctSpec& ASpec, std::byte* AWork) {
-        kernels::RunDct<AInverse>(ASpec.Dft, pSrc, pDst, AWork);
+  return kernels::Transform<TSpec>(
+      pSrc, pDst, pSpec, pBuffer, [=](const TSpec& ASpec, std::byte* AWork) {
+        kernels::RunDct<IsInverse<TSpec>>(ASpec.Dft, pSrc, pDst, AWork);
       });
 }
 
@@ -37,32 +33,32 @@ IppStatus Run(const double* pSrc, double* pDst, const TOpaque* pSpec,
 
 IppStatus ippsDCTFwdInitAlloc_64f(DCTFwdSpec_64f** pDCTSpec, std::int32_t len,
                                   std::int32_t hint) noexcept {
-  return InitAlloc<false>(pDCTSpec, len, hint);
+  return InitAlloc<TForwardSpec>(pDCTSpec, len, hint);
 }
 IppStatus ippsDCTFwdFree_64f(DCTFwdSpec_64f* pDCTSpec) noexcept {
-  return kernels::FreeSpec<kernels::TDctSpec>(pDCTSpec, ForwardContext);
+  return kernels::FreeSpec<TForwardSpec>(pDCTSpec);
 }
 IppStatus ippsDCTFwdGetBufSize_64f(const DCTFwdSpec_64f* pDCTSpec, std::int32_t* pSize) noexcept {
-  return kernels::GetBufferSize<kernels::TDctSpec>(pDCTSpec, ForwardContext, pSize);
+  return kernels::GetBufferSize<TForwardSpec>(pDCTSpec, pSize);
 }
 IppStatus ippsDCTFwd_64f(const double* pSrc, double* pDst, const DCTFwdSpec_64f* pDCTSpec,
                          std::uint8_t* pBuffer) noexcept {
-  return Run<false>(pSrc, pDst, pDCTSpec, pBuffer);
+  return Run<TForwardSpec>(pSrc, pDst, pDCTSpec, pBuffer);
 }
 
 IppStatus ippsDCTInvInitAlloc_64f(DCTInvSpec_64f** pDCTSpec, std::int32_t len,
                                   std::int32_t hint) noexcept {
-  return InitAlloc<true>(pDCTSpec, len, hint);
+  return InitAlloc<TInverseSpec>(pDCTSpec, len, hint);
 }
 IppStatus ippsDCTInvFree_64f(DCTInvSpec_64f* pDCTSpec) noexcept {
-  return kernels::FreeSpec<kernels::TDctSpec>(pDCTSpec, InverseContext);
+  return kernels::FreeSpec<TInverseSpec>(pDCTSpec);
 }
 IppStatus ippsDCTInvGetBufSize_64f(const DCTInvSpec_64f* pDCTSpec, std::int32_t* pSize) noexcept {
-  return kernels::GetBufferSize<kernels::TDctSpec>(pDCTSpec, InverseContext, pSize);
+  return kernels::GetBufferSize<TInverseSpec>(pDCTSpec, pSize);
 }
 IppStatus ippsDCTInv_64f(const double* pSrc, double* pDst, const DCTInvSpec_64f* pDCTSpec,
                          std::uint8_t* pBuffer) noexcept {
-  return Run<true>(pSrc, pDst, pDCTSpec, pBuffer);
+  return Run<TInverseSpec>(pSrc, pDst, pDCTSpec, pBuffer);
 }
 
 }  // namespace tessalune::TESSALUNE_BUILTINS

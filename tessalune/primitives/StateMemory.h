@@ -7,30 +7,35 @@
 #include <cstdint>
 #include <limits>
 #include <new>
+#include <type_traits>
 
-// States and plans of the built-ins: a record and the numbers behind it, in one block of memory.
+// States and plans of the built-ins: a record and the numbers behind it.
 //
 // To a caller a record is opaque: a type that is declared and never defined, since it is another
-// one for each instruction set. It begins with a context identifier, by which a primitive tells a
-// record of another kind or of another set.
+// one for each instruction set.
 namespace tessalune::TESSALUNE_BUILTINS {
 
-// The identifier of the kind AKind, of which the two lowest bits are 0, for this instruction set.
-constexpr std::int32_t ContextOf(std::int32_t AKind) noexcept {
-  return AKind | static_cast<std::int32_t>(CompiledSet);
-}
+// The start of every record, by which a primitive tells a record of another kind, or of another
+// instruction set, whose numbers lie in another way. A record's type derives from it and has the
+// constant Context, and its end does nothing.
+struct TRecordHead {
+  std::int32_t IdCtx;
+  TInstructionSet Set;
+};
 
-// A new TRecord and AValues doubles behind it, aligned to a vector; null if memory is exhausted.
-// TRecord has the member IdCtx and the constant Context, and its end does nothing.
+// A new TRecord, all 0 where its constructor leaves things alone, and AValues doubles behind it,
+// aligned to a vector; null if memory is exhausted.
 template <class TRecord>
 TRecord* AllocateRecord(std::size_t AValues, double*& AMemory) noexcept {
+  static_assert(alignof(TRecord) <= 32 && std::is_trivially_destructible_v<TRecord>);
   constexpr std::size_t Limit = std::numeric_limits<std::int32_t>::max();
   constexpr std::size_t Fixed = sizeof(TRecord) + VectorBytes;
   if (AValues > (Limit - Fixed) / sizeof(double)) return nullptr;
   void* const Block = ippsMalloc_8u(static_cast<std::int32_t>(Fixed + AValues * sizeof(double)));
   if (!Block) return nullptr;
-  TRecord* const Result = new (Block) TRecord;
+  TRecord* const Result = new (Block) TRecord();
   Result->IdCtx = TRecord::Context;
+  Result->Set = CompiledSet;
   const auto Behind = reinterpret_cast<std::uintptr_t>(Result + 1);
   AMemory = reinterpret_cast<double*>((Behind + VectorBytes - 1) / VectorBytes * VectorBytes);
   return Result;
@@ -40,7 +45,7 @@ TRecord* AllocateRecord(std::size_t AValues, double*& AMemory) noexcept {
 template <class TRecord, class TOpaque>
 TRecord* RecordOf(TOpaque* AOpaque) noexcept {
   TRecord* const Result = reinterpret_cast<TRecord*>(AOpaque);
-  return Result->IdCtx == TRecord::Context ? Result : nullptr;
+  return Result->IdCtx == TRecord::Context && Result->Set == CompiledSet ? Result : nullptr;
 }
 
 // Gives a record back. Whoever still has a pointer to it is most likely refused.

@@ -4,60 +4,53 @@
 namespace tessalune::TESSALUNE_BUILTINS {
 TESSALUNE_COMPLEX_DFT(template, float)
 
+using kernels::TSpectrumLayout;
+
 namespace {
 
-// What tells the kinds of plans apart.
-constexpr std::int32_t ComplexDftContext = 13;
-constexpr std::int32_t RealDftContext = 15;
-
-template <class TSpec, class TOpaque>
-IppStatus InitAlloc(TOpaque** pSpec, std::int32_t AContext, std::int32_t len, std::int32_t flag,
-                    std::int32_t hint) noexcept {
-  if (!pSpec) return ippStsNullPtrErr;
-  if (len < 1) return ippStsSizeErr;
-  return kernels::InitAllocDft<TSpec>(pSpec, AContext, len, flag, hint);
-}
+using TComplexDftSpec = kernels::TComplexSpec<float, 13>;
+using TRealDftSpec = kernels::TRealSpec<float, 15>;
 
 }  // namespace
 
 IppStatus ippsDFTInitAlloc_C_32fc(DFTSpec_C_32fc** pDFTSpec, std::int32_t len, std::int32_t flag,
-                                  std::int32_t hint) noexcept {
-  return InitAlloc<kernels::TComplexSpec<float>>(pDFTSpec, ComplexDftContext, len, flag, hint);
+                                  std::int32_t) noexcept {
+  return kernels::InitAllocDft<TComplexDftSpec>(pDFTSpec, len, flag);
 }
 IppStatus ippsDFTFree_C_32fc(DFTSpec_C_32fc* pDFTSpec) noexcept {
-  return kernels::FreeSpec<kernels::TComplexSpec<float>>(pDFTSpec, ComplexDftContext);
+  return kernels::FreeSpec<TComplexDftSpec>(pDFTSpec);
 }
 IppStatus ippsDFTGetBufSize_C_32fc(const DFTSpec_C_32fc* pDFTSpec, std::int32_t* pSize) noexcept {
-  return kernels::GetBufferSize<kernels::TComplexSpec<float>>(pDFTSpec, ComplexDftContext, pSize);
+  return kernels::GetBufferSize<TComplexDftSpec>(pDFTSpec, pSize);
 }
 IppStatus ippsDFTFwd_CToC_32fc(const Ipp32fc* pSrc, Ipp32fc* pDst, const DFTSpec_C_32fc* pDFTSpec,
                                std::uint8_t* pBuffer) noexcept {
-  return kernels::TransformComplex<float, false>(pSrc, pDst, pDFTSpec, ComplexDftContext, pBuffer);
+  return kernels::TransformComplex<TComplexDftSpec, false>(pSrc, pDst, pDFTSpec, pBuffer);
 }
 IppStatus ippsDFTInv_CToC_32fc(const Ipp32fc* pSrc, Ipp32fc* pDst, const DFTSpec_C_32fc* pDFTSpec,
                                std::uint8_t* pBuffer) noexcept {
-  return kernels::TransformComplex<float, true>(pSrc, pDst, pDFTSpec, ComplexDftContext, pBuffer);
+  return kernels::TransformComplex<TComplexDftSpec, true>(pSrc, pDst, pDFTSpec, pBuffer);
 }
 
 IppStatus ippsDFTInitAlloc_R_32f(DFTSpec_R_32f** pDFTSpec, std::int32_t len, std::int32_t flag,
-                                 std::int32_t hint) noexcept {
-  return InitAlloc<kernels::TRealSpec<float>>(pDFTSpec, RealDftContext, len, flag, hint);
+                                 std::int32_t) noexcept {
+  return kernels::InitAllocDft<TRealDftSpec>(pDFTSpec, len, flag);
 }
 IppStatus ippsDFTFree_R_32f(DFTSpec_R_32f* pDFTSpec) noexcept {
-  return kernels::FreeSpec<kernels::TRealSpec<float>>(pDFTSpec, RealDftContext);
+  return kernels::FreeSpec<TRealDftSpec>(pDFTSpec);
 }
 IppStatus ippsDFTGetBufSize_R_32f(const DFTSpec_R_32f* pDFTSpec, std::int32_t* pSize) noexcept {
-  return kernels::GetBufferSize<kernels::TRealSpec<float>>(pDFTSpec, RealDftContext, pSize);
+  return kernels::GetBufferSize<TRealDftSpec>(pDFTSpec, pSize);
 }
 IppStatus ippsDFTFwd_RToCCS_32f(const float* pSrc, float* pDst, const DFTSpec_R_32f* pDFTSpec,
                                 std::uint8_t* pBuffer) noexcept {
-  return kernels::TransformToBins(pSrc, pDst, pDFTSpec, RealDftContext,
-                                  kernels::TSpectrumLayout::Ccs, pBuffer);
+  return kernels::TransformToBins<TRealDftSpec, TSpectrumLayout::Ccs>(pSrc, pDst, pDFTSpec,
+                                                                      pBuffer);
 }
 IppStatus ippsDFTInv_CCSToR_32f(const float* pSrc, float* pDst, const DFTSpec_R_32f* pDFTSpec,
                                 std::uint8_t* pBuffer) noexcept {
-  return kernels::TransformToSamples(pSrc, pDst, pDFTSpec, RealDftContext,
-                                     kernels::TSpectrumLayout::Ccs, pBuffer);
+  return kernels::TransformToSamples<TRealDftSpec, TSpectrumLayout::Ccs>(pSrc, pDst, pDFTSpec,
+                                                                         pBuffer);
 }
 
 }  // namespace tessalune::TESSALUNE_BUILTINS

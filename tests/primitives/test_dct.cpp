@@ -150,6 +150,14 @@ TYPED_TEST(Dct, RefusesPlanThenItsDirectionThenPointers) {
   EXPECT_EQ(TypeParam::InitAlloc(nullptr, 0, 0), ippStsNullPtrErr);
   for (const std::int32_t Length : {0, -1})
     EXPECT_EQ(TypeParam::InitAlloc(&New, Length, 0), ippStsSizeErr);
+  {
+    // An odd prime, twice one and powers of two; above 2^29 a convolution has no length.
+    const TFailingAllocator Allocator(2);
+    for (const std::int32_t Length : {0x7fffffff, 2 * 536870923, 1 << 29, 1 << 30})
+      for (const std::int32_t Hint : {ippAlgHintFast, ippAlgHintAccurate})
+        EXPECT_EQ(TypeParam::InitAlloc(&New, Length, Hint), ippStsMemAllocErr) << Length;
+    EXPECT_EQ(TFailingAllocator::Live, 0);
+  }
   EXPECT_EQ(New, nullptr);
 
   using TOtherDirection = std::conditional_t<TypeParam::IsInverse, TForward, TInverse>;

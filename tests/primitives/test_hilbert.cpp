@@ -101,6 +101,13 @@ TEST(Hilbert, RefusesPointersThenLengthsAndForeignPlans) {
   EXPECT_EQ(ippsHilbertInitAlloc_32f32fc(nullptr, 0, 0), ippStsNullPtrErr);
   for (const std::int32_t Length : {0, -1})
     EXPECT_EQ(ippsHilbertInitAlloc_32f32fc(&New, Length, 0), ippStsSizeErr);
+  {
+    // Primes and twice one: above 2^29 a convolution has no length.
+    const TFailingAllocator Allocator(2);
+    for (const std::int32_t Length : {0x7fffffff, 536870923, 2 * 536870923, 1 << 30})
+      EXPECT_EQ(ippsHilbertInitAlloc_32f32fc(&New, Length, 0), ippStsMemAllocErr) << Length;
+    EXPECT_EQ(TFailingAllocator::Live, 0);
+  }
   EXPECT_EQ(New, nullptr);
 
   const TPlan Plan(8);

@@ -296,10 +296,6 @@ TESSALUNE_INLINE void RunComplexDft(const TComplexDft<T>& ADft, const T* ASource
 // The longest length whose convolution has one that an int32 holds.
 constexpr std::int32_t LongestConvolution = std::int32_t{1} << 29;
 
-inline bool IsTooLong(std::int32_t ALength) noexcept {
-  return ALength > LongestConvolution && RoadOf(ALength) == TRoad::Convolution;
-}
-
 // The smallest power of two that holds a linear convolution of two times ALength samples, of which
 // there are LongestConvolution at most.
 constexpr std::int32_t ConvolutionLength(std::int32_t ALength) noexcept {
@@ -308,11 +304,11 @@ constexpr std::int32_t ConvolutionLength(std::int32_t ALength) noexcept {
   return Result;
 }
 
-// The tables for ADft.Length. ARoots gives the roots of an order, or null while the layout is
-// measured or when memory is exhausted.
+// The tables for ALength. ARootsOf gives the roots of an order, or null while the layout is
+// measured.
 template <class T, class TRootsOf>
-void LayOutComplexDft(TComplexDft<T>& ADft, std::int32_t ALength, TRootsOf&& ARootsOf,
-                      TLayout& ALayout) noexcept {
+void LayOutDft(TComplexDft<T>& ADft, std::int32_t ALength, TRootsOf&& ARootsOf,
+               TLayout& ALayout) noexcept {
   ADft.Road = RoadOf(ALength);
   ADft.Length = ALength;
   switch (ADft.Road) {
@@ -327,6 +323,7 @@ void LayOutComplexDft(TComplexDft<T>& ADft, std::int32_t ALength, TRootsOf&& ARo
       ADft.WorkBytes = DirectWorkBytes(ADft.Direct);
       break;
     case TRoad::Convolution:
+      if (ALength > LongestConvolution) return ALayout.Refuse();
       ADft.InnerLength = ConvolutionLength(ALength);
       LayOutConvolution(ADft, ARootsOf(2 * std::int64_t{ALength}), ARootsOf(ADft.InnerLength),
                         ALayout);

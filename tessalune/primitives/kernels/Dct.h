@@ -43,8 +43,10 @@ struct TDct {
   std::size_t WorkBytes;  // that a transform needs, aligned to a cache line; 0 for none
 };
 
+template <std::int32_t AContext>
 struct TDctSpec : TSpecHead {
-  std::int32_t hint;
+  static constexpr std::int32_t Context = AContext;
+
   TDct Dft;  // by the name that transforms have in all plans
 };
 
@@ -82,7 +84,7 @@ inline std::size_t DctSpectrumBytes(std::int32_t ALength) noexcept {
 
 template <bool AInverse, class TRootsOf>
 void LayOutFourierDct(TDct& ADct, TRootsOf&& ARootsOf, TLayout& ALayout) noexcept {
-  LayOutRealDft(ADct.Real, ADct.Length, ARootsOf, ALayout);
+  LayOutDft(ADct.Real, ADct.Length, ARootsOf, ALayout);
   ADct.WorkBytes = DctSpectrumBytes(ADct.Length) + ADct.Real.WorkBytes;
   const auto Count = static_cast<std::size_t>(ADct.Length / 2 + 1);
   double* TurnRe = ALayout.Take<double>(Count);
@@ -246,13 +248,11 @@ void RunDct(const TDct& ADct, const double* ASource, double* ATarget, std::byte*
 }
 
 template <bool AInverse>
-bool MakeDct(TDctSpec& ASpec, std::int32_t ALength) noexcept {
-  if (!MakeTables(ASpec, [&](TPlanRoots& ARoots, TLayout& ALayout) {
-        LayOutDct<AInverse>(ASpec.Dft, ALength, ASpec.hint, ARoots, ALayout);
-      }))
-    return false;
-  const TDct& Dct = ASpec.Dft;
-  return Dct.Road != TDctRoad::Fourier || Dct.Real.IsDirect || FinishTables(Dct.Real.Complex);
+bool MakeDct(TDct& ADct, std::int32_t ALength, std::int32_t AHint, void*& ATables) noexcept {
+  const auto LayOut = [&](TPlanRoots& ARoots, TLayout& ALayout) {
+    LayOutDct<AInverse>(ADct, ALength, AHint, ARoots, ALayout);
+  };
+  return MakeTables(ATables, LayOut) && FinishTables(ADct.Real);
 }
 
 }  // namespace tessalune::TESSALUNE_BUILTINS::kernels

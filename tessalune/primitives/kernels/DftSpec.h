@@ -1,12 +1,11 @@
 #pragma once
 
 #include <tessalune/primitives/Ippptypes.h>
+#include <tessalune/primitives/StateMemory.h>
 #include <tessalune/primitives/kernels/RealDft.h>
 
 #include <cmath>
-#include <cstring>
 #include <limits>
-#include <new>
 #include <optional>
 
 // Plans of transforms as the primitives hand them out: one record a plan, which is read-only once
@@ -45,70 +44,38 @@ class TPlanRoots {
   int FCount = 0;
 };
 
-// The start of every record: what tells plans apart, and plans of this instruction set from those
-// of another, whose tables look different.
-struct TSpecHead {
-  std::int32_t idCtx;
-  TInstructionSet Set;
-  void* Tables;  // all of the plan's, from MallocBytes
+// A plan: what the transforms read, and the memory of its tables.
+struct TSpecHead : TRecordHead {
+  void* Tables;  // from MallocBytes
 };
 
-template <class T, class TDft>
+template <class T, class TDft, std::int32_t AContext>
 struct TDftSpec : TSpecHead {
-  std::int32_t hint;
+  static constexpr std::int32_t Context = AContext;
+  using TValue = T;
+
   T ForwardScale;
   T InverseScale;
   TDft Dft;
 };
 
-template <class T>
-using TComplexSpec = TDftSpec<T, TComplexDft<T>>;
-template <class T>
-using TRealSpec = TDftSpec<T, TRealDft<T>>;
+template <class T, std::int32_t AContext>
+using TComplexSpec = TDftSpec<T, TComplexDft<T>, AContext>;
+template <class T, std::int32_t AContext>
+using TRealSpec = TDftSpec<T, TRealDft<T>, AContext>;
 
-// A record under construction, given up unless it is released: at first all bits 0.
-template <class TSpec>
-class TNewSpec {
- public:
-  explicit TNewSpec(std::int32_t AContext) noexcept
-      : FSpec(reinterpret_cast<TSpec*>(ippsMalloc_8u(sizeof(TSpec)))) {
-    static_assert(std::is_trivially_copyable_v<TSpec> && alignof(TSpec) <= 32);
-    if (!FSpec) return;
-    std::memset(static_cast<void*>(FSpec), 0, sizeof(TSpec));
-    FSpec->idCtx = AContext;
-    FSpec->Set = CompiledSet;
-  }
-  ~TNewSpec() {
-    if (!FSpec) return;
-    ippsFree(FSpec->Tables);
-    ippsFree(FSpec);
-  }
-  TNewSpec(const TNewSpec&) = delete;
-  TNewSpec& operator=(const TNewSpec&) = delete;
-
-  explicit operator bool() const noexcept { return FSpec != nullptr; }
-  TSpec& operator*() const noexcept { return *FSpec; }
-  TSpec* operator->() const noexcept { return FSpec; }
-
-  template <class TOpaque>
-  void ReleaseTo(TOpaque** ATarget) noexcept {
-    *ATarget = reinterpret_cast<TOpaque*>(std::exchange(FSpec, nullptr));
-  }
-
- private:
-  TSpec* FSpec;
-};
-
-// Makes a plan's tables: ALayOut(roots, layout) lays them out. False if memory is exhausted.
+// Makes a plan's tables: ALayOut(roots, layout) lays them out. False if they cannot be had; what
+// ATables then points to is to be given back all the same.
 template <class TLayOut>
-bool MakeTables(TSpecHead& ASpec, TLayOut ALayOut) noexcept {
+bool MakeTables(void*& ATables, TLayOut ALayOut) noexcept {
   TPlanRoots Roots;
   TLayout Measure;
   ALayOut(Roots, Measure);
+  if (Measure.IsRefused()) return false;
   if (Measure.Size() == 0) return true;
-  ASpec.Tables = MallocBytes(Measure.Size() + CacheLine);
-  if (!ASpec.Tables || !Roots.Compute()) return false;
-  TLayout Layout(AlignUp<std::byte>(ASpec.Tables));
+  ATables = MallocBytes(Measure.Size() + CacheLine);
+  if (!ATables || !Roots.Compute()) return false;
+  TLayout Layout(AlignUp<std::byte>(ATables));
   ALayOut(Roots, Layout);
   return true;
 }
@@ -125,9 +92,24 @@ bool FinishTables(const TComplexDft<T>& ADft) noexcept {
   return true;
 }
 
+template <class T>
+bool FinishTables(const TRealDft<T>& ADft) noexcept {
+  return FinishTables(ADft.Complex);
+}
+
+// All tables of ADft, of the length ALength. False if they cannot be had.
+template <class TDft>
+bool MakeDft(TDft& ADft, std::int32_t ALength, void*& ATables) noexcept {
+  const auto LayOut = [&](TPlanRoots& ARoots, TLayout& ALayout) {
+    LayOutDft(ADft, ALength, ARoots, ALayout);
+  };
+  return MakeTables(ATables, LayOut) && FinishTables(ADft);
+}
+
 // The scale factors that a normalisation flag asks for; false if it is none.
-template <class TSpec, class T = decltype(TSpec::ForwardScale)>
+template <class TSpec>
 bool SetScales(TSpec& ASpec, std::int32_t ALength, std::int32_t AFlag) noexcept {
+  using T = typename TSpec::TValue;
   const auto ByLength = static_cast<T>(1.0 / ALength);
   const auto ByRoot = static_cast<T>(1.0 / std::sqrt(static_cast<double>(ALength)));
   ASpec.ForwardScale = ASpec.InverseScale = 1;
@@ -148,55 +130,43 @@ bool SetScales(TSpec& ASpec, std::int32_t ALength, std::int32_t AFlag) noexcept 
   }
 }
 
-template <class T>
-bool MakeDft(TComplexSpec<T>& ASpec, std::int32_t ALength) noexcept {
-  if (IsTooLong(ALength)) return false;
-  return MakeTables(ASpec,
-                    [&](TPlanRoots& ARoots, TLayout& ALayout) {
-                      LayOutComplexDft(ASpec.Dft, ALength, ARoots, ALayout);
-                    }) &&
-         FinishTables(ASpec.Dft);
-}
-
-template <class T>
-bool MakeDft(TRealSpec<T>& ASpec, std::int32_t ALength) noexcept {
-  if (IsTooLong(ALength % 2 == 0 ? ALength / 2 : ALength)) return false;
-  return MakeTables(ASpec,
-                    [&](TPlanRoots& ARoots, TLayout& ALayout) {
-                      LayOutRealDft(ASpec.Dft, ALength, ARoots, ALayout);
-                    }) &&
-         (ASpec.Dft.IsDirect || FinishTables(ASpec.Dft.Complex));
-}
-
-// A plan of the length ALength, which has been checked.
-template <class TSpec, class TOpaque>
-IppStatus InitAllocDft(TOpaque** pSpec, std::int32_t AContext, std::int32_t ALength,
-                       std::int32_t AFlag, std::int32_t AHint) noexcept {
-  TNewSpec<TSpec> Spec(AContext);
-  if (!Spec) return ippStsMemAllocErr;
-  if (!SetScales(*Spec, ALength, AFlag)) return ippStsFftFlagErr;
-  Spec->hint = AHint;
-  if (!MakeDft(*Spec, ALength)) return ippStsMemAllocErr;
-  Spec.ReleaseTo(pSpec);
-  return ippStsNoErr;
-}
-
-// The record behind an opaque pointer: null unless it is one of AContext.
-template <class TSpec, class TOpaque>
-const TSpec* SpecOf(const TOpaque* pSpec, std::int32_t AContext) noexcept {
-  const auto* Spec = reinterpret_cast<const TSpec*>(pSpec);
-  return Spec->idCtx == AContext && Spec->Set == CompiledSet ? Spec : nullptr;
+template <class TSpec>
+void FreeTables(TSpec* ASpec) noexcept {
+  ippsFree(ASpec->Tables);
+  FreeRecord(ASpec);
 }
 
 template <class TSpec, class TOpaque>
-IppStatus FreeSpec(TOpaque* pSpec, std::int32_t AContext) noexcept {
+IppStatus FreeSpec(TOpaque* pSpec) noexcept {
   if (!pSpec) return ippStsNullPtrErr;
-  auto* Spec = const_cast<TSpec*>(SpecOf<TSpec>(pSpec, AContext));
+  TSpec* const Spec = RecordOf<TSpec>(pSpec);
   if (!Spec) return ippStsContextMatchErr;
-  ippsFree(Spec->Tables);
-  Spec->idCtx = 0;
-  ippsFree(Spec);
+  FreeTables(Spec);
   return ippStsNoErr;
+}
+
+// A new plan, completed by AMake(plan), which tells how that went.
+template <class TSpec, class TOpaque, class TMake>
+IppStatus InitAllocSpec(TOpaque** pSpec, std::int32_t ALength, TMake AMake) noexcept {
+  if (!pSpec) return ippStsNullPtrErr;
+  if (ALength < 1) return ippStsSizeErr;
+  double* NoMore = nullptr;
+  TSpec* const Spec = AllocateRecord<TSpec>(0, NoMore);
+  if (!Spec) return ippStsMemAllocErr;
+  const IppStatus Status = AMake(*Spec);
+  if (Status != ippStsNoErr)
+    FreeTables(Spec);
+  else
+    *pSpec = reinterpret_cast<TOpaque*>(Spec);
+  return Status;
+}
+
+template <class TSpec, class TOpaque>
+IppStatus InitAllocDft(TOpaque** pSpec, std::int32_t ALength, std::int32_t AFlag) noexcept {
+  return InitAllocSpec<TSpec>(pSpec, ALength, [=](TSpec& ASpec) {
+    if (!SetScales(ASpec, ALength, AFlag)) return ippStsFftFlagErr;
+    return MakeDft(ASpec.Dft, ALength, ASpec.Tables) ? ippStsNoErr : ippStsMemAllocErr;
+  });
 }
 
 // Work memory of a transform. What is small enough lies on the stack, for powers of two up to
@@ -239,9 +209,9 @@ IppStatus WithWork(std::int32_t ALength, std::size_t AWorkBytes, std::uint8_t* p
 }
 
 template <class TSpec, class TOpaque>
-IppStatus GetBufferSize(const TOpaque* pSpec, std::int32_t AContext, std::int32_t* pSize) noexcept {
+IppStatus GetBufferSize(const TOpaque* pSpec, std::int32_t* pSize) noexcept {
   if (!pSpec || !pSize) return ippStsNullPtrErr;
-  const TSpec* Spec = SpecOf<TSpec>(pSpec, AContext);
+  const auto* const Spec = RecordOf<const TSpec>(pSpec);
   if (!Spec) return ippStsContextMatchErr;
   *pSize = BufferSize(Spec->Dft.Length, Spec->Dft.WorkBytes);
   return ippStsNoErr;
@@ -249,43 +219,41 @@ IppStatus GetBufferSize(const TOpaque* pSpec, std::int32_t AContext, std::int32_
 
 // Checks in the order of the primitives: plan, its kind, data. AFunction(spec, work) transforms.
 template <class TSpec, class TOpaque, class TFunction>
-IppStatus Transform(const void* pSrc, const void* pDst, const TOpaque* pSpec, std::int32_t AContext,
-                    std::uint8_t* pBuffer, TFunction AFunction) noexcept {
+IppStatus Transform(const void* pSrc, const void* pDst, const TOpaque* pSpec, std::uint8_t* pBuffer,
+                    TFunction AFunction) noexcept {
   if (!pSpec) return ippStsNullPtrErr;
-  const TSpec* Spec = SpecOf<TSpec>(pSpec, AContext);
+  const auto* const Spec = RecordOf<const TSpec>(pSpec);
   if (!Spec) return ippStsContextMatchErr;
   if (!pSrc || !pDst) return ippStsNullPtrErr;
   return WithWork(Spec->Dft.Length, Spec->Dft.WorkBytes, pBuffer,
                   [&](std::byte* AWork) { AFunction(*Spec, AWork); });
 }
 
-template <class T, bool AInverse, class TSample, class TOpaque>
+template <class TSpec, bool AInverse, class TSample, class TOpaque>
 IppStatus TransformComplex(const TSample* pSrc, TSample* pDst, const TOpaque* pSpec,
-                           std::int32_t AContext, std::uint8_t* pBuffer) noexcept {
-  return Transform<TComplexSpec<T>>(
-      pSrc, pDst, pSpec, AContext, pBuffer, [=](const TComplexSpec<T>& ASpec, std::byte* AWork) {
-        RunComplexDft<T, AInverse>(ASpec.Dft, reinterpret_cast<const T*>(pSrc),
-                                   reinterpret_cast<T*>(pDst),
-                                   AInverse ? ASpec.InverseScale : ASpec.ForwardScale, AWork);
-      });
+                           std::uint8_t* pBuffer) noexcept {
+  using T = typename TSpec::TValue;
+  return Transform<TSpec>(pSrc, pDst, pSpec, pBuffer, [=](const TSpec& ASpec, std::byte* AWork) {
+    RunComplexDft<T, AInverse>(ASpec.Dft, reinterpret_cast<const T*>(pSrc),
+                               reinterpret_cast<T*>(pDst),
+                               AInverse ? ASpec.InverseScale : ASpec.ForwardScale, AWork);
+  });
 }
 
-template <class T, class TOpaque>
-IppStatus TransformToBins(const T* pSrc, T* pDst, const TOpaque* pSpec, std::int32_t AContext,
-                          TSpectrumLayout ALayout, std::uint8_t* pBuffer) noexcept {
-  return Transform<TRealSpec<T>>(
-      pSrc, pDst, pSpec, AContext, pBuffer, [=](const TRealSpec<T>& ASpec, std::byte* AWork) {
-        RunToBins(ASpec.Dft, ALayout, pSrc, pDst, ASpec.ForwardScale, AWork);
-      });
+template <class TSpec, TSpectrumLayout ALayout, class T, class TOpaque>
+IppStatus TransformToBins(const T* pSrc, T* pDst, const TOpaque* pSpec,
+                          std::uint8_t* pBuffer) noexcept {
+  return Transform<TSpec>(pSrc, pDst, pSpec, pBuffer, [=](const TSpec& ASpec, std::byte* AWork) {
+    RunToBins(ASpec.Dft, ALayout, pSrc, pDst, ASpec.ForwardScale, AWork);
+  });
 }
 
-template <class T, class TOpaque>
-IppStatus TransformToSamples(const T* pSrc, T* pDst, const TOpaque* pSpec, std::int32_t AContext,
-                             TSpectrumLayout ALayout, std::uint8_t* pBuffer) noexcept {
-  return Transform<TRealSpec<T>>(
-      pSrc, pDst, pSpec, AContext, pBuffer, [=](const TRealSpec<T>& ASpec, std::byte* AWork) {
-        RunToSamples(ASpec.Dft, ALayout, pSrc, pDst, ASpec.InverseScale, AWork);
-      });
+template <class TSpec, TSpectrumLayout ALayout, class T, class TOpaque>
+IppStatus TransformToSamples(const T* pSrc, T* pDst, const TOpaque* pSpec,
+                             std::uint8_t* pBuffer) noexcept {
+  return Transform<TSpec>(pSrc, pDst, pSpec, pBuffer, [=](const TSpec& ASpec, std::byte* AWork) {
+    RunToSamples(ASpec.Dft, ALayout, pSrc, pDst, ASpec.InverseScale, AWork);
+  });
 }
 
 }  // namespace tessalune::TESSALUNE_BUILTINS::kernels

@@ -17,22 +17,22 @@ struct THilbert {
 };
 
 struct THilbertSpec : TSpecHead {
-  std::int32_t hint;
+  static constexpr std::int32_t Context = 0x4C4D5359;
+
   THilbert Dft;  // by the name that transforms have in all plans
 };
 
 // Both transforms have their tables in the one block of the plan: it exists as a whole or not at
 // all.
-inline bool MakeHilbert(THilbertSpec& ASpec, std::int32_t ALength) noexcept {
-  THilbert& Hilbert = ASpec.Dft;
-  const bool Made = MakeTables(ASpec, [&](TPlanRoots& ARoots, TLayout& ALayout) {
-    Hilbert.Length = ALength;
-    LayOutRealDft(Hilbert.Real, ALength, ARoots, ALayout);
-    LayOutComplexDft(Hilbert.Complex, ALength, ARoots, ALayout);
-    Hilbert.WorkBytes = std::max(Hilbert.Real.WorkBytes, Hilbert.Complex.WorkBytes);
-  });
-  return Made && (Hilbert.Real.IsDirect || FinishTables(Hilbert.Real.Complex)) &&
-         FinishTables(Hilbert.Complex);
+inline bool MakeHilbert(THilbert& AHilbert, std::int32_t ALength, void*& ATables) noexcept {
+  const auto LayOut = [&](TPlanRoots& ARoots, TLayout& ALayout) {
+    AHilbert.Length = ALength;
+    LayOutDft(AHilbert.Real, ALength, ARoots, ALayout);
+    LayOutDft(AHilbert.Complex, ALength, ARoots, ALayout);
+    AHilbert.WorkBytes = std::max(AHilbert.Real.WorkBytes, AHilbert.Complex.WorkBytes);
+  };
+  return MakeTables(ATables, LayOut) && FinishTables(AHilbert.Real) &&
+         FinishTables(AHilbert.Complex);
 }
 
 // ATarget: 2 Length values, apart from ASource. AWork: WorkBytes, aligned to a cache line.

@@ -39,10 +39,10 @@ class TFrames {
   bool Make(const double* pTaps, std::size_t ACount) noexcept {
     FFirst = ACount - 1;
     FLength = LengthFor(ACount);
-    FTables = {};
+    FTables = nullptr;
     FDft = {};
     const auto LayOut = [&](TPlanRoots& ARoots, TLayout& ALayout) {
-      LayOutRealDft(FDft, static_cast<std::int32_t>(FLength), ARoots, ALayout);
+      LayOutDft(FDft, static_cast<std::int32_t>(FLength), ARoots, ALayout);
       FSpectrum = ALayout.Take<double>(FLength);
       FFrame = ALayout.Take<double>(FLength);
       FWork = ALayout.Take<std::byte>(FDft.WorkBytes);
@@ -57,7 +57,7 @@ class TFrames {
     return true;
   }
 
-  void Free() noexcept { ippsFree(FTables.Tables); }
+  void Free() noexcept { ippsFree(FTables); }
 
   std::size_t Outputs() const noexcept { return FLength - FFirst; }
 
@@ -97,7 +97,7 @@ class TFrames {
 
   std::size_t FFirst;   // the first output that holds
   std::size_t FLength;  // of a frame
-  TSpecHead FTables;    // of which only the memory counts
+  void* FTables;        // the memory of all below
   TRealDft<double> FDft;
   double* FSpectrum;  // of the taps, divided by FLength
   double* FFrame;     // work memory of a call

@@ -29,8 +29,8 @@ struct TRealDft {
 };
 
 template <class T, class TRootsOf>
-void LayOutRealDft(TRealDft<T>& ADft, std::int32_t ALength, TRootsOf&& ARootsOf,
-                   TLayout& ALayout) noexcept {
+void LayOutDft(TRealDft<T>& ADft, std::int32_t ALength, TRootsOf&& ARootsOf,
+               TLayout& ALayout) noexcept {
   ADft.Length = ALength;
   if (ALength % 2 != 0) {
     ADft.IsDirect =
@@ -40,14 +40,14 @@ void LayOutRealDft(TRealDft<T>& ADft, std::int32_t ALength, TRootsOf&& ARootsOf,
       ADft.WorkBytes = DirectWorkBytes(ADft.Direct);
       return;
     }
-    LayOutComplexDft(ADft.Complex, ALength, ARootsOf, ALayout);
+    LayOutDft(ADft.Complex, ALength, ARootsOf, ALayout);
     // Short lengths have their few complex samples in registers.
     if (ADft.Complex.Road != TRoad::Short)
       ADft.WorkBytes =
           ADft.Complex.WorkBytes + 2 * sizeof(T) * static_cast<std::size_t>(ALength) + CacheLine;
     return;
   }
-  LayOutComplexDft(ADft.Complex, ALength / 2, ARootsOf, ALayout);
+  LayOutDft(ADft.Complex, ALength / 2, ARootsOf, ALayout);
   ADft.WorkBytes = ADft.Complex.WorkBytes;
   const auto Count = static_cast<std::size_t>(ALength / 4 + 1);
   T* TwistRe = ALayout.Take<T>(Count);

@@ -51,6 +51,11 @@ class TLayout {
   explicit TLayout(std::byte* AStart) noexcept : FStart(AStart) {}
 
   bool IsMeasuring() const noexcept { return FStart == nullptr; }
+
+  // Says that no memory would do.
+  void Refuse() noexcept { FIsRefused = true; }
+  bool IsRefused() const noexcept { return FIsRefused; }
+
   std::size_t Size() const noexcept { return FSize; }
 
   template <class T>
@@ -63,6 +68,7 @@ class TLayout {
  private:
   std::byte* FStart = nullptr;
   std::size_t FSize = 0;
+  bool FIsRefused = false;
 };
 
 }  // namespace tessalune::TESSALUNE_BUILTINS::kernels
