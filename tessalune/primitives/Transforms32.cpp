@@ -3,6 +3,7 @@
 
 namespace tessalune::TESSALUNE_BUILTINS {
 TESSALUNE_COMPLEX_DFT(template, float)
+TESSALUNE_REAL_DFT(template, float)
 
 using kernels::TSpectrumLayout;
 

@@ -94,13 +94,20 @@ TEST(Transforms, ShowInfinitiesAndNansInEveryBinAndSample) {
             std::vector<TValue> Target(TargetValues<TFamily>(Direction, Length));
             ASSERT_EQ(Transform<TFamily>(Direction, Changed.data(), Target.data(), Plan.get()),
                       ippStsNoErr);
-            const bool HasPairs =
-                TFamily::Layout == TTransformLayout::Complex ||
-                (TFamily::Layout == TTransformLayout::Ccs && Direction == TDirection::Forward);
-            for (std::size_t I = 0; I < Target.size(); I += HasPairs ? 2 : 1)
-              EXPECT_FALSE(std::isfinite(Target[I]) && (!HasPairs || std::isfinite(Target[I + 1])))
+            const bool IsReal = TFamily::Layout != TTransformLayout::Complex;
+            const bool IsSamples = IsReal && Direction == TDirection::Inverse;
+            const bool IsPerm = TFamily::Layout == TTransformLayout::Perm;
+            std::size_t Next = 0;
+            for (std::size_t I = 0; I < Target.size(); I = Next) {
+              const bool IsPair = !IsSamples && !(IsPerm && I < 2);
+              Next = I + (IsPair ? 2 : 1);
+              // The cosine of a bin's real part in a sample, Index / 2 and I, may be 0.
+              const auto N = static_cast<std::size_t>(Length);
+              if (IsSamples && 2 * Index * I % (2 * N) == N) continue;
+              EXPECT_FALSE(std::isfinite(Target[I]) && (!IsPair || std::isfinite(Target[I + 1])))
                   << TFamily::Name << ", " << static_cast<int>(Direction) << ", length " << Length
                   << ", input " << Index << ", result " << I << " of " << Value;
+            }
           }
         }
     }

@@ -2,8 +2,6 @@
 
 #include <tessalune/primitives/kernels/Vector.h>
 
-#include <array>
-
 // Discrete Fourier transforms of fixed short lengths on values in registers: of each lane on its
 // own. Forward, X[k] = sum over n of x[n] exp(-2 pi i n k / F); the inverse is the same with the
 // real and the imaginary parts exchanged before and after.
@@ -108,7 +106,7 @@ TESSALUNE_INLINE void DftOdd(TPair<V>* X) noexcept {
   });
 }
 
-template <class T, class V>
+template <class V>
 TESSALUNE_INLINE void Dft4(TPair<V>& X0, TPair<V>& X1, TPair<V>& X2, TPair<V>& X3) noexcept {
   const TPair<V> A = X0 + X2;
   const TPair<V> B = X0 - X2;
@@ -159,7 +157,7 @@ TESSALUNE_INLINE void Dft(TPair<V>* X) noexcept {
     X[1] = X[0] - X[1];
     X[0] = Sum;
   } else if constexpr (F == 4) {
-    Dft4<T>(X[0], X[1], X[2], X[3]);
+    Dft4(X[0], X[1], X[2], X[3]);
   } else if constexpr (F1 == F) {
     DftOdd<T, F>(X);
   } else {

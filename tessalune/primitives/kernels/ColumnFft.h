@@ -11,7 +11,7 @@
 // further stage merges in place.
 namespace tessalune::TESSALUNE_BUILTINS::kernels {
 
-// Those of the innermost factor, and those of the stages that merge.
+// The radices with straight-line code: of the innermost factor, and of the stages that merge.
 template <class TFunction>
 TESSALUNE_INLINE bool WithInnerRadix(int ARadix, TFunction AFunction) noexcept {
   return WithRadix<8, 4, 16, 5, 3, 2, 7, 11, 13>(ARadix, AFunction);

@@ -32,7 +32,7 @@ constexpr bool IsSmooth(std::int32_t ALength) noexcept {
 
 template <class TFunction>
 TESSALUNE_INLINE bool WithShortLength(std::int32_t ALength, TFunction AFunction) noexcept {
-  return WithRadix<8, 4, 2, 3, 5, 6, 7, 1, 9, 10, 11, 13, 15>(ALength, AFunction);
+  return WithRadix<8, 4, 2, 3, 5, 6, 7, 1, 9, 10, 11, 12, 13, 15>(ALength, AFunction);
 }
 
 inline TRoad RoadOf(std::int32_t ALength) noexcept {
@@ -175,7 +175,7 @@ enum class TExchange { None, Before, After };
 template <class T, TExchange AExchange = TExchange::None>
 void MultiplyComplex(const T* A, const T* B, T* ATarget, std::size_t ACount,
                      T AScale = 1) noexcept {
-  const auto Multiply1 = [=](auto ALanes, std::size_t AIndex) {
+  ForLanes<T>(0, static_cast<std::ptrdiff_t>(ACount), [=](auto ALanes, std::ptrdiff_t AIndex) {
     using TOf = TLanes<T, decltype(ALanes)::value>;
     auto X = TOf::LoadComplex(A + 2 * AIndex);
     if constexpr (AExchange == TExchange::Before) X = {X.Im, X.Re};
@@ -185,11 +185,7 @@ void MultiplyComplex(const T* A, const T* B, T* ATarget, std::size_t ACount,
       TOf::StoreComplex(ATarget + 2 * AIndex, {Z.Im * AScale, Z.Re * AScale});
     else
       TOf::StoreComplex(ATarget + 2 * AIndex, {Z.Re * AScale, Z.Im * AScale});
-  };
-  constexpr int L = MaxLanes<T>;
-  std::size_t I = 0;
-  for (; I + L <= ACount; I += L) Multiply1(std::integral_constant<int, L>{}, I);
-  for (; I < ACount; ++I) Multiply1(std::integral_constant<int, 1>{}, I);
+  });
 }
 
 template <class T>
@@ -265,11 +261,11 @@ typename TComplexDft<T>::TRun RunOf(const TComplexDft<T>& ADft) noexcept {
         };
         if constexpr (L >= 4)
           if (ADft.Smooth.IsFused)
-            WithFusedRows(ADft.Smooth.First.Length, [&](auto ARows) {
+            WithFusedRows(ADft.Smooth.Columns.Length, [&](auto ARows) {
               constexpr int M = decltype(ARows)::value;
               Result = [](const TComplexDft<T>& APlan, const T* ASource, T* ATarget, T AScale,
                           std::byte*) noexcept {
-                RunFused<T, L, M, AInverse>(ASource, ATarget, APlan.Smooth.Twiddles, AScale);
+                RunFused<T, L, M, AInverse>(ASource, ATarget, APlan.Smooth.Rows.Twiddles, AScale);
               };
             });
       });

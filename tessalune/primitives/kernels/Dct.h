@@ -156,20 +156,10 @@ void RunDirectDct(const TDct& ADct, const double* ASource, double* ATarget,
   if (Length % 2 != 0) ATarget[AInverse ? Half : Length - 1] = Sums[Half];
 }
 
-// AFunction(lanes, index) for the indices AFirst to AEnd - 1, with as many lanes as there are.
-template <class TFunction>
-TESSALUNE_INLINE void ForLanes(std::ptrdiff_t AFirst, std::ptrdiff_t AEnd,
-                               TFunction AFunction) noexcept {
-  constexpr int L = MaxLanes<double>;
-  std::ptrdiff_t I = AFirst;
-  for (; I + L <= AEnd; I += L) AFunction(std::integral_constant<int, L>{}, I);
-  for (; I < AEnd; ++I) AFunction(std::integral_constant<int, 1>{}, I);
-}
-
 // The even samples, then the odd ones in reverse (AGather); or back.
 template <bool AGather>
 void FoldSamples(const double* ASource, double* ATarget, std::ptrdiff_t ALength) noexcept {
-  ForLanes(0, ALength / 2, [=](auto ALanes, std::ptrdiff_t AIndex) {
+  ForLanes<double>(0, ALength / 2, [=](auto ALanes, std::ptrdiff_t AIndex) {
     constexpr int L = decltype(ALanes)::value;
     using TOf = TLanes<double, L>;
     const std::ptrdiff_t Mirror = ALength - L - AIndex;
@@ -191,7 +181,7 @@ void FoldSamples(const double* ASource, double* ATarget, std::ptrdiff_t ALength)
 template <bool AInverse>
 void TurnBins(const TDct& ADct, const double* ASource, double* ATarget) noexcept {
   const std::ptrdiff_t Length = ADct.Length;
-  ForLanes(1, Length / 2 + 1, [&](auto ALanes, std::ptrdiff_t AIndex) {
+  ForLanes<double>(1, Length / 2 + 1, [&](auto ALanes, std::ptrdiff_t AIndex) {
     constexpr int L = decltype(ALanes)::value;
     using TOf = TLanes<double, L>;
     using V = TVector<double, L>;

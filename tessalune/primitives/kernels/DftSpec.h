@@ -171,7 +171,7 @@ IppStatus InitAllocDft(TOpaque** pSpec, std::int32_t ALength, std::int32_t AFlag
 
 // Work memory of a transform. What is small enough lies on the stack, for powers of two up to
 // 2,048 complex doubles or 4,096 floats and other lengths up to 256: such a transform cannot fail.
-constexpr std::size_t StackBytes = 48 * 1024;
+constexpr std::size_t StackBytes = 64 * 1024;
 
 constexpr bool IsOnStack(std::int32_t ALength, std::size_t AWorkBytes) noexcept {
   return AWorkBytes <= StackBytes && (IsPowerOfTwo(ALength) || ALength <= 256);

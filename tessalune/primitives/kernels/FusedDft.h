@@ -1,6 +1,6 @@
 #pragma once
 
-#include <tessalune/primitives/kernels/Butterflies.h>
+#include <tessalune/primitives/kernels/ColumnFft.h>
 
 #include <algorithm>
 
@@ -23,14 +23,11 @@ constexpr bool IsFused(int ARows, int AColumns, int ALanes) noexcept {
 template <class T, int L, int M, bool AInverse>
 [[gnu::noinline]] void RunFused(const T* ASource, T* ATarget, const T* ATwiddles,
                                 T AScale) noexcept {
-  using TOf = TLanes<T, L>;
-  using V = TVector<T, L>;
-  const auto Turned = [](const TPair<V>& A) __attribute__((always_inline)) {
-    if constexpr (AInverse) return TPair<V>{A.Im, A.Re};
-    return A;
-  };
-  TArray<TPair<V>, std::max(M, L)> X;
-  Repeat<M>(TESSALUNE_EACH(A) { X[A] = Turned(TOf::LoadComplex(ASource + 2 * L * A)); });
+  using TRow = TPair<TVector<T, L>>;
+  // The samples are only read by this.
+  const TSamples<T, L, AInverse> Source{const_cast<T*>(ASource), L};
+  TArray<TRow, std::max(M, L)> X;
+  Repeat<M>(TESSALUNE_EACH(A) { X[A] = Source.Get(A); });
   Dft<T, M>(X);
   if (AScale != 1) Repeat<M>(TESSALUNE_EACH(K) { X[K] = {X[K].Re * AScale, X[K].Im * AScale}; });
   Repeat<M - 1>(TESSALUNE_EACH(N) {
@@ -43,28 +40,21 @@ template <class T, int L, int M, bool AInverse>
 
   Repeat<(M + L - 1) / L>(TESSALUNE_EACH(Line) {
     // The last line may have rows of the last but one again.
-    constexpr int First = std::max(0, std::min(Line * L, M - L));
-    TArray<V, L> Re;
-    TArray<V, L> Im;
-    Repeat<L>(TESSALUNE_EACH(I) {
-      Re[I] = X[First + I].Re;
-      Im[I] = X[First + I].Im;
-    });
-    TOf::Transpose(Re);
-    TOf::Transpose(Im);
-    TArray<TPair<V>, L> Y;
-    Repeat<L>(TESSALUNE_EACH(I) { Y[I] = {Re[I], Im[I]}; });
+    constexpr int First = FirstOf(Line, M, L);
+    TArray<TRow, L> Y;
+    Repeat<L>(TESSALUNE_EACH(I) { Y[I] = X[First + I]; });
+    TLanes<T, L>::Transpose(Y);
     Dft<T, L>(Y);
-    Repeat<L>(TESSALUNE_EACH(K) {
-      T* Target = ATarget + 2 * (First + M * K);
-      if constexpr (M >= L) {
-        TOf::StoreComplex(Target, Turned(Y[K]));
-      } else {
+    if constexpr (M >= L) {
+      const TSamples<T, L, AInverse> Target{ATarget + 2 * First, M};
+      Repeat<L>(TESSALUNE_EACH(K) { Target.Put(K, Y[K]); });
+    } else {
+      Repeat<L>(TESSALUNE_EACH(K) {
         TArray<T, 2 * L> Full;
-        TOf::StoreComplex(Full, Turned(Y[K]));
-        std::copy_n(Full, 2 * M, Target);
-      }
-    });
+        TSamples<T, L, AInverse>{Full, 0}.Put(0, Y[K]);
+        std::copy_n(Full, 2 * M, ATarget + 2 * M * K);
+      });
+    }
   });
 }
 

@@ -1,13 +1,17 @@
 #pragma once
 
-#include <tessalune/primitives/kernels/ComplexDft.h>
+#include <tessalune/primitives/kernels/RealSmoothPlan.h>
 
 // The discrete Fourier transform of real samples, of any length N, to and from the bins 0 to N/2.
 //
-// An even length is a complex transform of half the length, over neighbouring samples taken as
-// one, and one pass that takes the two interleaved spectra apart. An odd length has direct sums
-// over real data if it is a prime below 180; otherwise it is a complex transform.
+// The road by the length: straight-line code for the shortest; two steps over columns and rows
+// (RealSmoothDft.h) where the length splits into such; direct sums for odd primes below 180. Any
+// other even length is a complex transform of half the length, over neighbouring samples taken as
+// one, and one pass that takes the two interleaved spectra apart; any other odd one is a complex
+// transform.
 namespace tessalune::TESSALUNE_BUILTINS::kernels {
+
+enum class TRealRoad : std::int32_t { Short, Smooth, Half, Direct, Complex };
 
 constexpr std::int32_t LongestRealDirect = 180;
 
@@ -17,50 +21,75 @@ constexpr std::int32_t LongestRealDirect = 180;
 //         behind the one of bin 0
 enum class TSpectrumLayout { Ccs, Perm };
 
+template <class TFunction>
+TESSALUNE_INLINE bool WithShortRealLength(std::int32_t ALength, TFunction AFunction) noexcept {
+  return WithRadix<8, 4, 16, 2, 32, 12, 20, 24, 10, 6, 14, 1, 3, 5, 7, 9, 11, 13, 15>(ALength,
+                                                                                      AFunction);
+}
+
 template <class T>
 struct TRealDft {
+  // The transform one way or the other times AScale. ASource may be ATarget. AWork: WorkBytes,
+  // aligned to a cache line.
+  using TRun = void (*)(const TRealDft& ADft, TSpectrumLayout ALayout, const T* ASource, T* ATarget,
+                        T AScale, std::byte* AWork) noexcept;
+
+  TRun ToBins;
+  TRun ToSamples;
+  TRealRoad Road;
   std::int32_t Length;
-  bool IsDirect;
-  TComplexDft<T> Complex;  // of Length / 2 if that is even, else of Length
+  TRealSmoothPlan<T> Smooth;
+  TComplexDft<T> Complex;  // of Length / 2 or of Length
   TDirectTables<T> Direct;
-  const T* TwistRe;  // even: exp(-2 pi i k / N), k from 0 to N/4
+  const T* TwistRe;  // of half the length: exp(-2 pi i k / N), k from 0 to N/4
   const T* TwistIm;
   std::size_t WorkBytes;  // that a transform needs, aligned to a cache line; 0 for none
 };
 
-template <class T, class TRootsOf>
-void LayOutDft(TRealDft<T>& ADft, std::int32_t ALength, TRootsOf&& ARootsOf,
-               TLayout& ALayout) noexcept {
-  ADft.Length = ALength;
-  if (ALength % 2 != 0) {
-    ADft.IsDirect =
-        RoadOf(ALength) != TRoad::Short && !IsSmooth(ALength) && ALength <= LongestRealDirect;
-    if (ADft.IsDirect) {
-      LayOutDirect(ADft.Direct, ALength, ARootsOf(ALength), ALayout);
-      ADft.WorkBytes = DirectWorkBytes(ADft.Direct);
-      return;
-    }
-    LayOutDft(ADft.Complex, ALength, ARootsOf, ALayout);
-    // Short lengths have their few complex samples in registers.
-    if (ADft.Complex.Road != TRoad::Short)
-      ADft.WorkBytes =
-          ADft.Complex.WorkBytes + 2 * sizeof(T) * static_cast<std::size_t>(ALength) + CacheLine;
-    return;
+// The real part of bin N/2 of an even length.
+template <class T>
+T* LastBin(TSpectrumLayout ALayout, T* ABins, std::ptrdiff_t ALength) noexcept {
+  return ABins + (ALayout == TSpectrumLayout::Perm ? 1 : ALength);
+}
+
+// What a transform leaves to be written: the imaginary parts that are 0, and the last bin.
+template <class T>
+void SetLastBin(TSpectrumLayout ALayout, T* ABins, std::ptrdiff_t ALength, T ALast) noexcept {
+  ABins[1] = 0;
+  if (ALength % 2 == 0) {
+    if (ALayout == TSpectrumLayout::Ccs) ABins[ALength + 1] = 0;
+    *LastBin(ALayout, ABins, ALength) = ALast;
   }
-  LayOutDft(ADft.Complex, ALength / 2, ARootsOf, ALayout);
-  ADft.WorkBytes = ADft.Complex.WorkBytes;
-  const auto Count = static_cast<std::size_t>(ALength / 4 + 1);
-  T* TwistRe = ALayout.Take<T>(Count);
-  T* TwistIm = ALayout.Take<T>(Count);
-  ADft.TwistRe = TwistRe;
-  ADft.TwistIm = TwistIm;
-  const TRootsOfUnity* Roots = ARootsOf(ALength);
-  if (!TwistRe) return;
-  for (std::size_t K = 0; K < Count; ++K) {
-    const TRootValue Root = (*Roots)(static_cast<std::int64_t>(K));
-    TwistRe[K] = static_cast<T>(Root.Re);
-    TwistIm[K] = static_cast<T>(Root.Im);
-  }
+}
+
+template <class T, int F>
+void RunShortToBins(const TRealDft<T>&, TSpectrumLayout ALayout, const T* ASource, T* ATarget,
+                    T AScale, std::byte*) noexcept {
+  TArray<T, F> X;
+  TArray<TPair<T>, HalfRows(F)> Bins;
+  Repeat<F>(TESSALUNE_EACH(I) { X[I] = ASource[I]; });
+  DftOfReals<T, F>(X, Bins);
+  Repeat<(F - 1) / 2>(TESSALUNE_EACH(I) {
+    ATarget[2 * I + 2] = Bins[I + 1].Re * AScale;
+    ATarget[2 * I + 3] = Bins[I + 1].Im * AScale;
+  });
+  ATarget[0] = Bins[0].Re * AScale;
+  if (F > 1 || ALayout == TSpectrumLayout::Ccs)
+    SetLastBin<T>(ALayout, ATarget, F, Bins[F / 2].Re * AScale);
+}
+
+template <class T, int F>
+void RunShortToSamples(const TRealDft<T>&, TSpectrumLayout ALayout, const T* ASource, T* ATarget,
+                       T AScale, std::byte*) noexcept {
+  TArray<T, F> X;
+  TArray<TPair<T>, HalfRows(F)> Bins;
+  Repeat<(F - 1) / 2>(TESSALUNE_EACH(I) {
+    Bins[I + 1] = {ASource[2 * I + 2], -ASource[2 * I + 3]};
+  });
+  Bins[0] = {ASource[0], T(0)};
+  if constexpr (F % 2 == 0) Bins[F / 2] = {*LastBin(ALayout, ASource, F), T(0)};
+  DftToReals<T, F>(Bins, X);
+  Repeat<F>(TESSALUNE_EACH(I) { ATarget[I] = X[I] * AScale; });
 }
 
 // Takes apart the spectra of the even and the odd samples (AToBins), or puts them together. With Z
@@ -101,140 +130,224 @@ void TwistAllBins(const TRealDft<T>& ADft, const T* ASource, T* ATarget) noexcep
   for (; 2 * K <= Half; ++K) TwistBins<T, 1, AToBins>(ADft, ASource, ATarget, K);
 }
 
-// The direct sums over real samples, to the bins 0 to Half and back.
+// A complex transform of half the length.
 template <class T>
-void RunDirectToBins(const TDirectTables<T>& ATables, const T* ASource, T* ATarget, T AScale,
-                     std::byte* AWork) noexcept {
-  const std::ptrdiff_t Half = ATables.Half;
-  T* Inputs = reinterpret_cast<T*>(AWork);
-  T* Sums = Inputs + 2 * ATables.Stride;
-  const T First = ASource[0];
-  T Total = First;
-  for (std::ptrdiff_t J = 0; J < Half; ++J) {
-    const T Low = ASource[J + 1];
-    const T High = ASource[2 * Half - J];
-    Inputs[J] = Low + High;
-    Inputs[ATables.Stride + J] = Low - High;
-    Total += Inputs[J];
-  }
-  DirectSums<T, 2>(ATables, Inputs, Sums);
-  ATarget[0] = Total * AScale;
-  ATarget[1] = 0;
-  for (std::ptrdiff_t K = 0; K < Half; ++K) {
-    ATarget[2 * K + 2] = (First + Sums[K]) * AScale;
-    ATarget[2 * K + 3] = Sums[ATables.Stride + K] * AScale;
-  }
-}
-
-template <class T>
-void RunDirectToSamples(const TDirectTables<T>& ATables, const T* ASource, T* ATarget, T AScale,
-                        std::byte* AWork) noexcept {
-  const std::ptrdiff_t Half = ATables.Half;
-  T* Inputs = reinterpret_cast<T*>(AWork);
-  T* Sums = Inputs + 2 * ATables.Stride;
-  const T First = ASource[0];
-  T Total = First;
-  for (std::ptrdiff_t K = 0; K < Half; ++K) {
-    Inputs[K] = 2 * ASource[2 * K + 2];
-    Inputs[ATables.Stride + K] = 2 * ASource[2 * K + 3];
-    Total += Inputs[K];
-  }
-  DirectSums<T, 2>(ATables, Inputs, Sums);
-  ATarget[0] = Total * AScale;
-  for (std::ptrdiff_t J = 0; J < Half; ++J) {
-    const T Even = First + Sums[J];
-    const T Odd = Sums[ATables.Stride + J];
-    ATarget[J + 1] = (Even + Odd) * AScale;
-    ATarget[2 * Half - J] = (Even - Odd) * AScale;
-  }
-}
-
-// An odd length as a complex transform of AComplex, which has room for 2 Length values.
-template <class T>
-void RunOddToBins(const TRealDft<T>& ADft, const T* ASource, T* ATarget, T AScale, T* AComplex,
-                  std::byte* AWork) noexcept {
-  for (std::ptrdiff_t N = 0; N < ADft.Length; ++N) {
-    AComplex[2 * N] = ASource[N];
-    AComplex[2 * N + 1] = 0;
-  }
-  RunComplexDft<T, false>(ADft.Complex, AComplex, AComplex, AScale, AWork);
-  std::copy_n(AComplex, ADft.Length + 1, ATarget);
-  ATarget[1] = 0;
-}
-
-template <class T>
-void RunOddToSamples(const TRealDft<T>& ADft, const T* ASource, T* ATarget, T AScale, T* AComplex,
-                     std::byte* AWork) noexcept {
-  AComplex[0] = ASource[0];
-  AComplex[1] = 0;
-  for (std::ptrdiff_t K = 1; 2 * K < ADft.Length; ++K) {
-    T* Mirror = AComplex + 2 * (ADft.Length - K);
-    Mirror[0] = AComplex[2 * K] = ASource[2 * K];
-    Mirror[1] = -(AComplex[2 * K + 1] = ASource[2 * K + 1]);
-  }
-  RunComplexDft<T, true>(ADft.Complex, AComplex, AComplex, AScale, AWork);
-  for (std::ptrdiff_t N = 0; N < ADft.Length; ++N) ATarget[N] = AComplex[2 * N];
-}
-
-// Gives AFunction room for the samples of an odd length, and what is left of the work memory.
-template <class T, class TFunction>
-void WithOddSamples(const TRealDft<T>& ADft, std::byte* AWork, TFunction AFunction) noexcept {
-  if (ADft.Complex.Road == TRoad::Short) {
-    T Samples[32] = {};
-    AFunction(Samples, AWork);
-  } else {
-    const std::size_t Bytes = 2 * sizeof(T) * static_cast<std::size_t>(ADft.Length);
-    AFunction(reinterpret_cast<T*>(AWork), AlignUp<std::byte>(AWork + Bytes));
-  }
-}
-
-// The bins of ASource, times AScale. ASource may be ATarget. AWork: WorkBytes, aligned to a cache
-// line. The layout Perm is for even lengths and for length 1.
-template <class T>
-[[gnu::noinline]] void RunToBins(const TRealDft<T>& ADft, TSpectrumLayout ALayout, const T* ASource,
-                                 T* ATarget, T AScale, std::byte* AWork) noexcept {
-  const std::ptrdiff_t Length = ADft.Length;
-  if (ADft.IsDirect) return RunDirectToBins(ADft.Direct, ASource, ATarget, AScale, AWork);
-  if (Length % 2 != 0) {
-    if (ALayout == TSpectrumLayout::Perm)
-      ATarget[0] = ASource[0] * AScale;
-    else
-      WithOddSamples(ADft, AWork, [&](T* ASamples, std::byte* ARest) {
-        RunOddToBins(ADft, ASource, ATarget, AScale, ASamples, ARest);
-      });
-    return;
-  }
+void RunHalfToBins(const TRealDft<T>& ADft, TSpectrumLayout ALayout, const T* ASource, T* ATarget,
+                   T AScale, std::byte* AWork) noexcept {
   RunComplexDft<T, false>(ADft.Complex, ASource, ATarget, AScale / 2, AWork);
   TwistAllBins<T, true>(ADft, ATarget, ATarget);
   const T Even = 2 * ATarget[0];
   const T Odd = 2 * ATarget[1];
   ATarget[0] = Even + Odd;
-  if (ALayout == TSpectrumLayout::Perm) {
-    ATarget[1] = Even - Odd;
-  } else {
-    ATarget[1] = 0;
-    ATarget[Length] = Even - Odd;
-    ATarget[Length + 1] = 0;
-  }
+  SetLastBin<T>(ALayout, ATarget, ADft.Length, Even - Odd);
 }
 
-// And back: the sum over all bins, times AScale.
 template <class T>
-[[gnu::noinline]] void RunToSamples(const TRealDft<T>& ADft, TSpectrumLayout ALayout,
-                                    const T* ASource, T* ATarget, T AScale,
-                                    std::byte* AWork) noexcept {
-  const std::ptrdiff_t Length = ADft.Length;
-  if (ADft.IsDirect) return RunDirectToSamples(ADft.Direct, ASource, ATarget, AScale, AWork);
-  if (Length % 2 != 0)
-    return WithOddSamples(ADft, AWork, [&](T* ASamples, std::byte* ARest) {
-      RunOddToSamples(ADft, ASource, ATarget, AScale, ASamples, ARest);
-    });
+void RunHalfToSamples(const TRealDft<T>& ADft, TSpectrumLayout ALayout, const T* ASource,
+                      T* ATarget, T AScale, std::byte* AWork) noexcept {
   const T First = ASource[0];
-  const T Last = ASource[ALayout == TSpectrumLayout::Perm ? 1 : Length];
+  const T Last = *LastBin(ALayout, ASource, ADft.Length);
   TwistAllBins<T, false>(ADft, ASource, ATarget);
   ATarget[0] = First + Last;
   ATarget[1] = First - Last;
   RunComplexDft<T, true>(ADft.Complex, ATarget, ATarget, AScale, AWork);
 }
 
+template <class T>
+void RunSmoothToBins(const TRealDft<T>& ADft, TSpectrumLayout ALayout, const T* ASource, T* ATarget,
+                     T AScale, std::byte* AWork) noexcept {
+  T Last = 0;
+  WithLanes<T>(ADft.Smooth.Lanes, [&](auto ALanes) {
+    TRealSmoothRun<T, ALanes>(ADft.Smooth, AScale, AWork).ToBins(ASource, ATarget, &Last);
+  });
+  SetLastBin(ALayout, ATarget, ADft.Length, Last);
+}
+
+template <class T>
+void RunSmoothToSamples(const TRealDft<T>& ADft, TSpectrumLayout ALayout, const T* ASource,
+                        T* ATarget, T AScale, std::byte* AWork) noexcept {
+  WithLanes<T>(ADft.Smooth.Lanes, [&](auto ALanes) {
+    TRealSmoothRun<T, ALanes>(ADft.Smooth, AScale, AWork)
+        .ToSamples(ASource, LastBin(ALayout, ASource, ADft.Length), ATarget);
+  });
+}
+
+// The direct sums over real samples, to the bins 0 to Half and back.
+template <class T>
+void RunDirectToBins(const TRealDft<T>& ADft, TSpectrumLayout, const T* ASource, T* ATarget,
+                     T AScale, std::byte* AWork) noexcept {
+  const TDirectTables<T>& Tables = ADft.Direct;
+  const std::ptrdiff_t Half = Tables.Half;
+  T* Inputs = reinterpret_cast<T*>(AWork);
+  T* Sums = Inputs + 2 * Tables.Stride;
+  const T First = ASource[0];
+  T Total = First;
+  for (std::ptrdiff_t J = 0; J < Half; ++J) {
+    const T Low = ASource[J + 1];
+    const T High = ASource[2 * Half - J];
+    Inputs[J] = Low + High;
+    Inputs[Tables.Stride + J] = Low - High;
+    Total += Inputs[J];
+  }
+  DirectSums<T, 2>(Tables, Inputs, Sums);
+  ATarget[0] = Total * AScale;
+  ATarget[1] = 0;
+  for (std::ptrdiff_t K = 0; K < Half; ++K) {
+    ATarget[2 * K + 2] = (First + Sums[K]) * AScale;
+    ATarget[2 * K + 3] = Sums[Tables.Stride + K] * AScale;
+  }
+}
+
+template <class T>
+void RunDirectToSamples(const TRealDft<T>& ADft, TSpectrumLayout, const T* ASource, T* ATarget,
+                        T AScale, std::byte* AWork) noexcept {
+  const TDirectTables<T>& Tables = ADft.Direct;
+  const std::ptrdiff_t Half = Tables.Half;
+  T* Inputs = reinterpret_cast<T*>(AWork);
+  T* Sums = Inputs + 2 * Tables.Stride;
+  const T First = ASource[0];
+  T Total = First;
+  for (std::ptrdiff_t K = 0; K < Half; ++K) {
+    Inputs[K] = 2 * ASource[2 * K + 2];
+    Inputs[Tables.Stride + K] = 2 * ASource[2 * K + 3];
+    Total += Inputs[K];
+  }
+  DirectSums<T, 2>(Tables, Inputs, Sums);
+  ATarget[0] = Total * AScale;
+  for (std::ptrdiff_t J = 0; J < Half; ++J) {
+    const T Even = First + Sums[J];
+    const T Odd = Sums[Tables.Stride + J];
+    ATarget[J + 1] = (Even + Odd) * AScale;
+    ATarget[2 * Half - J] = (Even - Odd) * AScale;
+  }
+}
+
+// An odd length as a complex transform, over samples at the start of AWork.
+template <class T>
+std::size_t ComplexSampleBytes(std::int32_t ALength) noexcept {
+  return (2 * sizeof(T) * static_cast<std::size_t>(ALength) + CacheLine - 1) & ~(CacheLine - 1);
+}
+
+template <class T>
+void RunComplexToBins(const TRealDft<T>& ADft, TSpectrumLayout, const T* ASource, T* ATarget,
+                      T AScale, std::byte* AWork) noexcept {
+  T* const Samples = reinterpret_cast<T*>(AWork);
+  for (std::ptrdiff_t N = 0; N < ADft.Length; ++N) {
+    Samples[2 * N] = ASource[N];
+    Samples[2 * N + 1] = 0;
+  }
+  RunComplexDft<T, false>(ADft.Complex, Samples, Samples, AScale,
+                          AWork + ComplexSampleBytes<T>(ADft.Length));
+  std::copy_n(Samples, ADft.Length + 1, ATarget);
+  ATarget[1] = 0;
+}
+
+template <class T>
+void RunComplexToSamples(const TRealDft<T>& ADft, TSpectrumLayout, const T* ASource, T* ATarget,
+                         T AScale, std::byte* AWork) noexcept {
+  T* const Samples = reinterpret_cast<T*>(AWork);
+  Samples[0] = ASource[0];
+  Samples[1] = 0;
+  for (std::ptrdiff_t K = 1; 2 * K < ADft.Length; ++K) {
+    T* Mirror = Samples + 2 * (ADft.Length - K);
+    Mirror[0] = Samples[2 * K] = ASource[2 * K];
+    Mirror[1] = -(Samples[2 * K + 1] = ASource[2 * K + 1]);
+  }
+  RunComplexDft<T, true>(ADft.Complex, Samples, Samples, AScale,
+                         AWork + ComplexSampleBytes<T>(ADft.Length));
+  for (std::ptrdiff_t N = 0; N < ADft.Length; ++N) ATarget[N] = Samples[2 * N];
+}
+
+// What runs a transform whose plan is known but for this.
+template <class T>
+void SetRuns(TRealDft<T>& ADft) noexcept {
+  const auto Set = [&](auto AToBins, auto AToSamples) {
+    ADft.ToBins = AToBins;
+    ADft.ToSamples = AToSamples;
+  };
+  switch (ADft.Road) {
+    case TRealRoad::Short:
+      WithShortRealLength(ADft.Length,
+                          [&](auto F) { Set(&RunShortToBins<T, F>, &RunShortToSamples<T, F>); });
+      return;
+    case TRealRoad::Smooth:
+      return Set(&RunSmoothToBins<T>, &RunSmoothToSamples<T>);
+    case TRealRoad::Half:
+      return Set(&RunHalfToBins<T>, &RunHalfToSamples<T>);
+    case TRealRoad::Direct:
+      return Set(&RunDirectToBins<T>, &RunDirectToSamples<T>);
+    case TRealRoad::Complex:
+      return Set(&RunComplexToBins<T>, &RunComplexToSamples<T>);
+  }
+}
+
+template <class T, class TRootsOf>
+void LayOutHalf(TRealDft<T>& ADft, TRootsOf&& ARootsOf, TLayout& ALayout) noexcept {
+  LayOutDft(ADft.Complex, ADft.Length / 2, ARootsOf, ALayout);
+  ADft.WorkBytes = ADft.Complex.WorkBytes;
+  const auto Count = static_cast<std::size_t>(ADft.Length / 4 + 1);
+  T* TwistRe = ALayout.Take<T>(Count);
+  T* TwistIm = ALayout.Take<T>(Count);
+  ADft.TwistRe = TwistRe;
+  ADft.TwistIm = TwistIm;
+  const TRootsOfUnity* Roots = ARootsOf(ADft.Length);
+  if (!TwistRe) return;
+  for (std::size_t K = 0; K < Count; ++K) {
+    const TRootValue Root = (*Roots)(static_cast<std::int64_t>(K));
+    TwistRe[K] = static_cast<T>(Root.Re);
+    TwistIm[K] = static_cast<T>(Root.Im);
+  }
+}
+
+template <class T, class TRootsOf>
+void LayOutDft(TRealDft<T>& ADft, std::int32_t ALength, TRootsOf&& ARootsOf,
+               TLayout& ALayout) noexcept {
+  const TRealSplit Split = ChooseRealSplit<T>(ALength);
+  ADft.Length = ALength;
+  if (WithShortRealLength(ALength, [](auto) {})) {
+    ADft.Road = TRealRoad::Short;
+  } else if (Split.Lanes != 0) {
+    ADft.Road = TRealRoad::Smooth;
+    LayOutRealSmooth(ADft.Smooth, Split, ARootsOf, ALayout);
+    ADft.WorkBytes = ADft.Smooth.WorkBytes;
+  } else if (ALength % 2 == 0) {
+    ADft.Road = TRealRoad::Half;
+    LayOutHalf(ADft, ARootsOf, ALayout);
+  } else if (!IsSmooth(ALength) && ALength <= LongestRealDirect) {
+    ADft.Road = TRealRoad::Direct;
+    LayOutDirect(ADft.Direct, ALength, ARootsOf(ALength), ALayout);
+    ADft.WorkBytes = DirectWorkBytes(ADft.Direct);
+  } else {
+    ADft.Road = TRealRoad::Complex;
+    LayOutDft(ADft.Complex, ALength, ARootsOf, ALayout);
+    ADft.WorkBytes = ComplexSampleBytes<T>(ALength) + ADft.Complex.WorkBytes;
+  }
+  SetRuns(ADft);
+}
+
+// All that runs a real transform of samples of type T, as TESSALUNE_COMPLEX_DFT.
+#define TESSALUNE_REAL_DFT(Template, T) \
+  Template void kernels::SetRuns<T>(kernels::TRealDft<T>&) noexcept;
+
+// The bins of ASource, times AScale. ASource may be ATarget. AWork: WorkBytes, aligned to a cache
+// line. The layout Perm is for even lengths and for length 1.
+template <class T>
+TESSALUNE_INLINE void RunToBins(const TRealDft<T>& ADft, TSpectrumLayout ALayout, const T* ASource,
+                                T* ATarget, T AScale, std::byte* AWork) noexcept {
+  ADft.ToBins(ADft, ALayout, ASource, ATarget, AScale, AWork);
+}
+
+// And back: the sum over all bins, times AScale.
+template <class T>
+TESSALUNE_INLINE void RunToSamples(const TRealDft<T>& ADft, TSpectrumLayout ALayout,
+                                   const T* ASource, T* ATarget, T AScale,
+                                   std::byte* AWork) noexcept {
+  ADft.ToSamples(ADft, ALayout, ASource, ATarget, AScale, AWork);
+}
+
 }  // namespace tessalune::TESSALUNE_BUILTINS::kernels
+
+namespace tessalune::TESSALUNE_BUILTINS {
+TESSALUNE_REAL_DFT(extern template, float)
+TESSALUNE_REAL_DFT(extern template, double)
+}  // namespace tessalune::TESSALUNE_BUILTINS

@@ -40,6 +40,8 @@ class TRootsOfUnity {
       ATable[(std::int64_t{1} << FFineBits) + I] = Compute(I << FFineBits);
   }
 
+  std::int64_t Order() const noexcept { return FOrder; }
+
   TRootValue operator()(std::int64_t AIndex) const noexcept {
     // In quarters of a step: a reflection at an eighth of the circle hits whole ones.
     std::int64_t Index = 4 * (AIndex % FOrder);

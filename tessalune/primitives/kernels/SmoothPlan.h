@@ -22,74 +22,78 @@ struct TFactors {
 };
 
 // The radices for one column length, the innermost last. Of a power of two as many eights as there
-// are: a radix 16 needs more registers than there are, a radix 4 more passes.
+// are: a radix 16 needs more registers than there are, a radix 4 more passes. Of the odd primes the
+// longest is innermost if it is long: it has no twiddles there, and more straight-line code.
 inline TFactors RadicesOf(std::int32_t ALength) noexcept {
   TFactors Result;
   int Twos = 0;
   for (; ALength % 2 == 0; ALength /= 2) ++Twos;
-  TFactors Eights;
-  switch (Twos % 3) {
-    case 1:
-      if (Twos == 1)
-        Result.Add(2);
-      else if (Twos == 4)
-        Eights.Add(16);
-      else {
-        Result.Add(4);
-        Result.Add(4);
-      }
-      Twos -= Twos == 1 ? 1 : 4;
-      break;
-    case 2:
-      Result.Add(4);
-      Twos -= 2;
-      break;
-    default:
-      break;
+  TFactors Last;
+  if (Twos == 1) {
+    Result.Add(2);
+    Twos = 0;
+  } else if (Twos == 4) {
+    Last.Add(16);
+    Twos = 0;
   }
-  for (; Twos > 0; Twos -= 3) Eights.Add(8);
+  for (; Twos % 3 != 0; Twos -= 2) Result.Add(4);
+  for (; Twos > 0; Twos -= 3) Last.Add(8);
   for (std::int32_t P = 3; P * P <= ALength; P += 2)
     for (; ALength % P == 0; ALength /= P) Result.Add(P);
-  if (ALength > 1 && ALength < 11) Result.Add(ALength);
-  for (const std::int32_t Eight : Eights) Result.Add(Eight);
-  if (ALength >= 11 || Result.Count == 0) Result.Add(ALength);
-  // The longest odd prime innermost: it has no twiddles there, and more straight-line code.
+  if (ALength >= 11)
+    Last.Add(ALength);
+  else if (ALength > 1)
+    Result.Add(ALength);
+  for (const std::int32_t Radix : Last) Result.Add(Radix);
   return Result;
 }
 
-// An estimate of the time that a transform takes, in cycles of a processor with two vector
-// operations a cycle and one store in two. Only the ratio of two estimates means anything.
+// An estimate of the time that a transform takes, in cycles of a processor with 512-bit vectors:
+// fitted to what lengths from 48 to 4,096 took in all of their splits. Only the ratio of two
+// estimates means anything.
 inline double CostOfRadix(int ARadix) noexcept {
   switch (ARadix) {
-    case 1:
-      return 0;
     case 2:
-      return 12;
+      return 11;
     case 3:
-      return 20;
+      return 27;
     case 4:
-      return 26;
+      return 35;
     case 5:
-      return 38;
+      return 56;
     case 7:
-      return 64;
+      return 84;
     case 8:
-      return 68;
+      return 100;
     case 11:
-      return 150;
-    case 13:
-      return 210;
-    case 16:
       return 190;
+    case 13:
+      return 260;
+    case 16:
+      return 270;
     default:
-      return 1.3 * ARadix * ARadix;
+      return 1.6 * ARadix * ARadix;
   }
+}
+
+// Of a vector of so many lanes, beside the widest there is: half of it costs half as much, but less
+// is not cheaper.
+template <class T>
+double CostOfWidth(std::int32_t ALanes) noexcept {
+  return ALanes * static_cast<int>(sizeof(T)) > 32 ? 1.0 : 0.53;
 }
 
 inline double CostOfColumns(const TFactors& AFactors, std::int32_t ALength) noexcept {
   double Result = 0;
-  for (const std::int32_t Factor : AFactors) Result += CostOfRadix(Factor) * (ALength / Factor) + 8;
+  for (const std::int32_t Factor : AFactors) Result += CostOfRadix(Factor) * (ALength / Factor);
   return Result;
+}
+
+// Of a line of rows.
+inline double CostOfLine(std::int32_t AColumns) noexcept {
+  const TFactors Factors = RadicesOf(AColumns);
+  const bool IsShort = Factors.Count == 1 && AColumns <= 16;
+  return CostOfColumns(Factors, AColumns) + (IsShort ? 0 : 8.0 * AColumns);
 }
 
 struct TSplit {
@@ -102,7 +106,6 @@ template <class T>
 double CostOfSplit(const TSplit& ASplit) noexcept {
   const std::int32_t L = ASplit.Lanes;
   const TFactors First = RadicesOf(ASplit.Rows);
-  const TFactors Second = RadicesOf(ASplit.Columns);
   const double Groups = (ASplit.Columns + L - 1) / L;
   const double Lines = (ASplit.Rows + L - 1) / L;
   // Memory that a set of columns goes through again and again.
@@ -111,17 +114,13 @@ double CostOfSplit(const TSplit& ASplit) noexcept {
                          : Bytes > 0x80000 ? 2.0
                          : Bytes > 0x8000  ? 1.25
                                            : 1.0;
-  const bool IsDirect = Second.Count == 1 && ASplit.Columns <= 16;
-  const double Gather = Groups * L * 7.0;
-  const double Line =
-      Gather + CostOfColumns(Second, ASplit.Columns) + (IsDirect ? 0 : 4.0 * ASplit.Columns);
   const double Few =
       (ASplit.Rows < L ? 4.0 * ASplit.Columns : 0) + (ASplit.Columns < L ? 4.0 * ASplit.Rows : 0);
   // What it takes to go through memory, and from function to function.
-  const double Detour = IsFused(ASplit.Rows, ASplit.Columns, L) ? 0 : 80;
-  const double Width = L * static_cast<int>(sizeof(T)) > 32 ? 1.0 : 0.55;
-  return Width * (Groups * CostOfColumns(First, ASplit.Rows) * FromFar + Lines * Line) + Few +
-         Detour;
+  const double Detour = IsFused(ASplit.Rows, ASplit.Columns, L) ? 0 : 40;
+  return CostOfWidth<T>(L) * (Groups * CostOfColumns(First, ASplit.Rows) * FromFar +
+                              Lines * CostOfLine(ASplit.Columns)) +
+         Few + Detour;
 }
 
 // The best split of a length that is no prime.
@@ -147,11 +146,58 @@ TSplit ChooseSplit(std::int32_t ALength) noexcept {
   return Best;
 }
 
-// The tables of a column length that divides AOrder, the order of ARoots; ARoots is null while the
-// layout is measured.
+// The root AIndex of order AOrder, which divides that of ARoots.
 template <class T>
-void LayOutColumns(TColumnPlan<T>& APlan, std::int32_t ALength, std::int64_t AOrder,
-                   const TRootsOfUnity* ARoots, TLayout& ALayout) noexcept {
+void PutRoot(T*& ATarget, std::int64_t AIndex, std::int64_t AOrder,
+             const TRootsOfUnity& ARoots) noexcept {
+  const TRootValue Root = ARoots(AIndex * (ARoots.Order() / AOrder));
+  *ATarget++ = static_cast<T>(Root.Re);
+  *ATarget++ = static_cast<T>(Root.Im);
+}
+
+// The twiddles of a stage of the factor AFactor, for ARows rows of parts of AValues values.
+template <class T>
+const T* TakeTwiddles(std::int32_t AFactor, std::int32_t ARows, std::int32_t AValues,
+                      const TRootsOfUnity* ARoots, TLayout& ALayout) noexcept {
+  T* const Twiddles =
+      ALayout.Take<T>(2 * static_cast<std::size_t>(AFactor - 1) * static_cast<std::size_t>(ARows));
+  T* Target = Twiddles;
+  if (Twiddles)
+    for (std::int64_t J = 0; J < ARows; ++J)
+      for (std::int64_t Q = 1; Q < AFactor; ++Q)
+        PutRoot(Target, J * Q, std::int64_t{AFactor} * AValues, *ARoots);
+  return Twiddles;
+}
+
+// Mixed-radix digit reversal of the innermost factor's parts.
+template <class TStage>
+const std::int32_t* TakeOffsets(const TStage* AStages, std::int32_t AStageCount,
+                                std::int32_t ALength, TLayout& ALayout) noexcept {
+  const std::int32_t Blocks = ALength / AStages[AStageCount].Factor;
+  auto* Offsets = ALayout.Take<std::int32_t>(static_cast<std::size_t>(Blocks));
+  if (!Offsets) return Offsets;
+  for (std::int32_t Block = 0; Block < Blocks; ++Block) {
+    std::int32_t Rest = Block;
+    std::int32_t Size = Blocks;
+    std::int32_t Weight = 1;
+    std::int32_t Offset = 0;
+    for (int S = 0; S < AStageCount; ++S) {
+      const std::int32_t F = AStages[S].Factor;
+      Size /= F;
+      Offset += Rest / Size * Weight;
+      Rest %= Size;
+      Weight *= F;
+    }
+    Offsets[Block] = Offset;
+  }
+  return Offsets;
+}
+
+// The tables of a column length that divides the order of ARoots; ARoots is null while the layout
+// is measured.
+template <class T>
+void LayOutColumns(TColumnPlan<T>& APlan, std::int32_t ALength, const TRootsOfUnity* ARoots,
+                   TLayout& ALayout) noexcept {
   const TFactors Factors = RadicesOf(ALength);
   APlan.Length = ALength;
   APlan.LongestRadix = 0;
@@ -160,48 +206,20 @@ void LayOutColumns(TColumnPlan<T>& APlan, std::int32_t ALength, std::int64_t AOr
   for (int S = 0; S < Factors.Count; ++S) {
     TColumnStage<T>& Stage = APlan.Stages[S];
     const std::int32_t F = Factors.Values[static_cast<std::size_t>(S)];
-    const auto Count = static_cast<std::size_t>(F);
     Stage.Factor = F;
     Stage.Rows = Rows /= F;
     const bool Merges = S < APlan.StageCount;
-    const bool IsLong = !(Merges ? WithMergeRadix(F, [](auto) {}) : WithInnerRadix(F, [](auto) {}));
-    if (IsLong) APlan.LongestRadix = std::max(APlan.LongestRadix, F);
-    T* Roots = IsLong ? ALayout.Take<T>(2 * Count) : nullptr;
-    T* Twiddles =
-        Merges ? ALayout.Take<T>(2 * (Count - 1) * static_cast<std::size_t>(Rows)) : nullptr;
-    Stage.Roots = Roots;
-    Stage.Twiddles = Twiddles;
-    const auto Put = [&](T*& ATarget, std::int64_t AIndex, std::int64_t ARootOrder) {
-      const TRootValue Root = (*ARoots)(AIndex * (AOrder / ARootOrder));
-      *ATarget++ = static_cast<T>(Root.Re);
-      *ATarget++ = static_cast<T>(Root.Im);
-    };
-    if (Roots)
-      for (std::int64_t I = 0; I < F; ++I) Put(Roots, I, F);
-    if (Twiddles)
-      for (std::int64_t J = 0; J < Rows; ++J)
-        for (std::int64_t Q = 1; Q < F; ++Q) Put(Twiddles, J * Q, std::int64_t{F} * Rows);
-  }
-
-  // Mixed-radix digit reversal of the innermost factor's blocks.
-  const std::int32_t Blocks = ALength / APlan.Stages[APlan.StageCount].Factor;
-  auto* Offsets = ALayout.Take<std::int32_t>(static_cast<std::size_t>(Blocks));
-  APlan.Offsets = Offsets;
-  if (!Offsets) return;
-  for (std::int32_t Block = 0; Block < Blocks; ++Block) {
-    std::int32_t Rest = Block;
-    std::int32_t Size = Blocks;
-    std::int32_t Weight = 1;
-    std::int32_t Offset = 0;
-    for (int S = 0; S < APlan.StageCount; ++S) {
-      const std::int32_t F = APlan.Stages[S].Factor;
-      Size /= F;
-      Offset += Rest / Size * Weight;
-      Rest %= Size;
-      Weight *= F;
+    Stage.Roots = nullptr;
+    if (!(Merges ? WithMergeRadix(F, [](auto) {}) : WithInnerRadix(F, [](auto) {}))) {
+      APlan.LongestRadix = std::max(APlan.LongestRadix, F);
+      T* Target = ALayout.Take<T>(2 * static_cast<std::size_t>(F));
+      Stage.Roots = Target;
+      if (Target)
+        for (std::int64_t I = 0; I < F; ++I) PutRoot(Target, I, F, *ARoots);
     }
-    Offsets[Block] = Offset;
+    Stage.Twiddles = Merges ? TakeTwiddles<T>(F, Rows, Rows, ARoots, ALayout) : nullptr;
   }
+  APlan.Offsets = TakeOffsets(APlan.Stages, APlan.StageCount, ALength, ALayout);
 }
 
 template <class T, class TFunction>
@@ -217,39 +235,49 @@ TESSALUNE_INLINE auto WithLanes(int ALanes, TFunction AFunction) noexcept {
 // Bytes of twiddles from which on they are products.
 constexpr std::size_t LongTwiddles = 128 * 1024;
 
+// The roots of order ALength, that of ARoots, for the rows.
 template <class T>
-void LayOutTwiddles(TSmoothPlan<T>& APlan, std::int32_t ALength, const TRootsOfUnity* ARoots,
-                    TLayout& ALayout) noexcept {
-  const std::int32_t L = APlan.Lanes;
-  const std::int32_t M = APlan.First.Length;
-  const std::int32_t B = APlan.Columns;
+void LayOutTwiddles(TRowPlan<T>& APlan, std::int32_t ALanes, std::int32_t ALength,
+                    const TRootsOfUnity* ARoots, TLayout& ALayout) noexcept {
   // Row i of group g of a table has the roots of index AOfRow(i) b.
   const auto TakeTable = [&](std::int32_t ARows, auto AOfRow) -> const T* {
-    const auto Size = 2 * static_cast<std::size_t>(L) * static_cast<std::size_t>(APlan.Groups);
+    const auto Size = 2 * static_cast<std::size_t>(ALanes) * static_cast<std::size_t>(APlan.Groups);
     T* Table = ALayout.Take<T>(Size * static_cast<std::size_t>(ARows));
     if (!Table) return Table;
     T* Target = Table;
     for (std::int32_t G = 0; G < APlan.Groups; ++G)
-      for (std::int32_t Row = 0; Row < ARows; ++Row, Target += 2 * L)
-        for (std::int32_t I = 0; I < L; ++I) {
+      for (std::int32_t Row = 0; Row < ARows; ++Row, Target += 2 * ALanes)
+        for (std::int32_t I = 0; I < ALanes; ++I) {
           // Lanes beyond the last column hold nothing that counts.
-          const std::int64_t Column = std::max(0, std::min(G * L, B - L)) + I;
+          const std::int64_t Column = FirstOf(G, APlan.Transform.Length, ALanes) + I;
           const TRootValue Root = (*ARoots)(AOfRow(Row) * Column % ALength);
           Target[I] = static_cast<T>(Root.Re);
-          Target[L + I] = static_cast<T>(Root.Im);
+          Target[ALanes + I] = static_cast<T>(Root.Im);
         }
     return Table;
   };
   if (2 * sizeof(T) * static_cast<std::size_t>(ALength) < LongTwiddles) {
-    // Room for the rows that fill the last line of few.
-    APlan.Twiddles =
-        TakeTable(std::max(M, L), [](std::int32_t ARow) { return std::int64_t{ARow}; });
+    APlan.Twiddles = TakeTable(APlan.GroupRows, [](std::int64_t ARow) { return ARow; });
     return;
   }
-  APlan.Twiddles = TakeTable(L, [](std::int32_t ARow) { return std::int64_t{ARow}; });
-  APlan.LineTwiddles = TakeTable(APlan.Lines, [=](std::int32_t ALine) {
-    return std::int64_t{std::max(0, std::min(ALine * L, M - L))};
+  APlan.Twiddles = TakeTable(ALanes, [](std::int64_t ARow) { return ARow; });
+  APlan.LineTwiddles = TakeTable(APlan.Lines, [&](std::int32_t ALine) {
+    return std::int64_t{FirstOf(ALine, APlan.Rows, ALanes)};
   });
+}
+
+// A step over ARows rows of AColumns columns.
+template <class T>
+void LayOutRows(TRowPlan<T>& APlan, std::int32_t ALanes, std::int32_t ARows,
+                std::int32_t AGroupRows, std::int32_t AColumns, std::int32_t ALength,
+                const TRootsOfUnity* ARoots, TLayout& ALayout) noexcept {
+  APlan.Rows = ARows;
+  APlan.GroupRows = AGroupRows;
+  APlan.Groups = (AColumns + ALanes - 1) / ALanes;
+  APlan.Lines = (ARows + ALanes - 1) / ALanes;
+  LayOutColumns(APlan.Transform, AColumns, ARoots, ALayout);
+  APlan.IsShort = APlan.Transform.StageCount == 0 && APlan.Transform.LongestRadix == 0;
+  LayOutTwiddles(APlan, ALanes, ALength, ARoots, ALayout);
 }
 
 // The tables of a transform whose length is no prime, all of them by ARoots, which has that order.
@@ -261,18 +289,13 @@ void LayOutSmooth(TSmoothPlan<T>& APlan, std::int32_t ALength, const TRootsOfUni
   const std::int32_t M = Split.Rows;
   const std::int32_t B = Split.Columns;
   APlan.Lanes = L;
-  APlan.Columns = B;
-  APlan.Groups = (B + L - 1) / L;
-  LayOutColumns(APlan.First, M, ALength, ARoots, ALayout);
-  LayOutColumns(APlan.Second, B, ALength, ARoots, ALayout);
-  APlan.HasShortRows = APlan.Second.StageCount == 0 && APlan.Second.LongestRadix == 0;
+  LayOutColumns(APlan.Columns, M, ARoots, ALayout);
+  // Room for the rows that fill the last line of few.
+  LayOutRows(APlan.Rows, L, M, std::max(M, L), B, ALength, ARoots, ALayout);
   APlan.IsFused = IsFused(M, B, L);
-  APlan.WorkBytes =
-      APlan.IsFused ? 0
-                    : WithLanes<T>(L, [&](auto ALanes) { return WorkBytesOf<T, ALanes>(APlan); });
-
-  APlan.Lines = (M + L - 1) / L;
-  LayOutTwiddles(APlan, ALength, ARoots, ALayout);
+  if (!APlan.IsFused)
+    APlan.WorkBytes = WithLanes<T>(
+        L, [&](auto ALanes) { return TSmoothRun<T, ALanes, false>::WorkBytes(APlan); });
 }
 
 // The transform itself, of a length that is not fused. ASource may be ATarget. AWork: WorkBytes,

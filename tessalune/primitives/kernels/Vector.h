@@ -2,6 +2,7 @@
 
 #include <tessalune/primitives/BuiltIns.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <utility>
@@ -112,10 +113,15 @@ TESSALUNE_INLINE TPair<V> operator-(const TPair<V>& A, const TPair<V>& B) noexce
   return {A.Re - B.Re, A.Im - B.Im};
 }
 
-// AFactor is complex, or a complex constant for all lanes.
+// ARe and AIm have a factor for each lane, or one for all.
 template <class V, class W>
 TESSALUNE_INLINE TPair<V> Multiply(const TPair<V>& A, const W& ARe, const W& AIm) noexcept {
   return {A.Re * ARe - A.Im * AIm, A.Re * AIm + A.Im * ARe};
+}
+
+template <class V>
+TESSALUNE_INLINE TPair<V> Multiply(const TPair<V>& A, const TPair<V>& B) noexcept {
+  return Multiply(A, B.Re, B.Im);
 }
 
 template <class V>
@@ -152,8 +158,9 @@ struct TLanes {
       return Reverse(AValue, TSequence{});
   }
 
-  // Row i, lane j becomes row j, lane i, in ALanes rows.
-  TESSALUNE_INLINE static void Transpose(V* ARows) noexcept {
+  // Row i, lane j becomes row j, lane i, in ALanes rows, which are V or TPair<V>.
+  template <class TRow>
+  TESSALUNE_INLINE static void Transpose(TRow* ARows) noexcept {
     if constexpr (ALanes >= 2) Exchange<1>(ARows);
     if constexpr (ALanes >= 4) Exchange<2>(ARows);
     if constexpr (ALanes >= 8) Exchange<4>(ARows);
@@ -185,11 +192,22 @@ struct TLanes {
 
   // In each pair of rows i, i + D with bit D of i clear: the lanes with bit D set of the first and
   // the lanes with bit D clear of the second change places.
-  template <int D>
-  TESSALUNE_INLINE static void Exchange(V* ARows) noexcept {
+  template <int D, class TRow>
+  TESSALUNE_INLINE static void Exchange(TRow* ARows) noexcept {
     Repeat<ALanes>(TESSALUNE_EACH(I) {
-      if constexpr ((I & D) == 0) Exchange<D>(ARows[I], ARows[I + D], TSequence{});
+      if constexpr ((I & D) == 0) Exchange<D>(ARows[I], ARows[I + D]);
     });
+  }
+
+  template <int D>
+  TESSALUNE_INLINE static void Exchange(TPair<V>& A, TPair<V>& B) noexcept {
+    Exchange<D>(A.Re, B.Re, TSequence{});
+    Exchange<D>(A.Im, B.Im, TSequence{});
+  }
+
+  template <int D>
+  TESSALUNE_INLINE static void Exchange(V& A, V& B) noexcept {
+    Exchange<D>(A, B, TSequence{});
   }
 
   template <int D, int... I>
@@ -200,5 +218,21 @@ struct TLanes {
     B = High;
   }
 };
+
+// AFunction(lanes, index) for the indices AFirst to AEnd - 1, with as many lanes as there are.
+template <class T, class TFunction>
+TESSALUNE_INLINE void ForLanes(std::ptrdiff_t AFirst, std::ptrdiff_t AEnd,
+                               TFunction AFunction) noexcept {
+  constexpr int L = MaxLanes<T>;
+  std::ptrdiff_t I = AFirst;
+  for (; I + L <= AEnd; I += L) AFunction(std::integral_constant<int, L>{}, I);
+  for (; I < AEnd; ++I) AFunction(std::integral_constant<int, 1>{}, I);
+}
+
+// Of the vectors of ALanes elements that hold ACount, the first element of vector AVector: the last
+// one is moved back where they do not fill it.
+TESSALUNE_INLINE constexpr int FirstOf(int AVector, int ACount, int ALanes) noexcept {
+  return std::max(0, std::min(AVector * ALanes, ACount - ALanes));
+}
 
 }  // namespace tessalune::TESSALUNE_BUILTINS::kernels

@@ -1,0 +1,167 @@
+#pragma once
+
+#include <tessalune/primitives/kernels/ColumnFft.h>
+
+#include <cstddef>
+
+// Transforms of rows that lie across columns: of each group of L columns there are L-lane rows in
+// memory, as a step over columns leaves them or wants them. Row k1 is multiplied by the roots of
+// order N with the index b k1, for its columns b, and transformed over b. A vector holds
+// neighbouring columns on the one side and neighbouring rows on the other: a transposition in
+// registers lies between the two.
+namespace tessalune::TESSALUNE_BUILTINS::kernels {
+
+template <class T>
+struct TRowPlan {
+  std::int32_t Rows;         // to transform
+  std::int32_t GroupRows;    // from a group's rows to the next one's
+  std::int32_t Groups;       // vectors that hold the columns
+  std::int32_t Lines;        // vectors that hold the rows
+  bool IsShort;              // straight-line code transforms a row
+  TColumnPlan<T> Transform;  // over the columns: for each lane of a line
+  // The roots, Lanes real parts, then the imaginary ones, of row k1 of group g at
+  // (g GroupRows + k1) 2 Lanes. Of long transforms they are products, so that the tables stay in
+  // the cache: of those of the first row of a line, the line i of group g at (g Lines + i) 2 Lanes,
+  // and those of the difference to it, r at (g Lanes + r) 2 Lanes.
+  const T* Twiddles;
+  const T* LineTwiddles;  // null if Twiddles has them all
+};
+
+// The memory of a step, in rows of L lanes.
+template <class T, int L>
+struct TRowMemory {
+  using TRow = TPair<TVector<T, L>>;
+
+  TRow* Rows;  // of the groups
+  TRow* Line;  // one line, as long as whole vectors are
+  TRow* Data;  // its columns on the way
+  TRow* Long;  // the values of a radix without straight-line code
+
+  // Takes it from AWork on, with room for ALongest values in Long, and tells where it ends.
+  std::byte* TakeFrom(std::byte* AWork, const TRowPlan<T>& APlan, std::int32_t ALongest) noexcept {
+    const std::ptrdiff_t LineRows = APlan.IsShort ? 0 : std::max(APlan.Transform.Length, L);
+    Rows = reinterpret_cast<TRow*>(AWork);
+    Line = Rows + std::ptrdiff_t{APlan.GroupRows} * APlan.Groups;
+    Data = Line + LineRows;
+    Long = Data + LineRows;
+    return reinterpret_cast<std::byte*>(Long + ALongest);
+  }
+};
+
+template <class T, int L>
+class TRowStep {
+ public:
+  using V = TVector<T, L>;
+  using TRow = TPair<V>;
+
+  TESSALUNE_INLINE TRowStep(const TRowPlan<T>& APlan, const TRowMemory<T, L>& AMemory,
+                            T AScale) noexcept
+      : FPlan(APlan), FMemory(AMemory), FScale(AScale) {}
+
+  // The transforms of all rows times the scale. ATargetOf(row) takes those of L rows from there on,
+  // by Put(index, value).
+  template <class TTargetOf>
+  void RunTo(TTargetOf ATargetOf) const noexcept {
+    if (FPlan.IsShort) {
+      WithInnerRadix(FPlan.Transform.Length, [&](auto B) { RunShortTo<B>(ATargetOf); });
+      return;
+    }
+    for (int Line = 0; Line < FPlan.Lines; ++Line) {
+      for (int G = 0; G < FPlan.Groups; ++G)
+        Gather(Line, G, FMemory.Line + FirstOf(G, FPlan.Transform.Length, L));
+      TransformColumns<T, L>(FPlan.Transform, TRows<T, L>{FMemory.Line},
+                             ATargetOf(FirstOf(Line, FPlan.Rows, L)), FMemory.Data, FMemory.Long);
+    }
+  }
+
+  // The other way: rows are transformed on their way to the groups. ASourceOf(row) gives the values
+  // of L rows, by Get(index). There are L columns at least.
+  template <class TSourceOf>
+  void RunFrom(TSourceOf ASourceOf) const noexcept {
+    if (FPlan.IsShort) {
+      WithInnerRadix(FPlan.Transform.Length, [&](auto B) {
+        if constexpr (B >= L) RunShortFrom<B>(ASourceOf);
+      });
+      return;
+    }
+    for (int Line = 0; Line < FPlan.Lines; ++Line) {
+      TransformColumns<T, L>(FPlan.Transform, ASourceOf(FirstOf(Line, FPlan.Rows, L)),
+                             TRows<T, L>{FMemory.Line}, FMemory.Line, FMemory.Long);
+      for (int G = 0; G < FPlan.Groups; ++G)
+        Scatter(Line, G, FMemory.Line + FirstOf(G, FPlan.Transform.Length, L));
+    }
+  }
+
+ private:
+  template <int B, class TTargetOf>
+  [[gnu::noinline]] void RunShortTo(TTargetOf ATargetOf) const noexcept {
+    for (int Line = 0; Line < FPlan.Lines; ++Line) {
+      TArray<TRow, std::max(B, L)> X;
+      Repeat<(B + L - 1) / L>(TESSALUNE_EACH(G) { Gather(Line, G, X + FirstOf(G, B, L)); });
+      Dft<T, B>(X);
+      const auto Target = ATargetOf(FirstOf(Line, FPlan.Rows, L));
+      Repeat<B>(TESSALUNE_EACH(I) { Target.Put(I, X[I]); });
+    }
+  }
+
+  template <int B, class TSourceOf>
+  [[gnu::noinline]] void RunShortFrom(TSourceOf ASourceOf) const noexcept {
+    for (int Line = 0; Line < FPlan.Lines; ++Line) {
+      TArray<TRow, B> X;
+      const auto Source = ASourceOf(FirstOf(Line, FPlan.Rows, L));
+      Repeat<B>(TESSALUNE_EACH(I) { X[I] = Source.Get(I); });
+      Dft<T, B>(X);
+      Repeat<(B + L - 1) / L>(TESSALUNE_EACH(G) { Scatter(Line, G, X + FirstOf(G, B, L)); });
+    }
+  }
+
+  // The rows of line ALine of a group, turned: X[i] is its column i, with the rows in the lanes.
+  TESSALUNE_INLINE void Gather(int ALine, int AGroup, TRow* X) const noexcept {
+    const TRow* Rows = RowsOf(ALine, AGroup);
+    TArray<TRow, L> Y;
+    Repeat<L>(TESSALUNE_EACH(I) { Y[I] = Rows[I]; });
+    MultiplyByRoots(ALine, AGroup, Y);
+    TLanes<T, L>::Transpose(Y);
+    Repeat<L>(TESSALUNE_EACH(I) { X[I] = Y[I]; });
+  }
+
+  // And back.
+  TESSALUNE_INLINE void Scatter(int ALine, int AGroup, const TRow* X) const noexcept {
+    TRow* Rows = RowsOf(ALine, AGroup);
+    TArray<TRow, L> Y;
+    Repeat<L>(TESSALUNE_EACH(I) { Y[I] = X[I]; });
+    TLanes<T, L>::Transpose(Y);
+    MultiplyByRoots(ALine, AGroup, Y);
+    Repeat<L>(TESSALUNE_EACH(I) { Rows[I] = Y[I]; });
+  }
+
+  TESSALUNE_INLINE TRow* RowsOf(int ALine, int AGroup) const noexcept {
+    return FMemory.Rows + std::ptrdiff_t{AGroup} * FPlan.GroupRows + FirstOf(ALine, FPlan.Rows, L);
+  }
+
+  // By the roots, and by the scale.
+  TESSALUNE_INLINE void MultiplyByRoots(int ALine, int AGroup, TRow* Y) const noexcept {
+    const auto RootAt = [](const T* ARoots) __attribute__((always_inline)) {
+      return TRow{Load<T, L>(ARoots), Load<T, L>(ARoots + L)};
+    };
+    if (FPlan.LineTwiddles == nullptr) {
+      const T* Roots =
+          FPlan.Twiddles +
+          2 * L * (std::ptrdiff_t{AGroup} * FPlan.GroupRows + FirstOf(ALine, FPlan.Rows, L));
+      Repeat<L>(TESSALUNE_EACH(I) { Y[I] = Multiply(Y[I], RootAt(Roots + 2 * L * I)); });
+    } else {
+      const T* Roots = FPlan.Twiddles + 2 * L * L * AGroup;
+      const TRow First =
+          RootAt(FPlan.LineTwiddles + 2 * L * (std::ptrdiff_t{AGroup} * FPlan.Lines + ALine));
+      Repeat<L>(
+          TESSALUNE_EACH(I) { Y[I] = Multiply(Y[I], Multiply(First, RootAt(Roots + 2 * L * I))); });
+    }
+    if (FScale != 1) Repeat<L>(TESSALUNE_EACH(I) { Y[I] = {Y[I].Re * FScale, Y[I].Im * FScale}; });
+  }
+
+  const TRowPlan<T>& FPlan;
+  const TRowMemory<T, L> FMemory;
+  const T FScale;
+};
+
+}  // namespace tessalune::TESSALUNE_BUILTINS::kernels
