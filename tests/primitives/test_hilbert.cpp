@@ -96,6 +96,14 @@ TEST(Hilbert, OfACosineIsTheSineBesideIt) {
     }
 }
 
+// The bins of a constant are 0, but for one that is N times as large.
+TEST(Hilbert, OfAConstantOverflowsOnlyIfItsSumDoes) {
+  const float Large = 6e37F;
+  EXPECT_EQ(TPlan(4)(std::vector<float>(4, Large)), std::vector<TExact>(4, Large));
+  const std::vector<float> Alternating = {Large, -Large, Large, -Large};
+  EXPECT_EQ(TPlan(4)(Alternating), std::vector<TExact>(Alternating.begin(), Alternating.end()));
+}
+
 TEST(Hilbert, RefusesPointersThenLengthsAndForeignPlans) {
   HilbertSpec_32f32fc* New = nullptr;
   EXPECT_EQ(ippsHilbertInitAlloc_32f32fc(nullptr, 0, 0), ippStsNullPtrErr);
