@@ -181,6 +181,18 @@ TYPED_TEST(Dct, RefusesPlanThenItsDirectionThenPointers) {
   EXPECT_EQ(Y, std::vector<double>(12, 0.1));
 }
 
+TYPED_TEST(Dct, ShowsInfinitiesAndNansInEveryResult) {
+  for (const std::size_t N : {1u, 2u, 4u, 8u, 16u, 99u, 102u, 512u, 1000u, 1021u, 1024u})
+    for (const std::int32_t Hint : {ippAlgHintFast, ippAlgHintAccurate})
+      for (const double Value : {std::nan(""), -HUGE_VAL})
+        for (const std::size_t Index : {std::size_t{0}, N / 2, N - 1}) {
+          std::vector<double> X = RandomSamples(N);
+          X[Index] = Value;
+          for (const double Result : TPlan<TypeParam>(N, Hint)(X))
+            ASSERT_FALSE(std::isfinite(Result)) << Value << " at " << Index << " of " << N;
+        }
+}
+
 TYPED_TEST(Dct, WithoutMemoryLeavesAllAsItWas) {
   for (const std::size_t N : {8u, 100u, 101u, 256u, 257u, 512u, 1000u, 1018u, 1024u, 16384u})
     for (const std::int32_t Hint : {ippAlgHintFast, ippAlgHintAccurate}) {

@@ -104,6 +104,18 @@ TEST(Hilbert, OfAConstantOverflowsOnlyIfItsSumDoes) {
   EXPECT_EQ(TPlan(4)(Alternating), std::vector<TExact>(Alternating.begin(), Alternating.end()));
 }
 
+TEST(Hilbert, ShowsInfinitiesAndNansInEveryResult) {
+  for (const std::size_t N : {3u, 4u, 8u, 59u, 100u, 181u, 1024u})
+    for (const float Value : {std::nanf(""), -HUGE_VALF})
+      for (const std::size_t Index : {std::size_t{0}, N / 2}) {
+        std::vector<float> X(N, 0.5F);
+        X[Index] = Value;
+        for (const TExact& Result : TPlan(N)(X))
+          ASSERT_FALSE(std::isfinite(Result.real()) && std::isfinite(Result.imag()))
+              << Value << " at " << Index << " of " << N;
+      }
+}
+
 TEST(Hilbert, RefusesPointersThenLengthsAndForeignPlans) {
   HilbertSpec_32f32fc* New = nullptr;
   EXPECT_EQ(ippsHilbertInitAlloc_32f32fc(nullptr, 0, 0), ippStsNullPtrErr);
