@@ -1,6 +1,8 @@
 #include "FailingAllocator.h"
 #include "Samples.h"
+#include "SharedPlan.h"
 #include "SpectrumOracle.h"
+#include "TestedInstructionSet.h"
 
 #include <gtest/gtest.h>
 #include <tessalune/primitives/QSDispatcher.h>
@@ -116,6 +118,21 @@ TEST(Hilbert, ShowsInfinitiesAndNansInEveryResult) {
       }
 }
 
+TEST(Hilbert, PlansMayBeSharedByThreads) {
+  for (const std::size_t N : {2u, 8u, 100u, 181u, 1000u, 4096u}) {
+    const TPlan Plan(N);
+    const std::vector<double> Samples = RandomSamples(N);
+    const std::vector<float> X(Samples.begin(), Samples.end());
+    EXPECT_EQ(FailuresOfThreads(X, 2 * N, 0,
+                                [&](const float* ASource, float* ATarget, const auto*) {
+                                  return ippsHilbert_32f32fc(
+                                      ASource, reinterpret_cast<Ipp32fc*>(ATarget), Plan.Spec());
+                                }),
+              0)
+        << N;
+  }
+}
+
 TEST(Hilbert, RefusesPointersThenLengthsAndForeignPlans) {
   HilbertSpec_32f32fc* New = nullptr;
   EXPECT_EQ(ippsHilbertInitAlloc_32f32fc(nullptr, 0, 0), ippStsNullPtrErr);
@@ -139,10 +156,14 @@ TEST(Hilbert, RefusesPointersThenLengthsAndForeignPlans) {
   EXPECT_EQ(ippsHilbert_32f32fc(nullptr, Y, Other), ippStsNullPtrErr);
   EXPECT_EQ(ippsHilbert_32f32fc(X, nullptr, Other), ippStsNullPtrErr);
   EXPECT_EQ(ippsHilbert_32f32fc(X, Y, nullptr), ippStsNullPtrErr);
-  EXPECT_EQ(ippsHilbert_32f32fc(X, Y, Other), ippStsContextMatchErr);
-  EXPECT_EQ(Y[0].Re, 5);
   EXPECT_EQ(ippsHilbertFree_32f32fc(nullptr), ippStsNullPtrErr);
-  EXPECT_EQ(ippsHilbertFree_32f32fc(Other), ippStsContextMatchErr);
+  const auto ExpectForeign = [&](HilbertSpec_32f32fc* ASpec) {
+    EXPECT_EQ(ippsHilbert_32f32fc(X, Y, ASpec), ippStsContextMatchErr);
+    EXPECT_EQ(ippsHilbertFree_32f32fc(ASpec), ippStsContextMatchErr);
+  };
+  ExpectForeign(Other);
+  UnderOtherInstructionSets([&] { ExpectForeign(Plan.Spec()); });
+  EXPECT_EQ(Y[0].Re, 5);
   EXPECT_EQ(ippsDFTFree_C_64fc(Foreign), ippStsNoErr);
 }
 
