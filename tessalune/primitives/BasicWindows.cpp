@@ -30,7 +30,7 @@ IppStatus Cosine(T* pSrcDst, std::int32_t len, TFunction AWeight) noexcept {
 }
 
 template <class T>
-IppStatus Blackman(T* pSrcDst, double alpha, std::int32_t len) noexcept {
+IppStatus Blackman(T* pSrcDst, std::int32_t len, double alpha) noexcept {
   return Cosine(pSrcDst, len, [=](double S) { return S + 4.0 * alpha * (S * (1.0 - S)); });
 }
 
@@ -63,11 +63,11 @@ IppStatus ippsWinBartlett_64fc_I(TComplex* pSrcDst, std::int32_t len) noexcept {
   return Bartlett(pSrcDst, len);
 }
 
-IppStatus ippsWinBlackman_64f_I(double* pSrcDst, double alpha, std::int32_t len) noexcept {
-  return Blackman(pSrcDst, alpha, len);
+IppStatus ippsWinBlackman_64f_I(double* pSrcDst, std::int32_t len, double alpha) noexcept {
+  return Blackman(pSrcDst, len, alpha);
 }
-IppStatus ippsWinBlackman_64fc_I(TComplex* pSrcDst, double alpha, std::int32_t len) noexcept {
-  return Blackman(pSrcDst, alpha, len);
+IppStatus ippsWinBlackman_64fc_I(TComplex* pSrcDst, std::int32_t len, double alpha) noexcept {
+  return Blackman(pSrcDst, len, alpha);
 }
 
 IppStatus ippsWinHamming_64f_I(double* pSrcDst, std::int32_t len) noexcept {

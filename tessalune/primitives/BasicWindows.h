@@ -21,8 +21,8 @@ IppStatus ippsWinBartlett_64fc_I(TComplex* pSrcDst, std::int32_t len) noexcept;
 // w[n] = (alpha + 1) / 2 - cos(2 pi n / (len - 1)) / 2 - alpha cos(4 pi n / (len - 1)) / 2; alpha =
 // -0.16 is the usual one. Any alpha is taken. At most 12 rounding errors of (1 + 4 |alpha|) times
 // the Hann window's weight.
-IppStatus ippsWinBlackman_64f_I(double* pSrcDst, double alpha, std::int32_t len) noexcept;
-IppStatus ippsWinBlackman_64fc_I(TComplex* pSrcDst, double alpha, std::int32_t len) noexcept;
+IppStatus ippsWinBlackman_64f_I(double* pSrcDst, std::int32_t len, double alpha) noexcept;
+IppStatus ippsWinBlackman_64fc_I(TComplex* pSrcDst, std::int32_t len, double alpha) noexcept;
 
 // w[n] = 0.54 - 0.46 cos(2 pi n / (len - 1)); at most 12 rounding errors.
 IppStatus ippsWinHamming_64f_I(double* pSrcDst, std::int32_t len) noexcept;

@@ -40,7 +40,8 @@
 // Memory. pSrc may be pDst; any other overlap is not allowed. pBuffer may be null: the transform
 // then takes the work memory that it needs, from the stack for N <= 256 and powers of two up to
 // 1,024. Otherwise it must have as many bytes as GetBufSize tells, 0 where none are needed; it
-// needs no alignment.
+// needs no alignment. GetBufSize also tells 0 where the work memory is more than an int32 counts:
+// the transform then allocates it, whatever buffer it is given.
 //
 // Statuses, in the order of the checks.
 //   InitAlloc   ippStsNullPtrErr pDCTSpec null; ippStsSizeErr len below 1; ippStsMemAllocErr.
@@ -48,8 +49,7 @@
 //   Free        ippStsNullPtrErr, ippStsContextMatchErr a plan of the other direction, or none
 //   GetBufSize  the same
 //   transforms  ippStsNullPtrErr pDCTSpec null; ippStsContextMatchErr; ippStsNullPtrErr pSrc or
-//   pDst
-//               null; ippStsMemAllocErr, with pDst untouched
+//               pDst null; ippStsMemAllocErr, with pDst untouched
 namespace tessalune {
 namespace builtins {
 

@@ -21,7 +21,7 @@ constexpr TUnit Units[] = {{"QSDispatcher", &QSDispatcherTable},
                            {"QSBasicDispatcher", &QSBasicDispatcherTable}};
 
 // The set of the built-ins that tables are bound to. Constant-initialised to "not chosen yet",
-// since the first unit binds before the order of static objects says that this one exists.
+// since units bind before static objects are constructed.
 constinit std::optional<TInstructionSet> ChosenSet;
 
 TInstructionSet ChosenInstructionSet() noexcept {
@@ -35,10 +35,9 @@ void BindAll() noexcept {
 
 }  // namespace
 
-bool BindTable(std::span<const TPrimitiveEntry> ATable) noexcept {
+void BindTable(std::span<const TPrimitiveEntry> ATable) noexcept {
   const TInstructionSet Set = ChosenInstructionSet();
   for (const TPrimitiveEntry& Entry : ATable) Entry.Bind(GetIPPSProcAddress(Entry.Name), Set);
-  return true;
 }
 
 std::vector<TBoundPrimitive> BoundPrimitives() {

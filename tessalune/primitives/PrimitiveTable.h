@@ -22,10 +22,16 @@
 // So each name gets its type `TPtr_<name>` and its variable `tessalune::<name>`. The sources of the
 // built-ins are compiled once for each instruction set (BuiltIns.h); `builtins::<name>` is the one
 // for the baseline. The variables are constant-initialised to that: a call through the table is
-// right at any moment, also from the constructor of another static object. When the library is
-// loaded, each unit binds its variables once, name by name, to the entries that GetIPPSProcAddress
-// finds; a name that it does not find gets the built-in for the best instruction set of the
-// processor. From then on the tables only change by the functions at the end of this header.
+// right at any moment. When the library is loaded, or the program that it is linked into, each unit
+// binds its variables once, name by name, to the entries that GetIPPSProcAddress finds; a name that
+// it does not find gets the built-in for the best instruction set of the processor. From then on
+// the tables only change by the functions at the end of this header.
+//
+// Binding is over before the first static object is constructed, of the program as well as of the
+// library: the plans and states that one makes serve for good. In a program that the library is
+// linked into, only what asks for a priority of 101 or less by init_priority or the attribute
+// constructor may come before; the baseline serves its calls, and a plan or state that it makes is
+// refused later on.
 namespace tessalune {
 
 // One row of a unit's table.
@@ -56,8 +62,8 @@ constexpr TPrimitiveEntry MakePrimitiveEntry(const char* AName) noexcept {
           }};
 }
 
-// Binds every row in order, by GetIPPSProcAddress. True, so that a static object can stand for it.
-bool BindTable(std::span<const TPrimitiveEntry> ATable) noexcept;
+// Binds every row in order, by GetIPPSProcAddress.
+void BindTable(std::span<const TPrimitiveEntry> ATable) noexcept;
 
 #define TESSALUNE_DECLARE_PRIMITIVE(Name)        \
   using TPtr_##Name = decltype(&builtins::Name); \
@@ -81,12 +87,13 @@ bool BindTable(std::span<const TPrimitiveEntry> ATable) noexcept;
 #define TESSALUNE_COUNT_PRIMITIVE(Name) +1
 
 // The variables of a unit, `<unit>Table()` that gives its rows, and the binding at load. For the
-// unit's source file, inside namespace tessalune.
+// unit's source file, inside namespace tessalune. All that binding reads is constant-initialised:
+// it has the first priority that a program may use, ahead of all objects that ask for none.
 #define TESSALUNE_DEFINE_PRIMITIVES(Unit, Primitives)                                             \
   Primitives(TESSALUNE_DECLARE_VERSIONS) Primitives(TESSALUNE_DEFINE_PRIMITIVE) namespace {       \
     constexpr std::array<TPrimitiveEntry, 0 Primitives(TESSALUNE_COUNT_PRIMITIVE)> Unit##Entries{ \
         {Primitives(TESSALUNE_PRIMITIVE_ENTRY)}};                                                 \
-    [[maybe_unused]] const bool Unit##IsBound = BindTable(Unit##Entries);                         \
+    [[gnu::constructor(101)]] void Bind##Unit() noexcept { BindTable(Unit##Entries); }            \
   }                                                                                               \
   std::span<const TPrimitiveEntry> Unit##Table() noexcept { return Unit##Entries; }
 

@@ -17,7 +17,7 @@ namespace builtins {
 // transform bin 0 and, for an even N, bin N/2 stay, the bins in between are doubled, those above
 // are 0, and the result is transformed back. The real parts are those of pSrc, within rounding; the
 // imaginary parts are its Hilbert transform, periodic in N. N = 1 and 2: pSrc itself, with
-// imaginary parts 0.
+// imaginary parts 0. For other N, an infinity or a NaN shows in every sample of the result.
 //
 // pDst must not overlap pSrc. The relative error in the L2 norm is below the sum of what
 // Transforms.h says of both transforms in single precision. Work memory is taken from the stack up

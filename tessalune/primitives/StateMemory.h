@@ -23,7 +23,7 @@ struct TRecordHead {
   TInstructionSet Set;
 };
 
-// A new TRecord, all 0 where its constructor leaves things alone, and AValues doubles behind it,
+// A new TRecord, all 0 unless it has a constructor of its own, and AValues doubles behind it,
 // aligned to a vector; null if memory is exhausted.
 template <class TRecord>
 TRecord* AllocateRecord(std::size_t AValues, double*& AMemory) noexcept {

@@ -21,15 +21,15 @@
 //
 // Lengths. DFT: any from 1; FFT: 2^order, order 0 to 30. The road by the length N of a complex
 // plan:
-//   N <= 4                            straight-line code
-//   powers of two, and products of    two steps of mixed radices, a few N log N operations
-//     two or more of 2 and odd
-//     primes below 151
-//   other N <= 150: primes            the sums, about N^2 multiplications
-//   other N > 150                     a circular convolution over a power of two of 2 N - 1 or more
+//   1 to 11, 13, 15                   straight-line code
+//   other powers of two, and other    two steps of mixed radices, a few N log N operations
+//     products of two or more of 2
+//     and odd primes below 151
+//   other primes up to 150            the sums, about N^2 multiplications
+//   all others                        a circular convolution over a power of two of 2 N - 1 or more
 // A real plan of an even length stands on a complex one of half the length; of an odd length, the
-// sums serve up to 180. A convolution serves complex lengths up to 2^29; above that there is as
-// little a plan as where memory is exhausted.
+// sums serve primes up to 180. A convolution serves complex lengths up to 2^29; above that there is
+// as little a plan as where memory is exhausted.
 //
 // Accuracy. The relative error in the L2 norm, with eps the rounding error 2^-53 or 2^-24 of the
 // samples' type, is below
@@ -42,7 +42,9 @@
 // Memory. pSrc may be pDst; any other overlap is not allowed. pBuffer may be null: the transform
 // then takes the work memory that it needs, from the stack for FFT and DFT lengths that are powers
 // of two up to 2,048 (4,096 in single precision) and all lengths up to 256. Otherwise it must have
-// as many bytes as GetBufSize tells, 0 where none are needed; it needs no alignment.
+// as many bytes as GetBufSize tells, 0 where none are needed; it needs no alignment. GetBufSize
+// also tells 0 where the work memory is more than an int32 counts: the transform then allocates it,
+// whatever buffer it is given.
 //
 // Statuses, in the order of the checks.
 //   InitAlloc   ippStsNullPtrErr pSpec null; ippStsSizeErr a length below 1, or ippStsFftOrderErr;

@@ -89,7 +89,7 @@ class TLibrary {
   bool FSearched = false;
 };
 
-// Constant-initialised: units bind while other static objects are still being made.
+// Constant-initialised: units bind before static objects are constructed.
 constinit TLibrary Library;
 
 }  // namespace

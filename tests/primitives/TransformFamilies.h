@@ -250,12 +250,13 @@ long double RelativeError(const T* AActual, const std::vector<long double>& AExp
   return std::sqrt(Error / Norm) / (std::numeric_limits<T>::epsilon() / 2);
 }
 
-// Roads, as Transforms.h tells them.
+// Roads, as Transforms.h tells them; straight-line code errs as little as mixed radices.
 enum class TTestedRoad { Mixed, Sums, Convolution };
 
 // Of a complex plan of ALength whose sums serve up to AMostOfSums.
 inline TTestedRoad RoadOfComplex(std::int32_t ALength, std::int32_t AMostOfSums) {
-  if (ALength <= 4 || std::has_single_bit(static_cast<std::uint32_t>(ALength)))
+  const bool IsShort = ALength <= 11 || ALength == 13 || ALength == 15;
+  if (IsShort || std::has_single_bit(static_cast<std::uint32_t>(ALength)))
     return TTestedRoad::Mixed;
   std::int32_t Largest = 1;
   for (std::int32_t Rest = ALength, P = 2; Rest > 1; ++P) {

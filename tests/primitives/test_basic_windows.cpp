@@ -63,8 +63,8 @@ TWindow Plain(const char* AName, long double (*AWeight)(int, int, long double),
 TWindow Blackman(double AAlpha) {
   return {"Blackman",
           AAlpha,
-          [](double* X, std::int32_t L, double A) { return ippsWinBlackman_64f_I(X, A, L); },
-          [](TComplex* X, std::int32_t L, double A) { return ippsWinBlackman_64fc_I(X, A, L); },
+          [](double* X, std::int32_t L, double A) { return ippsWinBlackman_64f_I(X, L, A); },
+          [](TComplex* X, std::int32_t L, double A) { return ippsWinBlackman_64fc_I(X, L, A); },
           BlackmanWeight,
           BlackmanBound};
 }

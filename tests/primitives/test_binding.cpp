@@ -90,6 +90,8 @@ TEST_F(Binding, UnitsBindInOrderAndNoNameTwice) {
 TEST(Status, TellsItsNameAndMeaning) {
   EXPECT_EQ(IppStatusName(ippStsNoErr), "ippStsNoErr");
   EXPECT_EQ(IppStatusName(static_cast<IppStatus>(-46)), "ippStsToneMagnErr");
+  EXPECT_EQ(IppStatusName(static_cast<IppStatus>(-9999)), "ippStsNotSupportedModeErr");
+  EXPECT_EQ(IppStatusName(static_cast<IppStatus>(39)), "ippStsEvenMedianWeight");
   EXPECT_EQ(IppStatusMeaning(ippStsSizeErr), "a length is below 1");
   EXPECT_EQ(IppStatusName(static_cast<IppStatus>(1001)), "unknown status");
 }

@@ -1,5 +1,7 @@
 #include "FailingAllocator.h"
 #include "Samples.h"
+#include "SharedPlan.h"
+#include "TestedInstructionSet.h"
 
 #include <gtest/gtest.h>
 #include <tessalune/primitives/QSBasicDispatcher.h>
@@ -163,22 +165,47 @@ TYPED_TEST(Dct, RefusesPlanThenItsDirectionThenPointers) {
   using TOtherDirection = std::conditional_t<TypeParam::IsInverse, TForward, TInverse>;
   const TPlan<TypeParam> Plan(12);
   const TPlan<TOtherDirection> OtherPlan(12);
-  auto* Other = reinterpret_cast<TSpec*>(OtherPlan.Spec());
-  std::int32_t Size = 77;
-  EXPECT_EQ(TypeParam::Free(nullptr), ippStsNullPtrErr);
-  EXPECT_EQ(TypeParam::Free(Other), ippStsContextMatchErr);
-  EXPECT_EQ(TypeParam::GetBufSize(nullptr, &Size), ippStsNullPtrErr);
-  EXPECT_EQ(TypeParam::GetBufSize(Plan.Spec(), nullptr), ippStsNullPtrErr);
-  EXPECT_EQ(TypeParam::GetBufSize(Other, &Size), ippStsContextMatchErr);
-  EXPECT_EQ(Size, 77);
-
   const std::vector<double> X(12, 1.0);
   std::vector<double> Y(12, 0.1);
-  EXPECT_EQ(TypeParam::Run(X.data(), Y.data(), nullptr, nullptr), ippStsNullPtrErr);
-  EXPECT_EQ(TypeParam::Run(nullptr, nullptr, Other, nullptr), ippStsContextMatchErr);
+  std::int32_t Size = 77;
+  const auto ExpectRefused = [&](TSpec* ASpec, IppStatus AStatus) {
+    EXPECT_EQ(TypeParam::Free(ASpec), AStatus);
+    EXPECT_EQ(TypeParam::GetBufSize(ASpec, &Size), AStatus);
+    EXPECT_EQ(TypeParam::Run(X.data(), Y.data(), ASpec, nullptr), AStatus);
+    EXPECT_EQ(TypeParam::Run(nullptr, nullptr, ASpec, nullptr), AStatus);
+  };
+  ExpectRefused(nullptr, ippStsNullPtrErr);
+  ExpectRefused(reinterpret_cast<TSpec*>(OtherPlan.Spec()), ippStsContextMatchErr);
+  UnderOtherInstructionSets([&] { ExpectRefused(Plan.Spec(), ippStsContextMatchErr); });
+  EXPECT_EQ(TypeParam::GetBufSize(Plan.Spec(), nullptr), ippStsNullPtrErr);
   EXPECT_EQ(TypeParam::Run(nullptr, Y.data(), Plan.Spec(), nullptr), ippStsNullPtrErr);
   EXPECT_EQ(TypeParam::Run(X.data(), nullptr, Plan.Spec(), nullptr), ippStsNullPtrErr);
+  EXPECT_EQ(Size, 77);
   EXPECT_EQ(Y, std::vector<double>(12, 0.1));
+}
+
+TYPED_TEST(Dct, MayBeSharedByThreadsOnEveryRoad) {
+  for (const std::size_t N : {8u, 64u, 99u, 102u, 1000u, 1021u, 1024u, 4096u}) {
+    const TPlan<TypeParam> Plan(N);
+    EXPECT_EQ(FailuresOfThreads(RandomSamples(N), N, Plan.BufSize(),
+                                [&](const double* ASource, double* ATarget, auto* ABuffer) {
+                                  return TypeParam::Run(ASource, ATarget, Plan.Spec(), ABuffer);
+                                }),
+              0)
+        << N;
+  }
+}
+
+TYPED_TEST(Dct, ShowsInfinitiesAndNansInEveryResult) {
+  for (const std::size_t N : {1u, 2u, 4u, 8u, 16u, 99u, 102u, 512u, 1000u, 1021u, 1024u})
+    for (const std::int32_t Hint : {ippAlgHintFast, ippAlgHintAccurate})
+      for (const double Value : {std::nan(""), -HUGE_VAL})
+        for (const std::size_t Index : {std::size_t{0}, N / 2, N - 1}) {
+          std::vector<double> X = RandomSamples(N);
+          X[Index] = Value;
+          for (const double Result : TPlan<TypeParam>(N, Hint)(X))
+            ASSERT_FALSE(std::isfinite(Result)) << Value << " at " << Index << " of " << N;
+        }
 }
 
 TYPED_TEST(Dct, WithoutMemoryLeavesAllAsItWas) {

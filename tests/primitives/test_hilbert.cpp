@@ -1,6 +1,8 @@
 #include "FailingAllocator.h"
 #include "Samples.h"
+#include "SharedPlan.h"
 #include "SpectrumOracle.h"
+#include "TestedInstructionSet.h"
 
 #include <gtest/gtest.h>
 #include <tessalune/primitives/QSDispatcher.h>
@@ -96,6 +98,41 @@ TEST(Hilbert, OfACosineIsTheSineBesideIt) {
     }
 }
 
+// The bins of a constant are 0, but for one that is N times as large.
+TEST(Hilbert, OfAConstantOverflowsOnlyIfItsSumDoes) {
+  const float Large = 6e37F;
+  EXPECT_EQ(TPlan(4)(std::vector<float>(4, Large)), std::vector<TExact>(4, Large));
+  const std::vector<float> Alternating = {Large, -Large, Large, -Large};
+  EXPECT_EQ(TPlan(4)(Alternating), std::vector<TExact>(Alternating.begin(), Alternating.end()));
+}
+
+TEST(Hilbert, ShowsInfinitiesAndNansInEveryResult) {
+  for (const std::size_t N : {3u, 4u, 8u, 59u, 100u, 181u, 1024u})
+    for (const float Value : {std::nanf(""), -HUGE_VALF})
+      for (const std::size_t Index : {std::size_t{0}, N / 2}) {
+        std::vector<float> X(N, 0.5F);
+        X[Index] = Value;
+        for (const TExact& Result : TPlan(N)(X))
+          ASSERT_FALSE(std::isfinite(Result.real()) && std::isfinite(Result.imag()))
+              << Value << " at " << Index << " of " << N;
+      }
+}
+
+TEST(Hilbert, PlansMayBeSharedByThreads) {
+  for (const std::size_t N : {2u, 8u, 100u, 181u, 1000u, 4096u}) {
+    const TPlan Plan(N);
+    const std::vector<double> Samples = RandomSamples(N);
+    const std::vector<float> X(Samples.begin(), Samples.end());
+    EXPECT_EQ(FailuresOfThreads(X, 2 * N, 0,
+                                [&](const float* ASource, float* ATarget, const auto*) {
+                                  return ippsHilbert_32f32fc(
+                                      ASource, reinterpret_cast<Ipp32fc*>(ATarget), Plan.Spec());
+                                }),
+              0)
+        << N;
+  }
+}
+
 TEST(Hilbert, RefusesPointersThenLengthsAndForeignPlans) {
   HilbertSpec_32f32fc* New = nullptr;
   EXPECT_EQ(ippsHilbertInitAlloc_32f32fc(nullptr, 0, 0), ippStsNullPtrErr);
@@ -119,10 +156,14 @@ TEST(Hilbert, RefusesPointersThenLengthsAndForeignPlans) {
   EXPECT_EQ(ippsHilbert_32f32fc(nullptr, Y, Other), ippStsNullPtrErr);
   EXPECT_EQ(ippsHilbert_32f32fc(X, nullptr, Other), ippStsNullPtrErr);
   EXPECT_EQ(ippsHilbert_32f32fc(X, Y, nullptr), ippStsNullPtrErr);
-  EXPECT_EQ(ippsHilbert_32f32fc(X, Y, Other), ippStsContextMatchErr);
-  EXPECT_EQ(Y[0].Re, 5);
   EXPECT_EQ(ippsHilbertFree_32f32fc(nullptr), ippStsNullPtrErr);
-  EXPECT_EQ(ippsHilbertFree_32f32fc(Other), ippStsContextMatchErr);
+  const auto ExpectForeign = [&](HilbertSpec_32f32fc* ASpec) {
+    EXPECT_EQ(ippsHilbert_32f32fc(X, Y, ASpec), ippStsContextMatchErr);
+    EXPECT_EQ(ippsHilbertFree_32f32fc(ASpec), ippStsContextMatchErr);
+  };
+  ExpectForeign(Other);
+  UnderOtherInstructionSets([&] { ExpectForeign(Plan.Spec()); });
+  EXPECT_EQ(Y[0].Re, 5);
   EXPECT_EQ(ippsDFTFree_C_64fc(Foreign), ippStsNoErr);
 }
 

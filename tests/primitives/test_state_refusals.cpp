@@ -1,6 +1,7 @@
 // What primitives that take a plan or state refuse: null pointers, counts below 1, records of
-// another kind. A new one needs a row here.
+// another kind or instruction set. A new one needs a row here.
 #include "StatefulPrimitives.h"
+#include "TestedInstructionSet.h"
 
 #include <gtest/gtest.h>
 #include <tessalune/primitives/QSBasicDispatcher.h>
@@ -17,14 +18,14 @@
 namespace tessalune::test {
 namespace {
 
-// Runs AFunction with arguments that are valid but for one. AStatus is for a count below 1;
-// AOptional is the index of a pointer that may be null.
+// Runs the function variable AFunction with arguments that are valid but for one. AStatus is for a
+// count below 1; AOptional is the index of a pointer that may be null.
 template <class... TArgs>
 class TStateRefusals {
  public:
   using TTuple = std::tuple<TArgs...>;
 
-  TStateRefusals(IppStatus (*AFunction)(TArgs...) noexcept, TTuple AValid, IppStatus AStatus,
+  TStateRefusals(IppStatus (*const& AFunction)(TArgs...) noexcept, TTuple AValid, IppStatus AStatus,
                  std::size_t AOptional)
       : FFunction(AFunction), FValid(AValid), FStatus(AStatus), FOptional(AOptional) {}
 
@@ -47,6 +48,7 @@ class TStateRefusals {
                     IsStatePointer<TArgument>) {
         double Other[64] = {};
         Expect<I>(reinterpret_cast<TArgument>(Other), ippStsContextMatchErr);
+        UnderOtherInstructionSets([&] { Expect<I>(std::get<I>(FValid), ippStsContextMatchErr); });
       }
     }
   }
@@ -58,7 +60,7 @@ class TStateRefusals {
     EXPECT_EQ(std::apply(FFunction, Arguments), AStatus) << "argument " << I;
   }
 
-  IppStatus (*FFunction)(TArgs...) noexcept;
+  IppStatus (*const& FFunction)(TArgs...) noexcept;
   TTuple FValid;
   IppStatus FStatus;
   std::size_t FOptional;
@@ -67,7 +69,7 @@ class TStateRefusals {
 constexpr std::size_t NoneOptional = 99;
 
 template <class... TArgs>
-void Refuses(IppStatus (*AFunction)(TArgs...) noexcept, std::tuple<TArgs...> AValid,
+void Refuses(IppStatus (*const& AFunction)(TArgs...) noexcept, std::tuple<TArgs...> AValid,
              IppStatus AStatus = ippStsSizeErr, std::size_t AOptional = NoneOptional) {
   TStateRefusals<TArgs...>(AFunction, AValid, AStatus, AOptional).Run();
 }

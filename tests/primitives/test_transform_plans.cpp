@@ -1,15 +1,10 @@
 // Plans of transforms: what is refused, what happens when memory is exhausted, what is shared.
 #include "FailingAllocator.h"
+#include "SharedPlan.h"
 #include "TestedInstructionSet.h"
 #include "TransformFamilies.h"
 
-#include <tessalune/primitives/PrimitiveTable.h>
-
-#include <atomic>
-#include <barrier>
-#include <cstring>
 #include <set>
-#include <thread>
 #include <type_traits>
 
 namespace tessalune::test {
@@ -42,11 +37,6 @@ std::vector<typename TFamily::TValue> UntouchedTarget(TDirection ADirection, std
 template <class T>
 bool IsUntouched(const std::vector<T>& AValues) {
   return std::all_of(AValues.begin(), AValues.end(), [](T X) { return X == Untouched; });
-}
-
-template <class T>
-bool HasSameBits(const std::vector<T>& A, const std::vector<T>& B) {
-  return A.size() == B.size() && std::memcmp(A.data(), B.data(), A.size() * sizeof(T)) == 0;
 }
 
 template <class TFamily>
@@ -152,14 +142,8 @@ TYPED_TEST(TransformPlans, RefuseDataAndSizesThatAreNull) {
 
 TYPED_TEST(TransformPlans, AreRefusedUnderAnotherInstructionSet) {
   const TOwnPlan<TypeParam> Plan(8);
-  int Others = 0;
-  for (const TInstructionSet Set : InstructionSets) {
-    if (Set == TestedInstructionSet() || !BindPrimitivesToInstructionSet(Set)) continue;
-    ++Others;
-    this->ExpectRefused(Plan.get(), ippStsContextMatchErr);
-  }
-  ASSERT_TRUE(BindPrimitivesToInstructionSet(TestedInstructionSet()));
-  if (Others == 0) GTEST_SKIP() << "this machine has one instruction set only";
+  if (!UnderOtherInstructionSets([&] { this->ExpectRefused(Plan.get(), ippStsContextMatchErr); }))
+    GTEST_SKIP() << "this machine has one instruction set only";
 }
 
 // Every allocation fails in turn.
@@ -248,45 +232,19 @@ TYPED_TEST(TransformPlans, TakeWorkMemoryAsPromised) {
   }
 }
 
-// Threads that use one plan at once, each with its own data, and a buffer or none: all start at the
-// same moment and go on for a while, so that whatever they share by mistake shows.
 TYPED_TEST(TransformPlans, MayBeSharedByThreads) {
-  constexpr std::size_t Threads = 4;
-  constexpr int Rounds = 30;
   for (const std::int32_t Length : LengthsOfRoads) {
     if (!HasLength<TypeParam>(Length)) continue;
     const TOwnPlan<TypeParam> Plan(Length);
-    const auto Size = static_cast<std::size_t>(Plan.BufferSize());
-    for (const TDirection Direction : Directions) {
-      std::barrier Start(Threads);
-      std::atomic<int> Failures = 0;
-      const auto Run = [&](std::size_t AThread) {
-        auto Source = RandomSource<TypeParam>(Direction, Length);
-        for (auto& X : Source) X += static_cast<typename TypeParam::TValue>(AThread);
-        const auto Fresh = UntouchedTarget<TypeParam>(Direction, Length);
-        auto Alone = Fresh;
-        auto Target = Fresh;
-        std::vector<std::uint8_t> Buffer(Size);
-        const auto TransformTo = [&](auto& ATarget) {
-          return Transform<TypeParam>(Direction, Source.data(), ATarget.data(), Plan.get(),
-                                      AThread % 2 == 0 ? Buffer.data() : nullptr);
-        };
-        for (std::size_t Turn = 0; Turn < Threads; ++Turn) {
-          if (Turn == AThread && TransformTo(Alone) != ippStsNoErr) ++Failures;
-          Start.arrive_and_wait();
-        }
-        for (int Round = 0; Round < Rounds; ++Round) {
-          Target = Fresh;
-          if (TransformTo(Target) != ippStsNoErr || !HasSameBits(Target, Alone)) ++Failures;
-        }
-      };
-      {
-        std::vector<std::jthread> Started;
-        for (std::size_t Thread = 0; Thread < Threads; ++Thread) Started.emplace_back(Run, Thread);
-      }
-      EXPECT_EQ(Failures, 0) << Length
-                             << (Direction == TDirection::Forward ? " forward" : " inverse");
-    }
+    for (const TDirection Direction : Directions)
+      EXPECT_EQ(FailuresOfThreads(RandomSource<TypeParam>(Direction, Length),
+                                  TargetValues<TypeParam>(Direction, Length), Plan.BufferSize(),
+                                  [&](const auto* ASource, auto* ATarget, std::uint8_t* ABuffer) {
+                                    return Transform<TypeParam>(Direction, ASource, ATarget,
+                                                                Plan.get(), ABuffer);
+                                  }),
+                0)
+          << Length << (Direction == TDirection::Forward ? " forward" : " inverse");
   }
 }
 

@@ -2,8 +2,8 @@
 
 #include <tessalune/primitives/QSDispatcher.h>
 
+#include <algorithm>
 #include <complex>
-#include <cstring>
 #include <limits>
 
 namespace tessalune::test {
@@ -17,6 +17,15 @@ std::vector<TComplex> Ramp(std::size_t ACount) {
   for (std::size_t I = 0; I < ACount; ++I)
     Result.push_back({1.0 + static_cast<double>(I), -2.0 * static_cast<double>(I)});
   return Result;
+}
+
+// A primitive that works in place, as one from a source to a target.
+template <class TPrimitive>
+auto InPlace(TPrimitive APrimitive) {
+  return [=](const double* ASource, double* ATarget, std::int32_t ALength) {
+    std::copy_n(ASource, ALength, ATarget);
+    return APrimitive(ATarget, ALength);
+  };
 }
 
 TEST(Vectors, ConjugateInOrderAndFlipped) {
@@ -53,31 +62,31 @@ TEST(Vectors, MoveKeepsTheSourceWholeForAnyOverlap) {
       EXPECT_EQ(Memory[I], I >= 5 && I < 15 ? Source[From + I - 5] : Source[I]) << From << ' ' << I;
   }
   std::vector<TComplex> Copy(20);
-  ASSERT_EQ(ippsCopy_64fc(Source.data(), Copy.data(), 20), ippStsNoErr);
-  EXPECT_EQ(Copy, Source);
+  for (const TComplex* From : {Source.data(), static_cast<const TComplex*>(Copy.data())}) {
+    ASSERT_EQ(ippsCopy_64fc(From, Copy.data(), 20), ippStsNoErr);
+    EXPECT_EQ(Copy, Source);
+  }
 }
 
 TEST(Vectors, AbsClearsTheSign) {
-  double X[] = {-1.5, 2.0, -0.0, -NaN, -Inf};
-  ASSERT_EQ(ippsAbs_64f(X, X, 5), ippStsNoErr);
-  EXPECT_EQ(X[0], 1.5);
-  EXPECT_EQ(X[1], 2.0);
-  EXPECT_FALSE(std::signbit(X[2]));
-  EXPECT_TRUE(std::isnan(X[3]));
-  EXPECT_EQ(X[4], Inf);
+  const std::vector<double> X = Repeated<double>({-1.5, 2.0, -0.0, -NaN, -Inf});
+  const auto Abs = [](double A) { return std::fabs(A); };
+  ExpectElements(X, 9.0, ippsAbs_64f, Abs);
+  ExpectElements(X, 9.0, InPlace([](double* P, int N) { return ippsAbs_64f(P, P, N); }), Abs);
 }
 
 TEST(Vectors, ThresholdReplacesStrictlyBeyondItsLevels) {
-  double X[] = {-3.0, -1.0, 0.0, 2.0, 2.5, NaN};
-  ASSERT_EQ(ippsThreshold_LTValGTVal_64f_I(X, 6, -1.0, -10.0, 2.0, 20.0), ippStsNoErr);
-  const double Expected[] = {-10.0, -1.0, 0.0, 2.0, 20.0, -10.0};
-  EXPECT_EQ(std::memcmp(X, Expected, sizeof X), 0);
+  struct TLevels {
+    double Low, High;
+  };
+  const auto X = Repeated<double>({-3.0, -1.0, -0.0, 2.0, 2.5, NaN, Inf});
+  for (const auto [Low, High] : {TLevels{-1, 2}, TLevels{2, 2}}) {
+    const auto Threshold = InPlace(
+        [=](double* P, int N) { return ippsThreshold_LTValGTVal_64f_I(P, N, Low, -10, High, 20); });
+    ExpectElements(X, 9.0, Threshold, [=](double A) { return A > High ? 20 : A >= Low ? A : -10; });
+  }
 
-  double Y[] = {0.0, 1.0, 2.0};
-  ASSERT_EQ(ippsThreshold_LTValGTVal_64f_I(Y, 3, 1.0, 7.0, 1.0, 8.0), ippStsNoErr);
-  EXPECT_EQ(Y[0], 7.0);
-  EXPECT_EQ(Y[1], 1.0);
-  EXPECT_EQ(Y[2], 8.0);
+  double Y[] = {0.0, 1.0, 8.0};
   EXPECT_EQ(ippsThreshold_LTValGTVal_64f_I(Y, 3, 1.0, 0.0, 0.5, 0.0), ippStsThresholdErr);
   EXPECT_EQ(ippsThreshold_LTValGTVal_64f_I(Y, 3, NaN, 0.0, 0.5, 0.0), ippStsThresholdErr);
   EXPECT_EQ(ippsThreshold_LTValGTVal_64f_I(Y, 0, 1.0, 0.0, 0.5, 0.0), ippStsSizeErr);

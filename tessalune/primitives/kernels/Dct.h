@@ -52,8 +52,8 @@ struct TDctSpec : TSpecHead {
 
 // The factor of sample n in bin k is NormDc or NormAc times cos(pi (2n + 1) k / (2N)). A row has
 // the factors of one input: of the sum or difference of the samples n and N-1-n (forward), or of
-// the bins 2n and 2n + 1. The middle sample of an odd N has a row as well; in the odd bins it
-// counts nothing.
+// the bins 2n and 2n + 1. The middle sample of an odd N has a row as well; its factors in the
+// odd bins are 0, and only infinities and NaNs come through.
 template <bool AInverse>
 void LayOutDirectDct(TDct& ADct, const TRootsOfUnity* ARoots, TLayout& ALayout) noexcept {
   constexpr std::int32_t L = MaxLanes<double>;
@@ -144,7 +144,7 @@ void RunDirectDct(const TDct& ADct, const double* ASource, double* ATarget,
   }
   if (Length % 2 != 0) {
     Inputs[Half] = ASource[AInverse ? Length - 1 : Half];
-    Inputs[Stride + Half] = 0;
+    Inputs[Stride + Half] = AInverse ? 0 : ASource[Half];
   }
   DirectSums<double, 2>(ADct.Direct, Inputs, Sums);
   for (std::ptrdiff_t I = 0; I < Half; ++I) {
@@ -153,7 +153,9 @@ void RunDirectDct(const TDct& ADct, const double* ASource, double* ATarget,
     ATarget[AInverse ? I : 2 * I] = AInverse ? Even + Odd : Even;
     ATarget[AInverse ? Length - 1 - I : 2 * I + 1] = AInverse ? Even - Odd : Odd;
   }
-  if (Length % 2 != 0) ATarget[AInverse ? Half : Length - 1] = Sums[Half];
+  if (Length % 2 != 0)
+    ATarget[AInverse ? Half : Length - 1] =
+        AInverse ? Sums[Half] + Sums[Stride + Half] : Sums[Half];
 }
 
 // The even samples, then the odd ones in reverse (AGather); or back.

@@ -46,12 +46,12 @@ inline void RunHilbert(const THilbert& AHilbert, const float* ASource, float* AT
     }
     return;
   }
-  // All bins doubled, then halved again the two that have no counterpart: both are exact.
-  RunToBins(AHilbert.Real, TSpectrumLayout::Ccs, ASource, ATarget, 2.0F, AWork);
-  const std::ptrdiff_t Half = Length / 2;
-  ATarget[0] *= 0.5F;
-  if (Length % 2 == 0) ATarget[2 * Half] *= 0.5F;
-  std::fill(ATarget + 2 * (Half + 1), ATarget + 2 * Length, 0.0F);
+  RunToBins(AHilbert.Real, TSpectrumLayout::Ccs, ASource, ATarget, 1.0F, AWork);
+  // Not by the scale of that transform, which the two bins without a counterpart would have too:
+  // they may overflow then.
+  const std::ptrdiff_t EndOfDoubled = (Length + 1) / 2;
+  for (std::ptrdiff_t I = 2; I < 2 * EndOfDoubled; ++I) ATarget[I] *= 2;
+  std::fill(ATarget + 2 * (Length / 2 + 1), ATarget + 2 * Length, 0.0F);
   RunComplexDft<float, true>(AHilbert.Complex, ATarget, ATarget,
                              static_cast<float>(1.0 / static_cast<double>(Length)), AWork);
 }
