@@ -32,7 +32,7 @@ constexpr bool IsSmooth(std::int32_t ALength) noexcept {
 
 template <class TFunction>
 TESSALUNE_INLINE bool WithShortLength(std::int32_t ALength, TFunction AFunction) noexcept {
-  return WithRadix<8, 4, 2, 3, 5, 6, 7, 1, 9, 10, 11, 12, 13, 15>(ALength, AFunction);
+  return WithRadix<8, 4, 2, 3, 5, 6, 7, 1, 9, 10, 11, 13, 15>(ALength, AFunction);
 }
 
 inline TRoad RoadOf(std::int32_t ALength) noexcept {

@@ -45,16 +45,17 @@ template <class T, int L, int M, bool AInverse>
     Repeat<L>(TESSALUNE_EACH(I) { Y[I] = X[First + I]; });
     TLanes<T, L>::Transpose(Y);
     Dft<T, L>(Y);
-    if constexpr (M >= L) {
-      const TSamples<T, L, AInverse> Target{ATarget + 2 * First, M};
-      Repeat<L>(TESSALUNE_EACH(K) { Target.Put(K, Y[K]); });
-    } else {
-      Repeat<L>(TESSALUNE_EACH(K) {
+    const TSamples<T, L, AInverse> Target{ATarget + 2 * First, M};
+    Repeat<L>(TESSALUNE_EACH(K) {
+      // Of few rows the lanes beyond the last are written too, and then what belongs there.
+      if constexpr (M * K + L <= M * L) {
+        Target.Put(K, Y[K]);
+      } else {
         TArray<T, 2 * L> Full;
         TSamples<T, L, AInverse>{Full, 0}.Put(0, Y[K]);
         std::copy_n(Full, 2 * M, ATarget + 2 * M * K);
-      });
-    }
+      }
+    });
   });
 }
 

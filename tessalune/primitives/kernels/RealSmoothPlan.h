@@ -82,8 +82,11 @@ double CostOfRealSplit(const TRealSplit& ASplit, const TFactors& AColumns) noexc
   const std::int32_t Groups = (ASplit.B + ASplit.Lanes - 1) / ASplit.Lanes;
   const std::int32_t Lines = (RealRows(ASplit.M) + ASplit.Lanes - 1) / ASplit.Lanes;
   const double Middle = ASplit.M % 2 == 0 ? 6 * ASplit.B : 0;
-  return CostOfWidth<T>(ASplit.Lanes) *
-             (Groups * CostOfRealColumns(AColumns, ASplit.M) + Lines * CostOfLine(ASplit.B)) +
+  // Columns too long for the cache.
+  const double Bytes = 1.0 * ASplit.Lanes * sizeof(T) * ASplit.M;
+  const double FromFar = Bytes > 0x300000 ? 1.5 : 1.0;
+  return CostOfWidth<T>(ASplit.Lanes) * (Groups * CostOfRealColumns(AColumns, ASplit.M) * FromFar +
+                                         Lines * CostOfLine<T>(ASplit.Lanes, ASplit.B)) +
          Middle;
 }
 

@@ -70,7 +70,7 @@ inline double CostOfRadix(int ARadix) noexcept {
     case 13:
       return 260;
     case 16:
-      return 270;
+      return 275;
     default:
       return 1.6 * ARadix * ARadix;
   }
@@ -89,11 +89,15 @@ inline double CostOfColumns(const TFactors& AFactors, std::int32_t ALength) noex
   return Result;
 }
 
-// Of a line of rows.
-inline double CostOfLine(std::int32_t AColumns) noexcept {
+// Of a line of rows, which passes through memory of its own unless it is short; it may be too long
+// for the cache.
+template <class T>
+double CostOfLine(std::int32_t ALanes, std::int32_t AColumns) noexcept {
   const TFactors Factors = RadicesOf(AColumns);
-  const bool IsShort = Factors.Count == 1 && AColumns <= 16;
-  return CostOfColumns(Factors, AColumns) + (IsShort ? 0 : 8.0 * AColumns);
+  const double Cost = CostOfColumns(Factors, AColumns);
+  if (Factors.Count == 1 && AColumns <= 16) return Cost;
+  const double Bytes = 2.0 * ALanes * sizeof(T) * AColumns;
+  return (Cost + 8.0 * AColumns) * (Bytes > 0x80000 ? 1.25 : 1.0);
 }
 
 struct TSplit {
@@ -108,18 +112,12 @@ double CostOfSplit(const TSplit& ASplit) noexcept {
   const TFactors First = RadicesOf(ASplit.Rows);
   const double Groups = (ASplit.Columns + L - 1) / L;
   const double Lines = (ASplit.Rows + L - 1) / L;
-  // Memory that a set of columns goes through again and again.
-  const double Bytes = 2.0 * L * sizeof(T) * ASplit.Rows;
-  const double FromFar = First.Count < 2   ? 1.0
-                         : Bytes > 0x80000 ? 2.0
-                         : Bytes > 0x8000  ? 1.25
-                                           : 1.0;
   const double Few =
       (ASplit.Rows < L ? 4.0 * ASplit.Columns : 0) + (ASplit.Columns < L ? 4.0 * ASplit.Rows : 0);
   // What it takes to go through memory, and from function to function.
   const double Detour = IsFused(ASplit.Rows, ASplit.Columns, L) ? 0 : 40;
-  return CostOfWidth<T>(L) * (Groups * CostOfColumns(First, ASplit.Rows) * FromFar +
-                              Lines * CostOfLine(ASplit.Columns)) +
+  return CostOfWidth<T>(L) * (Groups * CostOfColumns(First, ASplit.Rows) +
+                              Lines * CostOfLine<T>(L, ASplit.Columns)) +
          Few + Detour;
 }
 
