@@ -119,15 +119,19 @@ TESSALUNE_INLINE void TwistBins(const TRealDft<T>& ADft, const T* ASource, T* AT
   TOf::StoreComplex(ATarget + 2 * Mirror, {TOf::Reverse(P.Re - S.Re), TOf::Reverse(S.Im - P.Im)});
 }
 
-// All bins but the first and the last. ASource may be ATarget.
-template <class T, bool AToBins>
-void TwistAllBins(const TRealDft<T>& ADft, const T* ASource, T* ATarget) noexcept {
+// All bins from AIndex on but the last, with L lanes at most. ASource may be ATarget.
+template <class T, int L, bool AToBins>
+TESSALUNE_INLINE void TwistBinsFrom(std::ptrdiff_t AIndex, const TRealDft<T>& ADft,
+                                    const T* ASource, T* ATarget) noexcept {
   const std::ptrdiff_t Half = ADft.Length / 2;
-  constexpr int L = MaxLanes<T>;
-  std::ptrdiff_t K = 1;
-  // As long as the two vectors have no bin in common.
-  for (; 2 * (K + L) <= Half + 1; K += L) TwistBins<T, L, AToBins>(ADft, ASource, ATarget, K);
-  for (; 2 * K <= Half; ++K) TwistBins<T, 1, AToBins>(ADft, ASource, ATarget, K);
+  if constexpr (L == 1) {
+    for (; 2 * AIndex <= Half; ++AIndex) TwistBins<T, 1, AToBins>(ADft, ASource, ATarget, AIndex);
+  } else {
+    // As long as the two vectors have no bin in common.
+    for (; 2 * (AIndex + L) <= Half + 1; AIndex += L)
+      TwistBins<T, L, AToBins>(ADft, ASource, ATarget, AIndex);
+    TwistBinsFrom<T, L / 2, AToBins>(AIndex, ADft, ASource, ATarget);
+  }
 }
 
 // A complex transform of half the length.
@@ -135,7 +139,7 @@ template <class T>
 void RunHalfToBins(const TRealDft<T>& ADft, TSpectrumLayout ALayout, const T* ASource, T* ATarget,
                    T AScale, std::byte* AWork) noexcept {
   RunComplexDft<T, false>(ADft.Complex, ASource, ATarget, AScale / 2, AWork);
-  TwistAllBins<T, true>(ADft, ATarget, ATarget);
+  TwistBinsFrom<T, MaxLanes<T>, true>(1, ADft, ATarget, ATarget);
   const T Even = 2 * ATarget[0];
   const T Odd = 2 * ATarget[1];
   ATarget[0] = Even + Odd;
@@ -147,7 +151,7 @@ void RunHalfToSamples(const TRealDft<T>& ADft, TSpectrumLayout ALayout, const T*
                       T* ATarget, T AScale, std::byte* AWork) noexcept {
   const T First = ASource[0];
   const T Last = *LastBin(ALayout, ASource, ADft.Length);
-  TwistAllBins<T, false>(ADft, ASource, ATarget);
+  TwistBinsFrom<T, MaxLanes<T>, false>(1, ADft, ASource, ATarget);
   ATarget[0] = First + Last;
   ATarget[1] = First - Last;
   RunComplexDft<T, true>(ADft.Complex, ATarget, ATarget, AScale, AWork);
