@@ -12,9 +12,9 @@ namespace {
 
 // Complex and real lengths of each road: straight-line code, powers of two in work memory on the
 // stack and not, mixed radices without and with straight-line code, sums, convolutions.
-constexpr std::int32_t LengthsOfRoads[] = {1,    2,    3,    4,    6,    13,   16,   59,  94,
-                                           120,  149,  179,  181,  251,  256,  298,  302, 360,
-                                           1024, 1500, 1511, 2048, 4096, 8192, 16384};
+constexpr std::int32_t LengthsOfRoads[] = {1,   2,    3,    4,    6,    13,   16,   59,   94,
+                                           120, 149,  179,  181,  225,  251,  256,  298,  302,
+                                           360, 1024, 1043, 1500, 1511, 2048, 4096, 8192, 16384};
 
 // A value that no transform of the tests gives.
 constexpr int Untouched = 4711;
@@ -108,8 +108,8 @@ TYPED_TEST(TransformPlans, OfTheGreatestLengthsAskForMemory) {
   if (TypeParam::TakesOrder) return this->ExpectNoPlan(30, IPP_FFT_NODIV_BY_ANY, ippStsMemAllocErr);
   constexpr std::int32_t Most = std::numeric_limits<std::int32_t>::max();
   // A prime, twice a prime, products, a power of two; above 2^29 a convolution has no length.
-  for (const std::int32_t Length :
-       {Most, Most - 1, 1 << 30, (1 << 30) + 1, (1 << 29) - 3, (1 << 29) + 11, 2 * 536870923})
+  for (const std::int32_t Length : {Most, Most - 1, 1 << 30, (1 << 30) + 1, 2000000000,
+                                    (1 << 29) - 3, (1 << 29) + 11, 2 * 536870923})
     this->ExpectNoPlan(Length, IPP_FFT_NODIV_BY_ANY, ippStsMemAllocErr);
   EXPECT_EQ(TFailingAllocator::Live, 0);
 }

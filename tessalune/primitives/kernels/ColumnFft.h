@@ -2,7 +2,6 @@
 
 #include <tessalune/primitives/kernels/Butterflies.h>
 
-#include <algorithm>
 #include <cstdint>
 
 // Transforms of columns: a row is a vector of lanes, and each lane is transformed on its own, so

@@ -91,7 +91,7 @@ void LayOutDirect(TDirectTables<T>& ATables, std::int32_t ALength, const TRootsO
     }
 }
 
-// Rows of ATables.Stride values that the sums need.
+// Of the values that the sums need.
 template <class T>
 std::size_t DirectWorkBytes(const TDirectTables<T>& ATables) noexcept {
   return 8 * sizeof(T) * static_cast<std::size_t>(ATables.Stride);
@@ -168,10 +168,10 @@ void RunDirect(const TDirectTables<T>& ATables, const T* ASource, T* ATarget, T 
   }
 }
 
-// ATarget[n] = A[n] B[n] AScale of ACount complex numbers. AExchanged exchanges the parts of A, if
-// Before, or those of the result.
+// Whose parts MultiplyComplex exchanges: nothing's, those of A, or those of the result.
 enum class TExchange { None, Before, After };
 
+// ATarget[n] = A[n] B[n] AScale of ACount complex numbers.
 template <class T, TExchange AExchange = TExchange::None>
 void MultiplyComplex(const T* A, const T* B, T* ATarget, std::size_t ACount,
                      T AScale = 1) noexcept {
@@ -253,14 +253,14 @@ typename TComplexDft<T>::TRun RunOf(const TComplexDft<T>& ADft) noexcept {
       WithShortLength(ADft.Length, [&](auto F) { Result = &RunShort<T, AInverse, F>; });
       break;
     case TRoad::Smooth:
-      WithLanes<T>(ADft.Smooth.Lanes, [&](auto ALanes) {
-        constexpr int L = decltype(ALanes)::value;
-        Result = [](const TComplexDft<T>& APlan, const T* ASource, T* ATarget, T AScale,
-                    std::byte* AWork) noexcept {
-          TSmoothRun<T, L, AInverse>(APlan.Smooth, AScale, AWork).Run(ASource, ATarget);
-        };
-        if constexpr (L >= 4)
-          if (ADft.Smooth.IsFused)
+      Result = [](const TComplexDft<T>& APlan, const T* ASource, T* ATarget, T AScale,
+                  std::byte* AWork) noexcept {
+        RunSmooth<T, AInverse>(APlan.Smooth, ASource, ATarget, AScale, AWork);
+      };
+      if (ADft.Smooth.IsFused)
+        WithLanes<T>(ADft.Smooth.Lanes, [&](auto ALanes) {
+          constexpr int L = decltype(ALanes)::value;
+          if constexpr (L >= 4)
             WithFusedRows(ADft.Smooth.Columns.Length, [&](auto ARows) {
               constexpr int M = decltype(ARows)::value;
               Result = [](const TComplexDft<T>& APlan, const T* ASource, T* ATarget, T AScale,
@@ -268,7 +268,7 @@ typename TComplexDft<T>::TRun RunOf(const TComplexDft<T>& ADft) noexcept {
                 RunFused<T, L, M, AInverse>(ASource, ATarget, APlan.Smooth.Rows.Twiddles, AScale);
               };
             });
-      });
+        });
       break;
     case TRoad::Direct:
       Result = [](const TComplexDft<T>& APlan, const T* ASource, T* ATarget, T AScale,

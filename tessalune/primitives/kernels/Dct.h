@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <numbers>
 
 // The orthonormal discrete cosine transform of any length N, type II and its inverse, type III.
 //
@@ -78,27 +79,17 @@ void LayOutDirectDct(TDct& ADct, const TRootsOfUnity* ARoots, TLayout& ALayout) 
 
 // The spectrum's bytes at the start of the work memory.
 inline std::size_t DctSpectrumBytes(std::int32_t ALength) noexcept {
-  const std::size_t Bytes = (static_cast<std::size_t>(ALength) + 2) * sizeof(double);
-  return (Bytes + CacheLine - 1) & ~(CacheLine - 1);
+  return UpToCacheLine((static_cast<std::size_t>(ALength) + 2) * sizeof(double));
 }
 
 template <bool AInverse, class TRootsOf>
 void LayOutFourierDct(TDct& ADct, TRootsOf&& ARootsOf, TLayout& ALayout) noexcept {
   LayOutDft(ADct.Real, ADct.Length, ARootsOf, ALayout);
   ADct.WorkBytes = DctSpectrumBytes(ADct.Length) + ADct.Real.WorkBytes;
-  const auto Count = static_cast<std::size_t>(ADct.Length / 2 + 1);
-  double* TurnRe = ALayout.Take<double>(Count);
-  double* TurnIm = ALayout.Take<double>(Count);
-  ADct.TurnRe = TurnRe;
-  ADct.TurnIm = TurnIm;
-  const TRootsOfUnity* Roots = ARootsOf(4 * std::int64_t{ADct.Length});
-  if (!TurnRe) return;
   const double Scale = AInverse ? 0.5 * ADct.NormAc : ADct.NormAc;
-  for (std::size_t K = 0; K < Count; ++K) {
-    const TRootValue Root = (*Roots)(static_cast<std::int64_t>(K));
-    TurnRe[K] = Root.Re * Scale;
-    TurnIm[K] = -Root.Im * Scale;
-  }
+  TakeRoots(static_cast<std::size_t>(ADct.Length / 2 + 1), 1,
+            ARootsOf(4 * std::int64_t{ADct.Length}), ALayout, ADct.TurnRe, ADct.TurnIm, Scale,
+            -Scale);
 }
 
 template <bool AInverse, class TRootsOf>
@@ -108,7 +99,7 @@ void LayOutDct(TDct& ADct, std::int32_t ALength, std::int32_t AHint, TRootsOf&& 
   ADct.Road = DctRoadOf(ALength, AHint);
   const double Root = std::sqrt(static_cast<double>(ALength));
   ADct.NormDc = 1 / Root;
-  ADct.NormAc = 0x1.6a09e667f3bccp+0 / Root;
+  ADct.NormAc = std::numbers::sqrt2 / Root;
   const std::int64_t Order = 4 * std::int64_t{ALength};
   switch (ADct.Road) {
     case TDctRoad::Short:

@@ -19,12 +19,14 @@ class TPlanRoots {
   const TRootsOfUnity* operator()(std::int64_t AOrder) noexcept {
     for (TEntry* Entry = FEntries; Entry != FEntries + FCount; ++Entry)
       if (Entry->Order == AOrder) return Entry->Roots ? &*Entry->Roots : nullptr;
-    FEntries[FCount++].Order = AOrder;
+    FHasAll = FHasAll && FCount < Most;
+    if (FHasAll) FEntries[FCount++].Order = AOrder;
     return nullptr;
   }
 
   // Computes the roots of the orders noted so far; false if memory is exhausted.
   bool Compute() noexcept {
+    if (!FHasAll) return false;
     for (TEntry* Entry = FEntries; Entry != FEntries + FCount; ++Entry) {
       const auto Size = static_cast<std::size_t>(TRootsOfUnity::TableSize(Entry->Order));
       Entry->Memory = TBlock(Size * sizeof(TRootsOfUnity::TEntry));
@@ -40,8 +42,11 @@ class TPlanRoots {
     TBlock Memory;
     std::optional<TRootsOfUnity> Roots;
   };
-  TEntry FEntries[4];
+  // An analytic signal has the most: two transforms, each by a convolution.
+  static constexpr int Most = 4;
+  TEntry FEntries[Most];
   int FCount = 0;
+  bool FHasAll = true;
 };
 
 // A plan: what the transforms read, and the memory of its tables.
@@ -94,7 +99,7 @@ bool FinishTables(const TComplexDft<T>& ADft) noexcept {
 
 template <class T>
 bool FinishTables(const TRealDft<T>& ADft) noexcept {
-  return FinishTables(ADft.Complex);
+  return FinishTables(ADft.Complex) && FinishTables(ADft.Smooth.Middle);
 }
 
 // All tables of ADft, of the length ALength. False if they cannot be had.

@@ -3,19 +3,26 @@
 #include <tessalune/primitives/kernels/ColumnFft.h>
 #include <tessalune/primitives/kernels/RealButterflies.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <utility>
+
 // Transforms of columns of real samples, as those of ColumnFft.h: to the rows 0 to M/2 of their
 // bins, and back. Every part of a column on the way has the lower half of its bins, and each stage
 // reads elsewhere than it writes. Both ways are sums with exp(-2 pi i n k / M): what comes back is
 // the inverse of the conjugate bins.
 namespace tessalune::TESSALUNE_BUILTINS::kernels {
 
-template <class TFunction>
-TESSALUNE_INLINE constexpr bool WithRealInnerRadix(int ARadix, TFunction AFunction) noexcept {
-  return WithRadix<16, 8, 32, 4, 15, 12, 20, 25, 10, 9, 7, 5, 3, 11, 13>(ARadix, AFunction);
-}
-template <class TFunction>
-TESSALUNE_INLINE constexpr bool WithRealMergeRadix(int ARadix, TFunction AFunction) noexcept {
-  return WithRadix<8, 4, 2, 3, 5>(ARadix, AFunction);
+// The radices that there are: of the innermost factor, and of the stages that merge.
+constexpr int RealInnerRadices[] = {16, 8, 32, 4, 15, 12, 20, 25, 10, 9, 7, 5, 3, 11, 13};
+constexpr int RealMergeRadices[] = {8, 4, 5, 3, 2};
+
+// Calls AFunction with the one of ARadices that ARadix is.
+template <const auto& ARadices, class TFunction>
+TESSALUNE_INLINE void WithRadixOf(int ARadix, TFunction AFunction) noexcept {
+  [&]<std::size_t... I>(std::index_sequence<I...>) { WithRadix<ARadices[I]...>(ARadix, AFunction); }
+  (std::make_index_sequence<std::size(ARadices)>{});
 }
 
 template <class T>
@@ -81,7 +88,8 @@ struct TGroupBins {
   TESSALUNE_INLINE TGroupBins(TRow* AGroup, std::ptrdiff_t AValues, std::ptrdiff_t AK) noexcept
       : Up(AGroup + AK), Down(AGroup + AValues - AK), Values(AValues) {}
 
-  // Of an odd F, bin k + Values (F - 1) / 2 is below the half for all k below Values / 2.
+  // Of an odd F, bin k + Values (F - 1) / 2 is at most the half for all k up to Values / 2. The
+  // half itself has an imaginary part of the size of a rounding error.
   static constexpr bool IsMirrored(int AM) noexcept { return 2 * AM >= F; }
 
   TESSALUNE_INLINE void Put(auto AM, const TRow& A) const noexcept {
@@ -166,14 +174,14 @@ void TransformColumnsOfReals(const TRealColumnPlan<T>& APlan, const T* ASource,
   auto* Next = AWork;
   auto* Other = AWork + InnermostRows(APlan);
   const TRealColumnStage<T>& Inner = APlan.Stages[APlan.StageCount];
-  WithRealInnerRadix(Inner.Factor, [&](auto F) {
+  WithRadixOf<RealInnerRadices>(Inner.Factor, [&](auto F) {
     InnermostOfReals<T, L, F>(APlan.Offsets, APlan.Length / F, ASource, AStride,
                               APlan.StageCount == 0 ? ATarget : Next);
   });
   for (int S = APlan.StageCount - 1; S >= 0; --S) {
     const TRealColumnStage<T>& Stage = APlan.Stages[S];
     std::swap(Next, Other);
-    WithRealMergeRadix(Stage.Factor, [&](auto F) {
+    WithRadixOf<RealMergeRadices>(Stage.Factor, [&](auto F) {
       MergeOfReals<T, L, F>(Stage.Twiddles, Stage.Values, APlan.Length / (F * Stage.Values), Other,
                             S == 0 ? ATarget : Next);
     });
@@ -189,14 +197,14 @@ void TransformColumnsToReals(const TRealColumnPlan<T>& APlan, const TPair<TVecto
   auto* Other = AWork + InnermostRows(APlan);
   for (int S = 0; S < APlan.StageCount; ++S) {
     const TRealColumnStage<T>& Stage = APlan.Stages[S];
-    WithRealMergeRadix(Stage.Factor, [&](auto F) {
+    WithRadixOf<RealMergeRadices>(Stage.Factor, [&](auto F) {
       SplitToReals<T, L, F>(Stage.Twiddles, Stage.Values, APlan.Length / (F * Stage.Values),
                             ASource, Next);
     });
     ASource = Next;
     std::swap(Next, Other);
   }
-  WithRealInnerRadix(APlan.Stages[APlan.StageCount].Factor, [&](auto F) {
+  WithRadixOf<RealInnerRadices>(APlan.Stages[APlan.StageCount].Factor, [&](auto F) {
     InnermostToReals<T, L, F>(APlan.Offsets, APlan.Length / F, ASource, ATarget, AStride);
   });
 }

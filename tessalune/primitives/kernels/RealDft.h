@@ -31,8 +31,8 @@ template <class T>
 struct TRealDft {
   // The transform one way or the other times AScale. ASource may be ATarget. AWork: WorkBytes,
   // aligned to a cache line.
-  using TRun = void (*)(const TRealDft& ADft, TSpectrumLayout ALayout, const T* ASource, T* ATarget,
-                        T AScale, std::byte* AWork) noexcept;
+  using TRun = void (*)(const TRealDft& ADft, TSpectrumLayout ASpectrum, const T* ASource,
+                        T* ATarget, T AScale, std::byte* AWork) noexcept;
 
   TRun ToBins;
   TRun ToSamples;
@@ -48,22 +48,22 @@ struct TRealDft {
 
 // The real part of bin N/2 of an even length.
 template <class T>
-T* LastBin(TSpectrumLayout ALayout, T* ABins, std::ptrdiff_t ALength) noexcept {
-  return ABins + (ALayout == TSpectrumLayout::Perm ? 1 : ALength);
+T* LastBin(TSpectrumLayout ASpectrum, T* ABins, std::ptrdiff_t ALength) noexcept {
+  return ABins + (ASpectrum == TSpectrumLayout::Perm ? 1 : ALength);
 }
 
 // What a transform leaves to be written: the imaginary parts that are 0, and the last bin.
 template <class T>
-void SetLastBin(TSpectrumLayout ALayout, T* ABins, std::ptrdiff_t ALength, T ALast) noexcept {
+void SetLastBin(TSpectrumLayout ASpectrum, T* ABins, std::ptrdiff_t ALength, T ALast) noexcept {
   ABins[1] = 0;
   if (ALength % 2 == 0) {
-    if (ALayout == TSpectrumLayout::Ccs) ABins[ALength + 1] = 0;
-    *LastBin(ALayout, ABins, ALength) = ALast;
+    if (ASpectrum == TSpectrumLayout::Ccs) ABins[ALength + 1] = 0;
+    *LastBin(ASpectrum, ABins, ALength) = ALast;
   }
 }
 
 template <class T, int F>
-void RunShortToBins(const TRealDft<T>&, TSpectrumLayout ALayout, const T* ASource, T* ATarget,
+void RunShortToBins(const TRealDft<T>&, TSpectrumLayout ASpectrum, const T* ASource, T* ATarget,
                     T AScale, std::byte*) noexcept {
   TArray<T, F> X;
   TArray<TPair<T>, HalfRows(F)> Bins;
@@ -74,12 +74,12 @@ void RunShortToBins(const TRealDft<T>&, TSpectrumLayout ALayout, const T* ASourc
     ATarget[2 * I + 3] = Bins[I + 1].Im * AScale;
   });
   ATarget[0] = Bins[0].Re * AScale;
-  if (F > 1 || ALayout == TSpectrumLayout::Ccs)
-    SetLastBin<T>(ALayout, ATarget, F, Bins[F / 2].Re * AScale);
+  if (F > 1 || ASpectrum == TSpectrumLayout::Ccs)
+    SetLastBin<T>(ASpectrum, ATarget, F, Bins[F / 2].Re * AScale);
 }
 
 template <class T, int F>
-void RunShortToSamples(const TRealDft<T>&, TSpectrumLayout ALayout, const T* ASource, T* ATarget,
+void RunShortToSamples(const TRealDft<T>&, TSpectrumLayout ASpectrum, const T* ASource, T* ATarget,
                        T AScale, std::byte*) noexcept {
   TArray<T, F> X;
   TArray<TPair<T>, HalfRows(F)> Bins;
@@ -87,7 +87,7 @@ void RunShortToSamples(const TRealDft<T>&, TSpectrumLayout ALayout, const T* ASo
     Bins[I + 1] = {ASource[2 * I + 2], -ASource[2 * I + 3]};
   });
   Bins[0] = {ASource[0], T(0)};
-  if constexpr (F % 2 == 0) Bins[F / 2] = {*LastBin(ALayout, ASource, F), T(0)};
+  if constexpr (F % 2 == 0) Bins[F / 2] = {*LastBin(ASpectrum, ASource, F), T(0)};
   DftToReals<T, F>(Bins, X);
   Repeat<F>(TESSALUNE_EACH(I) { ATarget[I] = X[I] * AScale; });
 }
@@ -136,21 +136,21 @@ TESSALUNE_INLINE void TwistBinsFrom(std::ptrdiff_t AIndex, const TRealDft<T>& AD
 
 // A complex transform of half the length.
 template <class T>
-void RunHalfToBins(const TRealDft<T>& ADft, TSpectrumLayout ALayout, const T* ASource, T* ATarget,
+void RunHalfToBins(const TRealDft<T>& ADft, TSpectrumLayout ASpectrum, const T* ASource, T* ATarget,
                    T AScale, std::byte* AWork) noexcept {
   RunComplexDft<T, false>(ADft.Complex, ASource, ATarget, AScale / 2, AWork);
   TwistBinsFrom<T, MaxLanes<T>, true>(1, ADft, ATarget, ATarget);
   const T Even = 2 * ATarget[0];
   const T Odd = 2 * ATarget[1];
   ATarget[0] = Even + Odd;
-  SetLastBin<T>(ALayout, ATarget, ADft.Length, Even - Odd);
+  SetLastBin<T>(ASpectrum, ATarget, ADft.Length, Even - Odd);
 }
 
 template <class T>
-void RunHalfToSamples(const TRealDft<T>& ADft, TSpectrumLayout ALayout, const T* ASource,
+void RunHalfToSamples(const TRealDft<T>& ADft, TSpectrumLayout ASpectrum, const T* ASource,
                       T* ATarget, T AScale, std::byte* AWork) noexcept {
   const T First = ASource[0];
-  const T Last = *LastBin(ALayout, ASource, ADft.Length);
+  const T Last = *LastBin(ASpectrum, ASource, ADft.Length);
   TwistBinsFrom<T, MaxLanes<T>, false>(1, ADft, ASource, ATarget);
   ATarget[0] = First + Last;
   ATarget[1] = First - Last;
@@ -158,21 +158,23 @@ void RunHalfToSamples(const TRealDft<T>& ADft, TSpectrumLayout ALayout, const T*
 }
 
 template <class T>
-void RunSmoothToBins(const TRealDft<T>& ADft, TSpectrumLayout ALayout, const T* ASource, T* ATarget,
-                     T AScale, std::byte* AWork) noexcept {
+void RunSmoothToBins(const TRealDft<T>& ADft, TSpectrumLayout ASpectrum, const T* ASource,
+                     T* ATarget, T AScale, std::byte* AWork) noexcept {
   T Last = 0;
-  WithLanes<T>(ADft.Smooth.Lanes, [&](auto ALanes) {
-    TRealSmoothRun<T, ALanes>(ADft.Smooth, AScale, AWork).ToBins(ASource, ATarget, &Last);
+  TLayout Memory(AWork);
+  WithWideLanes<T>(ADft.Smooth.Lanes, [&](auto ALanes) {
+    TRealSmoothRun<T, ALanes>(ADft.Smooth, AScale, Memory).ToBins(ASource, ATarget, &Last);
   });
-  SetLastBin(ALayout, ATarget, ADft.Length, Last);
+  SetLastBin(ASpectrum, ATarget, ADft.Length, Last);
 }
 
 template <class T>
-void RunSmoothToSamples(const TRealDft<T>& ADft, TSpectrumLayout ALayout, const T* ASource,
+void RunSmoothToSamples(const TRealDft<T>& ADft, TSpectrumLayout ASpectrum, const T* ASource,
                         T* ATarget, T AScale, std::byte* AWork) noexcept {
-  WithLanes<T>(ADft.Smooth.Lanes, [&](auto ALanes) {
-    TRealSmoothRun<T, ALanes>(ADft.Smooth, AScale, AWork)
-        .ToSamples(ASource, LastBin(ALayout, ASource, ADft.Length), ATarget);
+  TLayout Memory(AWork);
+  WithWideLanes<T>(ADft.Smooth.Lanes, [&](auto ALanes) {
+    TRealSmoothRun<T, ALanes>(ADft.Smooth, AScale, Memory)
+        .ToSamples(ASource, LastBin(ASpectrum, ASource, ADft.Length), ATarget);
   });
 }
 
@@ -226,10 +228,10 @@ void RunDirectToSamples(const TRealDft<T>& ADft, TSpectrumLayout, const T* ASour
   }
 }
 
-// An odd length as a complex transform, over samples at the start of AWork.
+// A complex transform of an odd length, over samples at the start of AWork.
 template <class T>
-std::size_t ComplexSampleBytes(std::int32_t ALength) noexcept {
-  return (2 * sizeof(T) * static_cast<std::size_t>(ALength) + CacheLine - 1) & ~(CacheLine - 1);
+constexpr std::size_t ComplexSampleBytes(std::int32_t ALength) noexcept {
+  return UpToCacheLine(2 * sizeof(T) * static_cast<std::size_t>(ALength));
 }
 
 template <class T>
@@ -289,28 +291,17 @@ template <class T, class TRootsOf>
 void LayOutHalf(TRealDft<T>& ADft, TRootsOf&& ARootsOf, TLayout& ALayout) noexcept {
   LayOutDft(ADft.Complex, ADft.Length / 2, ARootsOf, ALayout);
   ADft.WorkBytes = ADft.Complex.WorkBytes;
-  const auto Count = static_cast<std::size_t>(ADft.Length / 4 + 1);
-  T* TwistRe = ALayout.Take<T>(Count);
-  T* TwistIm = ALayout.Take<T>(Count);
-  ADft.TwistRe = TwistRe;
-  ADft.TwistIm = TwistIm;
-  const TRootsOfUnity* Roots = ARootsOf(ADft.Length);
-  if (!TwistRe) return;
-  for (std::size_t K = 0; K < Count; ++K) {
-    const TRootValue Root = (*Roots)(static_cast<std::int64_t>(K));
-    TwistRe[K] = static_cast<T>(Root.Re);
-    TwistIm[K] = static_cast<T>(Root.Im);
-  }
+  TakeRoots(static_cast<std::size_t>(ADft.Length / 4 + 1), 1, ARootsOf(ADft.Length), ALayout,
+            ADft.TwistRe, ADft.TwistIm);
 }
 
 template <class T, class TRootsOf>
 void LayOutDft(TRealDft<T>& ADft, std::int32_t ALength, TRootsOf&& ARootsOf,
                TLayout& ALayout) noexcept {
-  const TRealSplit Split = ChooseRealSplit<T>(ALength);
   ADft.Length = ALength;
   if (WithShortRealLength(ALength, [](auto) {})) {
     ADft.Road = TRealRoad::Short;
-  } else if (Split.Lanes != 0) {
+  } else if (const TSplit Split = ChooseRealSplit<T>(ALength); Split.Lanes != 0) {
     ADft.Road = TRealRoad::Smooth;
     LayOutRealSmooth(ADft.Smooth, Split, ARootsOf, ALayout);
     ADft.WorkBytes = ADft.Smooth.WorkBytes;
@@ -336,17 +327,17 @@ void LayOutDft(TRealDft<T>& ADft, std::int32_t ALength, TRootsOf&& ARootsOf,
 // The bins of ASource, times AScale. ASource may be ATarget. AWork: WorkBytes, aligned to a cache
 // line. The layout Perm is for even lengths and for length 1.
 template <class T>
-TESSALUNE_INLINE void RunToBins(const TRealDft<T>& ADft, TSpectrumLayout ALayout, const T* ASource,
-                                T* ATarget, T AScale, std::byte* AWork) noexcept {
-  ADft.ToBins(ADft, ALayout, ASource, ATarget, AScale, AWork);
+TESSALUNE_INLINE void RunToBins(const TRealDft<T>& ADft, TSpectrumLayout ASpectrum,
+                                const T* ASource, T* ATarget, T AScale, std::byte* AWork) noexcept {
+  ADft.ToBins(ADft, ASpectrum, ASource, ATarget, AScale, AWork);
 }
 
 // And back: the sum over all bins, times AScale.
 template <class T>
-TESSALUNE_INLINE void RunToSamples(const TRealDft<T>& ADft, TSpectrumLayout ALayout,
+TESSALUNE_INLINE void RunToSamples(const TRealDft<T>& ADft, TSpectrumLayout ASpectrum,
                                    const T* ASource, T* ATarget, T AScale,
                                    std::byte* AWork) noexcept {
-  ADft.ToSamples(ADft, ALayout, ASource, ATarget, AScale, AWork);
+  ADft.ToSamples(ADft, ASpectrum, ASource, ATarget, AScale, AWork);
 }
 
 }  // namespace tessalune::TESSALUNE_BUILTINS::kernels

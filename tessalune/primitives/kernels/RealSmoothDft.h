@@ -3,6 +3,10 @@
 #include <tessalune/primitives/kernels/ComplexDft.h>
 #include <tessalune/primitives/kernels/RealColumnFft.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
 // Transforms of N = M B real samples by the two steps of SmoothDft.h, of which half is enough: the
 // transforms of the columns are those of real samples, and their rows beyond M/2 are mirror images.
 // A row k1 gives the bins k1 + M k2; those beyond N/2 are the conjugates of bins that no other row
@@ -85,14 +89,24 @@ struct TBinRows {
 template <class T, int L>
 class TRealSmoothRun {
  public:
-  TRealSmoothRun(const TRealSmoothPlan<T>& APlan, T AScale, std::byte* AWork) noexcept
-      : FPlan(APlan), FM(APlan.Columns.Length), FB(APlan.Rows.Transform.Length), FScale(AScale) {
-    TakeFrom(AWork);
+  TRealSmoothRun(const TRealSmoothPlan<T>& APlan, T AScale, TLayout& AMemory) noexcept
+      : FPlan(APlan),
+        FM(APlan.Columns.Length),
+        FB(APlan.Rows.Transform.Length),
+        FScale(AScale),
+        FMemory(APlan.Rows, APlan.Rows.Transform.LongestRadix, AMemory) {
+    if (APlan.Columns.StageCount > 0)
+      FColumnWork = AMemory.Take<TRow>(2 * static_cast<std::size_t>(InnermostRows(APlan.Columns)));
+    if (FM % 2 != 0) return;
+    FMiddle = AMemory.Take<T>(static_cast<std::size_t>(FB));
+    FMiddleBins = AMemory.Take<T>(static_cast<std::size_t>(FB));
+    FMiddleWork = AMemory.Take<std::byte>(APlan.Middle.WorkBytes);
   }
 
   static std::size_t WorkBytes(const TRealSmoothPlan<T>& APlan) noexcept {
-    const TRealSmoothRun Nowhere(APlan, 1, nullptr);
-    return reinterpret_cast<std::uintptr_t>(Nowhere.FMiddleWork) + APlan.Middle.WorkBytes;
+    TLayout Measure;
+    TRealSmoothRun(APlan, 1, Measure);
+    return Measure.Size();
   }
 
   void ToBins(const T* ASource, T* ATarget, T* ALast) const noexcept {
@@ -122,15 +136,6 @@ class TRealSmoothRun {
  private:
   using V = TVector<T, L>;
   using TRow = TPair<V>;
-
-  void TakeFrom(std::byte* AWork) noexcept {
-    std::byte* const End = FMemory.TakeFrom(AWork, FPlan.Rows, FPlan.Rows.Transform.LongestRadix);
-    FColumnWork = reinterpret_cast<TRow*>(End);
-    FMiddle = reinterpret_cast<T*>(
-        FColumnWork + (FPlan.Columns.StageCount == 0 ? 0 : 2 * InnermostRows(FPlan.Columns)));
-    FMiddleBins = AlignUp<T>(FMiddle + FB);
-    FMiddleWork = AlignUp<std::byte>(FMiddleBins + FB);
-  }
 
   TBinRows<T, L> BinRows(T* ABins, T* ALast, int ARow) const noexcept {
     return {ABins, ALast, FM, FB, ARow};
@@ -201,10 +206,11 @@ class TRealSmoothRun {
   const int FB;
   const T FScale;
   TRowMemory<T, L> FMemory;
-  TRow* FColumnWork;
-  T* FMiddle;  // row M/2 of all groups
-  T* FMiddleBins;
-  std::byte* FMiddleWork;
+  TRow* FColumnWork = nullptr;
+  // Of an even M: row M/2 of all groups, every second of its bins, and memory for their transform.
+  T* FMiddle = nullptr;
+  T* FMiddleBins = nullptr;
+  std::byte* FMiddleWork = nullptr;
 };
 
 }  // namespace tessalune::TESSALUNE_BUILTINS::kernels

@@ -9,20 +9,6 @@
 // How a length is split and factored for RealSmoothDft.h, and the tables that this takes.
 namespace tessalune::TESSALUNE_BUILTINS::kernels {
 
-// The radices for a column length, the innermost last; none if there is no code for them.
-inline TFactors RealRadicesOf(std::int32_t ALength) noexcept {
-  for (const std::int32_t Inner : {16, 15, 25, 32, 20, 12, 10, 13, 11, 9, 8, 7, 5, 4, 3}) {
-    if (ALength % Inner != 0) continue;
-    TFactors Result;
-    std::int32_t Rest = ALength / Inner;
-    for (const std::int32_t F : {8, 4, 5, 3, 2})
-      for (; Rest % F == 0; Rest /= F) Result.Add(F);
-    Result.Add(Inner);
-    if (Rest == 1) return Result;
-  }
-  return {};
-}
-
 // As CostOfRadix.
 inline double CostOfInnerRealRadix(int ARadix) noexcept {
   switch (ARadix) {
@@ -60,6 +46,7 @@ inline double CostOfInnerRealRadix(int ARadix) noexcept {
 }
 
 inline double CostOfRealColumns(const TFactors& AFactors, std::int32_t ALength) noexcept {
+  if (AFactors.Count == 0) return std::numeric_limits<double>::infinity();
   std::int32_t Values = *(AFactors.end() - 1);
   double Result = CostOfInnerRealRadix(Values) * (ALength / Values);
   for (int S = AFactors.Count - 2; S >= 0; --S) {
@@ -70,53 +57,54 @@ inline double CostOfRealColumns(const TFactors& AFactors, std::int32_t ALength) 
   return Result;
 }
 
-struct TRealSplit {
-  std::int32_t Lanes = 0;  // 0: there is no split
-  std::int32_t M = 0;
-  std::int32_t B = 0;
-};
-
-// As CostOfSplit.
-template <class T>
-double CostOfRealSplit(const TRealSplit& ASplit, const TFactors& AColumns) noexcept {
-  const std::int32_t Groups = (ASplit.B + ASplit.Lanes - 1) / ASplit.Lanes;
-  const std::int32_t Lines = (RealRows(ASplit.M) + ASplit.Lanes - 1) / ASplit.Lanes;
-  const double Middle = ASplit.M % 2 == 0 ? 6 * ASplit.B : 0;
-  // Columns too long for the cache.
-  const double Bytes = 1.0 * ASplit.Lanes * sizeof(T) * ASplit.M;
-  const double FromFar = Bytes > 0x300000 ? 1.5 : 1.0;
-  return CostOfWidth<T>(ASplit.Lanes) * (Groups * CostOfRealColumns(AColumns, ASplit.M) * FromFar +
-                                         Lines * CostOfLine<T>(ASplit.Lanes, ASplit.B)) +
-         Middle;
+// The radices for a column length, the innermost last; none if there is no code for them.
+inline TFactors RealRadicesOf(std::int32_t ALength) noexcept {
+  TFactors Best;
+  for (const std::int32_t Inner : RealInnerRadices) {
+    TFactors Factors;
+    std::int32_t Rest = ALength % Inner == 0 ? ALength / Inner : 0;
+    if (Rest == 0) continue;
+    for (const std::int32_t F : RealMergeRadices)
+      for (; Rest % F == 0; Rest /= F) Factors.Add(F);
+    Factors.Add(Inner);
+    if (Rest == 1 && CostOfRealColumns(Factors, ALength) < CostOfRealColumns(Best, ALength))
+      Best = Factors;
+  }
+  return Best;
 }
 
-// The best split. Powers of two up to 128 are faster by half the length.
+// What it takes beside: to go through memory and from function to function.
+constexpr double RealDetour = 100;
+
 template <class T>
-TRealSplit ChooseRealSplit(std::int32_t ALength) noexcept {
-  TRealSplit Best;
-  if (IsPowerOfTwo(ALength) ? ALength <= 128 : !IsSmooth(ALength)) return Best;
-  double BestCost = std::numeric_limits<double>::infinity();
-  const auto Try = [&](std::int32_t AM) {
-    const std::int32_t B = ALength / AM;
-    if (AM % 2 == 0 && B % 2 != 0) return;
-    const TFactors Columns = RealRadicesOf(AM);
-    if (Columns.Count == 0) return;
-    for (int Lanes = MaxLanes<T>; Lanes >= std::max(2, MaxLanes<T> / 4); Lanes /= 2) {
-      if (RealRows(AM) < Lanes || B < Lanes) continue;
-      const TRealSplit Split{Lanes, AM, B};
-      const double Cost = CostOfRealSplit<T>(Split, Columns);
-      if (Cost < BestCost) {
-        BestCost = Cost;
-        Best = Split;
-      }
-    }
-  };
-  for (std::int32_t D = 2; D <= ALength / D; ++D)
-    if (ALength % D == 0) {
-      Try(D);
-      Try(ALength / D);
-    }
-  return Best;
+double CostOfRealSplit(const TSplit& ASplit) noexcept {
+  const std::int32_t L = ASplit.Lanes;
+  if (RealRows(ASplit.M) < L || ASplit.B < L || (ASplit.M % 2 == 0 && ASplit.B % 2 != 0))
+    return std::numeric_limits<double>::infinity();
+  const double Groups = (ASplit.B + L - 1) / L;
+  const double Lines = (RealRows(ASplit.M) + L - 1) / L;
+  const double Columns = Groups * CostOfRealColumns(RealRadicesOf(ASplit.M), ASplit.M) *
+                         CostOfDistance<T>(L, ASplit.M, 0x300000);
+  const double Middle = ASplit.M % 2 == 0 ? 6.0 * ASplit.B : 0;
+  return CostOfWidth<T>(L) * (Columns + Lines * CostOfLine<T>(L, ASplit.B)) + Middle + RealDetour;
+}
+
+// Of a complex transform of ALength in the place of a real one, the pass over its bins.
+template <class T>
+double CostOfPass(std::int32_t ALength) noexcept {
+  return 50 + ALength * static_cast<double>(sizeof(T)) / 8;
+}
+
+// The best split of ALength; none if a complex transform, of half an even length, is faster.
+template <class T>
+TSplit ChooseRealSplit(std::int32_t ALength) noexcept {
+  if (!IsPowerOfTwo(ALength) && !IsSmooth(ALength)) return {};
+  const TSplit Split =
+      BestSplit<T, false>(ALength, [](const TSplit& A) { return CostOfRealSplit<T>(A); });
+  const std::int32_t Other = ALength % 2 == 0 ? ALength / 2 : ALength;
+  const bool IsFaster = RoadOf(Other) != TRoad::Smooth ||
+                        Split.Cost < ChooseSplit<T>(Other).Cost + CostOfPass<T>(Other);
+  return IsFaster ? Split : TSplit{};
 }
 
 template <class T>
@@ -137,24 +125,15 @@ void LayOutRealColumns(TRealColumnPlan<T>& APlan, std::int32_t ALength, const TR
 }
 
 template <class T, class TRootsOf>
-void LayOutMiddle(TRealSmoothPlan<T>& APlan, const TRealSplit& ASplit, const TRootsOfUnity* ARoots,
+void LayOutMiddle(TRealSmoothPlan<T>& APlan, const TSplit& ASplit, const TRootsOfUnity* ARoots,
                   TRootsOf&& ARootsOf, TLayout& ALayout) noexcept {
   LayOutDft(APlan.Middle, ASplit.B / 2, ARootsOf, ALayout);
-  const auto Count = static_cast<std::size_t>(ASplit.B / 2);
-  T* Re = ALayout.Take<T>(Count);
-  T* Im = ALayout.Take<T>(Count);
-  APlan.MiddleRe = Re;
-  APlan.MiddleIm = Im;
-  if (!Re) return;
-  for (std::size_t I = 0; I < Count; ++I) {
-    const TRootValue Root = (*ARoots)(static_cast<std::int64_t>(I) * (ASplit.M / 2));
-    Re[I] = static_cast<T>(Root.Re);
-    Im[I] = static_cast<T>(Root.Im);
-  }
+  TakeRoots(static_cast<std::size_t>(ASplit.B / 2), ASplit.M / 2, ARoots, ALayout, APlan.MiddleRe,
+            APlan.MiddleIm);
 }
 
 template <class T, class TRootsOf>
-void LayOutRealSmooth(TRealSmoothPlan<T>& APlan, const TRealSplit& ASplit, TRootsOf&& ARootsOf,
+void LayOutRealSmooth(TRealSmoothPlan<T>& APlan, const TSplit& ASplit, TRootsOf&& ARootsOf,
                       TLayout& ALayout) noexcept {
   const std::int32_t M = ASplit.M;
   const TRootsOfUnity* Roots = ARootsOf(std::int64_t{M} * ASplit.B);
@@ -163,7 +142,7 @@ void LayOutRealSmooth(TRealSmoothPlan<T>& APlan, const TRealSplit& ASplit, TRoot
   LayOutRows(APlan.Rows, ASplit.Lanes, RealRows(M), HalfRows(M), ASplit.B, M * ASplit.B, Roots,
              ALayout);
   if (M % 2 == 0) LayOutMiddle(APlan, ASplit, Roots, ARootsOf, ALayout);
-  APlan.WorkBytes = WithLanes<T>(
+  APlan.WorkBytes = WithWideLanes<T>(
       APlan.Lanes, [&](auto ALanes) { return TRealSmoothRun<T, ALanes>::WorkBytes(APlan); });
 }
 

@@ -1,8 +1,11 @@
 #pragma once
 
 #include <tessalune/primitives/kernels/ColumnFft.h>
+#include <tessalune/primitives/kernels/Tables.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 
 // Transforms of rows that lie across columns: of each group of L columns there are L-lane rows in
 // memory, as a step over columns leaves them or wants them. Row k1 is multiplied by the roots of
@@ -20,14 +23,16 @@ struct TRowPlan {
   bool IsShort;              // straight-line code transforms a row
   TColumnPlan<T> Transform;  // over the columns: for each lane of a line
   // The roots, Lanes real parts, then the imaginary ones, of row k1 of group g at
-  // (g GroupRows + k1) 2 Lanes. Of long transforms they are products, so that the tables stay in
-  // the cache: of those of the first row of a line, the line i of group g at (g Lines + i) 2 Lanes,
-  // and those of the difference to it, r at (g Lanes + r) 2 Lanes.
+  // (g GroupRows + k1) 2 Lanes. Of long transforms they are products of roots from tables that are
+  // smaller by as many times as there are lanes: of those of the first row of a line, the line i of
+  // group g at (g Lines + i) 2 Lanes, and those of the difference to it, r at (g Lanes + r) 2
+  // Lanes.
   const T* Twiddles;
   const T* LineTwiddles;  // null if Twiddles has them all
 };
 
-// The memory of a step, in rows of L lanes.
+// The memory of a step, in rows of L lanes; ALongest is the longest radix without straight-line
+// code of all that uses Long.
 template <class T, int L>
 struct TRowMemory {
   using TRow = TPair<TVector<T, L>>;
@@ -37,14 +42,15 @@ struct TRowMemory {
   TRow* Data;  // its columns on the way
   TRow* Long;  // the values of a radix without straight-line code
 
-  // Takes it from AWork on, with room for ALongest values in Long, and tells where it ends.
-  std::byte* TakeFrom(std::byte* AWork, const TRowPlan<T>& APlan, std::int32_t ALongest) noexcept {
-    const std::ptrdiff_t LineRows = APlan.IsShort ? 0 : std::max(APlan.Transform.Length, L);
-    Rows = reinterpret_cast<TRow*>(AWork);
-    Line = Rows + std::ptrdiff_t{APlan.GroupRows} * APlan.Groups;
-    Data = Line + LineRows;
-    Long = Data + LineRows;
-    return reinterpret_cast<std::byte*>(Long + ALongest);
+  TRowMemory(const TRowPlan<T>& APlan, std::int32_t ALongest, TLayout& ALayout) noexcept {
+    const auto Take = [&](std::int64_t ACount) {
+      return ALayout.Take<TRow>(static_cast<std::size_t>(ACount));
+    };
+    const std::int32_t LineRows = APlan.IsShort ? 0 : std::max(APlan.Transform.Length, L);
+    Rows = Take(std::int64_t{APlan.GroupRows} * APlan.Groups);
+    Line = Take(LineRows);
+    Data = Take(LineRows);
+    Long = Take(ALongest);
   }
 };
 
@@ -150,7 +156,7 @@ class TRowStep {
           2 * L * (std::ptrdiff_t{AGroup} * FPlan.GroupRows + FirstOf(ALine, FPlan.Rows, L));
       Repeat<L>(TESSALUNE_EACH(I) { Y[I] = Multiply(Y[I], RootAt(Roots + 2 * L * I)); });
     } else {
-      const T* Roots = FPlan.Twiddles + 2 * L * L * AGroup;
+      const T* Roots = FPlan.Twiddles + 2 * L * L * std::ptrdiff_t{AGroup};
       const TRow First =
           RootAt(FPlan.LineTwiddles + 2 * L * (std::ptrdiff_t{AGroup} * FPlan.Lines + ALine));
       Repeat<L>(

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <tessalune/primitives/kernels/FusedDft.h>
 #include <tessalune/primitives/kernels/RowStep.h>
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 
 // Transforms of a length N = M B, complex samples in memory, in two steps:
 //
@@ -32,33 +32,34 @@ struct TSmoothPlan {
 template <class T, int L, bool AInverse>
 class TSmoothRun {
  public:
-  TSmoothRun(const TSmoothPlan<T>& APlan, T AScale, std::byte* AWork) noexcept
-      : FPlan(APlan), FM(APlan.Columns.Length), FB(APlan.Rows.Transform.Length), FScale(AScale) {
-    FFew = reinterpret_cast<T*>(FMemory.TakeFrom(AWork, APlan.Rows, LongestRadix(APlan)));
+  TSmoothRun(const TSmoothPlan<T>& APlan, T AScale, TLayout& AMemory) noexcept
+      : FPlan(APlan),
+        FM(APlan.Columns.Length),
+        FB(APlan.Rows.Transform.Length),
+        FScale(AScale),
+        FMemory(APlan.Rows, std::max(APlan.Columns.LongestRadix, APlan.Rows.Transform.LongestRadix),
+                AMemory) {
+    if (std::min(FM, FB) < L)
+      FFew = AMemory.Take<T>(2 * L * static_cast<std::size_t>(std::max(FM, FB)));
   }
 
   static std::size_t WorkBytes(const TSmoothPlan<T>& APlan) noexcept {
-    TRowMemory<T, L> Memory;
-    const std::byte* const End = Memory.TakeFrom(nullptr, APlan.Rows, LongestRadix(APlan));
-    const std::int32_t M = APlan.Columns.Length;
-    const std::int32_t B = APlan.Rows.Transform.Length;
-    const std::int32_t Few = std::min(M, B) < L ? 2 * L * std::max(M, B) : 0;
-    return reinterpret_cast<std::uintptr_t>(End) + sizeof(T) * static_cast<std::size_t>(Few);
+    TLayout Measure;
+    TSmoothRun(APlan, 1, Measure);
+    return Measure.Size();
   }
 
   void Run(const T* ASource, T* ATarget) const noexcept {
     RunColumns(ASource);
     if (FM >= L) return RunRows(ATarget, FM);
     RunRows(FFew, L);
-    for (int I = 0; I < FB; ++I) std::copy_n(FFew + 2 * L * I, 2 * FM, ATarget + 2 * FM * I);
+    for (int I = 0; I < FB; ++I)
+      std::copy_n(FFew + 2 * L * std::ptrdiff_t{I}, 2 * FM, ATarget + 2 * std::ptrdiff_t{FM} * I);
   }
 
  private:
-  using TRow = TPair<TVector<T, L>>;
-
-  static std::int32_t LongestRadix(const TSmoothPlan<T>& APlan) noexcept {
-    return std::max(APlan.Columns.LongestRadix, APlan.Rows.Transform.LongestRadix);
-  }
+  using V = TVector<T, L>;
+  using TRow = TPair<V>;
 
   void RunColumns(const T* ASource) const noexcept {
     if (FB < L) {
@@ -67,11 +68,16 @@ class TSmoothRun {
         std::copy_n(ASource + 2 * FB * A, 2 * FB, FFew + 2 * L * A);
         std::fill_n(FFew + 2 * (L * A + FB), 2 * (L - FB), T(0));
       }
-      return RunGroup(FFew, L, FMemory.Rows);
+      RunGroup(FFew, L, FMemory.Rows);
+      std::fill(FMemory.Rows + FM, FMemory.Rows + FPlan.Rows.GroupRows, TRow{V{}, V{}});
+      return;
     }
-    for (int G = 0; G < FPlan.Rows.Groups; ++G)
-      RunGroup(ASource + 2 * FirstOf(G, FB, L), FB,
-               FMemory.Rows + std::ptrdiff_t{G} * FPlan.Rows.GroupRows);
+    for (int G = 0; G < FPlan.Rows.Groups; ++G) {
+      TRow* const Rows = FMemory.Rows + std::ptrdiff_t{G} * FPlan.Rows.GroupRows;
+      RunGroup(ASource + 2 * FirstOf(G, FB, L), FB, Rows);
+      // What fills the last line of few rows.
+      std::fill(Rows + FM, Rows + FPlan.Rows.GroupRows, TRow{V{}, V{}});
+    }
   }
 
   void RunGroup(const T* ASource, int AStride, TRow* ATarget) const noexcept {
@@ -91,7 +97,7 @@ class TSmoothRun {
   const int FB;
   const T FScale;
   TRowMemory<T, L> FMemory;
-  T* FFew;  // samples of fewer columns or rows than lanes, given company
+  T* FFew = nullptr;  // samples of fewer columns or rows than lanes, given company
 };
 
 }  // namespace tessalune::TESSALUNE_BUILTINS::kernels

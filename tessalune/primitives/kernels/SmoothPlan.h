@@ -1,5 +1,6 @@
 #pragma once
 
+#include <tessalune/primitives/kernels/FusedDft.h>
 #include <tessalune/primitives/kernels/Roots.h>
 #include <tessalune/primitives/kernels/SmoothDft.h>
 #include <tessalune/primitives/kernels/Tables.h>
@@ -49,8 +50,8 @@ inline TFactors RadicesOf(std::int32_t ALength) noexcept {
 }
 
 // An estimate of the time that a transform takes, in cycles of a processor with 512-bit vectors:
-// fitted to what lengths from 48 to 4,096 took in all of their splits. Only the ratio of two
-// estimates means anything.
+// fitted to what lengths from 48 to 4,096 took in all of their splits, and looked at for powers of
+// two up to 2^22. Only the ratio of two estimates means anything.
 inline double CostOfRadix(int ARadix) noexcept {
   switch (ARadix) {
     case 2:
@@ -100,48 +101,58 @@ double CostOfLine(std::int32_t ALanes, std::int32_t AColumns) noexcept {
   return (Cost + 8.0 * AColumns) * (Bytes > 0x80000 ? 1.25 : 1.0);
 }
 
+// Of columns of AValues values, whose transform goes through them again and again: what is larger
+// than AMost has to come from far each time.
+template <class T>
+double CostOfDistance(std::int32_t ALanes, std::int32_t AValues, double AMost) noexcept {
+  return 1.0 * ALanes * sizeof(T) * AValues > AMost ? 1.5 : 1.0;
+}
+
 struct TSplit {
-  std::int32_t Lanes = 0;
-  std::int32_t Rows = 0;     // M
-  std::int32_t Columns = 0;  // B
+  std::int32_t Lanes = 0;  // 0: there is none
+  std::int32_t M = 0;
+  std::int32_t B = 0;
+  double Cost = std::numeric_limits<double>::infinity();
 };
+
+// The split of ALength with the least ACostOf(split), which is infinite for what is no split. A
+// vector has half of the widest's lanes at least, or a quarter if ATakesQuarters.
+template <class T, bool ATakesQuarters, class TCostOf>
+TSplit BestSplit(std::int32_t ALength, TCostOf ACostOf) noexcept {
+  constexpr int Least = std::max(2, MaxLanes<T> / (ATakesQuarters ? 4 : 2));
+  TSplit Best;
+  const auto Try = [&](std::int32_t AM) {
+    for (int Lanes = MaxLanes<T>; Lanes >= Least; Lanes /= 2) {
+      TSplit Split{Lanes, AM, ALength / AM};
+      Split.Cost = ACostOf(Split);
+      if (Split.Cost < Best.Cost) Best = Split;
+    }
+  };
+  for (std::int32_t D = 2; D <= ALength / D; ++D)
+    if (ALength % D == 0) {
+      Try(ALength / D);
+      Try(D);
+    }
+  return Best;
+}
 
 template <class T>
 double CostOfSplit(const TSplit& ASplit) noexcept {
   const std::int32_t L = ASplit.Lanes;
-  const TFactors First = RadicesOf(ASplit.Rows);
-  const double Groups = (ASplit.Columns + L - 1) / L;
-  const double Lines = (ASplit.Rows + L - 1) / L;
-  const double Few =
-      (ASplit.Rows < L ? 4.0 * ASplit.Columns : 0) + (ASplit.Columns < L ? 4.0 * ASplit.Rows : 0);
+  const double Groups = (ASplit.B + L - 1) / L;
+  const double Lines = (ASplit.M + L - 1) / L;
+  const double Columns = Groups * CostOfColumns(RadicesOf(ASplit.M), ASplit.M) *
+                         CostOfDistance<T>(L, 2 * ASplit.M, 0x1000000);
+  const double Few = (ASplit.M < L ? 4.0 * ASplit.B : 0) + (ASplit.B < L ? 4.0 * ASplit.M : 0);
   // What it takes to go through memory, and from function to function.
-  const double Detour = IsFused(ASplit.Rows, ASplit.Columns, L) ? 0 : 40;
-  return CostOfWidth<T>(L) * (Groups * CostOfColumns(First, ASplit.Rows) +
-                              Lines * CostOfLine<T>(L, ASplit.Columns)) +
-         Few + Detour;
+  const double Detour = IsFused(ASplit.M, ASplit.B, L) ? 0 : 40;
+  return CostOfWidth<T>(L) * (Columns + Lines * CostOfLine<T>(L, ASplit.B)) + Few + Detour;
 }
 
 // The best split of a length that is no prime.
 template <class T>
 TSplit ChooseSplit(std::int32_t ALength) noexcept {
-  TSplit Best;
-  double BestCost = std::numeric_limits<double>::infinity();
-  const auto Try = [&](std::int32_t AColumns) {
-    for (int Lanes = MaxLanes<T>; Lanes >= std::max(2, MaxLanes<T> / 4); Lanes /= 2) {
-      const TSplit Split{Lanes, ALength / AColumns, AColumns};
-      const double Cost = CostOfSplit<T>(Split);
-      if (Cost < BestCost) {
-        BestCost = Cost;
-        Best = Split;
-      }
-    }
-  };
-  for (std::int32_t D = 2; D <= ALength / D; ++D)
-    if (ALength % D == 0) {
-      Try(D);
-      Try(ALength / D);
-    }
-  return Best;
+  return BestSplit<T, true>(ALength, [](const TSplit& A) { return CostOfSplit<T>(A); });
 }
 
 // The root AIndex of order AOrder, which divides that of ARoots.
@@ -151,6 +162,24 @@ void PutRoot(T*& ATarget, std::int64_t AIndex, std::int64_t AOrder,
   const TRootValue Root = ARoots(AIndex * (ARoots.Order() / AOrder));
   *ATarget++ = static_cast<T>(Root.Re);
   *ATarget++ = static_cast<T>(Root.Im);
+}
+
+// The roots 0, AStep, 2 AStep, ... of the order of ARoots, ACount of them, times the scales of the
+// real and the imaginary parts.
+template <class T>
+void TakeRoots(std::size_t ACount, std::int64_t AStep, const TRootsOfUnity* ARoots,
+               TLayout& ALayout, const T*& ARe, const T*& AIm, double AReScale = 1,
+               double AImScale = 1) noexcept {
+  T* const Re = ALayout.Take<T>(ACount);
+  T* const Im = ALayout.Take<T>(ACount);
+  ARe = Re;
+  AIm = Im;
+  if (!Re) return;
+  for (std::size_t I = 0; I < ACount; ++I) {
+    const TRootValue Root = (*ARoots)(static_cast<std::int64_t>(I) * AStep);
+    Re[I] = static_cast<T>(Root.Re * AReScale);
+    Im[I] = static_cast<T>(Root.Im * AImScale);
+  }
 }
 
 // The twiddles of a stage of the factor AFactor, for ARows rows of parts of AValues values.
@@ -220,14 +249,22 @@ void LayOutColumns(TColumnPlan<T>& APlan, std::int32_t ALength, const TRootsOfUn
   APlan.Offsets = TakeOffsets(APlan.Stages, APlan.StageCount, ALength, ALayout);
 }
 
+// Calls AFunction with the lanes as a compile-time constant: half of the widest vector's at least.
+template <class T, class TFunction>
+TESSALUNE_INLINE auto WithWideLanes(int ALanes, TFunction AFunction) noexcept {
+  constexpr int Max = MaxLanes<T>;
+  if constexpr (Max / 2 >= 2)
+    if (ALanes == Max / 2) return AFunction(std::integral_constant<int, Max / 2>{});
+  return AFunction(std::integral_constant<int, Max>{});
+}
+
+// The same, with a quarter at least.
 template <class T, class TFunction>
 TESSALUNE_INLINE auto WithLanes(int ALanes, TFunction AFunction) noexcept {
   constexpr int Max = MaxLanes<T>;
   if constexpr (Max / 4 >= 2)
     if (ALanes == Max / 4) return AFunction(std::integral_constant<int, Max / 4>{});
-  if constexpr (Max / 2 >= 2)
-    if (ALanes == Max / 2) return AFunction(std::integral_constant<int, Max / 2>{});
-  return AFunction(std::integral_constant<int, Max>{});
+  return WithWideLanes<T>(ALanes, AFunction);
 }
 
 // Bytes of twiddles from which on they are products.
@@ -284,8 +321,8 @@ void LayOutSmooth(TSmoothPlan<T>& APlan, std::int32_t ALength, const TRootsOfUni
                   TLayout& ALayout) noexcept {
   const TSplit Split = ChooseSplit<T>(ALength);
   const std::int32_t L = Split.Lanes;
-  const std::int32_t M = Split.Rows;
-  const std::int32_t B = Split.Columns;
+  const std::int32_t M = Split.M;
+  const std::int32_t B = Split.B;
   APlan.Lanes = L;
   LayOutColumns(APlan.Columns, M, ARoots, ALayout);
   // Room for the rows that fill the last line of few.
@@ -301,8 +338,9 @@ void LayOutSmooth(TSmoothPlan<T>& APlan, std::int32_t ALength, const TRootsOfUni
 template <class T, bool AInverse>
 void RunSmooth(const TSmoothPlan<T>& APlan, const T* ASource, T* ATarget, T AScale,
                std::byte* AWork) noexcept {
+  TLayout Memory(AWork);
   WithLanes<T>(APlan.Lanes, [&](auto ALanes) {
-    TSmoothRun<T, ALanes, AInverse>(APlan, AScale, AWork).Run(ASource, ATarget);
+    TSmoothRun<T, ALanes, AInverse>(APlan, AScale, Memory).Run(ASource, ATarget);
   });
 }
 

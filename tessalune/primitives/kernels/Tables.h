@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <new>
 #include <utility>
 
 // Memory of plans and of transforms.
@@ -13,10 +12,14 @@ namespace tessalune::TESSALUNE_BUILTINS::kernels {
 
 constexpr std::size_t CacheLine = 64;
 
+constexpr std::size_t UpToCacheLine(std::size_t ABytes) noexcept {
+  return (ABytes + CacheLine - 1) & ~(CacheLine - 1);
+}
+
 template <class T>
 T* AlignUp(void* AAddress) noexcept {
   const auto Address = reinterpret_cast<std::uintptr_t>(AAddress);
-  return reinterpret_cast<T*>((Address + CacheLine - 1) & ~(CacheLine - 1));
+  return reinterpret_cast<T*>(UpToCacheLine(Address));
 }
 
 // A block that lives as long as this object; null if memory was exhausted.
@@ -44,7 +47,8 @@ class TBlock {
 };
 
 // Hands out parts of memory one after the other, each aligned to a cache line. Without a block it
-// only adds up how large one has to be: the same code that lays out a plan's tables measures them.
+// only adds up how large one has to be: the same code that lays out a plan's tables, or the work
+// memory of a transform, measures it.
 class TLayout {
  public:
   TLayout() noexcept = default;
@@ -61,7 +65,7 @@ class TLayout {
   template <class T>
   T* Take(std::size_t ACount) noexcept {
     T* Result = IsMeasuring() ? nullptr : reinterpret_cast<T*>(FStart + FSize);
-    FSize += (ACount * sizeof(T) + CacheLine - 1) & ~(CacheLine - 1);
+    FSize += UpToCacheLine(ACount * sizeof(T));
     return Result;
   }
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
 #include <utility>
 
 // Short vectors of lanes, in the compiler's own terms, so that one source serves every instruction
