@@ -83,8 +83,12 @@ double CostOfRealSplit(const TSplit& ASplit) noexcept {
     return std::numeric_limits<double>::infinity();
   const double Groups = (ASplit.B + L - 1) / L;
   const double Lines = (RealRows(ASplit.M) + L - 1) / L;
-  const double Columns = Groups * CostOfRealColumns(RealRadicesOf(ASplit.M), ASplit.M) *
-                         CostOfDistance<T>(L, ASplit.M, 0x300000);
+  // Columns that are too long for the cache, or that share it with too many samples, come from far
+  // each time that they are gone through.
+  const double ColumnBytes = 1.0 * sizeof(T) * L * ASplit.M;
+  const double SampleBytes = 1.0 * sizeof(T) * ASplit.M * ASplit.B;
+  const double FromFar = ColumnBytes > 0x300000 || SampleBytes >= 0x400000 ? 1.5 : 1.0;
+  const double Columns = Groups * CostOfRealColumns(RealRadicesOf(ASplit.M), ASplit.M) * FromFar;
   const double Middle = ASplit.M % 2 == 0 ? 6.0 * ASplit.B : 0;
   return CostOfWidth<T>(L) * (Columns + Lines * CostOfLine<T>(L, ASplit.B)) + Middle + RealDetour;
 }

@@ -101,13 +101,6 @@ double CostOfLine(std::int32_t ALanes, std::int32_t AColumns) noexcept {
   return (Cost + 8.0 * AColumns) * (Bytes > 0x80000 ? 1.25 : 1.0);
 }
 
-// Of columns of AValues values, whose transform goes through them again and again: what is larger
-// than AMost has to come from far each time.
-template <class T>
-double CostOfDistance(std::int32_t ALanes, std::int32_t AValues, double AMost) noexcept {
-  return 1.0 * ALanes * sizeof(T) * AValues > AMost ? 1.5 : 1.0;
-}
-
 struct TSplit {
   std::int32_t Lanes = 0;  // 0: there is none
   std::int32_t M = 0;
@@ -141,8 +134,9 @@ double CostOfSplit(const TSplit& ASplit) noexcept {
   const std::int32_t L = ASplit.Lanes;
   const double Groups = (ASplit.B + L - 1) / L;
   const double Lines = (ASplit.M + L - 1) / L;
-  const double Columns = Groups * CostOfColumns(RadicesOf(ASplit.M), ASplit.M) *
-                         CostOfDistance<T>(L, 2 * ASplit.M, 0x1000000);
+  // Columns too long for the cache come from far each time that they are gone through.
+  const double FromFar = 2.0 * sizeof(T) * L * ASplit.M > 0x1000000 ? 1.5 : 1.0;
+  const double Columns = Groups * CostOfColumns(RadicesOf(ASplit.M), ASplit.M) * FromFar;
   const double Few = (ASplit.M < L ? 4.0 * ASplit.B : 0) + (ASplit.B < L ? 4.0 * ASplit.M : 0);
   // What it takes to go through memory, and from function to function.
   const double Detour = IsFused(ASplit.M, ASplit.B, L) ? 0 : 40;
