@@ -15,6 +15,8 @@ endif()
 # The instruction sets for which the built-in primitives are compiled, by the names that
 # InstructionSetName gives them.
 set(TESSALUNE_INSTRUCTION_SETS baseline)
-if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
+if(NOT TESSALUNE_X86_SETS)
+  target_compile_definitions(tessalune_options INTERFACE TESSALUNE_BASELINE_ONLY)
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
   list(APPEND TESSALUNE_INSTRUCTION_SETS avx2 avx512)
 endif()

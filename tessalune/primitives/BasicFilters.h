@@ -28,21 +28,22 @@ namespace builtins {
 //   the sums     The error of an output is at most (tapsLen + 1) eps times the sum of
 //                |pTaps[k] x[n - k]|, eps = 2^-53, and far less for a long filter, whose products
 //                are summed up in several sums. How a stream is cut into blocks changes no bit.
-//   the spectra  With 256 taps or more, the samples of a call are convolved in frames by Fourier
-//                transforms (overlap-save). A frame has F samples, F the smallest power of two that
-//                is at least tapsLen - 1 + max(1024, tapsLen / 2): tapsLen - 1 of the past, then up
-//                to F - tapsLen + 1 of the call, then zeros. The error of its outputs is at most
+//   the spectra  With 128 taps or more, the samples of a call are convolved in frames by Fourier
+//                transforms (overlap-save). A frame has F samples, F the smallest 2^k, or 9, 10, 12
+//                or 15 eighths of one, that is at least tapsLen - 1 + max(1024, tapsLen / 2):
+//                tapsLen - 1 of the past, then up to F - tapsLen + 1 of the call, then zeros. The
+//                error of its outputs is at most
 //                    12 log2(F) eps |taps| |frame|
 //                with Euclidean norms: a frame's largest samples make the errors of all its
 //                outputs, also of those before them. The cut into blocks changes these errors.
 //
-// The bound: each of the log2(F) levels of a transform is an addition and at most a multiplication
-// by a rounded complex factor, less than 4 eps relative to the magnitudes that it sums up; those of
+// The bound: each factor p of F is a level of a transform, with sums of p terms and multiplications
+// by rounded complex factors, less than 4 log2(p) eps relative to the magnitudes summed up; those of
 // three transforms, of the taps, the frame and the product, meet in sums over |taps' spectrum|
 // |frame's spectrum| / F, which are at most |taps| |frame|. Errors of data without structure add up
 // like random ones, to a few eps |taps| |frame| / sqrt(F).
 //
-// Frames are for what is worth them: for fewer than 6 F log2(F) / tapsLen samples, a short call or
+// Frames are for what is worth them: for fewer than 5 F log2(F) / tapsLen samples, a short call or
 // the end of a long one, the sums take less time. They also serve a frame in which something
 // overflows or is not finite from the begin: so on both roads an infinity or a NaN reaches the next
 // tapsLen outputs and no others, at the cost of the sums.

@@ -7,7 +7,8 @@
 // BindPrimitivesToInstructionSet (PrimitiveTable.h) asks for.
 namespace tessalune {
 
-#if defined(__x86_64__)
+// What the library is compiled for; its users go by HasInstructionSet.
+#if defined(__x86_64__) && !defined(TESSALUNE_BASELINE_ONLY)
 #define TESSALUNE_HAS_X86_SETS 1
 #else
 #define TESSALUNE_HAS_X86_SETS 0

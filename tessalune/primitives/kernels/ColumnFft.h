@@ -2,7 +2,9 @@
 
 #include <tessalune/primitives/kernels/Butterflies.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 // Transforms of columns: a row is a vector of lanes, and each lane is transformed on its own, so
 // that there is nothing to shuffle and every twiddle serves all lanes. Decimation in time by mixed
@@ -175,7 +177,8 @@ template <class T, int L, class TTarget>
 
 // Transforms one set of columns, from ASource to ATarget, by way of AData, which holds
 // APlan.Length rows and may be what ATarget writes to. AWork holds as many rows as the longest
-// radix without straight-line code has.
+// radix without straight-line code has. Rows are the only target of a plan that is one radix with
+// straight-line code.
 template <class T, int L, class TSource, class TTarget>
 void TransformColumns(const TColumnPlan<T>& APlan, TSource ASource, TTarget ATarget,
                       TPair<TVector<T, L>>* AData, TPair<TVector<T, L>>* AWork) noexcept {
@@ -194,7 +197,13 @@ void TransformColumns(const TColumnPlan<T>& APlan, TSource ASource, TTarget ATar
       MergeLong<T, L>(AStage, Groups, AData, ANext, AWork);
   };
   const TRows<T, L> Data{AData};
-  if (APlan.StageCount == 0) return InnermostTo(ATarget);
+  if (APlan.StageCount == 0) {
+    if constexpr (std::is_same_v<TTarget, TRows<T, L>>)
+      InnermostTo(ATarget);
+    else
+      InnermostLong<T, L>(APlan.Stages[0], APlan.Offsets, 1, ASource, ATarget, AWork);
+    return;
+  }
   InnermostTo(Data);
   for (int S = APlan.StageCount - 1; S > 0; --S) MergeTo(APlan.Stages[S], Data);
   MergeTo(APlan.Stages[0], ATarget);
