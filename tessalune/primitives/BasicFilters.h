@@ -38,8 +38,8 @@ namespace builtins {
 //                outputs, also of those before them. The cut into blocks changes these errors.
 //
 // The bound: each factor p of F is a level of a transform, with sums of p terms and multiplications
-// by rounded complex factors, less than 4 log2(p) eps relative to the magnitudes summed up; those of
-// three transforms, of the taps, the frame and the product, meet in sums over |taps' spectrum|
+// by rounded complex factors, less than 4 log2(p) eps relative to the magnitudes summed up; those
+// of three transforms, of the taps, the frame and the product, meet in sums over |taps' spectrum|
 // |frame's spectrum| / F, which are at most |taps| |frame|. Errors of data without structure add up
 // like random ones, to a few eps |taps| |frame| / sqrt(F).
 //
