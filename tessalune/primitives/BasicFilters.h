@@ -5,7 +5,7 @@
 #include <cstdint>
 
 // Filters that keep their past in a state: rows of the unit QSBasicDispatcher, in whose header
-// stands what holds for all.
+// stands what holds for all. To call them include that, or tessalune.h (see Transforms.h).
 //
 // A state is made by an InitAlloc and given back by the Free of the same family. It belongs to the
 // provider that made it: another one, or the built-ins for another instruction set, give
@@ -71,8 +71,9 @@ IppStatus ippsFIRGetDlyLine_64f(const IppsFIRState_64f* pState, double* pDlyLine
 IppStatus ippsFIRSetDlyLine_64f(IppsFIRState_64f* pState, const double* pDlyLine) noexcept;
 
 // Infinite impulse response, either as one direct form
-//     A0 y[n] = B0 x[n] + ... + Border x[n - order] - A1 y[n - 1] - ... - Aorder y[n - order]
-// or as a chain of such sections of order 2. The coefficients are divided by A0, and then used as
+//     A[0] y[n] = B[0] x[n] + ... + B[order] x[n - order]
+//                 - A[1] y[n - 1] - ... - A[order] y[n - order]
+// or as a chain of such sections of order 2. The coefficients are divided by A[0], and then used as
 // they stand, each in each sample: nothing is factored, looked ahead or otherwise rearranged that
 // would move a pole. A sample adds to the error at most (2 order + 2) rounding errors of the sum of
 // the magnitudes above, which the filter then treats as it treats its input.
@@ -81,19 +82,22 @@ IppStatus ippsFIRSetDlyLine_64f(IppsFIRState_64f* pState, const double* pDlyLine
 // that the silence behind a signal ends in zeros and costs no more than the signal.
 //
 // The delay line is that of the direct form II transposed: entry i is what the past adds to the
-// output i from now on, for the direct form i < order, for the chain two entries a section. The
+// output i from now on, for the direct form i < order, for the chain the two entries of the first
+// section, then those of the second, ... The
 // state itself keeps past inputs and outputs; a stream that goes on with a delay line that was got
 // and set again may differ by rounding.
 
-// Makes a state; null for pDlyLine stands for zeros. pTaps: B0 to Border, A0 to Aorder.
-//   ppState or pTaps null: ippStsNullPtrErr; order below 1: ippStsIIROrderErr; A0 = 0:
+// Makes a state; null for pDlyLine stands for zeros. pTaps: B[0] to B[order], then A[0] to
+// A[order].
+//   ppState or pTaps null: ippStsNullPtrErr; order below 1: ippStsIIROrderErr; A[0] = 0:
 //   ippStsDivByZeroErr; memory exhausted, or more than 2^31 bytes: ippStsMemAllocErr. *ppState is
 //   written only on success.
 IppStatus ippsIIRInitAlloc_64f(IppsIIRState_64f** ppState, const double* pTaps, std::int32_t order,
                                const double* pDlyLine) noexcept;
 
 // The same for numBq sections, in the order in which they filter. pTaps: B0, B1, B2, A0, A1, A2 of
-// each. numBq below 1: ippStsIIROrderErr; A0 or B0 of a section 0: ippStsDivByZeroErr.
+// each. numBq below 1: ippStsIIROrderErr; A0 or B0 of a section 0: ippStsDivByZeroErr, as
+// published; a section with B0 = 0 alone is what the direct form takes.
 IppStatus ippsIIRInitAlloc_BiQuad_64f(IppsIIRState_64f** ppState, const double* pTaps,
                                       std::int32_t numBq, const double* pDlyLine) noexcept;
 

@@ -5,7 +5,8 @@
 #include <cstdint>
 
 // Discrete cosine transforms: plans, and what runs them. The lists at the end are parts of the
-// tables of QSDispatcher.h and QSBasicDispatcher.h.
+// tables of QSDispatcher.h and QSBasicDispatcher.h: to call them include these, or tessalune.h (see
+// Transforms.h).
 //
 //   forward, type II   y[k] = s(k) * sum over n of x[n] cos(pi (2n + 1) k / (2N))
 //   inverse, type III  x[n] = sum over k of s(k) y[k] cos(pi (2n + 1) k / (2N))
@@ -37,17 +38,16 @@
 // in the middle of the block err more than the others, up to N eps where there is nothing else.
 // Infinities and NaNs go wherever the sums take them.
 //
-// Memory. pSrc may be pDst; any other overlap is not allowed. pBuffer may be null: the transform
-// then takes the work memory that it needs, from the stack for N <= 256 and powers of two up to
-// 1,024. Otherwise it must have as many bytes as GetBufSize tells, 0 where none are needed; it
-// needs no alignment. GetBufSize also tells 0 where the work memory is more than an int32 counts:
-// the transform then allocates it, whatever buffer it is given.
+// Memory. pSrc may be pDst; any other overlap is not allowed. Work memory comes from the stack for
+// N <= 256 and powers of two up to 1,024. For others pBuffer has as many bytes as GetBufSize tells,
+// at any address; with a null pBuffer every call allocates them. GetBufSize tells 0 where none are
+// needed, and where they are more than an int32 counts: these are always allocated.
 //
 // Statuses, in the order of the checks.
 //   InitAlloc   ippStsNullPtrErr pDCTSpec null; ippStsSizeErr len below 1; ippStsMemAllocErr.
 //               *pDCTSpec is written on success only, and a plan that fails leaves no memory behind
 //   Free        ippStsNullPtrErr, ippStsContextMatchErr a plan of the other direction, or none
-//   GetBufSize  the same
+//   GetBufSize  the same; ippStsNullPtrErr also for pSize null
 //   transforms  ippStsNullPtrErr pDCTSpec null; ippStsContextMatchErr; ippStsNullPtrErr pSrc or
 //               pDst null; ippStsMemAllocErr, with pDst untouched
 namespace tessalune {

@@ -20,7 +20,7 @@ enum class TInstructionSet {
   Avx512,    // AVX-512 F, CD, BW, DQ, VL: 512-bit vectors
 };
 
-// In rising order.
+// In rising order. A library may have been built without some: ask HasInstructionSet.
 constexpr TInstructionSet InstructionSets[] = {
     TInstructionSet::Baseline,
 #if TESSALUNE_HAS_X86_SETS

@@ -140,8 +140,8 @@ enum IppFftFlag : std::int32_t {
   IPP_FFT_NODIV_BY_ANY = 8,  // none divides: forth and back multiplies by N
 };
 
-// What a plan is made for. The transforms here are always both fast and accurate; only the DCT
-// heeds it (see ippsDCTFwdInitAlloc_64f).
+// What a plan is made for. Only the DCT heeds it (Dct.h, Roads); the Fourier transforms are always
+// both fast and accurate, and take any value.
 enum IppHintAlgorithm : std::int32_t {
   ippAlgHintNone = 0,
   ippAlgHintFast = 1,

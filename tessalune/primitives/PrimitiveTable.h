@@ -109,18 +109,21 @@ struct TBoundPrimitive {
 std::vector<TBoundPrimitive> BoundPrimitives();
 
 // Rebinding, for hosts before the first component exists and for tests. No other thread may be
-// calling a primitive meanwhile, and no plan that a primitive made may be in use afterwards: a plan
-// belongs to the provider that made it.
+// calling a primitive meanwhile. Plans and states are to be freed before: the built-ins refuse
+// those of another set or library, their Free too, until the tables are bound as they were; what a
+// library does with a plan that is not its own is not defined.
 
 // Binds all units to the library file AFileName, each name that it lacks to its built-in. False if
 // the file does not serve: nothing changes then, and AError tells why (see UseIPPSLibrary).
 [[nodiscard]] bool BindPrimitivesTo(const std::string& AFileName, std::string& AError);
 
-// Binds all units as at load.
+// Binds all units to the library that is found by its public names, if any, and to the built-ins:
+// as at load, unless BindPrimitivesToInstructionSet was called.
 void BindPrimitivesToDefault() noexcept;
 
-// Binds all units to the built-ins for ASet; also what the functions above bind to built-ins is for
-// ASet from then on. False if HasInstructionSet(ASet) is not so: nothing changes then.
+// Binds all units to the built-ins for ASet; what the other functions here bind to built-ins is for
+// ASet too from then on, until BestInstructionSet() is asked for. False if HasInstructionSet(ASet)
+// is not so: nothing changes then.
 [[nodiscard]] bool BindPrimitivesToInstructionSet(TInstructionSet ASet) noexcept;
 
 // Binds all units to their built-ins.

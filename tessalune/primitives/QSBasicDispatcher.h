@@ -20,7 +20,8 @@
 // Every primitive gives a status and raises nothing; a refused call writes nothing. Unless said
 // otherwise a null pointer gives ippStsNullPtrErr, and then len below 1 gives ippStsSizeErr. An
 // output may be one of the inputs, but must not overlap one in another way. A name with `_I` works
-// in place. Floating-point results are the same on every processor. All are reentrant.
+// in place. Floating-point results are the same on every processor, and all are reentrant, but for
+// transforms and filters, whose headers say what holds for them.
 namespace tessalune {
 namespace builtins {
 

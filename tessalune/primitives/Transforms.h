@@ -7,7 +7,9 @@
 #include <cstdint>
 
 // Discrete Fourier transforms: plans, and what runs them. The lists at the end are parts of the
-// tables of QSDispatcher.h and QSBasicDispatcher.h.
+// tables of QSDispatcher.h and QSBasicDispatcher.h. To call them include these, or tessalune.h, and
+// call tessalune::NAME: what stands here in builtins is the baseline's version, for the tables, and
+// the plans of the one are refused by the other.
 //
 //   forward  X[k] = sum over n of x[n] exp(-2 pi i n k / N)
 //   inverse  x[n] = sum over k of X[k] exp(+2 pi i n k / N)
@@ -15,7 +17,8 @@
 // each divided by what the plan's flag (IppFftFlag) asks for; the order is the natural one.
 //
 // Plans. InitAlloc makes one for a length, Free gives it back. A plan is read-only in between: any
-// number of threads may use it at once, each with an output and a buffer of its own. It belongs to
+// number of threads may use it at once, each with an output and a buffer of its own. The hint has
+// no effect. A plan belongs to
 // the provider and the instruction set that made it (PrimitiveTable.h); under another one it is
 // refused as one of the wrong kind. Making one computes all tables; transforming computes no sine.
 //
@@ -41,19 +44,20 @@
 // for data without structure, where errors add up like random ones. Infinities and NaNs go
 // wherever the sums take them: to all of the result, in general.
 //
-// Memory. pSrc may be pDst; any other overlap is not allowed. pBuffer may be null: the transform
-// then takes the work memory that it needs, from the stack for FFT and DFT lengths that are powers
-// of two up to 2,048 (4,096 in single precision) and all lengths up to 256. Otherwise it must have
-// as many bytes as GetBufSize tells, 0 where none are needed; it needs no alignment. GetBufSize
-// also tells 0 where the work memory is more than an int32 counts: the transform then allocates it,
-// whatever buffer it is given.
+// Memory. pSrc may be pDst, which then has room for the longer of the two: as CCS, N + 2 values of
+// an even N, N + 1 of an odd one. Any other overlap is not allowed. Work memory comes from the
+// stack for FFT and DFT lengths that are powers of two up to 2,048 (4,096 in single precision) and
+// all lengths up to 256. For others pBuffer has as many bytes as GetBufSize tells, at any address;
+// with a null pBuffer every call allocates them. GetBufSize tells 0 where none are needed, and
+// where they are more than an int32 counts: these are always allocated.
 //
 // Statuses, in the order of the checks.
 //   InitAlloc   ippStsNullPtrErr pSpec null; ippStsSizeErr a length below 1, or ippStsFftOrderErr;
-//               ippStsMemAllocErr; ippStsFftFlagErr. *pSpec is written on success only, and a plan
-//               that fails leaves no memory behind.
+//               ippStsMemAllocErr not even the small record of a plan; ippStsFftFlagErr;
+//               ippStsMemAllocErr the tables. *pSpec is written on success only, and a plan that
+//               fails leaves no memory behind.
 //   Free        ippStsNullPtrErr, ippStsContextMatchErr a plan of another kind
-//   GetBufSize  the same
+//   GetBufSize  the same; ippStsNullPtrErr also for pSize null
 //   transforms  ippStsNullPtrErr pSpec null; ippStsContextMatchErr; ippStsNullPtrErr pSrc or pDst
 //               null; ippStsMemAllocErr, with pDst untouched
 namespace tessalune {
