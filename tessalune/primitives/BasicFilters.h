@@ -45,8 +45,8 @@ namespace builtins {
 //
 // Frames are for what is worth them: for fewer than 5 F log2(F) / tapsLen samples, a short call or
 // the end of a long one, the sums take less time. They also serve a frame in which something
-// overflows or is not finite from the begin: so on both roads an infinity or a NaN reaches the next
-// tapsLen outputs and no others, at the cost of the sums.
+// overflows or is not finite from the beginning: so on both roads an infinity or a NaN reaches the
+// next tapsLen outputs and no others, at the cost of the sums.
 //
 // The delay line has tapsLen samples, the latest first: pDlyLine[k] = x[n - 1 - k] for the next n;
 // the last of them takes part in no output any more.
@@ -83,9 +83,8 @@ IppStatus ippsFIRSetDlyLine_64f(IppsFIRState_64f* pState, const double* pDlyLine
 //
 // The delay line is that of the direct form II transposed: entry i is what the past adds to the
 // output i from now on, for the direct form i < order, for the chain the two entries of the first
-// section, then those of the second, ... The
-// state itself keeps past inputs and outputs; a stream that goes on with a delay line that was got
-// and set again may differ by rounding.
+// section, then those of the second, and so on. The state itself keeps past inputs and outputs; a
+// stream that goes on with a delay line that was got and set again may differ by rounding.
 
 // Makes a state; null for pDlyLine stands for zeros. pTaps: B[0] to B[order], then A[0] to
 // A[order].

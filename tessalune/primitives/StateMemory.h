@@ -41,6 +41,12 @@ TRecord* AllocateRecord(std::size_t AValues, double*& AMemory) noexcept {
   return Result;
 }
 
+template <class TRecord>
+TRecord* AllocateRecord() noexcept {
+  double* Nothing = nullptr;
+  return AllocateRecord<TRecord>(0, Nothing);
+}
+
 // The record behind an opaque pointer that is not null, or null if it is not a TRecord.
 template <class TRecord, class TOpaque>
 TRecord* RecordOf(TOpaque* AOpaque) noexcept {

@@ -155,8 +155,7 @@ template <class TSpec, class TOpaque, class TMake>
 IppStatus InitAllocSpec(TOpaque** pSpec, std::int32_t ALength, TMake AMake) noexcept {
   if (!pSpec) return ippStsNullPtrErr;
   if (ALength < 1) return ippStsSizeErr;
-  double* NoMore = nullptr;
-  TSpec* const Spec = AllocateRecord<TSpec>(0, NoMore);
+  TSpec* const Spec = AllocateRecord<TSpec>();
   if (!Spec) return ippStsMemAllocErr;
   const IppStatus Status = AMake(*Spec);
   if (Status != ippStsNoErr)

@@ -5,10 +5,10 @@
 // The discrete Fourier transform of real samples, of any length N, to and from the bins 0 to N/2.
 //
 // The road by the length: straight-line code for the shortest; two steps over columns and rows
-// (RealSmoothDft.h) where the length splits into such; direct sums for odd primes below 180. Any
-// other even length is a complex transform of half the length, over neighbouring samples taken as
-// one, and one pass that takes the two interleaved spectra apart; any other odd one is a complex
-// transform.
+// (RealSmoothDft.h) where there are such and the estimate says that they are the fastest; direct
+// sums for odd primes below 180. Any other even length is a complex transform of half the length,
+// over neighbouring samples taken as one, and one pass that takes the two interleaved spectra
+// apart; any other odd one is a complex transform.
 namespace tessalune::TESSALUNE_BUILTINS::kernels {
 
 enum class TRealRoad : std::int32_t { Short, Smooth, Half, Direct, Complex };

@@ -103,12 +103,6 @@ class TRealSmoothRun {
     FMiddleWork = AMemory.Take<std::byte>(APlan.Middle.WorkBytes);
   }
 
-  static std::size_t WorkBytes(const TRealSmoothPlan<T>& APlan) noexcept {
-    TLayout Measure;
-    TRealSmoothRun(APlan, 1, Measure);
-    return Measure.Size();
-  }
-
   void ToBins(const T* ASource, T* ATarget, T* ALast) const noexcept {
     for (int G = 0; G < FPlan.Rows.Groups; ++G)
       TransformColumnsOfReals<T, L>(FPlan.Columns, ASource + FirstOf(G, FB, L), FB, RowsOf(G),

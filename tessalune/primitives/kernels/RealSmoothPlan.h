@@ -2,8 +2,8 @@
 
 #include <tessalune/primitives/kernels/RealSmoothDft.h>
 
-#include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 
 // How a length is split and factored for RealSmoothDft.h, and the tables that this takes.
@@ -11,38 +11,13 @@ namespace tessalune::TESSALUNE_BUILTINS::kernels {
 
 // As CostOfRadix.
 inline double CostOfInnerRealRadix(int ARadix) noexcept {
-  switch (ARadix) {
-    case 3:
-      return 15;
-    case 4:
-      return 20;
-    case 5:
-      return 25;
-    case 7:
-      return 35;
-    case 8:
-      return 40;
-    case 9:
-      return 50;
-    case 10:
-      return 60;
-    case 11:
-      return 80;
-    case 12:
-      return 70;
-    case 13:
-      return 100;
-    case 15:
-      return 83;
-    case 16:
-      return 88;
-    case 20:
-      return 140;
-    case 25:
-      return 190;
-    default:
-      return 260;
-  }
+  constexpr TRadixCost Costs[] = {{3, 15},  {4, 20},  {5, 25},   {7, 35},   {8, 40},
+                                  {9, 50},  {10, 60}, {11, 80},  {12, 70},  {13, 100},
+                                  {15, 83}, {16, 88}, {20, 140}, {25, 190}, {32, 260}};
+  static_assert(std::size(Costs) == std::size(RealInnerRadices));
+  for (const TRadixCost& Row : Costs)
+    if (Row.Radix == ARadix) return Row.Cost;
+  return std::numeric_limits<double>::infinity();
 }
 
 inline double CostOfRealColumns(const TFactors& AFactors, std::int32_t ALength) noexcept {
@@ -147,7 +122,7 @@ void LayOutRealSmooth(TRealSmoothPlan<T>& APlan, const TSplit& ASplit, TRootsOf&
              ALayout);
   if (M % 2 == 0) LayOutMiddle(APlan, ASplit, Roots, ARootsOf, ALayout);
   APlan.WorkBytes = WithWideLanes<T>(
-      APlan.Lanes, [&](auto ALanes) { return TRealSmoothRun<T, ALanes>::WorkBytes(APlan); });
+      APlan.Lanes, [&](auto ALanes) { return WorkBytesOf<TRealSmoothRun<T, ALanes>>(APlan); });
 }
 
 }  // namespace tessalune::TESSALUNE_BUILTINS::kernels

@@ -43,12 +43,6 @@ class TSmoothRun {
       FFew = AMemory.Take<T>(2 * L * static_cast<std::size_t>(std::max(FM, FB)));
   }
 
-  static std::size_t WorkBytes(const TSmoothPlan<T>& APlan) noexcept {
-    TLayout Measure;
-    TSmoothRun(APlan, 1, Measure);
-    return Measure.Size();
-  }
-
   void Run(const T* ASource, T* ATarget) const noexcept {
     RunColumns(ASource);
     if (FM >= L) return RunRows(ATarget, FM);
@@ -68,22 +62,19 @@ class TSmoothRun {
         std::copy_n(ASource + 2 * FB * A, 2 * FB, FFew + 2 * L * A);
         std::fill_n(FFew + 2 * (L * A + FB), 2 * (L - FB), T(0));
       }
-      RunGroup(FFew, L, FMemory.Rows);
-      std::fill(FMemory.Rows + FM, FMemory.Rows + FPlan.Rows.GroupRows, TRow{V{}, V{}});
-      return;
+      return RunGroup(FFew, L, FMemory.Rows);
     }
-    for (int G = 0; G < FPlan.Rows.Groups; ++G) {
-      TRow* const Rows = FMemory.Rows + std::ptrdiff_t{G} * FPlan.Rows.GroupRows;
-      RunGroup(ASource + 2 * FirstOf(G, FB, L), FB, Rows);
-      // What fills the last line of few rows.
-      std::fill(Rows + FM, Rows + FPlan.Rows.GroupRows, TRow{V{}, V{}});
-    }
+    for (int G = 0; G < FPlan.Rows.Groups; ++G)
+      RunGroup(ASource + 2 * FirstOf(G, FB, L), FB,
+               FMemory.Rows + std::ptrdiff_t{G} * FPlan.Rows.GroupRows);
   }
 
   void RunGroup(const T* ASource, int AStride, TRow* ATarget) const noexcept {
     TransformColumns<T, L>(FPlan.Columns,
                            TSamples<T, L, AInverse>{const_cast<T*>(ASource), AStride},
                            TRows<T, L>{ATarget}, ATarget, FMemory.Long);
+    // What fills the last line of few rows.
+    std::fill(ATarget + FM, ATarget + FPlan.Rows.GroupRows, TRow{V{}, V{}});
   }
 
   void RunRows(T* ATarget, int AStride) const noexcept {

@@ -49,32 +49,20 @@ inline TFactors RadicesOf(std::int32_t ALength) noexcept {
   return Result;
 }
 
+struct TRadixCost {
+  int Radix;
+  double Cost;
+};
+
 // An estimate of the time that a transform takes, in cycles of a processor with 512-bit vectors:
 // fitted to what lengths from 48 to 4,096 took in all of their splits, and looked at for powers of
 // two up to 2^22. Only the ratio of two estimates means anything.
 inline double CostOfRadix(int ARadix) noexcept {
-  switch (ARadix) {
-    case 2:
-      return 11;
-    case 3:
-      return 27;
-    case 4:
-      return 35;
-    case 5:
-      return 56;
-    case 7:
-      return 84;
-    case 8:
-      return 100;
-    case 11:
-      return 190;
-    case 13:
-      return 260;
-    case 16:
-      return 275;
-    default:
-      return 1.6 * ARadix * ARadix;
-  }
+  constexpr TRadixCost Costs[] = {{2, 11},  {3, 27},   {4, 35},   {5, 56},  {7, 84},
+                                  {8, 100}, {11, 190}, {13, 260}, {16, 275}};
+  for (const TRadixCost& Row : Costs)
+    if (Row.Radix == ARadix) return Row.Cost;
+  return 1.6 * ARadix * ARadix;
 }
 
 // Of a vector of so many lanes, beside the widest there is: half of it costs half as much, but less
@@ -324,7 +312,7 @@ void LayOutSmooth(TSmoothPlan<T>& APlan, std::int32_t ALength, const TRootsOfUni
   APlan.IsFused = IsFused(M, B, L);
   if (!APlan.IsFused)
     APlan.WorkBytes = WithLanes<T>(
-        L, [&](auto ALanes) { return TSmoothRun<T, ALanes, false>::WorkBytes(APlan); });
+        L, [&](auto ALanes) { return WorkBytesOf<TSmoothRun<T, ALanes, false>>(APlan); });
 }
 
 // The transform itself, of a length that is not fused. ASource may be ATarget. AWork: WorkBytes,

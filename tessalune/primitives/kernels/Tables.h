@@ -75,4 +75,12 @@ class TLayout {
   bool FIsRefused = false;
 };
 
+// Bytes of work memory that a TRun takes for APlan.
+template <class TRun, class TPlan>
+std::size_t WorkBytesOf(const TPlan& APlan) noexcept {
+  TLayout Measure;
+  TRun(APlan, 1, Measure);
+  return Measure.Size();
+}
+
 }  // namespace tessalune::TESSALUNE_BUILTINS::kernels
