@@ -17,11 +17,11 @@ using namespace std::chrono_literals;
 // --- a component destroyed from a thread of the graph ---
 
 enum class TEnder { MainThread, PumpHandler, ClockHandler, FilterThread, ThirdThread };
-enum class TEnding { Stop, Disable, Destroy };
+enum class TEnding { Stop, Disable, Unlink, Destroy };
 
 std::string EndName(const ::testing::TestParamInfo<std::tuple<TEnder, TEnding>>& AInfo) {
   constexpr std::array Enders{"Main", "PumpHandler", "ClockHandler", "FilterThread", "ThirdThread"};
-  constexpr std::array Endings{"Stops", "Disables", "Destroys"};
+  constexpr std::array Endings{"Stops", "Disables", "Unlinks", "Destroys"};
   return std::string(Enders.at(static_cast<std::size_t>(std::get<0>(AInfo.param)))) +
          Endings.at(static_cast<std::size_t>(std::get<1>(AInfo.param)));
 }
@@ -47,6 +47,8 @@ class AnEndWhileBlocksFlow : public ::testing::TestWithParam<std::tuple<TEnder, 
         return Gen->Stop();
       case TEnding::Disable:
         return Gen->SetEnabled(false);
+      case TEnding::Unlink:
+        return Gen->OutputPin().DisconnectAll();
       case TEnding::Destroy:
         Gen.reset();
     }
@@ -111,7 +113,7 @@ TEST_P(AnEndWhileBlocksFlow, ComesThroughAndNoBlockFollows) {
   }
   Done.Wait();
   if (Gen) {
-    EXPECT_EQ(Gen->IsRunning(), std::get<1>(GetParam()) == TEnding::Disable);
+    EXPECT_EQ(Gen->IsRunning(), std::get<1>(GetParam()) != TEnding::Stop);
     Gen->Stop();
   }
   EXPECT_EQ(First.Count("stop"), 1U);
@@ -122,10 +124,10 @@ TEST_P(AnEndWhileBlocksFlow, ComesThroughAndNoBlockFollows) {
 
 INSTANTIATE_TEST_SUITE_P(
     All, AnEndWhileBlocksFlow,
-    ::testing::Combine(::testing::Values(TEnder::MainThread, TEnder::PumpHandler,
-                                         TEnder::ClockHandler, TEnder::FilterThread,
-                                         TEnder::ThirdThread),
-                       ::testing::Values(TEnding::Stop, TEnding::Disable, TEnding::Destroy)),
+    ::testing::Combine(
+        ::testing::Values(TEnder::MainThread, TEnder::PumpHandler, TEnder::ClockHandler,
+                          TEnder::FilterThread, TEnder::ThirdThread),
+        ::testing::Values(TEnding::Stop, TEnding::Disable, TEnding::Unlink, TEnding::Destroy)),
     EndName);
 
 TEST(AFilter, MayBeDestroyedOnItsOwnThread) {

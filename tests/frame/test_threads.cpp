@@ -205,7 +205,7 @@ TEST(ADisabledFilter, PassesTheBlockItself) {
   const auto Gen = PumpedGen();
   const auto Filter = Create<TQSApplyRealConst>();
   Filter->SetValue(5.0);
-  Filter->SetEnabledProp(false);
+  Filter->SetEnabled(false);
   TRealRecorder Direct;
   TRealRecorder Through;
   std::vector<const IQSData*> Seen;
@@ -223,7 +223,7 @@ TEST(ADisabledFilter, PassesTheBlockItself) {
   Gen->Pump();
   ASSERT_EQ(Seen.size(), 2U);
   EXPECT_EQ(Seen[0], Seen[1]);
-  Filter->SetEnabledProp(true);
+  Filter->SetEnabled(true);
   Gen->Pump();
   EXPECT_EQ(Through.Samples()[16], Direct.Samples()[16] + 5.0);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <tessalune/frame/runtime/QSData.h>
+#include <tessalune/frame/runtime/QSFlagSet.h>
 #include <tessalune/frame/runtime/QSMemory.h>
 #include <tessalune/frame/runtime/QSReference.h>
 
@@ -12,6 +13,17 @@
 namespace tessalune {
 
 class TObject;
+
+enum TKLNotifyStateFlag : std::uint8_t {
+  nsNewLink,        // the operation is repeated for a link that was made after it was sent
+  nsLastIteration,  // the last of the links that the operation crosses
+};
+using TKLNotifyState = TFlagSet<TKLNotifyStateFlag>;
+
+enum TKLNotifyResultFlag : std::uint8_t {
+  nrDataChanged,  // the receiver took the data in
+};
+using TKLNotifyResult = TFlagSet<TKLNotifyResultFlag>;
 
 // Identifies an operation's class; the chain of parents answers IsType without a look at the
 // run-time type.

@@ -3,6 +3,7 @@
 #include <tessalune/frame/runtime/QSThread.h>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace tessalune {
@@ -17,34 +18,29 @@ std::uint32_t NextOperationID() noexcept {
 TKLMasterPumpOperation::TKLMasterPumpOperation(TObject* APump) noexcept
     : IKLNotifyOperation(Class), Pump(APump), OperationID(NextOperationID()) {}
 
-TKLLink::TKLLink(TKLBasicPin& ASource, TKLBasicPin& ASink, const TKLDataType& AType)
-    : Source(ASource),
-      Sink(ASink),
-      SourceGate(ASource.FGate),
-      SinkGate(ASink.FGate),
-      Type(&AType) {}
-
-TKLBasicPin::TKLBasicPin(TKLPinOwner AOwner, TKLDataTypes ATypes, TKLNotifyEvent AEvent)
-    : FOwner(std::move(AOwner)),
+TKLBasicPin::TKLBasicPin(TKind AKind, TKLPinOwner AOwner, TKLDataTypes ATypes,
+                         TKLNotifyEvent AEvent)
+    : FKind(AKind),
+      FOwner(std::move(AOwner)),
       FGate(FOwner.Component != nullptr ? TRef<TCallGate>(&FOwner.Component->Gate())
                                         : MakeRef<TCallGate>()),
       FTypes(std::move(ATypes)),
-      FEvent(std::move(AEvent)) {
+      FEvent(std::make_shared<TKLNotifyEvent>(
+          AEvent ? std::move(AEvent) : [](auto&&...) { return TKLNotifyResult{}; })) {
   if (FOwner.Component == nullptr) return;
   const TKLTopology::TGuard Topology;  // others may look at the component's pins just now
   FOwner.Component->AddPart(*this);
 }
 
 TKLBasicPin::~TKLBasicPin() {
-  RunReported(nullptr, [this] { DisconnectAll(); });
+  RunReported(nullptr, [this] { RemoveLinks(nullptr); });
   if (FOwner.Component != nullptr) {
     const TKLTopology::TGuard Topology;
     FOwner.Component->RemovePart(*this);
   } else {
-    FGate->Close([] {});
+    FGate->Close(TWaitKind::Pin, [Kept = FEvent] {});
   }
-  FreeRetiredLinks();
-  delete FLinks.load();
+  FLinks->Abandon();
 }
 
 std::string TKLBasicPin::Name() const {
@@ -65,38 +61,20 @@ std::string TKLBasicPin::Describe() const {
 
 void TKLBasicPin::Connect(TKLBasicPin& AOther) {
   TRef<TKLLink> Link;
+  // What the sink does at the start may end both ends.
+  const TRef<TCallGate> Gates[] = {FGate, AOther.FGate};
+  const TCallScope Calls[] = {TCallScope(*Gates[0]), TCallScope(*Gates[1])};
   {
     const TKLTopology::TGuard Guard;
     if (const auto Refusal = TKLTopology::WhyNot(*this, AOther)) throw EQSException(*Refusal);
     const auto [Source, Sink] = TKLTopology::Ends(*this, AOther);
     Link = MakeRef<TKLLink>(*Source, *Sink, *TKLTopology::CommonTypes(*Source, *Sink).front());
-    // The sink's side first: the pin is taken, and its component sees a link while it readies
-    // itself, but nothing crosses until the source's side is there.
-    Sink->AddLink(Link);
-  }
-  const auto Publish = [&Link] {
-    const TKLTopology::TGuard Guard;
-    if (!Link->Sink.LinkType(Link->Source)) return;  // taken off again meanwhile
-    Link->Source.AddLink(Link);
+    Source->FLinks->Add(Link);
+    Sink->FLinks->Add(Link);
     TKLTopology::Retype(*Link);
-  };
-  try {
-    Link->Source.LinkMade(*Link, Publish);
-  } catch (...) {
-    {
-      const TKLTopology::TGuard Guard;
-      // The source's side need not be there yet, so neither pin's list is enough to go by.
-      Link->Source.RemoveLink(Link);
-      Link->Sink.RemoveLink(Link);
-      TKLTopology::Retype(*Link);
-    }
-    try {
-      Link->Source.LinkGone(*Link);
-    } catch (...) {
-      // What the sink did not take of the start speaks for it.
-    }
-    throw;
+    Link->Turns->Take(Link, &TKLLink::Open, true);
   }
+  Link->Turns->Do(*Link, &TKLLink::Open, TWaitKind::Calls);
 }
 
 std::optional<std::string> TKLBasicPin::WhyNotConnect(TKLBasicPin& AOther) {
@@ -108,105 +86,47 @@ void TKLBasicPin::Disconnect(TKLBasicPin& AOther) { RemoveLinks(&AOther); }
 
 void TKLBasicPin::DisconnectAll() { RemoveLinks(nullptr); }
 
-// Takes off all links, or those with AOther only.
-void TKLBasicPin::RemoveLinks(const TKLBasicPin* AOther) {
-  TLinks Gone;
+bool TKLBasicPin::RemoveLinks(const TKLBasicPin* AOther) {
+  std::vector<TRef<TKLLink>> Links;
   {
     const TKLTopology::TGuard Guard;
-    for (const TRef<TKLLink>& Link : TLinks(*FLinks.load())) {
-      TKLBasicPin& Far = Link->Other(*this);
-      if (AOther != nullptr && &Far != AOther) continue;
-      Far.RemoveLink(Link);
-      RemoveLink(Link);
-      TKLTopology::Retype(*Link);
-      Gone.push_back(Link);
+    const auto IsMeant = [&](const TKLLink& ALink) {
+      return AOther == nullptr || &ALink.Other(*this) == AOther;
+    };
+    for (const TRef<TKLLink>& Link : TKLLinkList::TLinks(FLinks->Now())) {
+      if (IsMeant(*Link)) TKLTopology::TakeOff(*Link);
     }
+    // Those that another thread is taking off are waited for as well.
+    Links = TKLTopology::Leaving(*this, IsMeant);
   }
-  std::erase_if(Gone, [](const TRef<TKLLink>& ALink) {
-    TLinkWalk* Walk = TLinkWalk::Of(ALink->Source);
-    if (Walk != nullptr) Walk->Defer(ALink);
-    return Walk != nullptr;
-  });
-  TellGone(std::move(Gone));
-}
-
-void TKLBasicPin::TellGone(TLinks ALinks) {
+  const auto Kind = Owner() != nullptr ? TWaitKind::Calls : TWaitKind::Pin;
+  bool AllGone = true;
   std::exception_ptr Error;
-  for (const TRef<TKLLink>& Link : ALinks) {
-    // The source may be about to end on another thread; its gate tells. On a thread that is inside
-    // it, it is whole even if the gate has been closed.
-    const TCallScope Call(*Link->SourceGate);
-    if (!Call && !IsInsideGate(*Link->SourceGate)) continue;
+  for (const TRef<TKLLink>& Link : Links) {
     try {
-      Link->Source.LinkGone(*Link);
+      AllGone = Link->Turns->Do(*Link, &TKLLink::Shut, Kind) && AllGone;
     } catch (...) {
       // All far ends are told; the first that fails speaks for them.
       if (!Error) Error = std::current_exception();
     }
   }
   if (Error) std::rethrow_exception(Error);
+  return AllGone;
 }
 
-constinit thread_local TKLBasicPin::TLinkWalk* TKLBasicPin::TLinkWalk::Innermost = nullptr;
-
-TKLBasicPin::TLinkWalk* TKLBasicPin::TLinkWalk::Of(const TKLBasicPin& APin) noexcept {
-  TLinkWalk* Outermost = nullptr;
-  for (TLinkWalk* Walk = Innermost; Walk != nullptr; Walk = Walk->FOuter) {
-    if (&Walk->FPin == &APin) Outermost = Walk;
-  }
-  return Outermost;
-}
-
-void TKLBasicPin::TLinkWalk::TellGone() {
-  if (!FGone.empty()) TKLBasicPin::TellGone(std::exchange(FGone, {}));
-}
-
-void TKLBasicPin::AddLink(const TRef<TKLLink>& ALink) {
-  TLinks Links = *FLinks.load();
-  Links.push_back(ALink);
-  ReplaceLinks(std::move(Links));
-}
-
-bool TKLBasicPin::RemoveLink(const TRef<TKLLink>& ALink) {
-  TLinks Links = *FLinks.load();
-  if (std::erase(Links, ALink) == 0) return false;
-  ReplaceLinks(std::move(Links));
-  return true;
-}
-
-// Under the topology's mutex. A reader that comes after the exchange sees the new list, so once no
-// reader is seen inside, nobody holds an old one.
-void TKLBasicPin::ReplaceLinks(TLinks ALinks) {
-  FLinkCount.store(static_cast<std::uint32_t>(ALinks.size()), std::memory_order_relaxed);
-  const TLinks* Old = FLinks.exchange(new TLinks(std::move(ALinks)));
-  {
-    const std::lock_guard Guard(FRetiredMutex);
-    FRetired.push_back(Old);
-    FHasRetired.store(true);
-  }
-  if (FReaders.load() == 0) FreeRetiredLinks();
-}
-
-void TKLBasicPin::FreeRetiredLinks() const noexcept {
-  std::vector<const TLinks*> Free;
-  {
-    const std::lock_guard Guard(FRetiredMutex);
-    if (FReaders.load() != 0) return;  // who is inside now frees them when it leaves
-    Free.swap(FRetired);
-    FHasRetired.store(false);
-  }
-  for (const TLinks* Links : Free) delete Links;
+void TKLBasicPin::InputsEnd() {
+  if (Direction() == TKLPinDirection::Sink) RemoveLinks(nullptr);
 }
 
 std::vector<TKLBasicPin*> TKLBasicPin::ConnectedPins() const {
-  const TLinkReader Reader(*this);
+  const TKLLinkList::TReader Reader(*FLinks);
   std::vector<TKLBasicPin*> Pins;
   for (const TRef<TKLLink>& Link : Reader.Links) Pins.push_back(&Link->Other(*this));
   return Pins;
 }
 
 const TKLDataType* TKLBasicPin::LinkType(const TKLBasicPin& AOther) const {
-  const TLinkReader Reader(*this);
+  const TKLLinkList::TReader Reader(*FLinks);
   for (const TRef<TKLLink>& Link : Reader.Links) {
     if (&Link->Other(*this) == &AOther) return Link->Type.load(std::memory_order_relaxed);
   }
@@ -242,12 +162,15 @@ TKLNotifyResult TKLBasicPin::Notify(IKLNotifyOperation& AOperation) {
   // A block that is passed on keeps its sender's word that this is its last link, which holds for
   // the way here only: with a second reference no receiver takes the block out of the operation.
   const TRef<IKLNotifyOperation> Held(&AOperation);
-  Sending(AOperation);
+  const std::optional<TKLStream> Stream = Sending(AOperation);
   const bool ReachesAll = AOperation.IsType<TKLStopOperation>();
   std::exception_ptr Error;
   const TKLNotifyResult Result = ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
     try {
-      return SendAcross(ALink, *OperationFor(ALink, AOperation), AState);
+      if (!Stream) return SendAcross(ALink, AOperation, AState);
+      const TCallScope Call(*ALink.SinkGate);
+      const TCallScope Way(*ALink.Gate);
+      return Call && Way ? ALink.Tell(*Stream, AState) : TKLNotifyResult{};
     } catch (...) {
       if (!ReachesAll) throw;
       if (!Error) Error = std::current_exception();
@@ -258,65 +181,51 @@ TKLNotifyResult TKLBasicPin::Notify(IKLNotifyOperation& AOperation) {
   return Result;
 }
 
-TKLNotifyResult TKLBasicPin::SendAcross(const TKLLink& ALink, IKLNotifyOperation& AOperation,
-                                        TKLNotifyState AState, const TKLDataType* AType) {
-  // A walk down the graph is one chain of calls, so a graph can be deeper than the stack is long.
-  if (IsStackNearlyFull()) {
-    throw EQSException(Describe() +
-                       ": too many components in one row for the stack of this thread; switch "
-                       "Threading on in a filter half-way, whose thread begins a stack of its own");
-  }
-  const bool ToSink = &ALink.Source == this;
-  TKLBasicPin& Far = ToSink ? ALink.Sink : ALink.Source;
-  const TCallScope Call(*(ToSink ? ALink.SinkGate : ALink.SourceGate));
-  if (!Call) return {};
-  const TKLDataType* Type = AType != nullptr ? AType : ALink.Type.load(std::memory_order_relaxed);
-  return Far.Receive(this, Type->ID, AOperation, AState);
+// What a start or a stop that a source pin sends makes of its stream.
+std::optional<TKLStream> TKLBasicPin::Sending(IKLNotifyOperation& AOperation) {
+  if (Direction() == TKLPinDirection::Sink) return std::nullopt;
+  const bool IsStart = AOperation.IsType<TKLStartOperation>();
+  if (!IsStart && !AOperation.IsType<TKLStopOperation>()) return std::nullopt;
+  const std::lock_guard Guard(FStreamMutex);
+  FStream.Start = IsStart ? TRef<IKLNotifyOperation>(&AOperation) : nullptr;
+  ++FStream.Serial;
+  if (!IsStart) FStream.LastStop = FStream.Serial;
+  return FStream;
 }
 
-TKLNotifyResult TKLBasicPin::Receive(TKLBasicPin* AOtherPin, const TGUID& ADataTypeID,
-                                     IKLNotifyOperation& AOperation, TKLNotifyState AState) {
-  return FEvent ? FEvent(*this, AOtherPin, ADataTypeID, AOperation, AState) : TKLNotifyResult{};
-}
-
-// --- source pins ---
-
-TKLSourcePin::TStream TKLSourcePin::Stream() const {
+TKLStream TKLBasicPin::Stream() const {
   const std::lock_guard Guard(FStreamMutex);
   return FStream;
 }
 
-TKLSourcePin::~TKLSourcePin() {
-  RunReported(nullptr, [this] { DisconnectAll(); });
+TKLNotifyResult TKLBasicPin::SendAcross(const TKLLink& ALink, IKLNotifyOperation& AOperation,
+                                        TKLNotifyState AState, const TGUID* ABlockType) {
+  // Nothing of the two pins may be touched before the link is entered.
+  const bool ToSink = &ALink.Source == this;
+  const TCallScope Call(*(ToSink ? ALink.SinkGate : ALink.SourceGate));
+  const TCallScope Way(*ALink.Gate);
+  if (!Call || !Way) return {};
+  RefuseFullStack();
+  TKLBasicPin& Far = ToSink ? ALink.Sink : ALink.Source;
+  if (ToSink) ALink.HearData();
+  const TKLDataType* Type = ABlockType != nullptr ? Far.TypeNamed(*ABlockType) : nullptr;
+  if (Type == nullptr) Type = ALink.Type.load(std::memory_order_relaxed);
+  return Far.Receive(this, Type->ID, AOperation, AState);
 }
 
-bool TKLSourcePin::IsStreaming() const { return Stream().Start != nullptr; }
-
-void TKLSourcePin::Sending(IKLNotifyOperation& AOperation) {
-  const bool IsStart = AOperation.IsType<TKLStartOperation>();
-  if (!IsStart && !AOperation.IsType<TKLStopOperation>()) return;
-  const std::lock_guard Guard(FStreamMutex);
-  FStream.Start = IsStart ? TRef<IKLNotifyOperation>(&AOperation) : nullptr;
-  ++FStream.Serial;
+// A walk down the graph is one chain of calls, so a graph can be deeper than the stack is long.
+void TKLBasicPin::RefuseFullStack() const {
+  if (!IsStackNearlyFull()) return;
+  throw EQSException(Describe() +
+                     ": too many components in one row for the stack of this thread; switch "
+                     "Threading on in a filter half-way, whose thread begins a stack of its own");
 }
 
-// The start is repeated before the link opens, so it comes before the first block. What the stream
-// did between the look at it and the opening has passed the new link by and is repeated after.
-void TKLSourcePin::LinkMade(const TKLLink& ALink, const std::function<void()>& APublish) {
-  constexpr TKLNotifyState Repeated{nsNewLink, nsLastIteration};
-  TStream Seen = Stream();
-  if (Seen.Start) SendAcross(ALink, *OperationFor(ALink, *Seen.Start), Repeated);
-  APublish();
-  for (TStream Now = Stream(); Now.Serial != Seen.Serial; Now = Stream()) {
-    Seen = Now;
-    const TRef<IKLNotifyOperation> Latest =
-        Now.Start ? OperationFor(ALink, *Now.Start) : MakeRef<TKLStopOperation>();
-    SendAcross(ALink, *Latest, Repeated);
+const TKLDataType* TKLBasicPin::TypeNamed(const TGUID& AID) const {
+  for (const TKLDataType* Type : FTypes) {
+    if (Type->ID == AID) return Type;
   }
-}
-
-void TKLSourcePin::LinkGone(const TKLLink& ALink) {
-  if (IsStreaming()) SendAcross(ALink, *MakeRef<TKLStopOperation>(), {nsLastIteration});
+  return nullptr;
 }
 
 TKLNotifyEvent GKLPassTroughDispatch(TKLPin& AInput, TKLNotifyEvent AOwnDispatch) {
@@ -355,9 +264,36 @@ void TKLPinListOwner::SetCount(std::size_t ACount) {
       Gone.push_back(std::move(FPins.back()));
       FPins.pop_back();
     }
+    std::move(FRetired.begin(), FRetired.end(), std::back_inserter(Gone));
+    FRetired.clear();
   }
   // Outside the lock: the links' far ends are told, and may come back to this component.
-  for (const auto& Pin : Gone) Pin->DisconnectAll();
+  std::exception_ptr Error;
+  for (auto& Pin : Gone) {
+    try {
+      if (MayEnd(*Pin)) Pin = nullptr;
+    } catch (...) {
+      if (!Error) Error = std::current_exception();
+    }
+  }
+  {
+    const ILockSection Section = FOwner.WriteLock();
+    for (auto& Pin : Gone) {
+      if (Pin) FRetired.push_back(std::move(Pin));
+    }
+  }
+  if (Error) std::rethrow_exception(Error);
+}
+
+// True if nothing is inside the pin any more. The end of the component looks at its pins too: what
+// it may have seen goes with it.
+bool TKLPinListOwner::MayEnd(TKLPin& APin) {
+  const bool AllGone = APin.RemoveLinks(nullptr);
+  {
+    const TKLTopology::TGuard Topology;
+    FOwner.RemovePart(APin);
+  }
+  return AllGone && !FOwner.HasState(csDestroying);
 }
 
 TKLPin& TKLPinListOwner::operator[](std::size_t AIndex) const {

@@ -1,19 +1,21 @@
 // Pins and links: how components are joined, and how operations cross.
 //
-// Links may be made and taken off at any time, also while blocks flow on other threads: an
-// operation on its way ends on the links with which it began. A sink that is linked to a stream
-// that runs gets the stream's start first (with nsNewLink in the state), and a sink whose link goes
-// while the stream runs gets a stop.
+// Links may be made and taken off at any time, on any thread, while blocks flow. A sink that is
+// linked to a stream that runs gets the stream's start first (with nsNewLink in the state), and a
+// sink whose link goes while the stream runs gets a stop as the last word, when the block in
+// progress has left it. An operation on its way meets no link that was made behind it, and none
+// that was taken off. KLLinks.h tells how.
 #pragma once
 
+#include <tessalune/frame/pins/KLLinks.h>
 #include <tessalune/frame/pins/KLOperations.h>
 #include <tessalune/frame/runtime/QSFlagSet.h>
 #include <tessalune/frame/runtime/QSGuid.h>
 #include <tessalune/frame/runtime/VBComponent.h>
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -24,17 +26,6 @@ namespace tessalune {
 
 class TKLBasicPin;
 class TKLSourcePin;
-
-enum TKLNotifyStateFlag : std::uint8_t {
-  nsNewLink,        // the operation is repeated for a link that was made after it was sent
-  nsLastIteration,  // the last of the links that the operation crosses
-};
-using TKLNotifyState = TFlagSet<TKLNotifyStateFlag>;
-
-enum TKLNotifyResultFlag : std::uint8_t {
-  nrDataChanged,  // the receiver took the data in
-};
-using TKLNotifyResult = TFlagSet<TKLNotifyResultFlag>;
 
 // A stream type: what the pins of a link agree on.
 struct TKLDataType {
@@ -66,29 +57,19 @@ struct TKLPinOwner {
 
 enum class TKLPinDirection : std::uint8_t { Source, Sink, State };
 
-// One link, shared by the lists of both its pins.
-class TKLLink final : public IInterface {
- public:
-  TKLLink(TKLBasicPin& ASource, TKLBasicPin& ASink, const TKLDataType& AType);
-  TKLBasicPin& Source;
-  TKLBasicPin& Sink;
-  const TRef<TCallGate> SourceGate;
-  const TRef<TCallGate> SinkGate;
-  // The type in force; changes when links elsewhere narrow what the pins can carry.
-  mutable std::atomic<const TKLDataType*> Type;
-
-  TKLBasicPin& Other(const TKLBasicPin& APin) const { return &APin == &Source ? Sink : Source; }
-};
-
 class TKLBasicPin : private TComponentPart {
  public:
   TKLBasicPin(const TKLBasicPin&) = delete;
   TKLBasicPin& operator=(const TKLBasicPin&) = delete;
+  // Takes the links off. A pin of a host's own may go at any moment, in its own handler too: the
+  // calls of other threads through it are waited for, and its handler is kept until the caller's
+  // own have left. (Two threads that end each other's pins from inside their handlers cannot both
+  // wait: one of them goes on while the other is still inside.)
   virtual ~TKLBasicPin();
 
-  virtual TKLPinDirection Direction() const = 0;
+  TKLPinDirection Direction() const { return FKind.Direction; }
   // False if the pin takes only one link.
-  virtual bool TakesManyLinks() const { return true; }
+  bool TakesManyLinks() const { return FKind.TakesManyLinks; }
 
   TLockComponent* Owner() const { return FOwner.Component; }
   // The name under which the owner publishes the pin; empty if it does not.
@@ -98,14 +79,19 @@ class TKLBasicPin : private TComponentPart {
 
   // Links the two pins, whichever of them is the source. Raises EQSException if they do not fit or
   // the link would close a loop; the text names both pins, their types and what would fit.
+  // If a stream runs, the sink gets its start, and what the sink throws then leaves through here;
+  // there is no link in that case. Called from inside a link of the same sink that is going, the
+  // new one opens when that one has gone; what is thrown then goes to the unhandled-exception hook.
   void Connect(TKLBasicPin& AOther);
   // Why Connect would refuse; empty if it would not.
   std::optional<std::string> WhyNotConnect(TKLBasicPin& AOther);
-  // Takes the link between the two off; nothing if there is none.
+  // Takes the link between the two off; nothing if there is none. When it returns, nothing is
+  // inside the far end through the link and nothing will be, unless it was called from inside, or
+  // the wait would have closed a circle: then that holds when those calls have left.
   void Disconnect(TKLBasicPin& AOther);
   void DisconnectAll();
 
-  bool IsConnected() const noexcept { return FLinkCount.load(std::memory_order_relaxed) > 0; }
+  bool IsConnected() const noexcept { return FLinks->Count() > 0; }
   std::vector<TKLBasicPin*> ConnectedPins() const;
   // The type in force on the link with AOther; null if there is no link.
   const TKLDataType* LinkType(const TKLBasicPin& AOther) const;
@@ -117,6 +103,8 @@ class TKLBasicPin : private TComponentPart {
   // Hands the operation across all links, on this thread, and returns the handlers' results
   // together. What a handler throws leaves through here, and the links behind it are not served;
   // only a stop reaches all of them first, so that every stream that was begun is ended.
+  // A start and a stop are told to each link once, in the order in which they were sent; a stop
+  // only to a link that has heard something.
   TKLNotifyResult Notify(IKLNotifyOperation& AOperation);
   TKLNotifyResult Notify(const TRef<IKLNotifyOperation>& AOperation) { return Notify(*AOperation); }
 
@@ -127,120 +115,65 @@ class TKLBasicPin : private TComponentPart {
   void RemoveDataTypeSource(TKLBasicPin& ASink);
 
  protected:
-  TKLBasicPin(TKLPinOwner AOwner, TKLDataTypes ATypes, TKLNotifyEvent AEvent);
+  // What other threads reach through links stands in this class and is no virtual function, since
+  // they may be inside while the pin's end begins.
+  struct TKind {
+    TKLPinDirection Direction;
+    bool TakesManyLinks = true;
+    TKLTranslate Translate = nullptr;
+  };
+  TKLBasicPin(TKind AKind, TKLPinOwner AOwner, TKLDataTypes ATypes, TKLNotifyEvent AEvent);
 
   IChangeNotifyLock& Lock() const { return *FOwner.Lock; }
 
-  // Sends across one link, with the link's type or, if it is not null, AType.
+  // Sends across one link. A block of ABlockType crosses under that type if the sink takes it, else
+  // under the link's.
   TKLNotifyResult SendAcross(const TKLLink& ALink, IKLNotifyOperation& AOperation,
-                             TKLNotifyState AState, const TKLDataType* AType = nullptr);
+                             TKLNotifyState AState, const TGUID* ABlockType = nullptr);
   // Runs ASend(link, state) for each link that is there now and returns the results together.
   template <class TSend>
-  TKLNotifyResult ForEachLink(TSend&& ASend) {
-    TLinkWalk Walk(*this);
+  TKLNotifyResult ForEachLink(TSend&& ASend) const {
+    const TKLLinkList::TReader Reader(*FLinks);
     TKLNotifyResult Result;
-    for (std::size_t I = 0; I < Walk.Links.size(); ++I) {
-      const bool IsLast = I + 1 == Walk.Links.size();
-      Result |= ASend(*Walk.Links[I], IsLast ? TKLNotifyState{nsLastIteration} : TKLNotifyState{});
+    for (std::size_t I = 0; I < Reader.Links.size(); ++I) {
+      const bool IsLast = I + 1 == Reader.Links.size();
+      Result |=
+          ASend(*Reader.Links[I], IsLast ? TKLNotifyState{nsLastIteration} : TKLNotifyState{});
     }
-    Walk.TellGone();
     return Result;
   }
 
-  // A link is being made: APublish opens it to operations. A link has gone.
-  virtual void LinkMade(const TKLLink& /*ALink*/, const std::function<void()>& APublish) {
-    APublish();
-  }
-  virtual void LinkGone(const TKLLink& /*ALink*/) {}
-  // What is sent across a link in place of an operation that is no block.
-  virtual TRef<IKLNotifyOperation> OperationFor(const TKLLink& /*ALink*/,
-                                                IKLNotifyOperation& AOperation) const {
-    return TRef<IKLNotifyOperation>(&AOperation);
-  }
-  // An operation is about to be sent by Notify.
-  virtual void Sending(IKLNotifyOperation& /*AOperation*/) {}
-  // What the pin itself does with an operation that arrives, before or instead of the handler.
-  virtual TKLNotifyResult Receive(TKLBasicPin* AOtherPin, const TGUID& ADataTypeID,
-                                  IKLNotifyOperation& AOperation, TKLNotifyState AState);
+  // What runs on a source pin.
+  TKLStream Stream() const;
+  // Takes the links off, all or those with AOther only. False if some of them go later.
+  bool RemoveLinks(const TKLBasicPin* AOther);
 
  private:
   friend class TKLLink;
+  friend class TKLPinListOwner;
   friend struct TKLTopology;
-  using TLinks = std::vector<TRef<TKLLink>>;
 
-  // Keeps the list of links that is in force from being freed.
-  class TLinkReader {
-   public:
-    explicit TLinkReader(const TKLBasicPin& APin) noexcept : FPin(APin), Links(Enter(APin)) {}
-    TLinkReader(const TLinkReader&) = delete;
-    ~TLinkReader() {
-      if (FPin.FReaders.fetch_sub(1) == 1 && FPin.FHasRetired.load()) FPin.FreeRetiredLinks();
-    }
+  void InputsEnd() override;
+  void OwnerEnds() override { RemoveLinks(nullptr); }
+  std::optional<TKLStream> Sending(IKLNotifyOperation& AOperation);
+  void RefuseFullStack() const;
+  const TKLDataType* TypeNamed(const TGUID& AID) const;
+  TKLNotifyResult Receive(TKLBasicPin* AOtherPin, const TGUID& ADataTypeID,
+                          IKLNotifyOperation& AOperation, TKLNotifyState AState) {
+    return (*FEvent)(*this, AOtherPin, ADataTypeID, AOperation, AState);
+  }
 
-   private:
-    static const TLinks& Enter(const TKLBasicPin& APin) noexcept {
-      APin.FReaders.fetch_add(1);
-      return *APin.FLinks.load();
-    }
-    const TKLBasicPin& FPin;
-
-   public:
-    const TLinks& Links;
-  };
-
-  // One operation's way across the links. A link that this thread takes off meanwhile is still
-  // served, so its far end is told that it has gone only when the way is over.
-  class TLinkWalk : public TLinkReader {
-   public:
-    explicit TLinkWalk(TKLBasicPin& APin) noexcept
-        : TLinkReader(APin), FPin(APin), FOuter(Innermost) {
-      SetInnermost(this);
-    }
-    ~TLinkWalk() {
-      SetInnermost(FOuter);
-      if (!FGone.empty()) RunReported(nullptr, [this] { TellGone(); });
-    }
-
-    // The outermost walk of this thread across APin's links; null if there is none.
-    static TLinkWalk* Of(const TKLBasicPin& APin) noexcept;
-    void Defer(const TRef<TKLLink>& ALink) { FGone.push_back(ALink); }
-    void TellGone();
-
-   private:
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdangling-pointer"  // the destructor takes it back
-    static void SetInnermost(TLinkWalk* AWalk) noexcept { Innermost = AWalk; }
-#pragma GCC diagnostic pop
-    static constinit thread_local TLinkWalk* Innermost __attribute__((tls_model("initial-exec")));
-
-    TKLBasicPin& FPin;
-    TLinkWalk* const FOuter;
-    TLinks FGone;
-  };
-
-  static void TellGone(TLinks ALinks);
-  void OwnerEnds() override { DisconnectAll(); }
-  void ReplaceLinks(TLinks ALinks);
-  void AddLink(const TRef<TKLLink>& ALink);
-  bool RemoveLink(const TRef<TKLLink>& ALink);
-  void FreeRetiredLinks() const noexcept;
-  void RemoveLinks(const TKLBasicPin* AOther);
-
+  const TKind FKind;
   const TKLPinOwner FOwner;
   const TRef<TCallGate> FGate;
   const TKLDataTypes FTypes;
-  const TKLNotifyEvent FEvent;
+  const std::shared_ptr<const TKLNotifyEvent> FEvent;
+  const TRef<TKLLinkTurns> FTurns = MakeRef<TKLLinkTurns>();
+  TKLLinkList* const FLinks = new TKLLinkList;
   std::vector<TKLBasicPin*> FFunctionSources;
   std::vector<TKLBasicPin*> FDataTypeSources;
-
-  // The links as an immutable list that readers use without a lock. A list that was replaced is
-  // freed when no reader is inside.
-  std::atomic<const TLinks*> FLinks{new TLinks};
-  std::atomic<std::uint32_t> FLinkCount{0};
-  mutable std::atomic<std::uint32_t> FReaders{0};
-  mutable std::atomic<bool> FHasRetired{false};
-  mutable std::mutex FRetiredMutex;
-  mutable std::vector<const TLinks*> FRetired;
+  mutable std::mutex FStreamMutex;
+  TKLStream FStream;
 };
 
 class TKLPin : public TKLBasicPin {
@@ -251,44 +184,35 @@ class TKLPin : public TKLBasicPin {
 // The start of links; many sinks.
 class TKLSourcePin : public TKLPin {
  public:
-  TKLSourcePin(TKLPinOwner AOwner, TKLDataTypes ATypes, TKLNotifyEvent AEvent = {})
-      : TKLPin(std::move(AOwner), std::move(ATypes), std::move(AEvent)) {}
-  ~TKLSourcePin() override;
-  TKLPinDirection Direction() const override { return TKLPinDirection::Source; }
+  TKLSourcePin(TKLPinOwner AOwner, TKLDataTypes ATypes, TKLNotifyEvent AEvent = {},
+               TKLTranslate ATranslate = nullptr)
+      : TKLSourcePin(TKind{.Direction = TKLPinDirection::Source, .Translate = ATranslate},
+                     std::move(AOwner), std::move(ATypes), std::move(AEvent)) {}
 
   // True between a start that was sent and the stop that ends it.
-  bool IsStreaming() const;
+  bool IsStreaming() const { return Stream().Start != nullptr; }
 
  protected:
-  void LinkMade(const TKLLink& ALink, const std::function<void()>& APublish) override;
-  void LinkGone(const TKLLink& ALink) override;
-  void Sending(IKLNotifyOperation& AOperation) override;
-
- private:
-  struct TStream {
-    TRef<IKLNotifyOperation> Start;  // null while no stream runs
-    std::uint64_t Serial = 0;        // counts starts and stops
-  };
-  TStream Stream() const;
-
-  mutable std::mutex FStreamMutex;
-  TStream FStream;
+  using TKLPin::TKLPin;
 };
 
 // The end of one link.
 class TKLSinkPin : public TKLPin {
  public:
   TKLSinkPin(TKLPinOwner AOwner, TKLDataTypes ATypes, TKLNotifyEvent AEvent)
-      : TKLPin(std::move(AOwner), std::move(ATypes), std::move(AEvent)) {}
-  TKLPinDirection Direction() const override { return TKLPinDirection::Sink; }
-  bool TakesManyLinks() const override { return false; }
+      : TKLSinkPin(TKind{.Direction = TKLPinDirection::Sink, .TakesManyLinks = false},
+                   std::move(AOwner), std::move(ATypes), std::move(AEvent)) {}
+
+ protected:
+  using TKLPin::TKLPin;
 };
 
 // The end of many links.
 class TKLMultiSinkPin : public TKLSinkPin {
  public:
-  using TKLSinkPin::TKLSinkPin;
-  bool TakesManyLinks() const override { return true; }
+  TKLMultiSinkPin(TKLPinOwner AOwner, TKLDataTypes ATypes, TKLNotifyEvent AEvent)
+      : TKLSinkPin(TKind{.Direction = TKLPinDirection::Sink}, std::move(AOwner), std::move(ATypes),
+                   std::move(AEvent)) {}
 };
 
 // A list of like pins, for components whose number of inputs or outputs is a property.
@@ -300,19 +224,22 @@ class TKLPinListOwner {
                   std::size_t AMax, TCreate ACreate);
 
   std::size_t Count() const;
-  // Creates pins at the end, or ends the last ones, their links with them. Raises EQSException for
-  // a count out of bounds.
+  // Creates pins at the end, or ends the last ones, their links with them; a pin with a call inside
+  // that cannot be waited for ends later. Raises EQSException for a count out of bounds.
   void SetCount(std::size_t ACount);
   // Raises EQSException for an index beyond the list.
   TKLPin& operator[](std::size_t AIndex) const;
 
  private:
+  bool MayEnd(TKLPin& APin);
+
   TLockComponent& FOwner;
   const std::string FName;
   const std::size_t FMin;
   const std::size_t FMax;
   const TCreate FCreate;
   std::vector<std::unique_ptr<TKLPin>> FPins;
+  std::vector<std::unique_ptr<TKLPin>> FRetired;  // taken from the list while calls were inside
 };
 
 // The dispatch of an output pin that passes what comes up from its sinks on to AInput, or, while

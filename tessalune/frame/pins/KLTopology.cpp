@@ -99,6 +99,51 @@ void TKLTopology::Retype(const TKLLink& ALink) {
   }
 }
 
+// --- ends of links ---
+
+namespace {
+
+std::vector<TRef<TKLLink>>& LeavingLinks() {
+  static auto* Links = new std::vector<TRef<TKLLink>>;
+  return *Links;
+}
+
+}  // namespace
+
+void TKLTopology::TakeOff(TKLLink& ALink) {
+  const TRef<TKLLink> Link(&ALink);
+  ALink.Source.FLinks->Remove(ALink);
+  ALink.Sink.FLinks->Remove(ALink);
+  ALink.IsOff = true;
+  Retype(ALink);
+  LeavingLinks().push_back(Link);
+  ALink.Turns->Take(Link, &TKLLink::Shut, false);
+  if (ALink.Gate->BeginClose([Link] { Link->Turns->Ready(*Link, true); })) {
+    ALink.Turns->Ready(ALink, false);
+  }
+}
+
+std::vector<TRef<TKLLink>> TKLTopology::Leaving(
+    const TKLBasicPin& APin, const std::function<bool(const TKLLink&)>& AIsMeant) {
+  std::vector<TRef<TKLLink>> Links;
+  for (const TRef<TKLLink>& Link : LeavingLinks()) {
+    const bool IsOfPin = &Link->Source == &APin || &Link->Sink == &APin;
+    if (IsOfPin && AIsMeant(*Link)) Links.push_back(Link);
+  }
+  return Links;
+}
+
+void TKLTopology::Gone(const TKLLink& ALink) {
+  TRef<TKLLink> Last;  // goes behind the guard
+  const TGuard Guard;
+  const auto Place =
+      std::find_if(LeavingLinks().begin(), LeavingLinks().end(),
+                   [&ALink](const TRef<TKLLink>& AEach) { return AEach.Get() == &ALink; });
+  if (Place == LeavingLinks().end()) return;
+  Last = std::move(*Place);
+  LeavingLinks().erase(Place);
+}
+
 // --- loops ---
 
 std::vector<const TKLBasicPin*> TKLTopology::DerivedFrom(const TKLBasicPin& ASink) {
@@ -165,6 +210,11 @@ std::optional<std::string> TKLTopology::WhyNot(TKLBasicPin& AOne, TKLBasicPin& A
   const std::string Between =
       "cannot link " + Source->Describe() + " to " + Sink->Describe() + ": ";
   if (Source == Sink) return Between + "it is the same pin";
+  for (const TKLBasicPin* Pin : {Source, Sink}) {
+    if (Pin->Owner() != nullptr && Pin->Owner()->HasState(csDestroying)) {
+      return Between + Pin->Owner()->Describe() + " is at its end and takes no more links";
+    }
+  }
   if (Source->Direction() == Sink->Direction() && Source->Direction() != TKLPinDirection::State) {
     const bool Sources = Source->Direction() == TKLPinDirection::Source;
     return Between + (Sources ? "both are outputs" : "both are inputs") +

@@ -3,10 +3,12 @@
 
 #include <tessalune/frame/pins/KLPins.h>
 
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace tessalune {
 
@@ -30,6 +32,14 @@ struct TKLTopology {
   // Brings the types in force on a link, and on those that take over types from it, up to date.
   static void Retype(const TKLLink& ALink);
 
+  // Takes a link out of both lists and closes it; its Shut then has a turn.
+  static void TakeOff(TKLLink& ALink);
+  // The links of APin that were taken off and have not gone yet, those that AIsMeant picks.
+  static std::vector<TRef<TKLLink>> Leaving(const TKLBasicPin& APin,
+                                            const std::function<bool(const TKLLink&)>& AIsMeant);
+  // A link that was taken off has gone; needs no TGuard.
+  static void Gone(const TKLLink& ALink);
+
  private:
   struct TTypeWalk;
   struct TLoopWalk;
@@ -40,7 +50,7 @@ struct TKLTopology {
   static std::vector<const TKLBasicPin*> TypedBy(const TKLBasicPin& ASink);
   static std::vector<const TKLBasicPin*> DerivedFrom(const TKLBasicPin& ASink);
   static const std::vector<TRef<TKLLink>>& Links(const TKLBasicPin& APin) {
-    return *APin.FLinks.load();
+    return APin.FLinks->Now();
   }
 };
 

@@ -10,13 +10,6 @@ constinit thread_local const TCallFrame* CurrentCallFrame = nullptr;
 
 namespace {
 
-bool FramesContain(const TCallFrame* AFrames, const TCallGate* AGate) noexcept {
-  for (; AFrames != nullptr; AFrames = AFrames->Outer) {
-    if (AFrames->Gate == AGate) return true;
-  }
-  return false;
-}
-
 std::uint64_t CountFrames(const TCallFrame* AFrames, const TCallGate* AGate) noexcept {
   std::uint64_t Count = 0;
   for (; AFrames != nullptr; AFrames = AFrames->Outer) Count += AFrames->Gate == AGate;
@@ -25,8 +18,11 @@ std::uint64_t CountFrames(const TCallFrame* AFrames, const TCallGate* AGate) noe
 
 }  // namespace
 
-bool IsInsideGate(const TCallGate& AGate) noexcept {
-  return FramesContain(CurrentCallFrame, &AGate);
+bool IsInsideGate(const TCallGate& AGate, const TCallFrame* AFrames) noexcept {
+  for (; AFrames != nullptr; AFrames = AFrames->Outer) {
+    if (AFrames->Gate == &AGate) return true;
+  }
+  return false;
 }
 
 bool TCallGate::TryEnter() noexcept {
@@ -56,14 +52,22 @@ void TCallGate::LeaveClosed() noexcept {
   if (OnDrained) OnDrained();
 }
 
-void TCallGate::Close(std::function<void()> AOnDrained) {
+bool TCallGate::BeginClose(std::function<void()> AOnDrained) {
+  FState.fetch_or(Closed);
+  const std::lock_guard Lock(FMutex);
+  if (FState.load() == Closed) return true;
+  FOnDrained = std::move(AOnDrained);
+  return false;
+}
+
+void TCallGate::Close(TWaitKind AKind, std::function<void()> AOnDrained) {
   const TRef<TCallGate> Alive(this);
   FState.fetch_or(Closed);
   const std::uint64_t Own = CountFrames(CurrentCallFrame, this);
   std::unique_lock Lock(FMutex);
   WaitUntilReady(
-      TWaitKind::Calls, Lock, FLeft,
-      [this](TThreadKey, const TCallFrame* AFrames) { return FramesContain(AFrames, this); },
+      AKind, Lock, FLeft,
+      [this](TThreadKey, const TCallFrame* AFrames) { return IsInsideGate(*this, AFrames); },
       [this, Own] { return FState.load() / OneCall <= Own; });
   if (FState.load() / OneCall > 0) {
     FOnDrained = std::move(AOnDrained);

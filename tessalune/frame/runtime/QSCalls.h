@@ -2,10 +2,10 @@
 //
 // A component's end has to wait for the calls in progress in it, but never for its own caller; and
 // the frame's threads wait for one another in a few ways: for a lock, for the calls in a component
-// that ends, for room in a filter's queue, for a filter's queue to run empty, for what has to be
-// told first. Any of these alone is harmless; a circle of them would hang. So every wait is
-// announced before it begins, and the one that would close a circle is found then and there. See
-// WaitUntilReady.
+// that ends or through a link that goes, for room in a filter's queue, for a filter's queue to run
+// empty, for what has to be told first. Any of these alone is harmless; a circle of them would
+// hang. So every wait is announced before it begins, and the one that would close a circle is found
+// then and there. See WaitUntilReady.
 #pragma once
 
 #include <tessalune/frame/runtime/QSReference.h>
@@ -36,15 +36,36 @@ extern constinit thread_local const TCallFrame* CurrentCallFrame
 using TThreadKey = const void*;
 inline TThreadKey CurrentThreadKey() noexcept { return &CurrentCallFrame; }
 
-// The door through which all calls enter a component from its pins, its threads and the main
-// thread's queue. It outlives the component: links and threads hold it by reference, and find it
-// closed when the component has ended.
+// What a thread waits for. The order is the order of preference when a circle has to be broken:
+// the first kind in it gives way.
+enum class TWaitKind : std::uint8_t {
+  Room,   // for room in a filter's queue; gives way by exceeding the queue's size
+  Drain,  // for a queue to run empty; gives way by not waiting
+  Turn,   // for what has to be told first; gives way by telling out of turn
+  Calls,  // for calls in what ends or goes; gives way by letting its end be told when they leave
+  Lock,   // for a component's lock; gives way by an EQSException
+  Pin,    // for calls in a pin of a host's own, whose memory cannot wait; as Calls
+};
+
+// A door that calls enter and that knows how many are inside. Each component has one, for all that
+// enters from its pins, its threads and the main thread's queue, and each link has one. It outlives
+// what it leads to: who holds it by reference finds it closed when that has ended.
 class TCallGate final : public IInterface {
  public:
-  // Closes the gate for good and waits until the calls of other threads have left.
+  TCallGate() = default;
+  // Closed until Open, if AIsClosed.
+  explicit TCallGate(bool AIsClosed) : FState(AIsClosed ? Closed : 0) {}
+
+  // Lets calls into a gate that was made closed; before any call of the two that close it.
+  void Open() noexcept { FState.fetch_and(~Closed); }
+
+  // Closes the gate for good and waits, as AKind, until the calls of other threads have left.
   // AOnDrained runs once, when the last call has left: inside Close, or, if the calling thread is
-  // itself inside the gate, when the outermost of its calls leaves.
-  void Close(std::function<void()> AOnDrained);
+  // itself inside the gate or the wait had to give way, when the last call leaves.
+  void Close(TWaitKind AKind, std::function<void()> AOnDrained);
+  // The same without a wait: true if nothing is inside, and AOnDrained is not called; else it runs
+  // when the last call leaves.
+  bool BeginClose(std::function<void()> AOnDrained);
 
   bool IsClosed() const noexcept { return (FState.load() & Closed) != 0; }
 
@@ -92,18 +113,8 @@ class TCallScope {
   TCallFrame FFrame;
 };
 
-// True if this thread is inside a call that entered AGate.
-bool IsInsideGate(const TCallGate& AGate) noexcept;
-
-// What a thread waits for. The order is the order of preference when a circle has to be broken:
-// the first kind in it gives way.
-enum class TWaitKind : std::uint8_t {
-  Room,   // for room in a filter's queue; gives way by exceeding the queue's size
-  Drain,  // for a queue to run empty; gives way by not waiting
-  Turn,   // for what has to be told first; gives way by telling out of turn
-  Calls,  // for calls in a component that ends; gives way by letting these calls end later
-  Lock,   // for a component's lock; gives way by an EQSException
-};
+// True if one of the calls in progress, this thread's unless told, entered AGate.
+bool IsInsideGate(const TCallGate& AGate, const TCallFrame* AFrames = CurrentCallFrame) noexcept;
 
 // Waits on AChanged until AReady() holds, and returns true; or returns false if this wait has to
 // give way because it would be part of a circle. ALock holds the mutex of what is waited for; it

@@ -147,8 +147,10 @@ std::vector<TComponent*> TComponent::Components() const {
   return FComponents;
 }
 
+// Under the mutex, as long as which none of them ends.
 TComponent* TComponent::FindComponent(std::string_view AName) const {
-  for (TComponent* Component : Components()) {
+  const std::lock_guard Lock(FComponentsMutex);
+  for (TComponent* Component : FComponents) {
     if (Component->Name() == AName) return Component;
   }
   return nullptr;
@@ -199,7 +201,7 @@ void TComponent::IntEnd() {
   RunReported(this, [this] { BeforeDestruction(); });
   EndOwned();
   const TRef<TCallGate> Door = FGate;
-  Door->Close([this] { delete this; });
+  Door->Close(TWaitKind::Calls, [this] { delete this; });
 }
 
 // The last one first. Those that end by themselves just now are no longer in the list.
@@ -241,7 +243,12 @@ std::vector<TComponentPart*> TLockComponent::Parts() const {
   return FParts;
 }
 
+void TLockComponent::EndInputs() {
+  for (TComponentPart* Part : Parts()) RunReported(this, [Part] { Part->InputsEnd(); });
+}
+
 void TLockComponent::BeforeDestruction() {
+  EndInputs();
   for (TComponentPart* Part : Parts()) RunReported(this, [Part] { Part->OwnerEnds(); });
   TComponent::BeforeDestruction();
 }

@@ -182,6 +182,8 @@ T& Create(TComponent& AOwner) {
 // What a component is joined to others by, its pins: it has to let go before the component ends.
 class TComponentPart {
  public:
+  // The inputs let go first, so that what is on its way in the component still comes out.
+  virtual void InputsEnd() = 0;
   virtual void OwnerEnds() = 0;
 
  protected:
@@ -199,6 +201,8 @@ class TLockComponent : public TComponent {
 
  protected:
   void BeforeDestruction() override;
+  // Takes the links of the input pins off: nothing comes in any more.
+  void EndInputs();
 
   // Setters, as IChangeNotifyLock::NotifySetter describes them.
   template <class T>
@@ -234,6 +238,7 @@ class TLockComponent : public TComponent {
 
  private:
   friend class TKLBasicPin;
+  friend class TKLPinListOwner;
   friend struct TKLTopology;
   void AddPart(TComponentPart& APart);
   void RemovePart(TComponentPart& APart);

@@ -99,9 +99,10 @@ TKLNotifyEvent TQSBasicThreadedFilter::SinkEvent() {
     const auto Thread = FilterThread();
     const bool Queued =
         Thread && Thread->PushOperation(
-                      MakeRef<TQSDeferredOperation>([this, &ASender, AOtherPin, ADataTypeID, AState,
+                      // The other pin may have gone by then.
+                      MakeRef<TQSDeferredOperation>([this, &ASender, ADataTypeID, AState,
                                                      Kept = TRef<IKLNotifyOperation>(&AOperation)] {
-                        SinkDispatch(ASender, AOtherPin, ADataTypeID, *Kept, AState);
+                        SinkDispatch(ASender, nullptr, ADataTypeID, *Kept, AState);
                       }));
     if (Queued) return {};
     return SinkDispatch(ASender, AOtherPin, ADataTypeID, AOperation, AState);
@@ -128,7 +129,8 @@ TKLNotifyResult TQSBasicThreadedFilter::BufferOperation(IKLNotifyOperation& AOpe
 }
 
 void TQSBasicThreadedFilter::BeforeDestruction() {
-  // What is queued first, then the links: the end of the stream comes behind the blocks.
+  // Nothing comes in any more; what is queued first, then the outputs.
+  EndInputs();
   RunReported(this, [this] { FlushQueue(); });
   TVBInputOutputLockComponent::BeforeDestruction();
   {
@@ -165,7 +167,7 @@ const TPublishedTable& TQSBasicThreadedEnableFilter::Published() {
       TPublishedTable({.Name = "TQSBasicThreadedEnableFilter"},
                       &TQSBasicThreadedFilter::Published())
           .Property(EnabledInfo, &TQSBasicThreadedEnableFilter::Enabled,
-                    &TQSBasicThreadedEnableFilter::SetEnabledProp);
+                    &TQSBasicThreadedEnableFilter::SetEnabled);
   return Table;
 }
 
@@ -271,14 +273,14 @@ TKLNotifyResult TQSCommonRealFilter::IntSingleOperation(IKLNotifyOperation& AOpe
   const double Value = AOperation.GetInstance<TKLTypedSuppliedOperation<double>>().Value;
   double Result = Value;
   bool SendOutputData = true;
-  if (IsEnabled()) InternalFloatOperation(Value, Result, SendOutputData);
+  InternalFloatOperation(Value, Result, SendOutputData);
   return SendOutputData ? FOutputPin.SubmitReal(Result) : TKLNotifyResult{};
 }
 
 void TQSCommonRealFilter::InternalFloatOperation(double AValue, double& AOutValue,
                                                  bool& ASendOutputData) {
   const auto Input = TQSRealBuffer::CreateData(&AValue, 1);
-  auto Output = TQSRealBuffer::CreateCopy(*Input);
+  auto Output = IsEnabled() ? TQSRealBuffer::CreateCopy(*Input) : Input;
   InternalOperation(Input, Output, FOutputPin.IsConnected(), ASendOutputData);
   AOutValue = Output->GetSize() > 0 ? Output->GetItem(0) : AValue;
 }

@@ -90,11 +90,10 @@ class TQSBasicThreadedEnableFilter : public TQSBasicThreadedFilter {
 
   // While false, blocks go through unchanged. Default true; takes effect with the next block.
   bool Enabled() const { return FEnabled; }
-  void SetEnabledProp(bool AValue) { SetEnabled(AValue); }
+  virtual void SetEnabled(bool AValue);
 
  protected:
   bool IsEnabled() override { return FEnabled; }
-  virtual void SetEnabled(bool AValue);
 
   TField<bool> FEnabled;
 };
@@ -154,7 +153,8 @@ class TQSCommonTypedFilter : public TQSCommonFilter {
   virtual TKLNotifyResult SourceDispatch(TKLBasicPin& ASender, TKLBasicPin* AOtherPin,
                                          const TGUID& ADataTypeID, IKLNotifyOperation& AOperation,
                                          TKLNotifyState AState);
-  // Sees every block, those of a disabled filter too. ADoProcess: the output pin has a link.
+  // Sees every block and, as a block of one, every single value, those of a disabled filter too:
+  // for that one AOutBuffer is AInBuffer. ADoProcess: the output pin has a link.
   virtual void InternalOperation(const TRef<TBuffer>& AInBuffer, TRef<TBuffer>& AOutBuffer,
                                  bool ADoProcess, bool& ASendOutputData);
   // Computes a block. AOutBuffer comes as a copy of the input; it may be replaced, and what it

@@ -11,15 +11,8 @@ TKLNotifyResult TQSKLSourcePin::SubmitBuffer(TRef<IQSDataBuffer> ABuffer) {
   const auto Operation = MakeRef<TKLSuppliedBufferOperation>(std::move(ABuffer), Size);
   return ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
     if (AState.Has(nsLastIteration)) Operation->SetLastLink();
-    return SendAcross(ALink, *Operation, AState, OneType ? nullptr : TypeOf(TypeID, ALink));
+    return SendAcross(ALink, *Operation, AState, OneType ? nullptr : &TypeID);
   });
-}
-
-const TKLDataType* TQSKLSourcePin::TypeOf(const TGUID& ATypeID, const TKLLink& ALink) const {
-  for (const TKLDataType* Type : ALink.Sink.DataTypes()) {
-    if (Type->ID == ATypeID) return Type;
-  }
-  return nullptr;
 }
 
 void TQSKLSourcePin::EndStop() { Notify(MakeRef<TKLStopOperation>()); }
@@ -80,8 +73,8 @@ bool TQSKLComboRealSourcePin::HasBlockSinks() {
   return Found;
 }
 
-TRef<IKLNotifyOperation> TQSKLComboRealSourcePin::OperationFor(
-    const TKLLink& ALink, IKLNotifyOperation& AOperation) const {
+TRef<IKLNotifyOperation> TQSKLComboRealSourcePin::Translated(const TKLLink& ALink,
+                                                             IKLNotifyOperation& AOperation) {
   const bool Single = ALink.Type.load(std::memory_order_relaxed) == &RealValue;
   if (Single && AOperation.IsType<TKLStartSampleRateOperation>()) {
     return MakeRef<TKLStartRateOperation>(

@@ -28,11 +28,6 @@ class TQSKLSourcePin : public TQSKLClockableSourcePin {
 
   // Ends the stream of a source whose data has ended: the sinks get a TKLStopOperation.
   void EndStop();
-
- protected:
-  // The type under which a block crosses a link: its own if the pin carries several and the link's
-  // far end takes it, else the link's.
-  const TKLDataType* TypeOf(const TGUID& ATypeID, const TKLLink& ALink) const;
 };
 
 // An input of blocks.
@@ -109,7 +104,8 @@ class TQSKLChannelSourcePin : public TQSKLSourcePin {
 class TQSKLComboRealSourcePin : public TQSKLSourcePin {
  public:
   explicit TQSKLComboRealSourcePin(TKLPinOwner AOwner, TKLNotifyEvent AEvent = {})
-      : TQSKLSourcePin(std::move(AOwner), {&RealStream, &RealValue}, std::move(AEvent)) {}
+      : TQSKLSourcePin(std::move(AOwner), {&RealStream, &RealValue}, std::move(AEvent),
+                       &TQSKLComboRealSourcePin::Translated) {}
 
   TKLNotifyResult SubmitBuffer(TRef<IQSDataBuffer> ABuffer) override;
   TKLNotifyResult SubmitReal(double AValue);
@@ -118,10 +114,9 @@ class TQSKLComboRealSourcePin : public TQSKLSourcePin {
   // True if some sink takes blocks.
   bool HasBlockSinks();
 
- protected:
+ private:
   // A start names its rate in the form of the link: samples in blocks, or single values.
-  TRef<IKLNotifyOperation> OperationFor(const TKLLink& ALink,
-                                        IKLNotifyOperation& AOperation) const override;
+  static TRef<IKLNotifyOperation> Translated(const TKLLink& ALink, IKLNotifyOperation& AOperation);
 };
 
 // An input of real blocks or of single real values; blocks, if the source can do both.

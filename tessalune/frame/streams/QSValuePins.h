@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 
 namespace tessalune {
 
@@ -95,8 +96,9 @@ class TKLValueSinkPin : public TKLSinkPin {
 // other has changed it.
 class TKLStatePin : public TKLSourcePin {
  public:
-  using TKLSourcePin::TKLSourcePin;
-  TKLPinDirection Direction() const override { return TKLPinDirection::State; }
+  TKLStatePin(TKLPinOwner AOwner, TKLDataTypes ATypes, TKLNotifyEvent AEvent)
+      : TKLSourcePin(TKind{.Direction = TKLPinDirection::State}, std::move(AOwner),
+                     std::move(ATypes), std::move(AEvent)) {}
 };
 
 // A state that is a position within a range, with times.
@@ -104,8 +106,7 @@ class TKLInt64TimeRangedStatePin : public TKLStatePin {
  public:
   using TDataChange = std::function<void(std::int64_t AValue)>;
   // AOnDataChange is called, on the thread of whoever set it, when a linked pin sets a value.
-  TKLInt64TimeRangedStatePin(TKLPinOwner AOwner, TDataChange AOnDataChange)
-      : TKLStatePin(std::move(AOwner), {&IntegerValue}), FOnDataChange(std::move(AOnDataChange)) {}
+  TKLInt64TimeRangedStatePin(TKLPinOwner AOwner, TDataChange AOnDataChange);
 
   std::int64_t Value() const { return Held().Value; }
   TPinValue<std::int64_t> Held() const;
@@ -115,13 +116,13 @@ class TKLInt64TimeRangedStatePin : public TKLStatePin {
   TKLNotifyResult SubmitValueRange(std::int64_t AValue, std::int64_t AMin, std::int64_t AMax,
                                    double AMinTime, double AMaxTime);
 
- protected:
-  TKLNotifyResult Receive(TKLBasicPin* AOtherPin, const TGUID& ADataTypeID,
-                          IKLNotifyOperation& AOperation, TKLNotifyState AState) override;
-
  private:
-  const TDataChange FOnDataChange;
-  TPinValue<std::int64_t> FHeld;
+  // What the handler reaches, which may outlive the pin.
+  struct TState;
+  TKLInt64TimeRangedStatePin(TKLPinOwner AOwner, TKLDataTypes ATypes,
+                             const std::shared_ptr<TState>& AState);
+
+  const std::shared_ptr<TState> FState;
 };
 
 using TKLRealSourcePin = TKLValueSourcePin<double>;

@@ -1,0 +1,438 @@
+// Links that change while something crosses them: each race is held open by a handler of the test.
+#include "FrameTools.h"
+
+#include <array>
+#include <atomic>
+
+namespace tessalune::testing {
+namespace {
+
+using TRealFeed = TQSKLRealSourcePin;
+
+void SendStart(TRealFeed& APin, double ARate) {
+  APin.Notify(MakeRef<TKLStartSampleRateOperation>(ARate));
+}
+void SendBlock(TRealFeed& APin) { APin.SubmitBuffer(TQSRealBuffer::CreateSize(4)); }
+
+bool IsBlock(IKLNotifyOperation& AOperation) { return AOperation.IsType<TKLSuppliedOperation>(); }
+bool IsStart(IKLNotifyOperation& AOperation) { return AOperation.IsType<TKLStartOperation>(); }
+bool IsStop(IKLNotifyOperation& AOperation) { return AOperation.IsType<TKLStopOperation>(); }
+
+// A place at which a thread stands until another one waits for it, or is told to go on.
+struct TStand {
+  // Runs AWork, which has to wait for the thread that stands here, and lets that one go on.
+  void PassWhenAwaited(const std::function<void()>& AWork) {
+    Inside.Wait();
+    TKnownThread Other(AWork);
+    Awaiter = Other.Key;
+    Known.Open();
+    Other.Join();
+    EXPECT_TRUE(HasLeft) << "the wait ended while the call was inside";
+  }
+  void Stand() {
+    Inside.Open();
+    Known.Wait();
+    AwaitBlocked(Awaiter);
+    HasLeft = true;
+  }
+  TLatch Inside;
+  TLatch Known;
+  TThreadKey Awaiter = nullptr;
+  std::atomic<bool> HasLeft{false};
+};
+
+// --- nothing is inside the far end when a link, a pin or a component has gone ---
+
+struct TGoingCase {
+  const char* Name;
+  std::function<void(std::unique_ptr<TRealFeed>&, std::unique_ptr<TRealRecorder>&)> Go;
+};
+class ABlockOnItsWay : public ::testing::TestWithParam<TGoingCase> {};
+INSTANTIATE_TEST_SUITE_P(
+    Holds, ABlockOnItsWay,
+    ::testing::Values(
+        TGoingCase{"Disconnect", [](auto& Feed, auto& Sink) { Feed->Disconnect(Sink->Pin); }},
+        TGoingCase{"DisconnectAllAtTheSink", [](auto&, auto& Sink) { Sink->Pin.DisconnectAll(); }},
+        TGoingCase{"TheEndOfAHostsSink", [](auto&, auto& Sink) { Sink.reset(); }},
+        TGoingCase{"ASecondDisconnect",
+                   [](auto& Feed, auto& Sink) {
+                     // The link is off already, and the first who took it off waits as well.
+                     std::thread First([&] { Feed->DisconnectAll(); });
+                     while (Feed->IsConnected()) std::this_thread::yield();
+                     Sink->Pin.DisconnectAll();
+                     First.join();
+                   }}),
+    [](const auto& ACase) { return ACase.param.Name; });
+
+TEST_P(ABlockOnItsWay, UntilItHasLeft) {
+  auto Feed = std::make_unique<TRealFeed>(TKLPinOwner());
+  auto Sink = std::make_unique<TRealRecorder>();
+  TStand Stand;
+  std::atomic<bool> Inside{false};
+  std::atomic<bool> Stopped{false};
+  Sink->OnOperation = [&](IKLNotifyOperation& AOperation) {
+    EXPECT_FALSE(Inside) << "two threads are inside one sink";
+    if (IsStop(AOperation)) Stopped = true;
+    if (!IsBlock(AOperation)) return;
+    Inside = true;
+    Stand.Stand();
+    Inside = false;
+  };
+  Feed->Connect(Sink->Pin);
+  SendStart(*Feed, 1.0);
+  std::thread Pump([&] { SendBlock(*Feed); });
+  Stand.PassWhenAwaited([&] { GetParam().Go(Feed, Sink); });
+  EXPECT_TRUE(Stopped);
+  Pump.join();
+  EXPECT_FALSE(Feed->IsConnected());
+}
+
+TEST(AStatePin, MayGoWhileAValueIsInsideItsHandler) {
+  TStand Stand;
+  auto One = std::make_unique<TKLInt64TimeRangedStatePin>(TKLPinOwner(),
+                                                          [&](std::int64_t) { Stand.Stand(); });
+  TKLInt64TimeRangedStatePin Two({}, {});
+  One->Connect(Two);
+  std::thread Setter([&] { Two.SetValue(7); });
+  Stand.PassWhenAwaited([&] { One.reset(); });
+  Setter.join();
+}
+
+TEST(AHostsPin, MayGoInItsOwnHandler) {
+  auto Feed = std::make_unique<TRealFeed>(TKLPinOwner());
+  auto Kept = std::make_shared<int>(0);
+  std::unique_ptr<TQSKLRealSinkPin> Sink;
+  const auto Make = [&](std::function<void()> AEnd) {
+    Sink = std::make_unique<TQSKLRealSinkPin>(
+        TKLPinOwner(), [&Kept, AEnd, Own = Kept](auto&, auto*, auto&, auto& AOperation, auto) {
+          if (IsBlock(AOperation)) AEnd();
+          ++*Own;  // what the handler holds is there until it returns
+          return TKLNotifyResult{};
+        });
+    Feed->Connect(*Sink);
+  };
+  Make([&] { Sink.reset(); });
+  SendStart(*Feed, 1.0);
+  SendBlock(*Feed);
+  EXPECT_FALSE(Sink || Feed->IsConnected());
+  Make([&] { Feed.reset(); });
+  SendBlock(*Feed);
+  EXPECT_FALSE(Sink->IsConnected());
+  EXPECT_EQ(Kept.use_count(), 2) << "the first handler was not let go of";
+}
+
+TEST(AFilterOnAnotherLink, IsNeverEnteredByTwoThreads) {
+  const auto Filter = Create<THookFilter>();
+  std::array<TRealFeed, 2> Feeds{TRealFeed(TKLPinOwner()), TRealFeed(TKLPinOwner())};
+  TRealRecorder Sink;
+  TStand Stand;
+  std::atomic<int> Inside{0};
+  std::atomic<bool> First{true};
+  Filter->OutputPin().Connect(Sink.Pin);
+  Feeds[0].Connect(Filter->InputPin());
+  SendStart(Feeds[0], 1.0);
+  SendStart(Feeds[1], 2.0);
+  Filter->OnBlock = [&] {
+    EXPECT_EQ(++Inside, 1);
+    if (First.exchange(false)) Stand.Stand();
+    --Inside;
+  };
+  std::thread Pump([&] { SendBlock(Feeds[0]); });
+  Stand.PassWhenAwaited([&] {
+    Filter->InputPin().DisconnectAll();
+    Feeds[1].Connect(Filter->InputPin());
+    SendBlock(Feeds[1]);
+  });
+  Pump.join();
+  EXPECT_EQ(Sink.Log(), (TLog{"start 1", "block", "stop", "start 2", "block"}));
+}
+
+TEST(AWaitForACall, GivesWayToACallThatNeedsWhatTheWaiterHolds) {
+  const auto Gen = PumpedGen();
+  TRealFeed Feed{TKLPinOwner()};
+  TRealRecorder Sink;
+  TLatch Inside;
+  TLatch Locked;
+  Sink.OnOperation = [&](IKLNotifyOperation& AOperation) {
+    if (!IsBlock(AOperation)) return;
+    Inside.Open();
+    Locked.Wait();
+    Gen->SetOffset(1.0);
+  };
+  const auto Filter = Create<TQSApplyRealConst>();
+  Feed.Connect(Filter->InputPin());
+  Filter->OutputPin().Connect(Sink.Pin);
+  SendStart(Feed, 1.0);
+  std::thread Pump([&] { SendBlock(Feed); });
+  Inside.Wait();
+  {
+    const ILockSection Section = Gen->WriteLock();
+    Locked.Open();
+    Filter->OutputPin().DisconnectAll();
+    EXPECT_FALSE(Sink.Pin.IsConnected());
+  }
+  Pump.join();
+  EXPECT_EQ(Gen->Offset(), 1.0);
+  EXPECT_EQ(Sink.Log(), (TLog{"start 1", "block", "stop"}));
+}
+
+// --- one start, one stop, the stop last ---
+
+TEST(AStop, WithoutAnythingBeforeItIsNotHeard) {
+  TRealFeed Feed{TKLPinOwner()};
+  TRealRecorder Sink;
+  Feed.Connect(Sink.Pin);
+  Feed.EndStop();
+  SendBlock(Feed);
+  Feed.EndStop();
+  Feed.EndStop();
+  EXPECT_EQ(Sink.Log(), (TLog{"block", "stop"}));
+}
+
+// What one thread does while another stands in the handler of a sink, in the operation that AHeld
+// picks; and what the second sink hears in all.
+struct TRaceCase {
+  const char* Name;
+  bool HeldAtFirst;  // the handler that stands is the first sink's, else the second's
+  bool (*Held)(IKLNotifyOperation&);
+  void (*Begin)(TRealFeed&, TQSKLRealSinkPin&);  // on a thread of its own, is held
+  void (*Meanwhile)(TRealFeed&, TQSKLRealSinkPin&);
+  TLog Heard;
+};
+class ALinkThatChanges : public ::testing::TestWithParam<TRaceCase> {};
+
+void Start(TRealFeed& AFeed, TQSKLRealSinkPin&) { SendStart(AFeed, 2.0); }
+void Stop(TRealFeed& AFeed, TQSKLRealSinkPin&) { AFeed.EndStop(); }
+void Link(TRealFeed& AFeed, TQSKLRealSinkPin& ASink) { AFeed.Connect(ASink); }
+void Unlink(TRealFeed& AFeed, TQSKLRealSinkPin& ASink) { ASink.Disconnect(AFeed); }
+void LinkAndSend(TRealFeed& AFeed, TQSKLRealSinkPin& ASink) {
+  AFeed.Connect(ASink);
+  SendBlock(AFeed);
+}
+void Restart(TRealFeed& AFeed, TQSKLRealSinkPin& ASink) {
+  Stop(AFeed, ASink);
+  Start(AFeed, ASink);
+  SendBlock(AFeed);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    InARace, ALinkThatChanges,
+    ::testing::Values(
+        // The walk of the start has not reached the second sink, which is linked meanwhile.
+        TRaceCase{"ConnectInAStart", true, IsStart, Start, LinkAndSend, {"new start 2", "block"}},
+        // The start is being repeated; stop and start on another thread pass the link by.
+        TRaceCase{"StopInAConnect", false, IsStart, Link, Stop, {"new start 1", "new stop"}},
+        TRaceCase{"RestartInAConnect",
+                  false,
+                  IsStart,
+                  Link,
+                  Restart,
+                  {"new start 1", "new stop", "new start 2"}},
+        TRaceCase{"DisconnectInAStop", true, IsStop, Stop, Unlink, {"start 1", "stop"}},
+        TRaceCase{"StopInADisconnect", false, IsStop, Unlink, Stop, {"start 1", "stop"}}),
+    [](const auto& ACase) { return ACase.param.Name; });
+
+TEST_P(ALinkThatChanges, HearsOneStartAndOneStopInOrder) {
+  const TRaceCase& Case = GetParam();
+  TRealFeed Feed{TKLPinOwner()};
+  TRealRecorder First;
+  TRealRecorder Second;
+  TLatch Inside;
+  TLatch GoOn;
+  Feed.Connect(First.Pin);
+  if (Case.Held == IsStop) Feed.Connect(Second.Pin);
+  if (Case.Begin != Start) SendStart(Feed, 1.0);
+  (Case.HeldAtFirst ? First : Second).OnOperation = [&](IKLNotifyOperation& AOperation) {
+    if (!Case.Held(AOperation)) return;
+    Inside.Open();
+    GoOn.Wait();
+  };
+  std::thread Beginner([&] { Case.Begin(Feed, Second.Pin); });
+  Inside.Wait();
+  Case.Meanwhile(Feed, Second.Pin);
+  GoOn.Open();
+  Beginner.join();
+  EXPECT_EQ(Second.Log(), Case.Heard);
+  const bool IsStreaming = Case.Heard.back().find("stop") == std::string::npos;
+  Second.Pin.DisconnectAll();
+  EXPECT_EQ(Second.Log().size(), Case.Heard.size() + (IsStreaming ? 1 : 0));
+  EXPECT_NE(Second.Log().back().find("stop"), std::string::npos);
+}
+
+// A sink that relinks itself from inside, in the start that Connect repeats or in a block.
+class ASinkThatRelinks : public ::testing::TestWithParam<bool> {};
+INSTANTIATE_TEST_SUITE_P(Inside, ASinkThatRelinks, ::testing::Bool(),
+                         [](const auto& ACase) { return ACase.param ? "ABlock" : "AStart"; });
+
+TEST_P(ASinkThatRelinks, HearsTheStopOfTheOldLinkBeforeTheStartOfTheNew) {
+  TRealFeed Feed{TKLPinOwner()};
+  TRealFeed Other{TKLPinOwner()};
+  TRealRecorder Sink;
+  bool Done = false;
+  Sink.OnOperation = [&](IKLNotifyOperation& AOperation) {
+    if (!(GetParam() ? IsBlock : IsStart)(AOperation) || std::exchange(Done, true)) return;
+    const std::size_t Heard = Sink.Log().size();
+    Sink.Pin.DisconnectAll();
+    Other.Connect(Sink.Pin);
+    EXPECT_TRUE(Other.IsConnected());
+    EXPECT_EQ(Sink.Log().size(), Heard) << "told inside the call that is in progress";
+  };
+  SendStart(Feed, 1.0);
+  SendStart(Other, 2.0);
+  Feed.Connect(Sink.Pin);
+  SendBlock(Feed);
+  SendBlock(Other);
+  TLog Expected{"new start 1", "stop", "new start 2", "block"};
+  if (GetParam()) Expected.insert(Expected.begin() + 1, "block");
+  EXPECT_EQ(Sink.Log(), Expected);
+  EXPECT_EQ(Sink.Pin.ConnectedPins(), std::vector<TKLBasicPin*>{&Other});
+}
+
+TEST(AStartThatConnectRepeats, MayEndEitherEnd) {
+  for (const bool EndsSource : {false, true}) {
+    auto Gen = PumpedGen();
+    auto Filter = Create<TQSApplyRealConst>();
+    TRealRecorder Behind;
+    Behind.OnOperation = [&](IKLNotifyOperation& AOperation) {
+      if (!IsStart(AOperation)) return;
+      if (EndsSource) Gen.reset();
+      if (!EndsSource) Filter.reset();
+    };
+    Filter->OutputPin().Connect(Behind.Pin);
+    Gen->Start();
+    Gen->OutputPin().Connect(Filter->InputPin());
+    EXPECT_EQ(Behind.Log(), (TLog{"start 44100", "stop"}));
+    EXPECT_EQ(Behind.Pin.IsConnected(), EndsSource);
+    EXPECT_FALSE(Filter && Filter->InputPin().IsConnected());
+    EXPECT_FALSE(Gen && Gen->OutputPin().IsConnected());
+  }
+}
+
+TEST(AnEndingComponent, TakesNoMoreLinks) {
+  auto Gen = PumpedGen();
+  TRealRecorder Sink;
+  Gen->SetName("Going");
+  std::string Refused;
+  Gen->SetOnStop([&](TObject&) { Refused = Refusal([&] { Gen->OutputPin().Connect(Sink.Pin); }); });
+  Gen->Start();
+  TComponentEnd()(Gen.get());
+  static_cast<void>(Gen.release());
+  ExpectAll(Refused, {"Going", "at its end"});
+}
+
+// --- ends ---
+
+TEST(AFilterWhoseQueueStaysFull, EndsWhileItsSourceGoesOn) {
+  const auto Gen = PumpedGen(1);
+  auto Filter = Create<THookFilter>();
+  TRealRecorder Sink;
+  std::atomic<int> Full{0};
+  Filter->Threading().SetEnabled(true);
+  Filter->Threading().Queue().SetSize(1);
+  Filter->Threading().SetOnQueueFull([&](TObject&) { ++Full; });
+  // A block takes until the queue behind it is full, for as long as blocks come.
+  Filter->OnBlock = [&, Block = 0]() mutable {
+    ++Block;
+    while (Full < Block && Gen->OutputPin().IsConnected()) std::this_thread::yield();
+  };
+  Gen->OutputPin().Connect(Filter->InputPin());
+  Filter->OutputPin().Connect(Sink.Pin);
+  Gen->Start();
+  std::atomic<bool> Done{false};
+  int Sent = 0;
+  std::thread Pump([&] {
+    for (; !Done; ++Sent) Gen->Pump();
+  });
+  while (Full < 3) std::this_thread::yield();
+  Filter.reset();
+  Done = true;
+  Pump.join();
+  EXPECT_EQ(Sink.Log().back(), "stop");
+  EXPECT_LE(Sink.Count("block"), static_cast<std::size_t>(Sent));
+}
+
+TEST(AFilterThatEnds, StillSendsWhatItsQueueHolds) {
+  TRealFeed Feed{TKLPinOwner()};
+  auto Filter = Create<THookFilter>();
+  TRealRecorder Sink;
+  TLatch Inside;
+  TLatch GoOn;
+  Filter->Threading().SetEnabled(true);
+  Filter->OnBlock = [&] {
+    Inside.Open();
+    GoOn.Wait();
+  };
+  Feed.Connect(Filter->InputPin());
+  Filter->OutputPin().Connect(Sink.Pin);
+  SendStart(Feed, 1.0);
+  for (int I = 0; I < 5; ++I) SendBlock(Feed);
+  Inside.Wait();
+  TKnownThread Ender([&] { Filter.reset(); });
+  while (Feed.IsConnected()) std::this_thread::yield();
+  GoOn.Open();
+  Ender.Join();
+  EXPECT_EQ(Sink.Count("block"), 5U);
+  EXPECT_EQ(Sink.Log().back(), "stop");
+}
+
+TEST(AnOwnedComponent, MayBeLookedForWhileItEnds) {
+  const auto Host = Create<TComponent>();
+  std::atomic<bool> Done{false};
+  std::thread Looker([&] {
+    while (!Done) Host->FindComponent("Tone");
+  });
+  for (int I = 0; I < 200; ++I) {
+    auto& Gen = Create<TQSSignalGen>(*Host);
+    Gen.SetName("Tone");
+    TComponentEnd()(&Gen);
+  }
+  Done = true;
+  Looker.join();
+  EXPECT_EQ(Host->FindComponent("Tone"), nullptr);
+}
+
+// --- pin lists ---
+
+struct TListCase {
+  const char* Name;
+  bool Inside;  // the list shrinks in the pin's own handler, else on another thread meanwhile
+};
+class APinListThatShrinks : public ::testing::TestWithParam<TListCase> {};
+INSTANTIATE_TEST_SUITE_P(WithACall, APinListThatShrinks,
+                         ::testing::Values(TListCase{"InsideThePin", true},
+                                           TListCase{"OnAnotherThread", false}),
+                         [](const auto& ACase) { return ACase.param.Name; });
+
+TEST_P(APinListThatShrinks, RetiresItsPins) {
+  auto Owner = Create<THookFilter>();
+  TRealFeed Feed{TKLPinOwner()};
+  TStand Stand;
+  std::unique_ptr<TKLPinListOwner> List;
+  bool SawItsPin = false;
+  List = std::make_unique<TKLPinListOwner>(*Owner, "InputPins", 2, 1, 4, [&] {
+    return std::make_unique<TQSKLRealSinkPin>(
+        TKLPinOwner(*Owner, MakeRef<IChangeNotifyLock>()),
+        [&](TKLBasicPin& ASender, auto*, auto&, auto& AOperation, auto) {
+          if (!IsBlock(AOperation)) return TKLNotifyResult{};
+          if (GetParam().Inside) List->SetCount(1);
+          if (!GetParam().Inside) Stand.Stand();
+          SawItsPin = ASender.Owner() == Owner.get();
+          return TKLNotifyResult{};
+        });
+  });
+  Feed.Connect((*List)[1]);
+  if (GetParam().Inside) {
+    SendBlock(Feed);
+  } else {
+    std::thread Pump([&] { SendBlock(Feed); });
+    Stand.PassWhenAwaited([&] { List->SetCount(1); });
+    Pump.join();
+  }
+  EXPECT_TRUE(SawItsPin);
+  EXPECT_FALSE(Feed.IsConnected());
+  List->SetCount(3);
+  Feed.Connect((*List)[2]);
+}
+
+}  // namespace
+}  // namespace tessalune::testing
