@@ -396,7 +396,11 @@ class TGroup : public TLockComponent {
 class TGroupThing : public TThing {
  public:
   explicit TGroupThing(const TPlace& APlace) : TThing(APlace) { FGroup->Place = APlace; }
-  std::vector<TKLBasicPin*> Sources() override { return {&FGroup->Value}; }
+  // Values come without a start, so where order is checked they go nowhere.
+  std::vector<TKLBasicPin*> Sources() override {
+    if (Place.Ground != TGround::Wild) return {};
+    return {&FGroup->Value};
+  }
   TComponent* Component() override { return FGroup.get(); }
   void WatchEnd(TSilence& ASilence) override {
     TThing::WatchEnd(ASilence);
