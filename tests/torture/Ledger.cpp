@@ -53,11 +53,11 @@ void TLedger::StartRefused() {
 }
 
 void TLedger::CheckOrder(TWord AWord) {
+  if (AWord != TWord::Block) FNext = 0.0;
   switch (AWord) {
     case TWord::Start:
       if (FStream == TStream::Running) Tell("a second start");
       FStream = TStream::Running;
-      FNext = 0.0;
       break;
     case TWord::Stop:
       if (FStream == TStream::Idle) Tell("a stop without a start");

@@ -88,17 +88,16 @@ class TSinkThing : public TThing {
   void Do(TDeed) override {}
 
  private:
-  // Inputs of single values change how a generator makes its blocks, so they stay off calm ground.
+  // Inputs of single values change how a generator makes its blocks, in the middle of one too, so
+  // they stay where order is not checked.
   std::unique_ptr<TKLBasicPin> NewPin() {
-    switch (Chance().Below(Place.Ground == TGround::Calm ? 3 : 5)) {
+    switch (Chance().Below(Place.Ground == TGround::Wild ? 4 : 3)) {
       case 0:
         return NewInput<TQSKLBinarySinkPin>("input", Place);
       case 1:
         return NewInput<TQSKLComboRealSinkPin>("input", Place);
       case 3:
         return NewInput<TKLRealSinkPin>("input", Place);
-      case 4:
-        return NewInput<TKLIntSinkPin>("input", Place);
       default:
         return NewInput<TQSKLRealSinkPin>("input", Place);
     }
