@@ -37,7 +37,9 @@ void TLedger::Enter(TWord AWord, const TRef<IQSData>& ABlock) {
   ++FInside;
   FThread = ThreadNumber();
   if (ChecksOrder()) CheckOrder(AWord);
-  if (AWord == TWord::Block) CheckSamples(ABlock);
+  if (AWord != TWord::Block) return;
+  CountBlock();
+  CheckSamples(ABlock);
 }
 
 void TLedger::Leave(TWord AWord) {

@@ -45,6 +45,7 @@ struct TLogs {
   std::vector<TThreadLog*> Threads;
   int LastNumber = 0;
   std::map<std::string_view, std::uint64_t> Operations;
+  std::atomic<std::uint64_t> Blocks{0};
   std::map<std::string, std::uint64_t> Exceptions;
   std::map<std::string, std::uint64_t> Faults;
 };
@@ -56,7 +57,7 @@ TLogs& Logs() {
 TThreadLog::TThreadLog() : Number(0), Draws(0) {
   const std::lock_guard Lock(Logs().Mutex);
   Number = ++Logs().LastNumber;
-  Draws.Seed(Options.Seed * 1000003 + static_cast<std::uint64_t>(Number));
+  Draws.Seed(static_cast<std::uint64_t>(Options.Seed * 1000003 + Number));
   Logs().Threads.push_back(this);
 }
 
@@ -107,6 +108,8 @@ void Fault(const std::string& AWhat, const std::string& ADetail) {
   std::fflush(stdout);
 }
 
+void CountBlock() { Logs().Blocks.fetch_add(1, std::memory_order_relaxed); }
+
 void CountException(const std::exception_ptr& AError) {
   const std::string Text = ExceptionText(AError);
   for (const char* Known : Expected) {
@@ -139,11 +142,12 @@ void TWatchdog::Watch() {
     for (const TThreadLog* Thread : Logs().Threads) {
       TSeen& Last = Seen.try_emplace(Thread->Number, TSeen{0, TClock::now()}).first->second;
       if (Thread->Depth == 0 || Thread->Ended != Last.Ended) Last = {Thread->Ended, TClock::now()};
-      Hangs = Hangs || TClock::now() - Last.Since > std::chrono::seconds(Options.Patience);
+      Hangs = Hangs ||
+              std::chrono::duration<double>(TClock::now() - Last.Since).count() > Options.Patience;
     }
     if (!Hangs) continue;
-    std::printf("FAULT: a hang: nothing has ended for %d seconds; seed %llu; the threads are in\n",
-                Options.Patience, static_cast<unsigned long long>(Options.Seed));
+    std::printf("FAULT: a hang: nothing has ended for %g seconds; seed %.0f; the threads are in\n",
+                Options.Patience, Options.Seed);
     for (const TThreadLog* Thread : Logs().Threads) {
       std::printf("  thread %d: %s\n", Thread->Number, Thread->Text().c_str());
     }
@@ -171,7 +175,8 @@ bool PrintReport() {
     std::printf("%10llu FAULTS: %s\n", static_cast<unsigned long long>(Count), Text.c_str());
     Faults += Count;
   }
-  if (Faults > 0) std::printf("seed %llu\n", static_cast<unsigned long long>(Options.Seed));
+  std::printf("%10llu blocks heard\n", static_cast<unsigned long long>(Logs().Blocks.load()));
+  if (Faults > 0) std::printf("seed %.0f\n", Options.Seed);
   std::printf("torture: %llu operations, %llu faults\n",
               static_cast<unsigned long long>(Operations), static_cast<unsigned long long>(Faults));
   return Faults == 0;

@@ -17,10 +17,10 @@
 namespace tessalune::torture {
 
 struct TOptions {
-  double Seconds = 10.0;
-  std::uint64_t Seed = 1;
-  int Threads = 6;
-  int Patience = 60;  // seconds without a finished operation that count as a hang
+  double Seconds = 10;
+  double Seed = 1;
+  double Threads = 6;
+  double Patience = 60;  // seconds without a finished operation that count as a hang
   std::set<std::string, std::less<>> Without;
 };
 extern TOptions Options;
@@ -55,6 +55,9 @@ class TThrown : public std::runtime_error {
 
 // A broken promise. ADetail tells what came before.
 void Fault(const std::string& AWhat, const std::string& ADetail = {});
+
+// Counts a block that an input has heard.
+void CountBlock();
 
 // Counts an exception by its class of text; one that nobody expects is a fault.
 void CountException(const std::exception_ptr& AError);

@@ -127,9 +127,11 @@ class TFeedThing : public TThing {
     } else if (ADeed == TDeed::Stop) {
       Stop();
     } else if (ADeed == TDeed::Pump && FStarted) {
-      auto Block = TQSRealBuffer::CreateSize(8);
-      Number(*Block, FNext);
-      FPin.SubmitBuffer(std::move(Block));
+      for (int I = 0; I < 8; ++I) {
+        auto Block = TQSRealBuffer::CreateSize(8);
+        Number(*Block, FNext);
+        FPin.SubmitBuffer(std::move(Block));
+      }
     }
   }
 
@@ -196,7 +198,8 @@ class TSourceThing : public TThing {
       case TDeed::Stop:
         return FSource->Stop();
       case TDeed::Pump:
-        static_cast<void>(FSource->Pump());
+        for (int I = 0; I < 8 && FSource->Pump(); ++I) {
+        }
         return;
       case TDeed::Enable:
         return FSource->SetEnabled(!Chance().OneIn(3));

@@ -18,6 +18,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -28,45 +29,46 @@ namespace {
 
 using TSteady = std::chrono::steady_clock;
 
+TSteady::time_point In(double ASeconds) {
+  return TSteady::now() +
+         std::chrono::duration_cast<TSteady::duration>(std::chrono::duration<double>(ASeconds));
+}
+
 std::string Listed(const std::vector<std::string>& ANames) {
   std::string Text;
   for (const std::string& Name : ANames) Text += (Text.empty() ? "" : ", ") + Name;
   return Text;
 }
 
-double NumberOf(const std::string& AOption, const std::string& AText, double AMost) {
+double NumberOf(const std::string& AOption, const std::string& AText) {
+  constexpr double Most = 1e6;
   char* Rest = nullptr;
   const double Number = std::strtod(AText.c_str(), &Rest);
-  if (AText.empty() || *Rest != '\0' || !(Number >= 0.0 && Number <= AMost)) {
-    throw std::invalid_argument(AOption + " cannot be \"" + AText +
-                                "\"; expected is a number from 0 to " + NumberText(AMost));
-  }
-  return Number;
+  if (!AText.empty() && *Rest == '\0' && Number >= 0.0 && Number <= Most) return Number;
+  throw std::invalid_argument(AOption + " cannot be \"" + AText +
+                              "\"; expected is a number from 0 to " + NumberText(Most));
 }
 
 void ReadOptions(const std::vector<std::string>& AArguments) {
+  const std::map<std::string, double*> Numbers{{"--seconds", &Options.Seconds},
+                                               {"--seed", &Options.Seed},
+                                               {"--threads", &Options.Threads},
+                                               {"--patience", &Options.Patience}};
+  const std::vector<std::string> Kinds = TWorld::Kinds();
   for (std::size_t I = 0; I < AArguments.size(); I += 2) {
     const std::string& Option = AArguments[I];
     const std::string Value = I + 1 < AArguments.size() ? AArguments[I + 1] : "";
-    if (Option == "--seconds") {
-      Options.Seconds = NumberOf(Option, Value, 1e6);
-    } else if (Option == "--seed") {
-      Options.Seed = static_cast<std::uint64_t>(NumberOf(Option, Value, 1e15));
-    } else if (Option == "--threads") {
-      Options.Threads = static_cast<int>(NumberOf(Option, Value, 64));
-    } else if (Option == "--patience") {
-      Options.Patience = static_cast<int>(NumberOf(Option, Value, 1e6));
-    } else if (Option == "--without") {
-      const std::vector<std::string> Kinds = TWorld::Kinds();
-      if (std::find(Kinds.begin(), Kinds.end(), Value) == Kinds.end()) {
-        throw std::invalid_argument("--without cannot be \"" + Value + "\"; expected is one of " +
-                                    Listed(Kinds));
-      }
-      Options.Without.insert(Value);
-    } else {
+    if (const auto Number = Numbers.find(Option); Number != Numbers.end()) {
+      *Number->second = NumberOf(Option, Value);
+    } else if (Option != "--without") {
       throw std::invalid_argument("there is no option " + Option +
                                   "; expected are --seconds, --seed, --threads, --patience and "
                                   "--without, each with a value");
+    } else if (std::find(Kinds.begin(), Kinds.end(), Value) == Kinds.end()) {
+      throw std::invalid_argument("--without cannot be \"" + Value + "\"; expected is one of " +
+                                  Listed(Kinds));
+    } else {
+      Options.Without.insert(Value);
     }
   }
 }
@@ -124,7 +126,7 @@ void WorkOnMainThread(TSteady::time_point AUntil) {
 // Ends the world until the frame's threads have gone: what a handler just did may have made another
 // thing.
 void EndWorld(TWorld& AWorld, const TPossessions& ABefore) {
-  const auto Patience = TSteady::now() + std::chrono::seconds(Options.Patience);
+  const auto Patience = In(Options.Patience);
   for (;;) {
     AWorld.End();
     if (TPossessions().Threads <= ABefore.Threads || TSteady::now() > Patience) break;
@@ -148,12 +150,11 @@ bool Torture() {
   const TPossessions Before;
   {
     TWorld World(Folder.Path);
-    const auto Until = TSteady::now() + std::chrono::duration_cast<TSteady::duration>(
-                                            std::chrono::duration<double>(Options.Seconds));
+    const auto Until = In(Options.Seconds);
     std::vector<std::thread> Workers;
     for (int I = 0; I < Options.Threads; ++I) {
       Workers.emplace_back([&World, Until, I] {
-        Chance().Seed(Options.Seed * 1000 + static_cast<std::uint64_t>(I));
+        Chance().Seed(static_cast<std::uint64_t>(Options.Seed * 1000 + I));
         Work(World, Until);
       });
     }
