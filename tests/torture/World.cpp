@@ -17,6 +17,7 @@ bool HasKind(const std::vector<TKind>& AKinds, TKind AKind) {
   return std::find(AKinds.begin(), AKinds.end(), AKind) != AKinds.end();
 }
 
+// What can be pumped, where links end, where they start.
 const std::vector<TKind> Pumps{TKind::Generator, TKind::Player, TKind::Feed, TKind::Group};
 const std::vector<TKind> Ends{TKind::Generator, TKind::Filter, TKind::Logger, TKind::Sink};
 const std::vector<TKind> Starts{TKind::Generator, TKind::Player, TKind::Feed, TKind::Filter,
@@ -107,16 +108,16 @@ TWorld::TWorld(std::filesystem::path AFolder) : FFolder(std::move(AFolder)) {
 void TWorld::Operate() {
   constexpr std::array<std::pair<TGround, const char*>, 3> Grounds{
       {{TGround::Calm, "calm"}, {TGround::Rough, "rough"}, {TGround::Wild, "wild"}}};
+  if (Rows().empty()) return;
   const auto [Ground, GroundName] = Chance().Of(Grounds);
   int Total = 0;
   for (const TRow& Row : Rows()) Total += Row.Weight;
   int Drawn = static_cast<int>(Chance().Below(static_cast<std::size_t>(Total)));
   const auto Row = std::find_if(Rows().begin(), Rows().end(),
                                 [&](const TRow& ARow) { return (Drawn -= ARow.Weight) < 0; });
-  if (!With(GroundName)) return;
-  if (IsInside() && Row->Where == TRow::TWhere::Outside) return;
-  if (IsInside() && Row->Where == TRow::TWhere::OutsideUnlessWild && Ground != TGround::Wild)
-    return;
+  const bool Here = !IsInside() || Row->Where == TRow::TWhere::Anywhere ||
+                    (Row->Where == TRow::TWhere::OutsideUnlessWild && Ground == TGround::Wild);
+  if (!Here || !With(GroundName)) return;
   const TOperation Operation(Row->Kind);
   try {
     Row->Do(*this, Ground);
