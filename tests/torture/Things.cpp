@@ -340,7 +340,7 @@ class TFilterThing : public TThing {
   TComponent* Component() override { return FFilter.get(); }
   void Do(TDeed ADeed) override {
     if (ADeed == TDeed::Threading) SetThreading(*FFilter, Place.Ground);
-    if (ADeed == TDeed::Enable) FFilter->SetEnabledProp(Chance().OneIn(2));
+    if (ADeed == TDeed::Enable) FFilter->SetEnabled(Chance().OneIn(2));
     if (ADeed == TDeed::Set) FFilter->Threading().SetOnQueueFull(Handler(Place));
   }
 
