@@ -5,6 +5,8 @@
 #include <tessalune/sources/QSLogger.h>
 #include <tessalune/sources/QSSignalGen.h>
 
+#include <unistd.h>
+
 #include <filesystem>
 #include <limits>
 #include <string>
@@ -199,7 +201,7 @@ TEST(Logger, TellsWhatCannotBeOpenedAndTriesAgainWithEachBlock) {
       Rig.Feed.Start();
       ADD_FAILURE() << "opened " << Name;
     } catch (const EQSFileException& Error) {
-      EXPECT_EQ(Error.what(), Message + " - 4294967295 - ffffffff");
+      EXPECT_EQ(Error.what(), Message + " - 4294967295 - FFFFFFFF");
       EXPECT_NE(Error.Detail().find("TQSLogger"), std::string::npos);
       EXPECT_NE(Error.Detail().find(Name), std::string::npos);
     }
@@ -218,6 +220,57 @@ TEST(Logger, TellsWhatCannotBeOpenedAndTriesAgainWithEachBlock) {
     EXPECT_EQ(ReadFile(Rig.File), TBytes{4});
     EXPECT_TRUE(std::filesystem::is_directory(Rig.Dir / "folder"));
   }
+}
+
+// Also under a name that opened before; a block behind the stop is late all the same.
+TEST(Logger, TriesAgainWithEachBlockUntilTheStop) {
+  TRig Rig;
+  std::filesystem::create_directory(Rig.Dir / "folder");
+  Rig.Logger->SetFileName(Rig.Dir / "folder/log");
+  const auto Record = [&](std::uint8_t AValue) {
+    Rig.Feed.Start();
+    Rig.Feed.Send({AValue});
+  };
+  Record(1);
+  Rig.Feed.Stop();
+  std::filesystem::remove_all(Rig.Dir / "folder");
+  Rig.Handle();
+  Record(2);
+  EXPECT_EQ(Rig.Errors.size(), 2U);
+  std::filesystem::create_directory(Rig.Dir / "folder");
+  Rig.Feed.Send({3});
+  Rig.Feed.Stop();
+  Rig.Feed.Send({4});
+  EXPECT_EQ(ReadFile(Rig.Dir / "folder/log"), TBytes{3});
+  std::filesystem::remove_all(Rig.Dir / "folder");
+  Record(5);
+  Rig.Feed.Stop();
+  std::filesystem::create_directory(Rig.Dir / "folder");
+  Rig.Feed.Send({6});
+  EXPECT_TRUE(std::filesystem::is_empty(Rig.Dir / "folder"));
+}
+
+// As a user who is not allowed everything.
+TEST(Logger, ReplacesNoFileThatItMayNotWriteTo) {
+  constexpr uid_t Nobody = 65534;
+  TRig Rig;
+  WriteFile(Rig.File, {1});
+  std::filesystem::permissions(Rig.File, std::filesystem::perms::owner_read);
+  const bool IsRoot = geteuid() == 0;
+  if (IsRoot) {
+    ASSERT_EQ(chown((Rig.Dir / "").c_str(), Nobody, Nobody), 0);
+    ASSERT_EQ(chown(Rig.File.c_str(), Nobody, Nobody), 0);
+    ASSERT_EQ(seteuid(Nobody), 0);
+  }
+  std::string Reason;
+  try {
+    Rig.Feed.Start();
+  } catch (const EQSFileException& Error) {
+    Reason = Error.Detail();
+  }
+  ASSERT_EQ(seteuid(IsRoot ? 0 : geteuid()), 0);
+  EXPECT_NE(Reason.find("Permission denied"), std::string::npos) << Reason;
+  EXPECT_EQ(ReadFile(Rig.File), TBytes{1});
 }
 
 TEST(Logger, CountsWhatAFullDiskLosesAndLeavesTheDeviceThere) {

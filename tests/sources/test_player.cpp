@@ -316,7 +316,7 @@ TEST(Player, TellsWhatCannotBeOpenedAndIsStoppedByThen) {
       Rig.Player->Start();
       ADD_FAILURE() << "opened " << Name;
     } catch (const EQSFileException& Error) {
-      EXPECT_EQ(Error.what(), Message + " - 4294967295 - ffffffff");
+      EXPECT_EQ(Error.what(), Message + " - 4294967295 - FFFFFFFF");
     }
     std::string Told;
     Rig.Player->SetOnError(
