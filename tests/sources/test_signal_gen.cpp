@@ -159,14 +159,6 @@ TEST(SignalGen, SawToothRisesFromPeakToPeakHoweverBlocksCutIt) {
       }
 }
 
-TEST(SignalGen, SawToothWhoseCycleIsTheBlockHoldsOneRampAndNoPeak) {
-  TRig Rig(stSawToothUp);
-  Rig.Gen->SetFrequency(1000.0 / 64);
-  const auto First = Rig.Pump(64);
-  EXPECT_LT(*std::max_element(First.begin(), First.end()), 3.0);
-  EXPECT_EQ(Rig.Pump(64).front(), 3.0);
-}
-
 // A saw tooth by its steps, sample by sample: N samples a cycle, the phase in samples of the cycle,
 // the debt that rounding leaves, and the ramp that pays it back.
 class TSawModel {
