@@ -56,7 +56,7 @@ class PlayerOf : public testing::Test {};
 using TSampleTypes = testing::Types<double, TComplex, std::int32_t, std::uint32_t, std::uint8_t>;
 TYPED_TEST_SUITE(PlayerOf, TSampleTypes);
 
-TYPED_TEST(PlayerOf, PlaysWhatTheLoggerWrote) {
+TYPED_TEST(PlayerOf, PlaysWhatTheLoggerWroteAsItLiesInMemory) {
   std::vector<std::vector<TypeParam>> Blocks{
       std::vector<TypeParam>(5), {}, {}, std::vector<TypeParam>(300)};
   std::vector<TypeParam> Stream;
@@ -67,13 +67,16 @@ TYPED_TEST(PlayerOf, PlaysWhatTheLoggerWrote) {
     }
   for (const bool Counts : {false, true}) {
     TRig<TypeParam> Rig(pmStop, Counts);
+    WriteFile(Rig.File, TBytes(100'000, 'x'));  // a log replaces what was there
     const auto Logger = Create<TQSLogger>();
     Logger->SetFileName(Rig.File);
     Logger->SetSaveBufferSizes(Counts);
     TFeed<TypeParam> Feed(Logger->InputPin());
     Feed.Start();
     for (const auto& Block : Blocks) Feed.Send(Block);
+    EXPECT_EQ(Logger->Logged(), static_cast<std::int64_t>(305 * sizeof(TypeParam)));
     Feed.Stop();
+    EXPECT_EQ(ReadFile(Rig.File), LogOf(Blocks, Counts));
 
     Rig.Player->SetBufferSize(100);
     Rig.Player->SetSampleRate(500.0);
