@@ -12,7 +12,8 @@
 //   inverse, type III  x[n] = sum over k of s(k) y[k] cos(pi (2n + 1) k / (2N))
 //
 // with s(0) = 1 / sqrt(N), else s(k) = sqrt(2 / N). The pair is orthonormal: the sum of squares
-// stays, and no normalisation is to be chosen.
+// stays, and no normalisation is to be chosen. The root of 2 in the factor of the bins above 0 is
+// the double nearest to it, 0x3FF6A09E667F3BCD, not the one below that.
 //
 // Plans. InitAlloc makes one for a length, Free gives it back; each direction has its own. As with
 // the Fourier transforms (Transforms.h), any number of threads may use a plan at once, and it

@@ -24,6 +24,12 @@ namespace tessalune {
 // Gives back memory of the functions above; null does nothing.
 void ippsFree(void* ABlock) noexcept;
 
+// The pair of ippsMalloc_8u and ippsFree under the names of the components.
+[[nodiscard]] inline void* _ippMalloc(std::int32_t ALength) noexcept {
+  return ippsMalloc_8u(ALength);
+}
+inline void _ippFree(void* ABlock) noexcept { ippsFree(ABlock); }
+
 // pDst[i] = 0, for i below len. Null: ippStsNullPtrErr; len below 1: ippStsSizeErr.
 IppStatus ownsZero_8u(std::uint8_t* pDst, std::int32_t len) noexcept;
 

@@ -15,7 +15,7 @@ void ReportCannotOpen(TLockComponent& ASender, const TEvent<TQSErrorEvent>& AOnE
   if (Handled || ASender.HasState(csDesigning)) return;
   std::array<char, 32> Numbers;
   const auto Unsigned = static_cast<unsigned>(Code);
-  std::snprintf(Numbers.data(), Numbers.size(), " - %u - %x", Unsigned, Unsigned);
+  std::snprintf(Numbers.data(), Numbers.size(), " - %u - %X", Unsigned, Unsigned);
   throw EQSFileException(Message + Numbers.data(), ASender.Describe() + ": the file \"" +
                                                        AFileName + "\": " + std::strerror(AReason));
 }

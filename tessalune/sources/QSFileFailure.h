@@ -8,8 +8,8 @@
 
 namespace tessalune {
 
-// A file that could not be opened. what() has the fixed form "%s - %u - %x" of message and code;
-// Detail says whose file it is and what the system gave as the reason.
+// A file that could not be opened. what() has the fixed form "%s - %u - %x" of message and code,
+// the last in capital digits; Detail says whose file it is and what the system gave as the reason.
 class EQSFileException final : public EQSException {
  public:
   EQSFileException(const std::string& AText, std::string ADetail)

@@ -37,6 +37,11 @@ TQSLogger::TQSLogger(TConstruct AConstruct)
                        TKLNotifyState) { return SinkDispatch(AOperation); }),
       FProgressPin({*this, FLock}) {}
 
+// A stop that could not have the lock has left the file open.
+TQSLogger::~TQSLogger() {
+  if (FFileHandle != ClosedFile) FileClose(FFileHandle);
+}
+
 const TPublishedTable& TQSLogger::Published() {
   static const TPublishedTable Table =
       TPublishedTable({.Name = "TQSLogger",
@@ -93,7 +98,8 @@ TKLNotifyResult TQSLogger::SinkDispatch(IKLNotifyOperation& AOperation) {
 void TQSLogger::FollowFileName() {
   {
     const ILockSection Section = ReadLock();
-    if (FCurrentFileName == FFileName) return;
+    const bool TriesAgain = FLogging && FFileHandle == ClosedFile;
+    if (FCurrentFileName == FFileName && !TriesAgain) return;
   }
   Stop();
   Start();
@@ -105,6 +111,7 @@ void TQSLogger::Start() {
   {
     const ILockSection Section = WriteLock();
     if (FFileHandle != ClosedFile || !FEnabled || FFileName.empty()) return;
+    FLogging = true;
     FFileHandle = FileCreate(FFileName);
     if (FFileHandle == ClosedFile) {
       Reason = errno;
@@ -126,6 +133,7 @@ void TQSLogger::Stop() {
     FireEvent(FOnFileClose);
   }
   FIsOpen = false;
+  FLogging = false;
   FFileHandle = ClosedFile;
 }
 

@@ -25,10 +25,12 @@ namespace tessalune {
 // did not take is counted in Lost.
 //
 // A file that cannot be opened: OnError, and EQSException unless it was handled (see
-// ReportCannotOpen). After a handled failure each further block tries again and is dropped.
+// ReportCannotOpen). After a handled failure each further block tries again, up to the stop, and is
+// dropped if that fails too.
 class TQSLogger : public TLockComponent {
  public:
   explicit TQSLogger(TConstruct AConstruct);
+  ~TQSLogger() override;
   static const TPublishedTable& Published();
   const TPublishedTable& PublishedTable() const override { return Published(); }
 
@@ -94,6 +96,7 @@ class TQSLogger : public TLockComponent {
   std::string FCurrentFileName;
   std::string FFileName;
   TFileHandle FFileHandle = ClosedFile;
+  bool FLogging = false;  // from the attempt to open to the stop
   TField<std::int64_t> FLogged;
   TField<std::int64_t> FLost;
   TField<std::int64_t> FCeiling;

@@ -7,7 +7,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <limits>
-#include <optional>
+#include <new>
+#include <system_error>
 
 namespace tessalune {
 namespace {
@@ -40,6 +41,11 @@ TQSPlayer::TQSPlayer(TConstruct AConstruct)
   FOutputPin.AddFunctionSource(ClockInputPin());
 }
 
+// A stop that could not have the lock has left the file open.
+TQSPlayer::~TQSPlayer() {
+  if (FFileHandle != ClosedFile) FileClose(FFileHandle);
+}
+
 const TPublishedTable& TQSPlayer::Published() {
   static const TPublishedTable Table =
       TPublishedTable({.Name = "TQSPlayer",
@@ -69,6 +75,11 @@ void TQSPlayer::SetCurrentSample(std::int64_t AValue) {
   NotifySetter(CurrentSampleInfo, FSample, AValue, [this] { SeekToSample(); });
 }
 
+std::string TQSPlayer::ReadError() const {
+  const int Reason = FReadError;
+  return Reason == 0 ? std::string() : std::generic_category().message(Reason);
+}
+
 // --- the stream ---
 
 TKLNotifyResult TQSPlayer::NotifyOutputPins(IKLNotifyOperation& AOperation) {
@@ -83,39 +94,39 @@ TKLNotifyResult TQSPlayer::DispatchOperation(TKLBasicPin& ASender, TKLBasicPin* 
                                              const TGUID& ADataTypeID,
                                              IKLNotifyOperation& AOperation,
                                              TKLNotifyState AState) {
-  std::optional<ILockSection> Section;
-  if (&ASender == &FOutputPin) Section.emplace(WriteLock());
-  return TQSCommonBaseRealGen::DispatchOperation(ASender, AOtherPin, ADataTypeID, AOperation,
-                                                 AState);
+  const auto Dispatch = [&] {
+    return TQSCommonBaseRealGen::DispatchOperation(ASender, AOtherPin, ADataTypeID, AOperation,
+                                                   AState);
+  };
+  if (&ASender != &FOutputPin) return Dispatch();
+  const ILockSection Section = WriteLock();
+  return Dispatch();
 }
 
 void TQSPlayer::StartStream() {
-  std::string Failed;
-  int Reason = 0;
-  {
-    const ILockSection Section = WriteLock();
-    TQSCommonBaseRealGen::StartStream();
-    if (FFileHandle != ClosedFile) return;
-    FFileHandle = FileOpen(FFileName);
-    if (FFileHandle == ClosedFile) {
-      Reason = errno;
-      Failed = FFileName;
-      StreamStop();
-    } else {
-      FFileBytes = FileSize(FFileHandle);
-      FPlayedBytes = 0;
-      FSample = 0;
-      TakeSampleSize();
-    }
+  const ILockSection Section = WriteLock();
+  TQSCommonBaseRealGen::StartStream();
+  if (FFileHandle != ClosedFile) return;
+  FFileHandle = FileOpen(FFileName);
+  if (FFileHandle == ClosedFile) {
+    const int Reason = errno;
+    StreamStop();
+    FLock->AfterRelease(
+        [this, Failed = FFileName, Reason] { ReportCannotOpen(*this, FOnError, Failed, Reason); });
+    return;
   }
-  if (!Failed.empty()) ReportCannotOpen(*this, FOnError, Failed, Reason);
+  FFileBytes = FileSize(FFileHandle);
+  FPlayedBytes = 0;
+  FSample = 0;
+  FMissing = 0;
+  FReadError = 0;
+  TakeSampleSize();
 }
 
 void TQSPlayer::IntStart() {
   TQSCommonBaseRealGen::IntStart();
   FStreamStarted = true;
   FEndQueued = false;
-  ++FStreamSerial;
 }
 
 void TQSPlayer::StreamStop() {
@@ -129,42 +140,40 @@ void TQSPlayer::StreamStop() {
 void TQSPlayer::IntPump() {
   const ILockSection Section = WriteLock();
   if (!FStreamStarted || !MayPump() || FFileHandle == ClosedFile) return;
+  const TStream Current = Stream();
   TakeSampleSize();
   // A block that is too large for one buffer is cut to whole samples.
   const std::int64_t Samples =
       std::min<std::int64_t>(GetBufferSize(), LargestBlock / BytesPerSample());
-  auto Buffer = TQSLinearMemoryBuffer::CreateSize(
-      FSavedBufferSizes ? 0 : static_cast<std::int32_t>(Samples * FSampleSize));
+  auto Buffer = TQSLinearMemoryBuffer::CreateSize(0);
   bool NeedsStop = false;
-  if (Play(*Buffer, NeedsStop)) FOutputPin.SubmitBuffer(std::move(Buffer));
-  if (NeedsStop) QueueEnd();
+  if (Play(*Buffer, Samples * FSampleSize, NeedsStop)) FOutputPin.SubmitBuffer(std::move(Buffer));
+  if (NeedsStop) QueueEnd(Current);
 }
 
 void TQSPlayer::Generate(TRef<IQSRealBuffer>& ASignal, bool&, bool&) {
   if (FFileHandle == ClosedFile) return;
-  const auto Buffer =
-      TQSLinearMemoryBuffer::CreateSize(static_cast<std::int32_t>(Cut32(ASignal->GetByteSize())));
+  const TStream Current = Stream();
+  const auto Buffer = TQSLinearMemoryBuffer::CreateSize(0);
   bool NeedsStop = false;
-  if (Play(*Buffer, NeedsStop)) {
+  if (Play(*Buffer, Cut32(ASignal->GetByteSize()), NeedsStop)) {
     ASignal = IQSRealBuffer::CreateUniversal(Buffer);
     FOutputPin.SubmitBuffer(ASignal);
   }
-  if (NeedsStop) QueueEnd();
+  if (NeedsStop) QueueEnd(Current);
 }
 
-// The stream has to end where the main thread can see it, not under the lock of the pump.
-void TQSPlayer::QueueEnd() {
-  if (FEndQueued) return;
+// The stream has to end where the main thread can see it, not under the lock of the pump. A sink
+// may have begun another inside the last block.
+void TQSPlayer::QueueEnd(TStream AEnding) {
+  if (FEndQueued || AEnding != Stream()) return;
   FEndQueued = true;
-  MainThread().Execute(*this, [this, Serial = FStreamSerial] {
-    {
-      const ILockSection Section = StopLock();
-      if (!IsRunning() || FStreamSerial != Serial) return;
-      StreamStop();
-    }
-    FOutputPin.EndStop();
-    DoProgress();
-    FireStop();
+  MainThread().Execute(*this, [this, AEnding] {
+    EndStream(AEnding, [this] {
+      FOutputPin.EndStop();
+      DoProgress();
+      FireStop();
+    });
   });
 }
 
@@ -189,31 +198,62 @@ void TQSPlayer::TakeSampleSize() {
   FSize = FFileBytes / BytesPerSample();
 }
 
+// A file that grows while it is played has more than it had.
+void TQSPlayer::TakePosition() {
+  if (FPlayedBytes > FFileBytes) {
+    FFileBytes = std::max(FPlayedBytes, FileSize(FFileHandle));
+    TakeSampleSize();
+  }
+  FSample = FPlayedBytes / BytesPerSample();
+}
+
+// The bytes that were read. Where they are fewer than asked for, the file has ended, and what it
+// had when it was opened beyond that place is missing; or it could not be read.
+std::size_t TQSPlayer::Read(void* AData, std::size_t ABytes) {
+  const std::size_t Got = FileRead(FFileHandle, AData, ABytes);
+  if (Got == ABytes) return Got;
+  if (errno != 0) FReadError = errno;
+  const std::int64_t End = FilePosition(FFileHandle);
+  if (End >= 0) FMissing = std::max(FMissing.Load(), FFileBytes - End);
+  return Got;
+}
+
 void TQSPlayer::Rewind() {
   FileSeek(FFileHandle, 0);
   FPlayedBytes = 0;
 }
 
 // One record. The position and the progress are told also when nothing was left to read.
-bool TQSPlayer::Play(TQSLinearMemoryBuffer& ASignal, bool& ANeedsStop) {
-  std::int64_t Wanted = ASignal.GetByteSize();
+bool TQSPlayer::Play(TQSLinearMemoryBuffer& ASignal, std::int64_t AWanted, bool& ANeedsStop) {
+  std::int64_t Wanted = AWanted;
   if (FSavedBufferSizes) {
     std::uint32_t Count = 0;
     if (!ReadCount(Count, ANeedsStop)) return false;
     Wanted = Cut32(Count);
   }
   const bool Found = ReadBlock(ASignal, Wanted, ANeedsStop);
-  FSample = FPlayedBytes / BytesPerSample();
+  TakePosition();
   DoProgress();
   return Found;
 }
 
 bool TQSPlayer::ReadCount(std::uint32_t& ACount, bool& ANeedsStop) {
-  if (FileRead(FFileHandle, &ACount, sizeof(ACount)) == sizeof(ACount)) return true;
+  if (Read(&ACount, sizeof(ACount)) == sizeof(ACount)) return true;
   ANeedsStop = FMode == TQSPlayerMode::pmStop;
   if (FMode != TQSPlayerMode::pmRepeat) return false;
   Rewind();
-  return FileRead(FFileHandle, &ACount, sizeof(ACount)) == sizeof(ACount);
+  return Read(&ACount, sizeof(ACount)) == sizeof(ACount);
+}
+
+void TQSPlayer::Enlarge(TQSLinearMemoryBuffer& ASignal, std::int64_t ABytes) {
+  try {
+    ASignal.Resize(static_cast<std::int32_t>(ABytes), true);
+  } catch (const std::bad_alloc&) {
+    RefuseMemory(ABytes, FSavedBufferSizes
+                             ? "its size is a count in the file; SavedBufferSizes has to be as the "
+                               "file was written"
+                             : "a smaller BufferSize takes less");
+  }
 }
 
 // Reads up to AWanted bytes; the block grows with what the file gives. True if there is a block to
@@ -224,9 +264,9 @@ bool TQSPlayer::ReadBlock(TQSLinearMemoryBuffer& ASignal, std::int64_t AWanted, 
   bool Rewound = false;
   while (Done < AWanted) {
     const std::int64_t Room = std::min(AWanted, std::max(FirstChunk, 2 * Done));
-    if (ASignal.GetByteSize() < Room) ASignal.Resize(static_cast<std::int32_t>(Room), true);
+    if (ASignal.GetByteSize() < Room) Enlarge(ASignal, Room);
     const auto Ask = static_cast<std::size_t>(std::min(AWanted, ASignal.GetByteSize()) - Done);
-    const std::size_t Got = FileRead(FFileHandle, ASignal.ByteModify() + Done, Ask);
+    const std::size_t Got = Read(ASignal.ByteModify() + Done, Ask);
     Done += static_cast<std::int64_t>(Got);
     FPlayedBytes += static_cast<std::int64_t>(Got);
     if (Got == Ask) continue;

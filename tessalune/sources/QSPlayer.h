@@ -33,12 +33,17 @@ struct TEnumNames<TQSPlayerMode> {
 // file ends. A file that ends inside a count ends before it. With pmRepeat and counts, a record
 // longer than the whole file is cut as well. A count above 2^31 - 1 is taken for that.
 //
+// A file that is cut while it is played, or cannot be read, ends there as if it had no more;
+// Missing and ReadError tell the difference. One that grows is played to the end that it has by
+// then.
+//
 // At the end of the file with pmStop, the end of the stream is queued for the main thread; sinks
 // then get a stop, and OnStop fires. A file that cannot be opened fails the start: the stream has
 // been stopped when OnError fires, and EQSException follows unless it was handled.
 class TQSPlayer : public TQSCommonBaseRealGen {
  public:
   explicit TQSPlayer(TConstruct AConstruct);
+  ~TQSPlayer() override;
   static const TPublishedTable& Published();
   const TPublishedTable& PublishedTable() const override { return Published(); }
 
@@ -65,7 +70,15 @@ class TQSPlayer : public TQSCommonBaseRealGen {
   // The file could not be opened; on the thread that started the player.
   void SetOnError(TQSErrorEvent AHandler) { NotifySetter(FOnError, std::move(AHandler)); }
 
-  // The file's length in samples (bytes of counts taken for samples); 0 before the first start.
+  // Bytes that the file had when it was opened and did not give when its end was met: it was cut
+  // meanwhile, or could not be read on. 0 until an end has been met; kept until the next start.
+  std::int64_t Missing() const { return FMissing; }
+  // What the system said when the file could not be read, such as "Input/output error"; empty if it
+  // could, as far as it was. Kept until the next start.
+  std::string ReadError() const;
+
+  // The file's length in samples (bytes of counts taken for samples); 0 before the first start. It
+  // is that of the start, and follows CurrentSample where the file has grown since.
   std::int64_t SamplesCount() const { return FSize; }
   // The position in samples from the file's beginning, counts not counted. Setting it in a running
   // stream moves there; with counts, to the beginning of the block that holds the sample. At least
@@ -86,14 +99,17 @@ class TQSPlayer : public TQSCommonBaseRealGen {
                                     TKLNotifyState AState) override;
 
  private:
-  bool Play(TQSLinearMemoryBuffer& ASignal, bool& ANeedsStop);
+  bool Play(TQSLinearMemoryBuffer& ASignal, std::int64_t AWanted, bool& ANeedsStop);
+  std::size_t Read(void* AData, std::size_t ABytes);
   bool ReadCount(std::uint32_t& ACount, bool& ANeedsStop);
   bool ReadBlock(TQSLinearMemoryBuffer& ASignal, std::int64_t AWanted, bool& ANeedsStop);
+  void Enlarge(TQSLinearMemoryBuffer& ASignal, std::int64_t ABytes);
   void TakeSampleSize();
+  void TakePosition();
   void Rewind();
   void SeekToSample();
   std::int64_t BytesPerSample() const;
-  void QueueEnd();
+  void QueueEnd(TStream AEnding);
   void DoProgress();
 
   std::string FFileName;
@@ -102,12 +118,13 @@ class TQSPlayer : public TQSCommonBaseRealGen {
   TEvent<TQSSignalProgressEvent> FOnProgress;
   TField<std::int64_t> FSize;
   TField<std::int64_t> FSample;
-  std::int64_t FFileBytes = 0;    // the file's length at the start
-  std::int64_t FPlayedBytes = 0;  // of samples, since the file's beginning
-  std::int32_t FSampleSize = 0;   // 0 without a sink
+  TField<std::int64_t> FMissing;
+  TField<std::int32_t> FReadError;  // the system's number, 0 if there is none
+  std::int64_t FFileBytes = 0;      // the file's length, as far as it is known
+  std::int64_t FPlayedBytes = 0;    // of samples, since the file's beginning
+  std::int32_t FSampleSize = 0;     // 0 without a sink
   TEvent<TQSErrorEvent> FOnError;
   bool FStreamStarted = false;
-  std::uint64_t FStreamSerial = 0;  // tells a stream's queued end from the next stream
   bool FEndQueued = false;
   TField<bool> FSavedBufferSizes;
   TQSKLChannelSourcePin FOutputPin;

@@ -165,7 +165,7 @@ void TQSSignalGen::SawTooth(double* ADst, std::int32_t ALen, double APeak, doubl
     // Cycles have whole-sample lengths; the error is paid back here, as far as the ramp reaches: a
     // debt that grew while no cycle crossed a block's end would throw it far beyond its peaks.
     const double Extra =
-        std::clamp(std::trunc(FRampError), std::min(0.0, static_cast<double>(N) - Place), Place);
+        std::clamp(std::trunc(FRampError), std::min(0.0, Place - static_cast<double>(N)), Place);
     FRampError -= Extra;
     Count = std::clamp<std::int64_t>(Count + static_cast<std::int64_t>(Extra), -1, ALen - 1);
     // A cycle that outlasts the block fills it, whatever was paid back.

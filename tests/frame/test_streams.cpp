@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <optional>
 
 namespace tessalune::testing {
 namespace {
@@ -77,16 +78,19 @@ TEST_F(TheClock, PausesWhileDisabledAndStopsForGood) {
   EXPECT_EQ(Sink.Log().back(), "stop");
 }
 
-TEST_F(TheClock, StartsAnewInsideAHandler) {
-  std::atomic<bool> Restarted{false};
-  Sink.OnOperation = [&](IKLNotifyOperation& AOperation) {
-    if (!AOperation.IsType<TKLSuppliedOperation>() || Restarted.exchange(true)) return;
+// A block that fails ends its own stream, not the one that its handler has begun.
+TEST_F(TheClock, StartsAnewInsideAHandlerAlsoOfABlockThatFails) {
+  const THookRecord Hook;
+  Sink.OnOperation = [&, Once = false](IKLNotifyOperation& AOperation) mutable {
+    if (!AOperation.IsType<TKLSuppliedOperation>() || std::exchange(Once, true)) return;
     Gen->Stop();
     Gen->Start();
+    throw EQSException("sink is full");
   };
   Run(100, 1000.0);
   Clock->Advance(100ms);
   EXPECT_EQ(Sink.Log(), (TLog{"start 1000", "block", "stop", "start 1000", "block", "block"}));
+  EXPECT_EQ(Hook.Texts().size(), 1U);
 }
 
 TEST_F(TheClock, EndsTheStreamAndTellsTheHookWhenABlockFails) {
@@ -98,6 +102,12 @@ TEST_F(TheClock, EndsTheStreamAndTellsTheHookWhenABlockFails) {
   EXPECT_FALSE(Gen->IsRunning());
   EXPECT_EQ(Hook.Texts(), std::vector<std::string>{"TQSSignalGen: sink is full"});
   EXPECT_EQ(Sink.Log().back(), "stop");
+}
+
+TEST_F(TheClock, WaitsForABlockThatIsYearsAway) {
+  Run(1000, 1e-15);
+  Clock->Advance(1h);
+  EXPECT_EQ(Sink.Count("block"), 1U);
 }
 
 TEST(ATonesThread, RunsOnTheMachinesClockWithNoHelp) {
@@ -131,22 +141,94 @@ TEST(Ticks, MakeABlockEachOrAsManyAsTheirTimeHolds) {
   Bare.Notify(MakeRef<TKLStopOperation>());
   EXPECT_FALSE(Gen->IsRunning());
   Bare.DisconnectAll();
-  // Blocks of a stream at 500 Hz: 30 samples are 60 of the generator's, and what is left over
-  // counts.
+  // At 500 Hz 30 samples are 60 of the generator's, and what is left over counts; in blocks or as
+  // single values.
   TQSKLRealSourcePin Stream{TKLPinOwner()};
+  TKLRealSourcePin Values{TKLPinOwner()};
   Stream.Connect(Gen->ClockInputPin());
-  Stream.Notify(MakeRef<TKLStartSampleRateOperation>(500.0));
-  std::vector<std::size_t> Counts;
-  for (int I = 0; I < 5; ++I) {
-    Stream.SubmitBuffer(TQSRealBuffer::CreateSize(30));
-    Counts.push_back(Sink.Count("block") - 2);
+  Values.Connect(Gen->ClockInputPin());
+  for (const bool Single : {false, true}) {
+    if (Single) {
+      Values.Notify(MakeRef<TKLStartRateOperation>(500.0));
+    } else {
+      Stream.Notify(MakeRef<TKLStartSampleRateOperation>(500.0));
+    }
+    const std::size_t Before = Sink.Count("block");
+    std::vector<std::size_t> Counts;
+    for (int I = 0; I < 5; ++I) {
+      if (!Single) Stream.SubmitBuffer(TQSRealBuffer::CreateSize(30));
+      for (int J = 0; Single && J < 30; ++J) Values.SetValue(J);
+      Counts.push_back(Sink.Count("block") - Before);
+    }
+    EXPECT_EQ(Counts, (std::vector<std::size_t>{0, 1, 1, 2, 3})) << Single;
+    Stream.EndStop();
   }
-  EXPECT_EQ(Counts, (std::vector<std::size_t>{0, 1, 1, 2, 3}));
+  Gen->Start();
   Gen->SetClockSource(TQSClockSource::csInternal);
   Stream.SubmitBuffer(TQSRealBuffer::CreateSize(1000));
-  EXPECT_EQ(Sink.Count("block"), 5U) << "ticks count at csAuto and csExternal only";
-  Stream.EndStop();
+  EXPECT_EQ(Sink.Count("block"), 8U) << "ticks count at csAuto and csExternal only";
   Gen->Stop();
+}
+
+// A generator whose blocks of one sample a stream at 1 Hz ticks.
+class ALongTick : public ::testing::Test {
+ protected:
+  ALongTick() {
+    Gen->SetBufferSize(1);
+    Gen->OutputPin().Connect(Sink);
+    Clock.Connect(Gen->ClockInputPin());
+  }
+  void Start(double ARate) {
+    Gen->SetSampleRate(ARate);
+    Clock.Notify(MakeRef<TKLStartSampleRateOperation>(1.0));
+  }
+
+  TOwned<TQSSignalGen> Gen = Create<TQSSignalGen>();
+  TKLClockSourcePin Clock{TKLPinOwner()};
+  int Blocks = 0;
+  std::function<void()> OnBlock;
+  TQSKLRealSinkPin Sink{{},
+                        [this](TKLBasicPin&, TKLBasicPin*, const TGUID&,
+                               IKLNotifyOperation& AOperation, TKLNotifyState) {
+                          if (AOperation.IsType<TKLSuppliedOperation>()) {
+                            ++Blocks;
+                            if (OnBlock) OnBlock();
+                          }
+                          return TKLNotifyResult{};
+                        }};
+};
+
+TEST_F(ALongTick, EndsWithTheStreamWhoeverStopsIt) {
+  for (const bool Inside : {true, false}) {
+    std::optional<TKnownThread> Stopper;
+    Blocks = 0;
+    OnBlock = [&] {
+      if (Blocks != 3) return;
+      if (Inside) return Gen->Stop();
+      Stopper.emplace([&] { Gen->Stop(); });
+      AwaitBlocked(Stopper->Key);
+    };
+    Start(1000.0);
+    Clock.Tick(1);
+    EXPECT_EQ(Blocks, 3) << Inside;
+  }
+}
+
+TEST_F(ALongTick, LeavesOutWhatIsBeyondItsBoundAndCountsIt) {
+  constexpr std::int32_t Most = TQSSignalGen::MostBlocksPerTick;
+  for (const double Rate : {Most + 10.5, 1e30, 1e308}) {
+    Blocks = 0;
+    Start(Rate);
+    Clock.Tick(1);
+    EXPECT_EQ(Blocks, Most);
+    EXPECT_NEAR(Gen->Dropped() / (Rate - Most), 1.0, 0.05);
+    Gen->SetSampleRate(1.0);
+    Clock.Tick(1);
+    EXPECT_EQ(Blocks, Most + 1) << "no debt is left";
+    Clock.Tick(-5);
+    EXPECT_EQ(Blocks, Most + 1);
+    Gen->Stop();
+  }
 }
 
 // --- pumps ---

@@ -28,6 +28,9 @@ TEST(Memory, BlocksAreAlignedWholeAndGiveBackTheAddressThatWasTaken) {
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(Doubles) % 32, 0u);
     EXPECT_EQ(Allocator.LastSize, static_cast<std::size_t>(Length) * 8 + 36);
     ippsFree(Doubles);
+
+    _ippFree(_ippMalloc(Length));
+    EXPECT_EQ(Allocator.LastSize, static_cast<std::size_t>(Length) + 36);
   }
   EXPECT_EQ(Allocator.Live, 0);
 }

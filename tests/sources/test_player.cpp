@@ -5,6 +5,9 @@
 #include <tessalune/sources/QSFileFailure.h>
 #include <tessalune/sources/QSLogger.h>
 #include <tessalune/sources/QSPlayer.h>
+#include <tessalune/sources/QSSignalGen.h>
+
+#include <sys/resource.h>
 
 #include <filesystem>
 #include <string>
@@ -53,7 +56,7 @@ class PlayerOf : public testing::Test {};
 using TSampleTypes = testing::Types<double, TComplex, std::int32_t, std::uint32_t, std::uint8_t>;
 TYPED_TEST_SUITE(PlayerOf, TSampleTypes);
 
-TYPED_TEST(PlayerOf, PlaysWhatTheLoggerWrote) {
+TYPED_TEST(PlayerOf, PlaysWhatTheLoggerWroteAsItLiesInMemory) {
   std::vector<std::vector<TypeParam>> Blocks{
       std::vector<TypeParam>(5), {}, {}, std::vector<TypeParam>(300)};
   std::vector<TypeParam> Stream;
@@ -64,13 +67,16 @@ TYPED_TEST(PlayerOf, PlaysWhatTheLoggerWrote) {
     }
   for (const bool Counts : {false, true}) {
     TRig<TypeParam> Rig(pmStop, Counts);
+    WriteFile(Rig.File, TBytes(100'000, 'x'));  // a log replaces what was there
     const auto Logger = Create<TQSLogger>();
     Logger->SetFileName(Rig.File);
     Logger->SetSaveBufferSizes(Counts);
     TFeed<TypeParam> Feed(Logger->InputPin());
     Feed.Start();
     for (const auto& Block : Blocks) Feed.Send(Block);
+    EXPECT_EQ(Logger->Logged(), static_cast<std::int64_t>(305 * sizeof(TypeParam)));
     Feed.Stop();
+    EXPECT_EQ(ReadFile(Rig.File), LogOf(Blocks, Counts));
 
     Rig.Player->SetBufferSize(100);
     Rig.Player->SetSampleRate(500.0);
@@ -152,28 +158,64 @@ TEST(Player, EndsItsFileAsItsModeSays) {
     }
 }
 
-// The most address space that the process has had, in KiB.
-std::int64_t PeakMemory() {
+// The address space that the process has (VmSize) or has had at the most (VmPeak), in KiB.
+std::int64_t Memory(const std::string& AWhich) {
   std::ifstream Status("/proc/self/status");
   for (std::string Word; Status >> Word;) {
-    std::int64_t Peak = 0;
-    if (Word == "VmPeak:" && Status >> Peak) return Peak;
+    std::int64_t Size = 0;
+    if (Word == AWhich + ":" && Status >> Size) return Size;
   }
   ADD_FAILURE() << "the system does not tell";
   return 0;
 }
 
-TEST(Player, TakesNoMemoryForWhatACountMerelyClaims) {
-  const std::int64_t Before = PeakMemory();
+TEST(Player, TakesNoMemoryForWhatACountOrABlocksSizeMerelyClaims) {
+  const std::int64_t Before = Memory("VmPeak");
   for (const TQSPlayerMode Mode : {pmStop, pmRepeat, pmZero})
-    for (const char Top : {'\x7F', '\xFF'}) {
-      TRig Rig(Mode, true, {-1, -1, -1, Top, 1, 2, 3}, 4);
+    for (const char Top : {'\x7F', '\xFF', '\0'}) {
+      const bool Counts = Top != 0;  // else it is BufferSize that claims
+      if (!Counts && Mode == pmRepeat) continue;
+      TRig Rig(Mode, Counts, {-1, -1, -1, Top, 1, 2, 3}, Counts ? 4 : 1 << 26);
+      TProbe<TComplex> Wide(Rig.Player->OutputPin());
       const auto Blocks = Rig.Pump(3);
       ASSERT_FALSE(Blocks.empty());
-      EXPECT_EQ(Blocks[0][0], 1);
+      EXPECT_EQ(Blocks[0][Counts ? 0 : 4], 1);
       for (const auto& Block : Blocks) EXPECT_LE(Block.size(), 2U * 7) << static_cast<int>(Mode);
     }
-  EXPECT_LT(PeakMemory() - Before, 1 << 20) << "the counts claim 2 GiB and more";
+  EXPECT_LT(Memory("VmPeak") - Before, 1 << 19) << "the counts claim 2 GiB and more, blocks 1 GiB";
+}
+
+TEST(Sources, NameTheMemoryThatIsNotToBeHad) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "the sanitizer has taken the address space";
+#endif
+  TRig<double> Rig;
+  WriteFile(Rig.File, {});
+  std::filesystem::resize_file(Rig.File, std::uintmax_t{1} << 29);
+  const auto Gen = Create<TQSSignalGen>();
+  TProbe<double> Out(Gen->OutputPin());
+  Gen->SetClockSource(TQSClockSource::csExternal);
+  rlimit Bound{};
+  ASSERT_EQ(getrlimit(RLIMIT_AS, &Bound), 0);
+  for (TQSCommonBufferGen* Source : {static_cast<TQSCommonBufferGen*>(Gen.get()),
+                                     static_cast<TQSCommonBufferGen*>(Rig.Player.get())}) {
+    Source->SetName("Source");
+    Source->SetBufferSize(1 << 26);
+    Source->Start();
+    const auto Room = static_cast<rlim_t>(Memory("VmSize") + 65536) * 1024;
+    const rlimit Tight{Room, Bound.rlim_max};
+    std::string Text;
+    setrlimit(RLIMIT_AS, &Tight);
+    try {
+      Source->Pump();
+    } catch (const EQSException& Error) {
+      Text = Error.what();
+    }
+    setrlimit(RLIMIT_AS, &Bound);
+    for (const char* Part : {"Source (TQS", "there is no memory", " bytes", "BufferSize"})
+      EXPECT_NE(Text.find(Part), std::string::npos) << Part << " is not in: " << Text;
+    EXPECT_THROW(Source->SetBufferSize((1 << 26) + 1), EQSException);
+  }
 }
 
 TEST(Player, StartsAgainFromTheBeginningWhenItHasEnded) {
@@ -316,7 +358,7 @@ TEST(Player, TellsWhatCannotBeOpenedAndIsStoppedByThen) {
       Rig.Player->Start();
       ADD_FAILURE() << "opened " << Name;
     } catch (const EQSFileException& Error) {
-      EXPECT_EQ(Error.what(), Message + " - 4294967295 - ffffffff");
+      EXPECT_EQ(Error.what(), Message + " - 4294967295 - FFFFFFFF");
     }
     std::string Told;
     Rig.Player->SetOnError(
@@ -333,6 +375,86 @@ TEST(Player, TellsWhatCannotBeOpenedAndIsStoppedByThen) {
     EXPECT_FALSE(Rig.Player->Pump());
     EXPECT_TRUE(Rig.Out.StartRates.empty());
   }
+}
+
+// A handler's own start is another stream: one start is sent, with the file open, and the failure
+// of the first does not end it.
+TEST(Player, GoesOnWithTheFileThatOnErrorSetsAndStarts) {
+  for (const bool Handled : {true, false}) {
+    TRig Rig;
+    WriteFile(Rig.File, {7});
+    Rig.Player->SetFileName(Rig.Dir / "missing");
+    Rig.Player->SetOnError([&](TObject&, const std::string&, std::int32_t, bool& AHandled) {
+      Rig.Player->SetFileName(Rig.File);
+      Rig.Player->Start();
+      AHandled = Handled;
+    });
+    if (Handled) {
+      EXPECT_NO_THROW(Rig.Player->Start());
+    } else {
+      EXPECT_THROW(Rig.Player->Start(), EQSFileException);
+    }
+    EXPECT_EQ(Rig.Out.StartRates.size(), 1U);
+    EXPECT_EQ(Rig.Out.Stops + Rig.Stops, 0);
+    EXPECT_EQ(Rig.Pump(), TByteBlocks{{7}}) << Handled;
+  }
+}
+
+TEST(Player, TellsAFileThatWasCutOrCannotBeReadFromOneThatHasEnded) {
+  for (const TQSPlayerMode Mode : {pmStop, pmRepeat, pmZero}) {
+    TRig Rig(Mode, false, TBytes(16, 'x'), 4);
+    Rig.Pump(1);
+    std::filesystem::resize_file(Rig.File, 6);
+    Rig.Pump(4);
+    EXPECT_EQ(Rig.Player->Missing(), 10);
+    EXPECT_EQ(Rig.Player->ReadError(), "");
+    Rig.Player->Stop();
+    Rig.Player->Start();
+    Rig.Pump(4);
+    EXPECT_EQ(Rig.Player->Missing(), 0) << "the file as the start found it";
+    const std::string Unreadable = "/proc/self/mem";  // nothing is mapped at its beginning
+    if (!std::filesystem::exists(Unreadable)) continue;
+    Rig.Player->Stop();
+    Rig.Player->SetFileName(Unreadable);
+    Rig.Player->Start();
+    EXPECT_TRUE(Rig.Pump(2).empty());
+    EXPECT_EQ(Rig.Player->ReadError(), "Input/output error");
+    RunMainThread();
+    EXPECT_EQ(Rig.Player->IsRunning(), Mode != pmStop);
+  }
+}
+
+TEST(Player, FollowsAFileThatGrows) {
+  TRig Rig(pmZero, false, {1, 2, 3}, 2);
+  Rig.Pump(3);
+  WriteFile(Rig.File, {1, 2, 3, 4, 5});
+  EXPECT_EQ(Rig.Pump(), (TByteBlocks{{4, 5}}));
+  EXPECT_EQ(Rig.Player->CurrentSample(), 5);
+  EXPECT_EQ(Rig.Player->SamplesCount(), 5);
+  EXPECT_EQ(Rig.Player->ProgressPin().Held().Max, 5);
+  EXPECT_EQ(Rig.Player->Missing(), 0);
+}
+
+// A sink that answers each stop with one of its own, while the player is idle.
+TEST(Player, PassesAStopFromASinkOnToTheOthersOnce) {
+  TRig Rig(pmStop, false, {1, 2, 3}, 2);
+  bool Throws = false;
+  TQSKLRealSinkPin Sink({}, [&](TKLBasicPin&, TKLBasicPin*, const TGUID&,
+                                IKLNotifyOperation& AOperation, TKLNotifyState) {
+    if (!AOperation.IsType<TKLStopOperation>()) return TKLNotifyResult{};
+    if (Throws) throw EQSException("bad stop");
+    return Sink.Notify(MakeRef<TKLStopOperation>());
+  });
+  Rig.Player->OutputPin().Connect(Sink);
+  Rig.Out.Stops = 0;
+  for (int Stops = 1; Stops <= 3; ++Stops) {
+    Sink.Notify(MakeRef<TKLStopOperation>());
+    EXPECT_FALSE(Rig.Player->IsRunning());
+    EXPECT_EQ(Rig.Out.Stops, Stops);
+    EXPECT_EQ(Rig.Stops, 1) << "one stream has ended";
+  }
+  Throws = true;
+  EXPECT_THROW(Sink.Notify(MakeRef<TKLStopOperation>()), EQSException);
 }
 
 TEST(Player, WithoutAFileNameItDoesNotStartAndSaysSoWhenAsked) {

@@ -18,6 +18,7 @@ std::size_t MoveAll(TByte* AData, std::size_t ABytes, TCall ACall) {
   constexpr std::size_t AtOnce = std::size_t{1} << 30;
   std::size_t Done = 0;
   while (Done < ABytes) {
+    errno = 0;
     const auto Moved = ACall(AData + Done, std::min(ABytes - Done, AtOnce));
     if (Moved < 0 && errno == EINTR) continue;
     if (Moved <= 0) break;
@@ -35,6 +36,10 @@ TFileHandle FileCreate(const std::string& AFileName) {
   struct stat Status {};
   const bool IsThere = lstat(AFileName.c_str(), &Status) == 0;
   if (IsThere && S_ISREG(Status.st_mode)) {
+    // Who may move files in the folder may not be allowed to write to this one.
+    const int Old = open(AFileName.c_str(), O_WRONLY | O_CLOEXEC);
+    if (Old < 0) return ClosedFile;
+    close(Old);
     const std::string Fresh = AFileName + ".new" + std::to_string(getpid());
     const int File = open(Fresh.c_str(), Flags | O_EXCL, 0666);
     if (File >= 0 && rename(Fresh.c_str(), AFileName.c_str()) == 0) return File;
@@ -72,6 +77,8 @@ std::size_t FileWrite(TFileHandle AFile, const void* AData, std::size_t ABytes) 
 bool FileSeek(TFileHandle AFile, std::int64_t APosition) {
   return lseek(AFile, APosition, SEEK_SET) == APosition;
 }
+
+std::int64_t FilePosition(TFileHandle AFile) { return lseek(AFile, 0, SEEK_CUR); }
 
 std::int64_t FileSize(TFileHandle AFile) {
   struct stat Status {};

@@ -157,6 +157,12 @@ TComponent* TComponent::FindComponent(std::string_view AName) const {
 }
 
 void TComponent::InsertComponent(TOwned<TComponent> AComponent) {
+  const std::string InsertedName = AComponent->Name();
+  const TComponent* const Twin = InsertedName.empty() ? nullptr : FindComponent(InsertedName);
+  if (Twin != nullptr) {
+    throw EQSException(Describe() + ": cannot own " + AComponent->Describe() + " beside " +
+                       Twin->Describe() + ", which has the name; give it another name first");
+  }
   AComponent->FOwner = this;
   const std::lock_guard Lock(FComponentsMutex);
   FComponents.push_back(AComponent.release());

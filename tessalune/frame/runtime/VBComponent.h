@@ -125,6 +125,7 @@ class TComponent : public TPersistent {
   std::vector<TComponent*> Components() const;
   // The owned component of that name; null if there is none.
   TComponent* FindComponent(std::string_view AName) const;
+  // Owns a component from here on. Raises EQSException if one that it owns has the name.
   void InsertComponent(TOwned<TComponent> AComponent);
 
   bool HasState(TComponentState AState) const { return (FState & AState) != 0; }

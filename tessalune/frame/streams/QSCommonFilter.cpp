@@ -5,6 +5,8 @@
 namespace tessalune {
 namespace {
 
+constexpr std::string_view ThreadingDoc =
+    "Whether and how the filter computes on a thread of its own.";
 constexpr TPropertyInfo<bool> EnabledInfo{
     .Name = "Enabled", .Default = true, .Doc = "While false, blocks go through unchanged."};
 
@@ -39,8 +41,7 @@ TQSBasicThreadedFilter::TQSBasicThreadedFilter(TConstruct AConstruct)
 const TPublishedTable& TQSBasicThreadedFilter::Published() {
   static const TPublishedTable Table =
       TPublishedTable({.Name = "TQSBasicThreadedFilter"}, &TComponent::Published())
-          .Object("Threading", &TQSBasicThreadedFilter::Threading,
-                  "Whether and how the filter computes on a thread of its own.");
+          .Object("Threading", &TQSBasicThreadedFilter::Threading, ThreadingDoc);
   return Table;
 }
 
@@ -164,10 +165,10 @@ TKLNotifyResult TQSBasicThreadedFilter::OutputPinsNotify(IKLNotifyOperation& AOp
 
 const TPublishedTable& TQSBasicThreadedEnableFilter::Published() {
   static const TPublishedTable Table =
-      TPublishedTable({.Name = "TQSBasicThreadedEnableFilter"},
-                      &TQSBasicThreadedFilter::Published())
+      TPublishedTable({.Name = "TQSBasicThreadedEnableFilter"}, &TComponent::Published())
           .Property(EnabledInfo, &TQSBasicThreadedEnableFilter::Enabled,
-                    &TQSBasicThreadedEnableFilter::SetEnabled);
+                    &TQSBasicThreadedEnableFilter::SetEnabled)
+          .Object("Threading", &TQSBasicThreadedFilter::Threading, ThreadingDoc);
   return Table;
 }
 

@@ -1,6 +1,10 @@
 #include <tessalune/frame/streams/QSCommonGen.h>
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
+#include <new>
+#include <string>
 #include <utility>
 
 namespace tessalune {
@@ -27,7 +31,7 @@ constexpr TPropertyInfo<double> SampleRateInfo{.Name = "SampleRate",
                                                .Doc = "Samples a second."};
 constexpr TPropertyInfo<std::int32_t> BufferSizeInfo{.Name = "BufferSize",
                                                      .Default = 1024,
-                                                     .Bounds = AtLeast(1),
+                                                     .Bounds = Between(1, 1 << 26),
                                                      .Design = Between(1, 65536),
                                                      .Unit = "samples",
                                                      .Doc = "Samples a block."};
@@ -54,8 +58,11 @@ class TDeadlines {
   }
 
  private:
+  // A block that is years away counts as thirty years away, which a clock can still hold.
   TClockTime At(std::int64_t ACount) const {
-    return FBase + TClockTime(std::llround(static_cast<double>(ACount) * FPeriod * 1e9));
+    constexpr double Farthest = 1e18;
+    const double Nanoseconds = static_cast<double>(ACount) * FPeriod * 1e9;
+    return FBase + TClockTime(std::llround(std::min(Nanoseconds, Farthest)));
   }
 
   TClockTime FBase;
@@ -69,8 +76,8 @@ class TDeadlines {
 // closed when the generator has ended.
 class TQSBasicCommonGen::TClockThread final : public IThread {
  public:
-  TClockThread(TQSBasicCommonGen& AGen, TRef<IClock> AClock)
-      : FGen(AGen), FGate(&AGen.Gate()), FClock(std::move(AClock)) {}
+  TClockThread(TQSBasicCommonGen& AGen, TStream AStream, TRef<IClock> AClock)
+      : FGen(AGen), FStream(AStream), FGate(&AGen.Gate()), FClock(std::move(AClock)) {}
 
   void Launch() {
     FClock->Attach();
@@ -103,22 +110,16 @@ class TQSBasicCommonGen::TClockThread final : public IThread {
     const TCallScope Call(*FGate);
     if (!Call) return 0.0;
     try {
-      MakeBlockUnlessEnded();
+      FGen.OnStream(FStream, [this] { FGen.IntPump(); });
     } catch (...) {
       ReportUnhandledException(&FGen);
-      RunReported(&FGen, [this] { FGen.Stop(); });
+      RunReported(&FGen, [this] { FGen.EndStream(FStream); });
     }
     return static_cast<double>(FGen.GetBufferSize()) / FGen.GetSampleRate();
   }
 
-  // The end of the stream comes under the same lock, so a thread that was told to end does not put
-  // a block into the stream that follows.
-  void MakeBlockUnlessEnded() {
-    const ILockSection Section = FGen.WriteLock();
-    if (!FEnded) FGen.IntPump();
-  }
-
   TQSBasicCommonGen& FGen;
+  const TStream FStream;
   const TRef<TCallGate> FGate;
   const TRef<IClock> FClock;
   TWaker FWaker;
@@ -172,38 +173,43 @@ void TQSBasicCommonGen::TryStart() {
   const ILockSection Section = WriteLock();
   if (FIsRunning || !GetCanStart()) return;
   IntStart();
-  InTurn(&TQSBasicCommonGen::TellStart);
+  InTurn([this, Stream = ++FStream] { TellStart(Stream); });
 }
 
 // Inside the lock: a start or a stop has taken effect and is told as soon as the lock has been left
 // and those before it have been told.
-void TQSBasicCommonGen::InTurn(void (TQSBasicCommonGen::*ATell)(std::uint64_t)) {
-  FIsTold = false;
-  const std::uint64_t Turn = FLastTurn = FTurns->Take();
-  FLock->AfterRelease([this, ATell, Turn, Turns = FTurns, Door = TRef<TCallGate>(&Gate())] {
-    Turns->Run(Turn, [this, ATell, Turn, Door] {
-      const TCallScope Call(*Door);
-      if (Call) (this->*ATell)(Turn);
-    });
-  });
+void TQSBasicCommonGen::InTurn(std::function<void()> ATell) {
+  const std::uint64_t Turn = FTurns->Take();
+  FLock->AfterRelease(
+      [Turn, Turns = FTurns, Door = TRef<TCallGate>(&Gate()), Tell = std::move(ATell)] {
+        Turns->Run(Turn, [Door, Tell] {
+          const TCallScope Call(*Door);
+          if (Call) Tell();
+        });
+      });
 }
 
-void TQSBasicCommonGen::TellStart(std::uint64_t ATurn) {
+bool TQSBasicCommonGen::OnStream(TStream AStream, const std::function<void()>& AStep) {
+  const ILockSection Section = WriteLock();
+  if (!FIsRunning || FStream != AStream) return false;
+  if (AStep) AStep();
+  return true;
+}
+
+void TQSBasicCommonGen::TellStart(TStream AStream) {
   try {
-    {
-      const ILockSection Section = ReadLock();
-      if (FLastTurn != ATurn) return;  // stopped meanwhile
-    }
-    IntStartStream();
-    {
-      const ILockSection Section = WriteLock();
-      if (!FIsRunning || FLastTurn != ATurn) return;
-      FIsTold = true;
-    }
-    RequestPump();
+    OnStream(AStream, [this] { IntStartStream(); });
+    if (!OnStream(AStream)) return;
+    NotifyOutputPins(*MakeRef<TKLStartSampleRateOperation>(GetSampleRate()));
+    if (!OnStream(AStream, [this] { FIsTold = true; })) return;
+    TObject* const Pump = RequestPump();
+    if (!OnStream(AStream, [this, Pump] { SetPump(Pump); })) return;
+    FireStart();
+    if (!OnStream(AStream)) return;
     StartPump();
+    OnStream(AStream, [this, AStream] { StartClock(AStream); });
   } catch (...) {
-    Stop();
+    EndStream(AStream);
     throw;
   }
 }
@@ -218,18 +224,15 @@ void TQSBasicCommonGen::IntStart() {
 
 void TQSBasicCommonGen::IntStartStream() { SetRate(GetSampleRate()); }
 
-void TQSBasicCommonGen::RequestPump() { SetPump(this); }
+TObject* TQSBasicCommonGen::RequestPump() { return this; }
 
 void TQSBasicCommonGen::StartPump() {
   NotifyOutputPins(*MakeRef<TKLStartPumpOperation>(FMasterPump));
-  if (FIsPump && !FExternal) StartClock();
 }
 
-void TQSBasicCommonGen::StartClock() {
-  StopPump();
-  const ILockSection Section = WriteLock();
-  if (!FIsRunning) return;
-  auto Thread = MakeRef<TClockThread>(*this, FTimeSource);
+void TQSBasicCommonGen::StartClock(TStream AStream) {
+  if (!FIsPump || FExternal) return;
+  auto Thread = MakeRef<TClockThread>(*this, AStream, FTimeSource);
   const std::lock_guard Lock(FClockGenMutex);
   FClockGen = Thread;
   Thread->Launch();
@@ -248,14 +251,40 @@ void TQSBasicCommonGen::Stop() {
   const TCallScope Call(Gate());
   if (!Call || !FIsRunning) return;
   const ILockSection Section = StopLock();
-  if (!FIsRunning) return;
+  EndStream(FStream);
+}
+
+void TQSBasicCommonGen::EndStream(TStream AStream, std::function<void()> ATell) {
+  const ILockSection Section = StopLock();
+  if (!FIsRunning || FStream != AStream) return;
   StreamStop();
-  InTurn(&TQSBasicCommonGen::TellStop);
+  TellStopInTurn(std::move(ATell));
+}
+
+void TQSBasicCommonGen::TellStopInTurn(std::function<void()> ATell) {
+  ++FStopsToTell;
+  InTurn([this, Tell = std::move(ATell)] {
+    struct TTold {
+      std::atomic<int>& StopsToTell;
+      ~TTold() { --StopsToTell; }
+    } const Told{FStopsToTell};
+    Tell();
+  });
+}
+
+// A stop that a sink sends. Without a stream it is for the other sinks, unless a stop is on its way
+// to them already: a sink that answers each stop with one would have no end.
+void TQSBasicCommonGen::StopOrForward() {
+  const ILockSection Section = StopLock();
+  if (FIsRunning) return EndStream(FStream);
+  if (FStopsToTell > 0) return;
+  TellStopInTurn([this] { NotifyOutputPins(*MakeRef<TKLStopOperation>()); });
 }
 
 void TQSBasicCommonGen::StreamStop() {
   const ILockSection Section = StopLock();
   FIsRunning = false;
+  FIsTold = false;
   StopPump();
 }
 
@@ -282,11 +311,9 @@ bool TQSBasicCommonGen::Pump() {
 }
 
 void TQSBasicCommonGen::MasterPump(TObject* APump, std::uint32_t AOperationID) {
-  {
-    const ILockSection Section = WriteLock();
-    if (APump != FMasterPump || AOperationID == FLastOperationID) return;
-    FLastOperationID = AOperationID;
-  }
+  const ILockSection Section = WriteLock();
+  if (APump != FMasterPump || AOperationID == FLastOperationID) return;
+  FLastOperationID = AOperationID;
   IntPump();
 }
 
@@ -307,19 +334,32 @@ TKLNotifyResult TQSBasicCommonGen::DispatchOperation(TKLBasicPin& ASender, TKLBa
     return {};
   }
   if (AOperation.IsType<TKLStopOperation>()) {
-    Stop();
+    StopOrForward();
     return {};
   }
   if (AOperation.IsType<TKLQueryStreamOperation>() && !GetCanStart()) NotifyIgnoreOutputPin();
   return NotifyOutputPins(AOperation);
 }
 
+namespace {
+
+// Samples or single values a second; 0 if the start does not tell.
+double RateOfStart(IKLNotifyOperation& AStart) {
+  if (AStart.IsType<TKLStartSampleRateOperation>()) {
+    return AStart.GetInstance<TKLStartSampleRateOperation>().Rate;
+  }
+  if (AStart.IsType<TKLStartRateOperation>()) {
+    return AStart.GetInstance<TKLStartRateOperation>().Rate;
+  }
+  return 0.0;
+}
+
+}  // namespace
+
 TKLNotifyResult TQSBasicCommonGen::ClockDispatch(IKLNotifyOperation& AOperation) {
   if (!ClockIsExternal()) return {};
   if (AOperation.IsType<TKLStartOperation>()) {
-    FClockRate = AOperation.IsType<TKLStartSampleRateOperation>()
-                     ? AOperation.GetInstance<TKLStartSampleRateOperation>().Rate
-                     : 0.0;
+    FClockRate = RateOfStart(AOperation);
     TryStart();
   } else if (AOperation.IsType<TKLStopOperation>()) {
     Stop();
@@ -350,32 +390,51 @@ void TQSCommonGen::SetSampleRate(double AValue) {
 
 void TQSCommonGen::IntStartStream() {
   TQSBasicCommonGen::IntStartStream();
-  {
-    const ILockSection Section = WriteLock();
-    FClockCredit = 0.0;
-  }
+  FClockCredit = 0.0;
+  FDropped = 0.0;
   StartStream();
-  if (IsRunning()) NotifyOutputPins(*MakeRef<TKLStartSampleRateOperation>(FSampleRate));
 }
 
-void TQSCommonGen::RequestPump() {
-  TQSBasicCommonGen::RequestPump();
+TObject* TQSCommonGen::RequestPump() {
   const double Blocks = GetSampleRate() / static_cast<double>(GetBufferSize());
-  const auto Request = MakeRef<TKLPumpRequestOperation>(this, ptMaster, PumpPriority(), Blocks);
+  const auto Request = MakeRef<TKLPumpRequestOperation>(TQSBasicCommonGen::RequestPump(), ptMaster,
+                                                        PumpPriority(), Blocks);
   NotifyOutputPins(*Request);
-  SetPump(Request->Pump);
+  return Request->Pump;
 }
 
-// A tick without a count, or one of a stream whose rate nobody told, makes one block.
+// A tick without a count, or one of a stream whose rate nobody told, makes one block. The lock is
+// left between the blocks of a longer row, so that a stop does not have to wait for its end.
 void TQSCommonGen::Clock(std::int32_t ASamples) {
   const double Rate = FClockRate;
-  const ILockSection Section = WriteLock();
+  if (ASamples < 0) return;
   if (ASamples == 0 || !(Rate > 0.0)) return IntPump();
-  FClockCredit += ASamples * FSampleRate / Rate;
-  while (IsRunning() && FClockCredit >= GetBufferSize()) {
-    FClockCredit -= GetBufferSize();
-    IntPump();
+  TStream Current = 0;
+  {
+    const ILockSection Section = WriteLock();
+    Current = Stream();
+    FClockCredit = std::min(FClockCredit + ASamples * (FSampleRate / Rate),
+                            std::numeric_limits<double>::max());
   }
+  for (std::int32_t Made = 0;; ++Made) {
+    const ILockSection Section = WriteLock();
+    if (!OnStream(Current) || !MakeBlockOnCredit(Made)) return;
+  }
+}
+
+// Inside the lock: one block of a tick that has made AMade so far, if it has another to make.
+bool TQSCommonGen::MakeBlockOnCredit(std::int32_t AMade) {
+  const double Size = GetBufferSize();
+  if (FClockCredit < Size) return false;
+  if (AMade == MostBlocksPerTick) {
+    const double Rest = std::fmod(FClockCredit, Size);
+    FDropped = FDropped + (FClockCredit - Rest);
+    FClockCredit = Rest;
+    return false;
+  }
+  FClockCredit -= Size;
+  IntPump();
+  return true;
 }
 
 // --- TQSCommonBufferGen ---
@@ -394,9 +453,9 @@ void TQSCommonBufferGen::SetBufferSize(std::int32_t AValue) {
   NotifySetter(BufferSizeInfo, FBufferSize, AValue);
 }
 
-void TQSCommonBufferGen::StartPump() {
-  FireEvent(FOnStart);
-  if (IsRunning()) TQSCommonGen::StartPump();
+void TQSCommonBufferGen::RefuseMemory(std::int64_t ABytes, std::string_view AAdvice) const {
+  throw EQSException(Describe() + ": there is no memory for a block of " + NumberText(ABytes) +
+                     " bytes; " + std::string(AAdvice));
 }
 
 // --- TQSCommonBaseRealGen ---
@@ -410,11 +469,21 @@ void TQSCommonBaseRealGen::GenerateFloat(double& AValue) {
   if (!FValues || FValueIndex >= FValues->GetSize()) {
     bool Populated = true;
     bool Finished = false;
-    FValues = IQSRealBuffer::CreateSize(GetBufferSize());
+    FValues = NewBlock();
     FValueIndex = 0;
     Generate(FValues, Populated, Finished);
   }
   AValue = FValues->GetItem(FValueIndex++);
+}
+
+TRef<IQSRealBuffer> TQSCommonBaseRealGen::NewBlock() {
+  const std::int32_t Size = GetBufferSize();
+  try {
+    return IQSRealBuffer::CreateSize(Size);
+  } catch (const std::bad_alloc&) {
+    RefuseMemory(Size * std::int64_t{sizeof(double)},
+                 "BufferSize is " + NumberText(Size) + ", a smaller one takes less");
+  }
 }
 
 // --- TQSCommonRealGen ---
@@ -438,6 +507,7 @@ TKLNotifyResult TQSCommonRealGen::NotifyOutputPins(IKLNotifyOperation& AOperatio
 void TQSCommonRealGen::IntPump() {
   const ILockSection Section = WriteLock();
   if (!MayPump()) return;
+  const TStream Current = Stream();
   if (FOutputPin.IsConnected() && !FOutputPin.HasBlockSinks()) {
     for (std::int32_t I = GetBufferSize(); I > 0 && MayPump(); --I) {
       double Value = 0.0;
@@ -448,10 +518,10 @@ void TQSCommonRealGen::IntPump() {
   }
   bool Populated = true;
   bool Finished = false;
-  auto Signal = IQSRealBuffer::CreateSize(GetBufferSize());
+  auto Signal = NewBlock();
   Generate(Signal, Populated, Finished);
   if (Populated) FOutputPin.SubmitBuffer(std::move(Signal));
-  if (Finished) Stop();
+  if (Finished) EndStream(Current);
 }
 
 }  // namespace tessalune

@@ -21,7 +21,8 @@
 // order in which they took effect, each to all sinks before the next; a stream's blocks come behind
 // its start. A Start or Stop inside a block, or inside a handler of a start or a stop, is therefore
 // told when that one has been told; what a start so delayed fails with leaves through whoever
-// pumped.
+// pumped. A start or a block that fails ends its own stream, never one that a handler has begun
+// meanwhile.
 #pragma once
 
 #include <tessalune/frame/runtime/QSClock.h>
@@ -31,6 +32,8 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <functional>
+#include <string_view>
 
 namespace tessalune {
 
@@ -63,8 +66,13 @@ class TQSBasicCommonGen : public TLockComponent {
   bool IsRunning() const { return FIsRunning; }
 
   // Ticks that drive the generator at csExternal or csAuto. A tick makes one block; one with a
-  // count of samples makes as many blocks as its time holds, at the rates of both streams. A start
-  // and a stop on the pin start and stop the generator.
+  // count of samples (a block, a single value) makes as many blocks as its time holds, at the rates
+  // of both streams. A start and a stop on the pin start and stop the generator.
+  //
+  // One tick makes at most MostBlocksPerTick blocks. Rates that ask for more are no mistake that
+  // could be told from an intention, so the stream goes on: what is beyond is left out, and Dropped
+  // counts it. Setters and stops of other threads get in between the blocks of a tick; a stop ends
+  // them.
   TKLClockMultiSinkPin& ClockInputPin() { return FClockInputPin; }
 
   // While false, Start does nothing and a running stream pauses: it makes no blocks. Default true.
@@ -88,11 +96,19 @@ class TQSBasicCommonGen : public TLockComponent {
 
  protected:
   virtual TKLNotifyResult NotifyOutputPins(IKLNotifyOperation& AOperation) = 0;
-  virtual void RequestPump();
+  // Asks downstream who pumps, and returns who does.
+  virtual TObject* RequestPump();
+  // Readies the generator for the stream that begins, before its sinks hear of it; inside the lock.
+  // It may find that there is no stream to be had, and end it by StreamStop.
   virtual void IntStartStream();
   virtual void IntStart();
+  // The end of the stream in the generator itself; inside the lock. Sinks are not told: EndStream
+  // does both.
   virtual void StreamStop();
+  // Tells the pump that was chosen.
   virtual void StartPump();
+  // The sinks know of the stream.
+  virtual void FireStart() {}
   virtual void TryStart();
   virtual std::int32_t GetBufferSize() const = 0;
   virtual double GetSampleRate() const = 0;
@@ -114,10 +130,18 @@ class TQSBasicCommonGen : public TLockComponent {
   void PostStop();
   void FireStop() { FireEvent(FOnStop); }
   bool ClockIsExternal() const;
-  // Who was chosen to pump the stream.
-  void SetPump(TObject* APump) {
-    FMasterPump = APump;
-    FIsPump = APump == this;
+
+  // The number of a stream. Who works for one stream keeps its number and acts, inside the lock, by
+  // OnStream or EndStream only.
+  using TStream = std::uint64_t;
+  // The stream that runs, or the last; inside the lock.
+  TStream Stream() const { return FStream; }
+  // Runs AStep inside the lock if AStream still runs; false if not.
+  bool OnStream(TStream AStream, const std::function<void()>& AStep = {});
+  // Ends AStream if it still runs, and tells that by ATell, outside the lock and in its turn.
+  void EndStream(TStream AStream, std::function<void()> ATell);
+  void EndStream(TStream AStream) {
+    EndStream(AStream, [this] { PostStop(); });
   }
   // The event for the clock pin and the output pins.
   TKLNotifyEvent DispatchEvent();
@@ -130,16 +154,37 @@ class TQSBasicCommonGen : public TLockComponent {
  private:
   class TClockThread;
   TKLNotifyResult ClockDispatch(IKLNotifyOperation& AOperation);
-  void StartClock();
-  void InTurn(void (TQSBasicCommonGen::*ATell)(std::uint64_t));
-  void TellStart(std::uint64_t ATurn);
-  void TellStop(std::uint64_t) { PostStop(); }
+  void StartClock(TStream AStream);
+  void StopOrForward();
+  void InTurn(std::function<void()> ATell);
+  void TellStopInTurn(std::function<void()> ATell);
+  void TellStart(TStream AStream);
+  // Who was chosen to pump the stream.
+  void SetPump(TObject* APump) {
+    FMasterPump = APump;
+    FIsPump = APump == this;
+  }
 
   TKLClockMultiSinkPin FClockInputPin;
+
+  // The states of a stream. All changes happen inside the lock.
+  //
+  //   none    not FIsRunning
+  //   begun   FIsRunning: it took effect in TryStart, which took a turn to tell it. No blocks yet
+  //   told    FIsTold as well: in that turn the file was opened, the sinks have the start; blocks
+  //           flow, a pump is chosen, OnStart fires, the clock starts
+  //   none    StreamStop, from any of these; EndStream has taken a turn to tell the stop
+  //
+  // A turn is told outside the lock, while streams may end and begin. Each step of a start's turn
+  // therefore asks inside the lock whether its own stream, by number, is still the one that runs,
+  // and the turn ends there if not. So do the clock thread, the end of a player's file and whatever
+  // else works for one stream: IsRunning alone would take the next stream for it.
   std::atomic<bool> FIsRunning{false};
+  bool FIsTold = false;
+  TStream FStream = 0;
   const TRef<TTurns> FTurns = MakeRef<TTurns>();
-  std::uint64_t FLastTurn = 0;  // of the start or stop that took effect last
-  bool FIsTold = false;         // the sinks know of the stream that runs
+  std::atomic<int> FStopsToTell{0};  // stops in their turns, waiting or being told
+
   std::atomic<bool> FIsPump{false};
   std::atomic<bool> FExternal{false};  // how ClockSource was understood at the start
   std::atomic<TObject*> FMasterPump{nullptr};
@@ -164,19 +209,28 @@ class TQSCommonGen : public TQSBasicCommonGen {
   double SampleRate() const { return FSampleRate; }
   void SetSampleRate(double AValue);
 
+  // The most blocks that one tick makes.
+  static constexpr std::int32_t MostBlocksPerTick = 65536;
+  // Samples that ticks have asked for beyond that, since the stream began.
+  double Dropped() const { return FDropped; }
+
  protected:
-  void RequestPump() override;
+  TObject* RequestPump() override;
   void IntStartStream() override;
   double GetSampleRate() const override { return FSampleRate; }
   void SetRate(double /*ARate*/) override {}
   void Clock(std::int32_t ASamples) override;
-  // What a descendant does at the start of its stream, before the sinks hear of it.
+  // What a descendant does at the start of its stream, before the sinks hear of it; inside the
+  // lock.
   virtual void StartStream() {}
 
   TField<double> FSampleRate;
 
  private:
+  bool MakeBlockOnCredit(std::int32_t AMade);
+
   double FClockCredit = 0.0;  // samples that ticks have brought and no block has used
+  TField<double> FDropped;
 };
 
 class TQSCommonBufferGen : public TQSCommonGen {
@@ -185,7 +239,8 @@ class TQSCommonBufferGen : public TQSCommonGen {
   static const TPublishedTable& Published();
   const TPublishedTable& PublishedTable() const override { return Published(); }
 
-  // Samples a block, at least 1; default 1024. Takes effect at the next block.
+  // Samples a block, from 1 to 2^26 (blocks of 512 MiB of real samples); default 1024. Takes effect
+  // at the next block. Memory that is not to be had fails the block with an EQSException.
   std::int32_t BufferSize() const { return FBufferSize; }
   void SetBufferSize(std::int32_t AValue);
 
@@ -194,7 +249,9 @@ class TQSCommonBufferGen : public TQSCommonGen {
 
  protected:
   std::int32_t GetBufferSize() const override { return FBufferSize; }
-  void StartPump() override;
+  void FireStart() override { FireEvent(FOnStart); }
+  // There is no memory for a block of so many bytes; AAdvice says what to do. An EQSException.
+  [[noreturn]] void RefuseMemory(std::int64_t ABytes, std::string_view AAdvice) const;
 
   TField<std::int32_t> FBufferSize;
 
@@ -213,6 +270,8 @@ class TQSCommonBaseRealGen : public TQSCommonBufferGen {
   virtual void Generate(TRef<IQSRealBuffer>& ASignal, bool& APopulated, bool& AFinished) = 0;
   // The next sample of the same signal, as Generate would give it in blocks of BufferSize.
   virtual void GenerateFloat(double& AValue);
+  // A block of BufferSize samples.
+  TRef<IQSRealBuffer> NewBlock();
 
  private:
   TRef<IQSRealBuffer> FValues;  // a block that GenerateFloat hands out sample by sample

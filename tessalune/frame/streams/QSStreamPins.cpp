@@ -98,6 +98,7 @@ TKLClockMultiSinkPin::TKLClockMultiSinkPin(TKLPinOwner AOwner, TKLNotifyEvent AE
           [] {
             TKLDataTypes Types = SampleTypes();
             Types.insert(Types.begin(), &ClockTick);
+            Types.insert(Types.end(), {&RealValue, &ComplexValue, &IntegerValue});
             return Types;
           }(),
           std::move(AEvent)) {}

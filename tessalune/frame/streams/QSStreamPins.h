@@ -143,8 +143,8 @@ class TKLClockSourcePin : public TKLSourcePin {
   }
 };
 
-// An input of clock ticks, from any number of sources. Blocks of every type tick too, by the count
-// of their samples.
+// An input of clock ticks, from any number of sources. Blocks of every type and single values tick
+// too, by the count of their samples.
 class TKLClockMultiSinkPin : public TKLMultiSinkPin {
  public:
   explicit TKLClockMultiSinkPin(TKLPinOwner AOwner, TKLNotifyEvent AEvent = {});
