@@ -182,6 +182,7 @@ TEST(AStop, WithoutAnythingBeforeItIsNotHeard) {
   TRealFeed Feed{TKLPinOwner()};
   TRealRecorder Sink;
   Feed.Connect(Sink.Pin);
+  Feed.Notify(MakeRef<TKLStartPumpOperation>(nullptr));
   Feed.EndStop();
   SendBlock(Feed);
   Feed.EndStop();

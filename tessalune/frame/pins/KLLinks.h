@@ -71,9 +71,11 @@ class TKLLink final : public IInterface {
   // Tells the sink what AStream has come to, unless it knows; as a call into the sink. A stop goes
   // only to a sink that has heard something.
   TKLNotifyResult Tell(const TKLStream& AStream, TKLNotifyState AState) const;
-  // Data is about to be sent down the link: a stop will have to follow, also without a start.
-  void HearData() const noexcept {
-    if ((FHeard.load(std::memory_order_relaxed) & HeardMask) == HeardNothing) FHeard |= HeardData;
+  // Notes what is sent down the link beside starts and stops: behind data or ticks a stop will have
+  // to follow, also without a start.
+  void Hear(const IKLNotifyOperation& AOperation) const noexcept {
+    if ((FHeard.load(std::memory_order_relaxed) & HeardMask) != HeardNothing) return;
+    if (AOperation.IsType<TKLClockOperation>()) FHeard |= HeardData;
   }
 
  private:

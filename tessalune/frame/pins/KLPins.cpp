@@ -207,7 +207,7 @@ TKLNotifyResult TKLBasicPin::SendAcross(const TKLLink& ALink, IKLNotifyOperation
   if (!Call || !Way) return {};
   RefuseFullStack();
   TKLBasicPin& Far = ToSink ? ALink.Sink : ALink.Source;
-  if (ToSink) ALink.HearData();
+  if (ToSink) ALink.Hear(AOperation);
   const TKLDataType* Type = ABlockType != nullptr ? Far.TypeNamed(*ABlockType) : nullptr;
   if (Type == nullptr) Type = ALink.Type.load(std::memory_order_relaxed);
   return Far.Receive(this, Type->ID, AOperation, AState);
