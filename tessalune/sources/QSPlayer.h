@@ -60,10 +60,12 @@ class TQSPlayer : public TQSCommonBaseRealGen {
   // After each block, on the main thread: SamplesCount and CurrentSample of that moment, cut to 32
   // bits.
   void SetOnProgress(TQSSignalProgressEvent AHandler) {
-    NotifySetter(FOnProgress, std::move(AHandler));
+    NotifySetter("OnProgress", FOnProgress, std::move(AHandler));
   }
   // The file could not be opened; on the thread that started the player.
-  void SetOnError(TQSErrorEvent AHandler) { NotifySetter(FOnError, std::move(AHandler)); }
+  void SetOnError(TQSErrorEvent AHandler) {
+    NotifySetter("OnError", FOnError, std::move(AHandler));
+  }
 
   // The file's length in samples (bytes of counts taken for samples); 0 before the first start.
   std::int64_t SamplesCount() const { return FSize; }

@@ -17,12 +17,14 @@ std::uint32_t NextOperationID() noexcept {
 TKLMasterPumpOperation::TKLMasterPumpOperation(TObject* APump) noexcept
     : IKLNotifyOperation(Class), Pump(APump), OperationID(NextOperationID()) {}
 
-TKLLink::TKLLink(TKLBasicPin& ASource, TKLBasicPin& ASink, const TKLDataType& AType)
+TKLLink::TKLLink(TKLBasicPin& ASource, TKLBasicPin& ASink, const TKLDataType& AType,
+                 const TKLDataType* AWanted)
     : Source(ASource),
       Sink(ASink),
       SourceGate(ASource.FGate),
       SinkGate(ASink.FGate),
-      Type(&AType) {}
+      Type(&AType),
+      Wanted(AWanted) {}
 
 TKLBasicPin::TKLBasicPin(TKLPinOwner AOwner, TKLDataTypes ATypes, TKLNotifyEvent AEvent)
     : FOwner(std::move(AOwner)),
@@ -50,7 +52,9 @@ TKLBasicPin::~TKLBasicPin() {
 std::string TKLBasicPin::Name() const {
   if (Owner() == nullptr) return {};
   for (const TPublishedPin* Row : Owner()->PublishedTable().Pins()) {
-    if (&Row->Get(*Owner()) == this) return std::string(Row->Name);
+    for (std::size_t I = 0; I < Row->Count(*Owner()); ++I) {
+      if (&Row->At(*Owner(), I) == this) return Row->PinName(I);
+    }
   }
   return {};
 }
@@ -63,13 +67,16 @@ std::string TKLBasicPin::Describe() const {
 
 // --- links ---
 
-void TKLBasicPin::Connect(TKLBasicPin& AOther) {
+void TKLBasicPin::Connect(TKLBasicPin& AOther, const TKLDataType* AType) {
   TRef<TKLLink> Link;
   {
     const TKLTopology::TGuard Guard;
-    if (const auto Refusal = TKLTopology::WhyNot(*this, AOther)) throw EQSException(*Refusal);
+    if (const auto Refusal = TKLTopology::WhyNot(*this, AOther, AType)) {
+      throw EQSException(*Refusal);
+    }
     const auto [Source, Sink] = TKLTopology::Ends(*this, AOther);
-    Link = MakeRef<TKLLink>(*Source, *Sink, *TKLTopology::CommonTypes(*Source, *Sink).front());
+    Link = MakeRef<TKLLink>(*Source, *Sink,
+                            *TKLTopology::CommonTypes(*Source, *Sink, AType).front(), AType);
     // The sink's side first: the pin is taken, and its component sees a link while it readies
     // itself, but nothing crosses until the source's side is there.
     Sink->AddLink(Link);
@@ -99,9 +106,10 @@ void TKLBasicPin::Connect(TKLBasicPin& AOther) {
   }
 }
 
-std::optional<std::string> TKLBasicPin::WhyNotConnect(TKLBasicPin& AOther) {
+std::optional<std::string> TKLBasicPin::WhyNotConnect(TKLBasicPin& AOther,
+                                                      const TKLDataType* AType) {
   const TKLTopology::TGuard Guard;
-  return TKLTopology::WhyNot(*this, AOther);
+  return TKLTopology::WhyNot(*this, AOther, AType);
 }
 
 void TKLBasicPin::Disconnect(TKLBasicPin& AOther) { RemoveLinks(&AOther); }
@@ -211,6 +219,15 @@ const TKLDataType* TKLBasicPin::LinkType(const TKLBasicPin& AOther) const {
     if (&Link->Other(*this) == &AOther) return Link->Type.load(std::memory_order_relaxed);
   }
   return nullptr;
+}
+
+TKLDataTypes TKLBasicPin::TypeChoice(const TKLBasicPin& AOther) const {
+  const TKLTopology::TGuard Guard;
+  const TLinkReader Reader(*this);
+  for (const TRef<TKLLink>& Link : Reader.Links) {
+    if (&Link->Other(*this) == &AOther) return TKLTopology::TypeChoice(*Link);
+  }
+  return {};
 }
 
 TKLDataTypes TKLBasicPin::PossibleTypes() const {
@@ -330,43 +347,48 @@ TKLNotifyEvent GKLPassTroughDispatch(TKLPin& AInput, TKLNotifyEvent AOwnDispatch
 
 // --- lists ---
 
-TKLPinListOwner::TKLPinListOwner(TLockComponent& AOwner, std::string AName, std::size_t ADefault,
-                                 std::size_t AMin, std::size_t AMax, TCreate ACreate)
-    : FOwner(AOwner), FName(std::move(AName)), FMin(AMin), FMax(AMax), FCreate(std::move(ACreate)) {
-  SetCount(ADefault);
+TKLPinListOwner::TKLPinListOwner(TKLPinOwner AOwner, const TPropertyInfo<std::uint32_t>& AInfo,
+                                 TCreate ACreate)
+    : FOwner(std::move(AOwner)), FInfo(AInfo), FCreate(std::move(ACreate)) {
+  SetCount(FInfo.Default);
 }
 
-std::size_t TKLPinListOwner::Count() const {
-  const ILockSection Section = FOwner.ReadLock();
-  return FPins.size();
+std::string TKLPinListOwner::Describe() const {
+  return FOwner.Component != nullptr ? FOwner.Component->Describe() : "a list of pins";
 }
 
-void TKLPinListOwner::SetCount(std::size_t ACount) {
-  if (ACount < FMin || ACount > FMax) {
-    RefuseValue(FOwner.Describe(), FName + ".Count", NumberText(ACount),
-                RangeText(Between(static_cast<std::int64_t>(FMin), static_cast<std::int64_t>(FMax)),
-                          "pins"));
-  }
-  std::vector<std::unique_ptr<TKLPin>> Gone;
+std::uint32_t TKLPinListOwner::Count() const {
+  const std::lock_guard Guard(FMutex);
+  return static_cast<std::uint32_t>(FPins.size());
+}
+
+void TKLPinListOwner::SetCount(std::uint32_t ACount) {
+  if (!IsAmong(FInfo, ACount)) RefuseValue(Describe(), FInfo, ACount);
+  std::vector<std::unique_ptr<TKLPin>> Moved;  // those that come, then those that go
   {
-    const ILockSection Section = FOwner.WriteLock();
-    while (FPins.size() < ACount) FPins.push_back(FCreate());
-    while (FPins.size() > ACount) {
-      Gone.push_back(std::move(FPins.back()));
-      FPins.pop_back();
+    const ILockSection Section = FOwner.Lock->WriteLock();
+    const std::uint32_t Before = Count();
+    if (Before == ACount) return;
+    while (Before + Moved.size() < ACount) Moved.push_back(FCreate());
+    {
+      const std::lock_guard Guard(FMutex);
+      for (auto& Pin : Moved) FPins.push_back(std::move(Pin));
+      Moved.clear();
+      for (; FPins.size() > ACount; FPins.pop_back()) Moved.push_back(std::move(FPins.back()));
     }
+    FOwner.Lock->NotifyChange({}, FInfo.Name, [ACount] { return ToValue(ACount); });
   }
   // Outside the lock: the links' far ends are told, and may come back to this component.
-  for (const auto& Pin : Gone) Pin->DisconnectAll();
+  for (const auto& Pin : Moved) Pin->DisconnectAll();
 }
 
 TKLPin& TKLPinListOwner::operator[](std::size_t AIndex) const {
-  const ILockSection Section = FOwner.ReadLock();
-  if (AIndex >= FPins.size()) {
-    throw EQSException(FOwner.Describe() + ": " + FName + " has no pin " + NumberText(AIndex) +
-                       "; it has " + NumberText(FPins.size()) + ", counted from 0");
-  }
-  return *FPins[AIndex];
+  const std::lock_guard Guard(FMutex);
+  if (AIndex < FPins.size()) return *FPins[AIndex];
+  const std::string Name(FInfo.Name);
+  throw EQSException(Describe() + " has no pin " + Name + '[' + NumberText(AIndex) + "]; " + Name +
+                     " has " + NumberText(FPins.size()) + " pins, counted from 0; set " + Name +
+                     " to have more, " + RangeText(FInfo.Bounds, FInfo.Unit));
 }
 
 }  // namespace tessalune

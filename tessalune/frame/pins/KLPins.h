@@ -41,6 +41,7 @@ struct TKLDataType {
   TGUID ID;
   std::string_view Name;    // "real blocks", as messages say it
   std::int32_t SampleSize;  // bytes
+  std::string_view Word{};  // "real", as files say it
 };
 
 // The types that a pin carries, those that it likes best first.
@@ -69,13 +70,15 @@ enum class TKLPinDirection : std::uint8_t { Source, Sink, State };
 // One link, shared by the lists of both its pins.
 class TKLLink final : public IInterface {
  public:
-  TKLLink(TKLBasicPin& ASource, TKLBasicPin& ASink, const TKLDataType& AType);
+  TKLLink(TKLBasicPin& ASource, TKLBasicPin& ASink, const TKLDataType& AType,
+          const TKLDataType* AWanted);
   TKLBasicPin& Source;
   TKLBasicPin& Sink;
   const TRef<TCallGate> SourceGate;
   const TRef<TCallGate> SinkGate;
   // The type in force; changes when links elsewhere narrow what the pins can carry.
   mutable std::atomic<const TKLDataType*> Type;
+  const TKLDataType* const Wanted;  // the one that Connect was given; null if none
 
   TKLBasicPin& Other(const TKLBasicPin& APin) const { return &APin == &Source ? Sink : Source; }
 };
@@ -98,9 +101,13 @@ class TKLBasicPin : private TComponentPart {
 
   // Links the two pins, whichever of them is the source. Raises EQSException if they do not fit or
   // the link would close a loop; the text names both pins, their types and what would fit.
-  void Connect(TKLBasicPin& AOther);
+  // Where both ends can carry several types, AType says which one the link carries, as long as it
+  // lives, and with it all components that take over their input's type. Without it a pin that
+  // carries one type decides, however far it is; between two that have a choice the sink's liking
+  // counts, and the type may change when links elsewhere do.
+  void Connect(TKLBasicPin& AOther, const TKLDataType* AType = nullptr);
   // Why Connect would refuse; empty if it would not.
-  std::optional<std::string> WhyNotConnect(TKLBasicPin& AOther);
+  std::optional<std::string> WhyNotConnect(TKLBasicPin& AOther, const TKLDataType* AType = nullptr);
   // Takes the link between the two off; nothing if there is none.
   void Disconnect(TKLBasicPin& AOther);
   void DisconnectAll();
@@ -109,6 +116,10 @@ class TKLBasicPin : private TComponentPart {
   std::vector<TKLBasicPin*> ConnectedPins() const;
   // The type in force on the link with AOther; null if there is no link.
   const TKLDataType* LinkType(const TKLBasicPin& AOther) const;
+
+  // The types among which that type was chosen, the one in force included, where nothing said it:
+  // neither Connect, nor a link from which the source's component takes its type over.
+  TKLDataTypes TypeChoice(const TKLBasicPin& AOther) const;
 
   // What the pin carries by itself, and what of it is left when the links around it are looked at.
   const TKLDataTypes& DataTypes() const { return FTypes; }
@@ -291,27 +302,29 @@ class TKLMultiSinkPin : public TKLSinkPin {
   bool TakesManyLinks() const override { return true; }
 };
 
-// A list of like pins, for components whose number of inputs or outputs is a property.
+// A list of like pins, for components whose number of inputs or outputs is a property. Any thread.
 class TKLPinListOwner {
  public:
   using TCreate = std::function<std::unique_ptr<TKLPin>()>;
-  // Begins with ADefault pins; the count stays between AMin and AMax.
-  TKLPinListOwner(TLockComponent& AOwner, std::string AName, std::size_t ADefault, std::size_t AMin,
-                  std::size_t AMax, TCreate ACreate);
+  // AInfo is the count's row, by which the owner publishes the list (TPublishedTable::PinList): its
+  // bounds, at least 1, hold the count, and the list begins with its default.
+  TKLPinListOwner(TKLPinOwner AOwner, const TPropertyInfo<std::uint32_t>& AInfo, TCreate ACreate);
 
-  std::size_t Count() const;
+  std::uint32_t Count() const;
   // Creates pins at the end, or ends the last ones, their links with them. Raises EQSException for
   // a count out of bounds.
-  void SetCount(std::size_t ACount);
+  void SetCount(std::uint32_t ACount);
   // Raises EQSException for an index beyond the list.
   TKLPin& operator[](std::size_t AIndex) const;
 
  private:
-  TLockComponent& FOwner;
-  const std::string FName;
-  const std::size_t FMin;
-  const std::size_t FMax;
+  std::string Describe() const;
+
+  const TKLPinOwner FOwner;
+  const TPropertyInfo<std::uint32_t> FInfo;
   const TCreate FCreate;
+  // Not the component's lock: messages name pins while links everywhere stand still.
+  mutable std::mutex FMutex;
   std::vector<std::unique_ptr<TKLPin>> FPins;
 };
 
