@@ -409,9 +409,11 @@ TEST(APropertyStream, TakesOlderNamesAndFormsButNotBoth) {
   EXPECT_EQ(Probe->Sections.Values(), (TNumbers{1, 2, 3, 4, 5, 6, 7, 8, 9, 1, 2, 3}));
   EXPECT_EQ(Probe->Patterns.Items(0)->Sample(), 9.0);
   const TNode Today = Written(*Probe);
-  EXPECT_NE(Today.Find("Taps")->Find("_Items"), nullptr);
-  EXPECT_NE(Today.Find("Pairs")->Find("_Values"), nullptr);
-  for (const char* Name : {"Taps", "Mask", "Pairs", "Sections"}) {
+  for (const auto& [Name, Form] :
+       {std::pair{"Taps", "_Items"}, std::pair{"Mask", "_Items"}, std::pair{"Pairs", "_Values"},
+        std::pair{"Sections", "_Values"}}) {
+    ASSERT_NE(Today.Find(Name), nullptr) << Name;
+    EXPECT_NE(Today.Find(Name)->Find(Form), nullptr) << Name;
     EXPECT_EQ(Today.Find(Name)->Find("Values"), nullptr) << Name;
   }
   const auto Both = [&](TNode ANode) { return ReadInto(*Probe, ANode); };
