@@ -4,9 +4,10 @@
 #include "Palette.h"
 #include "Words.h"
 
-#include <tessalune/frame/pins/KLPins.h>
+#include <tessalune/frame/streams/QSStreamTypes.h>
 
 #include <algorithm>
+#include <charconv>
 #include <utility>
 
 namespace tessalune::host {
@@ -32,6 +33,11 @@ void SetByPath(TPersistent& AObject, std::string_view APath, std::string_view AV
                        SuggestName(Name, NamesOf(Table.Properties())));
   }
   const bool IsObject = Row->Kind == TPropertyKind::Object;
+  const TPublishedProperty* Content =
+      IsObject ? Row->Object(AObject).PublishedTable().ContentRow() : nullptr;
+  if (Content != nullptr && Dot == std::string_view::npos) {
+    return Content->Set(Row->Object(AObject), Content->Parse(AValue));
+  }
   if (IsObject != (Dot != std::string_view::npos)) {
     throw EQSException(
         std::string(Name) + " is " + Row->Expected() +
@@ -41,6 +47,7 @@ void SetByPath(TPersistent& AObject, std::string_view APath, std::string_view AV
              : ", with no properties of its own"));
   }
   if (IsObject) return SetByPath(Row->Object(AObject), APath.substr(Dot + 1), AValue);
+  if (!Row->Set) throw EQSException(std::string(Name) + " can only be read");
   Row->Set(AObject, Row->Parse(AValue));
 }
 
@@ -53,6 +60,9 @@ TGraph::TGraph(std::string_view AText, TMistakes& AMistakes) {
   const TGraphForm Form = ReadGraphForm(FDocument, AMistakes);
   FRun = Form.Run;
   for (const auto& Component : Form.Components) AddComponent(Component, AMistakes);
+  for (const auto& Link : Form.Links) {
+    for (const TJsonNode* End : Link.Ends) FNamedPins.insert(End->Text);
+  }
   for (const auto& Link : Form.Links) AddLink(Link, AMistakes);
 }
 
@@ -115,14 +125,32 @@ std::vector<std::string_view> TGraph::ComponentNames() const {
 // --- links ---
 
 void TGraph::AddLink(const TGraphForm::TLinkEntry& AForm, TMistakes& AMistakes) {
-  TKLBasicPin* const Source = FindPin(*AForm.Ends[0], AMistakes);
-  TKLBasicPin* const Sink = FindPin(*AForm.Ends[1], AMistakes);
-  if (Source == nullptr || Sink == nullptr) return;
+  TKLBasicPin* const One = FindPin(*AForm.Ends[0], AMistakes);
+  TKLBasicPin* const Other = FindPin(*AForm.Ends[1], AMistakes);
+  const TKLDataType* const Type = FindType(AForm.Type, AMistakes);
+  if (One == nullptr || Other == nullptr || (AForm.Type != nullptr && Type == nullptr)) return;
   try {
-    Source->Connect(*Sink);
+    One->Connect(*Other, Type);
+    const bool Turned = One->Direction() == TKLPinDirection::Sink;
+    FLinks.emplace_back(Turned ? Other : One, Turned ? One : Other);
   } catch (const EQSException& Error) {
-    AMistakes.Add(AForm.Link->Place, AForm.Link->Path, Error.what());
+    const TJsonNode& At =
+        Type != nullptr && !One->WhyNotConnect(*Other) ? *AForm.Type : *AForm.Link;
+    AMistakes.Add(At.Place, At.Path, Error.what());
   }
+}
+
+const TKLDataType* TGraph::FindType(const TJsonNode* ANode, TMistakes& AMistakes) const {
+  if (ANode == nullptr) return nullptr;
+  std::vector<std::string_view> Words;
+  for (const TKLDataType* Type : SampleTypes()) {
+    if (Type->Word == ANode->Text) return Type;
+    Words.push_back(Type->Word);
+  }
+  AMistakes.Add(ANode->Place, ANode->Path,
+                Quote(ANode->Text) + " is no type of a link; expected is one of " + Listed(Words) +
+                    SuggestName(ANode->Text, Words));
+  return nullptr;
 }
 
 TKLBasicPin* TGraph::FindPin(const TJsonNode& ANode, TMistakes& AMistakes) {
@@ -136,19 +164,79 @@ TKLBasicPin* TGraph::FindPin(const TJsonNode& ANode, TMistakes& AMistakes) {
     return Tell(Quote(Text) + " names no pin; expected is Component.Pin, such as Tone.OutputPin");
   }
   const std::string Name = Text.substr(0, Dot);
-  const std::string_view PinName = std::string_view(Text).substr(Dot + 1);
   const auto Found = FByName.find(Name);
   if (Found == FByName.end()) {
     return Tell("there is no component " + Quote(Name) +
                 (AMistakes.TakesSuggestions() ? SuggestName(Name, ComponentNames()) : ""));
   }
-  TComponent* const Component = FEntries[Found->second].Component.get();
-  if (Component == nullptr) return nullptr;
-  const TPublishedTable& Table = Component->PublishedTable();
-  if (const TPublishedPin* Pin = Table.FindPin(PinName)) return &Pin->Get(*Component);
-  const std::vector<std::string_view> Pins = NamesOf(Table.Pins());
-  return Tell(Component->Describe() + " has no pin " + Quote(PinName) + ", only " + Listed(Pins) +
-              SuggestName(PinName, Pins));
+  TEntry& Entry = FEntries[Found->second];
+  if (Entry.Component == nullptr) return nullptr;
+  try {
+    return FindPinOf(Entry, std::string_view(Text).substr(Dot + 1));
+  } catch (const EQSException& Error) {
+    return Tell(Error.what());
+  }
+}
+
+TKLBasicPin* TGraph::FindPinOf(TEntry& AEntry, std::string_view APinName) const {
+  TComponent& Component = *AEntry.Component;
+  const TPublishedTable& Table = Component.PublishedTable();
+  const std::size_t Bracket = APinName.find('[');
+  const std::string_view Name = APinName.substr(0, Bracket);
+  const TPublishedPin* Row = Table.FindPin(Name);
+  if (Row == nullptr || (!Row->IsList && Bracket != std::string_view::npos)) {
+    const std::vector<std::string_view> Pins = NamesOf(Table.Pins());
+    throw EQSException(Component.Describe() + " has no pin " + Quote(APinName) + ", only " +
+                       Listed(Pins) + SuggestName(Name, Pins));
+  }
+  if (!Row->IsList) return &Row->Get(Component);
+  if (Bracket == std::string_view::npos) return &FreePin(AEntry, *Row);
+  std::size_t Index = 0;
+  const char* const End = APinName.data() + APinName.size();
+  const auto Parsed = std::from_chars(APinName.data() + Bracket + 1, End, Index);
+  if (Parsed.ec != std::errc() || Parsed.ptr + 1 != End || *Parsed.ptr != ']') {
+    throw EQSException(Quote(APinName) + " names no pin of the list " + std::string(Name) +
+                       "; expected is " + Row->PinName(0) + " to " +
+                       Row->PinName(Row->Count(Component) - 1) + ", or " + std::string(Name) +
+                       " for the first pin without a link");
+  }
+  return &Row->At(Component, Index);
+}
+
+TKLBasicPin& TGraph::FreePin(TEntry& AEntry, const TPublishedPin& ARow) const {
+  TComponent& Component = *AEntry.Component;
+  const std::size_t Count = ARow.Count(Component);
+  for (std::size_t I = 0; I < Count; ++I) {
+    TKLBasicPin& Pin = ARow.At(Component, I);
+    const std::string Name = Component.Name() + '.' + ARow.PinName(I);
+    if (!Pin.IsConnected() && FNamedPins.count(Name) == 0) return Pin;
+  }
+  Component.PublishedTable().FindProperty(ARow.Name)->Set(Component,
+                                                          static_cast<std::int64_t>(Count + 1));
+  std::erase_if(AEntry.Grown, [&ARow](const auto& AGrown) { return AGrown.first == &ARow; });
+  AEntry.Grown.emplace_back(&ARow, Count + 1);
+  return ARow.At(Component, Count);
+}
+
+std::string TGraph::TTypeChoice::Text() const {
+  std::vector<std::string_view> Words;
+  for (const TKLDataType* Each : Types) Words.push_back(Each->Word);
+  return "the link " + Link + " carries " + std::string(Type->Name) + ", which was chosen among " +
+         Listed(Words) + "; a third string in the link, such as " + Quote(Type->Word) + ", says it";
+}
+
+std::vector<TGraph::TTypeChoice> TGraph::TypeChoices() const {
+  std::vector<TTypeChoice> Choices;
+  for (const auto& [Source, Sink] : FLinks) {
+    TKLDataTypes Types = Source->TypeChoice(*Sink);
+    std::erase_if(Types, [](const TKLDataType* AType) {
+      return std::find(SampleTypes().begin(), SampleTypes().end(), AType) == SampleTypes().end();
+    });
+    if (Types.size() < 2) continue;
+    Choices.push_back(
+        {Source->Describe() + " to " + Sink->Describe(), Source->LinkType(*Sink), Types});
+  }
+  return Choices;
 }
 
 // --- properties ---
@@ -192,6 +280,20 @@ TGraph::TWhere TGraph::Where(const TComponent& AComponent, std::string_view APro
   return {Node.Place, Node.Path};
 }
 
+// The pins that links made are no part of the text: the links make them again.
+void TGraph::KeepGrown(const TEntry& AEntry, const TJsonNode& ABefore, TJsonNode& AProperties) {
+  for (const auto& [Row, Count] : AEntry.Grown) {
+    if (Row->Count(*AEntry.Component) != Count) continue;  // set by other means since
+    const std::string_view Name = Row->Name;
+    if (const TJsonNode* Stored = ABefore.Find(Name)) {
+      *AProperties.Find(Name) = TJsonNode(*Stored);
+    } else {
+      std::erase_if(AProperties.Items,
+                    [Name](const TJsonNode& AItem) { return AItem.Key == Name; });
+    }
+  }
+}
+
 std::string TGraph::Save() {
   for (const TEntry& Entry : FEntries) {
     TJsonNode& Node = FDocument.Find("components")->Items[Entry.Index];
@@ -201,8 +303,10 @@ std::string TGraph::Save() {
     TJsonNode* const Known = Node.Find("properties");
     TJsonNode& Properties = Known != nullptr ? *Known : Empty;
     RenewNames(Properties, *Entry.Component);
+    const TJsonNode Before = Properties;
     TJsonWriter Writer(Properties);
     Entry.Component->SerializationWrite(Writer);
+    KeepGrown(Entry, Before, Properties);
     if (Known == nullptr && !Empty.Items.empty()) Node.Items.push_back(std::move(Empty));
   }
   return WriteJson(FDocument);

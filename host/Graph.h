@@ -3,11 +3,14 @@
 
 #include "GraphForm.h"
 
+#include <tessalune/frame/pins/KLPins.h>
 #include <tessalune/frame/runtime/VBComponent.h>
 
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace tessalune::host {
@@ -27,6 +30,18 @@ class TGraph {
   // "Filter.Threading.Enabled=true".
   void Set(const std::string& AAssignment, TMistakes& AMistakes);
 
+  // A link whose type nobody said, where it could have been another sample type: "Play (TQSPlayer).
+  // OutputPin to Line (TQSDelayLine).InputPin". In the order of the file; of links that take their
+  // type over from one above, only that one.
+  struct TTypeChoice {
+    std::string Link;
+    const TKLDataType* Type;  // that was chosen
+    TKLDataTypes Types;       // among these
+    // For a run's remarks.
+    std::string Text() const;
+  };
+  std::vector<TTypeChoice> TypeChoices() const;
+
   // Where the value of a component's property stands; where the component does, if the file does
   // not give the value that the property has now.
   struct TWhere {
@@ -43,6 +58,8 @@ class TGraph {
     TOwned<TComponent> Component;  // null if the class is unknown: its name is taken all the same
     std::size_t Index;             // in the document's array
     TPlace Place;
+    // Pin lists that links made grow, with the count that they have now; not to be stored.
+    std::vector<std::pair<const TPublishedPin*, std::size_t>> Grown{};
   };
 
   TOwned<TComponent> NewComponent(const TJsonNode* AClass, TMistakes& AMistakes) const;
@@ -51,12 +68,21 @@ class TGraph {
   void AddLink(const TGraphForm::TLinkEntry& AForm, TMistakes& AMistakes);
   // Null if there is no such pin (told), or if its component could not be made.
   TKLBasicPin* FindPin(const TJsonNode& ANode, TMistakes& AMistakes);
+  TKLBasicPin* FindPinOf(TEntry& AEntry, std::string_view APinName) const;
+  // The first pin of the list that has no link and is named by none; the list grows if there is
+  // none.
+  TKLBasicPin& FreePin(TEntry& AEntry, const TPublishedPin& ARow) const;
+  // Null if the link says no type, or a wrong one (told).
+  const TKLDataType* FindType(const TJsonNode* ANode, TMistakes& AMistakes) const;
+  static void KeepGrown(const TEntry& AEntry, const TJsonNode& ABefore, TJsonNode& AProperties);
   std::vector<std::string_view> ComponentNames() const;
 
   TJsonNode FDocument;
   TRunSettings FRun;
   std::vector<TEntry> FEntries;
   std::unordered_map<std::string, std::size_t> FByName;
+  std::unordered_set<std::string> FNamedPins;  // as links name them: "Sum.InputPins[2]"
+  std::vector<std::pair<TKLBasicPin*, TKLBasicPin*>> FLinks;  // output and input, in order
 };
 
 }  // namespace tessalune::host

@@ -87,15 +87,18 @@ class TFormReader {
   }
 
   void ReadLink(const TJsonNode& ANode) {
-    const bool IsPair = ANode.Kind == TJsonKind::Array && ANode.Items.size() == 2 &&
-                        ANode.Items[0].Kind == TJsonKind::String &&
-                        ANode.Items[1].Kind == TJsonKind::String;
-    if (IsPair) {
-      FForm.Links.push_back({&ANode, {&ANode.Items[0], &ANode.Items[1]}});
+    const bool IsLink =
+        ANode.Kind == TJsonKind::Array && (ANode.Items.size() == 2 || ANode.Items.size() == 3) &&
+        std::all_of(ANode.Items.begin(), ANode.Items.end(),
+                    [](const TJsonNode& AItem) { return AItem.Kind == TJsonKind::String; });
+    if (IsLink) {
+      FForm.Links.push_back({&ANode,
+                             {&ANode.Items[0], &ANode.Items[1]},
+                             ANode.Items.size() == 3 ? &ANode.Items[2] : nullptr});
     } else {
       Add(ANode,
           "a link is an array of two strings, such as [\"Tone.OutputPin\", "
-          "\"Log.InputPin\"]");
+          "\"Log.InputPin\"], and of a third one where it says its type, such as \"unsigned\"");
     }
   }
 

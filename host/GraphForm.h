@@ -33,6 +33,7 @@ struct TGraphForm {
   struct TLinkEntry {
     const TJsonNode* Link;
     const TJsonNode* Ends[2];
+    const TJsonNode* Type;  // null if the link does not say one
   };
   std::vector<TComponentEntry> Components;
   std::vector<TLinkEntry> Links;

@@ -12,41 +12,88 @@ TPropertyValue WithNonFinite(TPropertyValue AValue) {
   return AValue;
 }
 
+// The node as an object that holds it under the name of AObject's content: what an array means that
+// stands in place of an object.
+std::optional<TJsonNode> AsContent(const TJsonNode& AArray, const TPersistent& AObject) {
+  const TPublishedProperty* Content = AObject.PublishedTable().ContentRow();
+  if (AArray.Kind != TJsonKind::Array || Content == nullptr) return std::nullopt;
+  TJsonNode Object;
+  Object.Kind = TJsonKind::Object;
+  Object.Place = AArray.Place;
+  Object.Path = AArray.Path;
+  Object.Items.push_back(AArray);
+  Object.Items.back().Key = Content->Name;
+  return Object;
+}
+
 class TElementReader final : public ISequentialReader {
  public:
-  TElementReader(const TJsonNode& AArray, TMistakes& AMistakes)
-      : FArray(AArray), FMistakes(AMistakes) {}
+  // AIsText: the elements are strings, so that none of them stands for a number.
+  TElementReader(const TJsonNode& AArray, TMistakes& AMistakes, bool AIsText)
+      : FArray(AArray), FMistakes(AMistakes), FIsText(AIsText) {}
+
+  bool HasNext() const override { return FNext < FArray.Items.size(); }
 
   std::optional<TPropertyValue> ReadNext() override {
-    while (FNext < FArray.Items.size()) {
-      const auto Value = FArray.Items[FNext++].Value();
-      if (Value) return WithNonFinite(*Value);
-      Fault("expected is a plain value");
+    auto Value = Next().Value();
+    if (!Value) Fault("expected is a plain value");
+    return Value && !FIsText ? WithNonFinite(*std::move(Value)) : Value;
+  }
+  bool ReadNextObject(TPersistent& AObject) override {
+    const TJsonNode& Element = Next();
+    if (Element.Kind != TJsonKind::Object) {
+      Fault("expected is " + std::string(JsonKindText(TJsonKind::Object)) + "; here stands " +
+            std::string(JsonKindText(Element.Kind)));
+      return false;
     }
-    return std::nullopt;
+    TJsonReader Inner(Element, &AObject, FMistakes);
+    AObject.SerializationRead(Inner);
+    return true;
+  }
+  bool ReadNextArray(const std::function<void(ISequentialReader&)>& AContent) override {
+    const TJsonNode& Element = Next();
+    if (Element.Kind != TJsonKind::Array) {
+      Fault("expected is " + std::string(JsonKindText(TJsonKind::Array)) + "; here stands " +
+            std::string(JsonKindText(Element.Kind)));
+      return false;
+    }
+    TElementReader Inner(Element, FMistakes, FIsText);
+    AContent(Inner);
+    return true;
   }
 
   void Fault(const std::string& AMessage) override {
-    const TJsonNode& Element = FArray.Items.at(FNext - 1);
-    FMistakes.Add(Element.Place, Element.Path, AMessage);
+    const TJsonNode& At = FNext > 0 ? FArray.Items[FNext - 1] : FArray;
+    FMistakes.Add(At.Place, At.Path, AMessage);
   }
 
  private:
+  const TJsonNode& Next() { return FArray.Items.at(FNext++); }
+
   const TJsonNode& FArray;
   TMistakes& FMistakes;
+  const bool FIsText;
   std::size_t FNext = 0;
 };
 
 class TElementWriter final : public ISequentialWriter {
  public:
   explicit TElementWriter(TJsonNode& AArray) : FArray(AArray) {}
-  void WriteValue(const TPropertyValue& AValue) override {
-    if (FCount == FArray.Items.size()) FArray.Items.emplace_back();
-    FArray.Items[FCount++].SetValue(AValue);
+  void WriteValue(const TPropertyValue& AValue) override { Next().SetValue(AValue); }
+  void WriteObject(const TPersistent& AObject) override {
+    TJsonNode& Element = Next();
+    Element.Kind = TJsonKind::Object;
+    TJsonWriter Writer(Element);
+    AObject.SerializationWrite(Writer);
   }
   std::size_t Count() const { return FCount; }
 
  private:
+  TJsonNode& Next() {
+    if (FCount == FArray.Items.size()) FArray.Items.emplace_back();
+    return FArray.Items[FCount++];
+  }
+
   TJsonNode& FArray;
   std::size_t FCount = 0;
 };
@@ -62,7 +109,7 @@ std::vector<std::string> TJsonReader::Names() const {
 }
 
 const TPublishedProperty* TJsonReader::Row(std::string_view AName) const {
-  return FObject != nullptr ? FObject->PublishedTable().FindProperty(AName) : nullptr;
+  return FObject->PublishedTable().FindProperty(AName);
 }
 
 std::optional<TPropertyValue> TJsonReader::ReadValue(std::string_view AName) {
@@ -75,14 +122,13 @@ std::optional<TPropertyValue> TJsonReader::ReadValue(std::string_view AName) {
   return Value;
 }
 
-bool TJsonReader::ReadObject(std::string_view AName,
-                             const std::function<void(IReader&)>& AContent) {
+bool TJsonReader::ReadObject(std::string_view AName, TPersistent& AObject) {
   const TJsonNode* Member = FNode.Find(AName);
-  if (Member == nullptr || Member->Kind != TJsonKind::Object) return false;
-  const TPublishedProperty* Property = Row(AName);
-  const bool HasObject = Property != nullptr && Property->Kind == TPropertyKind::Object;
-  TJsonReader Inner(*Member, HasObject ? &Property->Object(*FObject) : nullptr, FMistakes);
-  AContent(Inner);
+  if (Member == nullptr) return false;
+  const auto Content = AsContent(*Member, AObject);
+  if (!Content && Member->Kind != TJsonKind::Object) return false;
+  TJsonReader Inner(Content ? *Content : *Member, &AObject, FMistakes);
+  AObject.SerializationRead(Inner);
   return true;
 }
 
@@ -90,7 +136,10 @@ bool TJsonReader::ReadArray(std::string_view AName,
                             const std::function<void(ISequentialReader&)>& AContent) {
   const TJsonNode* Member = FNode.Find(AName);
   if (Member == nullptr || Member->Kind != TJsonKind::Array) return false;
-  TElementReader Elements(*Member, FMistakes);
+  const TPublishedProperty* Property = Row(AName);
+  TElementReader Elements(*Member, FMistakes,
+                          Property != nullptr && (Property->Element == TPropertyKind::String ||
+                                                  Property->Element == TPropertyKind::Enumeration));
   AContent(Elements);
   return true;
 }
@@ -102,7 +151,8 @@ void TJsonReader::Fault(std::string_view AName, const std::string& AMessage) {
     FMistakes.Add(FNode.Place, FNode.Path + '.' + std::string(AName), AMessage);
     return;
   }
-  const bool IsNameWrong = FObject != nullptr && Row(AName) == nullptr;
+  const bool IsNameWrong =
+      Row(AName) == nullptr && FObject->PublishedTable().FindOlderForm(AName) == nullptr;
   FMistakes.Add(IsNameWrong ? Member->KeyPlace : Member->Place, Member->Path, AMessage);
 }
 
@@ -112,19 +162,34 @@ void TJsonWriter::WriteValue(std::string_view AName, const TPropertyValue& AValu
   FNode.Member(AName, TJsonKind::Null).SetValue(AValue);
 }
 
-void TJsonWriter::WriteObject(std::string_view AName,
-                              const std::function<void(IWriter&)>& AContent) {
-  if (TJsonNode* Known = FNode.Find(AName)) {
-    TJsonWriter Inner(*Known);
-    AContent(Inner);
-    return;
+void TJsonWriter::WriteObject(std::string_view AName, const TPersistent& AObject) {
+  TJsonNode* const Known = FNode.Find(AName);
+  const auto Write = [&AObject](TJsonNode& ANode) {
+    TJsonWriter Writer(ANode);
+    AObject.SerializationWrite(Writer);
+  };
+  if (Known == nullptr) {
+    TJsonNode New;
+    New.Kind = TJsonKind::Object;
+    Write(New);
+    const TPublishedProperty* Content = AObject.PublishedTable().ContentRow();
+    if (New.Items.size() == 1 && Content != nullptr && New.Items[0].Key == Content->Name &&
+        Content->Kind == TPropertyKind::Collection) {
+      New = TJsonNode(New.Items[0]);
+    }
+    New.Key = AName;
+    if (!New.Items.empty()) FNode.Items.push_back(std::move(New));
+  } else if (auto Content = AsContent(*Known, AObject)) {
+    Write(*Content);
+    if (Content->Items.size() == 1) {
+      Known->Items = std::move(Content->Items[0].Items);
+    } else {
+      Known->Kind = TJsonKind::Object;
+      Known->Items = std::move(Content->Items);
+    }
+  } else {
+    Write(*Known);
   }
-  TJsonNode New;
-  New.Kind = TJsonKind::Object;
-  New.Key = AName;
-  TJsonWriter Inner(New);
-  AContent(Inner);
-  if (!New.Items.empty()) FNode.Items.push_back(std::move(New));
 }
 
 void TJsonWriter::WriteArray(std::string_view AName,
@@ -139,12 +204,42 @@ bool TJsonWriter::WantsDefault(std::string_view AName) const {
   return FNode.Find(AName) != nullptr;
 }
 
-void RenewNames(TJsonNode& ANode, TPersistent& AObject) {
+namespace {
+
+void RenewItems(TJsonNode& AArray, const TPersistent& AObject, const TPublishedProperty& ARow) {
+  std::size_t Next = 0;
+  ARow.Visit(AObject, [&](const TPersistent& AItem) {
+    if (Next < AArray.Items.size()) RenewNames(AArray.Items[Next++], AItem);
+  });
+}
+
+}  // namespace
+
+void RenewNames(TJsonNode& ANode, const TPersistent& AObject) {
+  const TPublishedTable& Table = AObject.PublishedTable();
+  if (ANode.Kind == TJsonKind::Array) {
+    if (Table.ContentRow()->Kind == TPropertyKind::Collection) {
+      RenewItems(ANode, AObject, *Table.ContentRow());
+    }
+    return;
+  }
+  std::erase_if(ANode.Items, [&Table](const TJsonNode& AItem) {
+    const TPublishedOlderForm* Older = Table.FindOlderForm(AItem.Key);
+    return Older != nullptr && Older->NameToday.empty();
+  });
   for (TJsonNode& Item : ANode.Items) {
-    const TPublishedProperty* Row = AObject.PublishedTable().FindProperty(Item.Key);
+    if (const TPublishedOlderForm* Older = Table.FindOlderForm(Item.Key)) {
+      Item.Key = Older->NameToday;
+      continue;
+    }
+    const TPublishedProperty* Row = Table.FindProperty(Item.Key);
     if (Row == nullptr) continue;
     Item.Key = Row->Name;
-    if (Row->Kind == TPropertyKind::Object) RenewNames(Item, Row->Object(AObject));
+    if (Row->Kind == TPropertyKind::Object) {
+      RenewNames(Item, Row->Object(const_cast<TPersistent&>(AObject)));
+    } else if (Row->Kind == TPropertyKind::Collection) {
+      RenewItems(Item, AObject, *Row);
+    }
   }
 }
 

@@ -1,7 +1,9 @@
 // Property streams as JSON objects.
 //
-// A property is a member of its name; a sub-object is an object. A Double that is NaN or infinite
-// is one of the strings "NaN", "Infinity" and "-Infinity", in an array too.
+// A property is a member of its name; a sub-object is an object, an array of values or a collection
+// of objects an array. Where a sub-object has a content (TPublishedTable::ContentRow), an array in
+// its place is the content, all else being default; a collection is written so. A Double that is
+// NaN or infinite is one of the strings "NaN", "Infinity" and "-Infinity", in an array too.
 #pragma once
 
 #include "JsonDocument.h"
@@ -18,13 +20,13 @@ namespace tessalune::host {
 
 class TJsonReader final : public IReader {
  public:
-  // AObject is whose properties ANode holds; null for a form that is no object of the library's.
-  TJsonReader(const TJsonNode& ANode, TPersistent* AObject, TMistakes& AMistakes)
+  // AObject is whose properties ANode holds.
+  TJsonReader(const TJsonNode& ANode, const TPersistent* AObject, TMistakes& AMistakes)
       : FNode(ANode), FObject(AObject), FMistakes(AMistakes) {}
 
   std::vector<std::string> Names() const override;
   std::optional<TPropertyValue> ReadValue(std::string_view AName) override;
-  bool ReadObject(std::string_view AName, const std::function<void(IReader&)>& AContent) override;
+  bool ReadObject(std::string_view AName, TPersistent& AObject) override;
   bool ReadArray(std::string_view AName,
                  const std::function<void(ISequentialReader&)>& AContent) override;
   void Fault(std::string_view AName, const std::string& AMessage) override;
@@ -33,7 +35,7 @@ class TJsonReader final : public IReader {
   const TPublishedProperty* Row(std::string_view AName) const;
 
   const TJsonNode& FNode;
-  TPersistent* const FObject;
+  const TPersistent* const FObject;
   TMistakes& FMistakes;
 };
 
@@ -44,7 +46,7 @@ class TJsonWriter final : public IWriter {
   explicit TJsonWriter(TJsonNode& ANode) : FNode(ANode) {}
 
   void WriteValue(std::string_view AName, const TPropertyValue& AValue) override;
-  void WriteObject(std::string_view AName, const std::function<void(IWriter&)>& AContent) override;
+  void WriteObject(std::string_view AName, const TPersistent& AObject) override;
   void WriteArray(std::string_view AName,
                   const std::function<void(ISequentialWriter&)>& AContent) override;
   bool WantsDefault(std::string_view AName) const override;
@@ -53,7 +55,8 @@ class TJsonWriter final : public IWriter {
   TJsonNode& FNode;
 };
 
-// Gives members that bear an older name of a property its name of today.
-void RenewNames(TJsonNode& ANode, TPersistent& AObject);
+// Gives members that bear an older name of a property its name of today, and takes those away that
+// have no use any more.
+void RenewNames(TJsonNode& ANode, const TPersistent& AObject);
 
 }  // namespace tessalune::host

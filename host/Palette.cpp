@@ -84,7 +84,8 @@ constexpr std::size_t NameWidth = 24;
 std::string PinText(const TPublishedPin& ARow, TComponent& AObject) {
   const TKLBasicPin& Pin = ARow.Get(AObject);
   const std::string Links = Pin.TakesManyLinks() ? "any number of links" : "one link";
-  return "  " + Padded(std::string(ARow.Name), NameWidth) + std::string(DirectionName(Pin)) + ", " +
+  return "  " + Padded(std::string(ARow.Name), NameWidth) +
+         (ARow.IsList ? "list of pins, each " : "") + std::string(DirectionName(Pin)) + ", " +
          Links + (ARow.Primary ? ", primary" : "") + '\n' + Wrapped(ARow.Doc, NameWidth + 2) +
          Wrapped("Carries " + Listed(TypeNames(Pin)) + '.', NameWidth + 2);
 }
@@ -92,10 +93,28 @@ std::string PinText(const TPublishedPin& ARow, TComponent& AObject) {
 std::string PropertyLine(const TPublishedProperty& ARow) {
   const std::string Unit = ARow.Unit.empty() ? "" : ' ' + std::string(ARow.Unit);
   std::string Text(PropertyKindName(ARow.Kind));
-  Text += ", default " + ValueText(ARow.Default) + Unit;
+  if (ARow.Kind == TPropertyKind::Array)
+    Text += " of " + std::string(PropertyKindName(ARow.Element));
+  Text += ARow.Set ? ", default " + ValueText(ARow.Default) + Unit : ", read-only";
   if (!ARow.Bounds.IsEmpty()) Text += ", " + RangeText(ARow.Bounds, ARow.Unit);
   if (!ARow.Design.IsEmpty()) Text += ", usually " + RangeText(ARow.Design, ARow.Unit);
+  if (ARow.NonFinite) Text += ", NaN and the infinities too";
+  if (ARow.Set && !ARow.Stored) Text += ", not stored";
   if (!ARow.OldName.empty()) Text += ", formerly " + std::string(ARow.OldName);
+  return Text;
+}
+
+std::string RowText(const TPublishedProperty& ARow, const std::string& AName) {
+  std::string Text = "  " + Padded(AName, NameWidth) + PropertyLine(ARow) + '\n' +
+                     Wrapped(ARow.Doc, NameWidth + 2);
+  if (!ARow.Enumerators.empty()) {
+    Text += Wrapped("One of " + Listed(ARow.Enumerators) + '.', NameWidth + 2);
+  }
+  if (ARow.Kind == TPropertyKind::Collection) {
+    for (const TPublishedProperty* Row : ARow.ItemTable().Properties()) {
+      Text += RowText(*Row, AName + "[]." + std::string(Row->Name));
+    }
+  }
   return Text;
 }
 
@@ -104,15 +123,21 @@ std::string PropertiesText(TPersistent& AObject, const std::string& APath) {
   for (const TPublishedProperty* Row : AObject.PublishedTable().Properties()) {
     const std::string Name = APath + std::string(Row->Name);
     if (Row->Kind == TPropertyKind::Object) {
-      Text += "  " + Padded(Name, NameWidth) + "Object with the properties that follow\n" +
-              Wrapped(Row->Doc, NameWidth + 2) + PropertiesText(Row->Object(AObject), Name + '.');
+      TPersistent& Part = Row->Object(AObject);
+      const TPublishedProperty* Content = Part.PublishedTable().ContentRow();
+      Text += "  " + Padded(Name, NameWidth) + "Object with the properties that follow" +
+              (Content != nullptr ? "; an array in its place is its " + std::string(Content->Name)
+                                  : "") +
+              '\n' + Wrapped(Row->Doc, NameWidth + 2) + PropertiesText(Part, Name + '.');
       continue;
     }
-    Text += "  " + Padded(Name, NameWidth) + PropertyLine(*Row) + '\n' +
-            Wrapped(Row->Doc, NameWidth + 2);
-    if (!Row->Enumerators.empty()) {
-      Text += Wrapped("One of " + Listed(Row->Enumerators) + '.', NameWidth + 2);
-    }
+    Text += RowText(*Row, Name);
+  }
+  for (const TPublishedOlderForm* Form : AObject.PublishedTable().OlderForms()) {
+    Text += "  " + Padded(APath + std::string(Form->Name), NameWidth) +
+            (Form->NameToday.empty() ? "older form, read and dropped"
+                                     : "older form of " + std::string(Form->NameToday)) +
+            '\n' + Wrapped(Form->Doc, NameWidth + 2);
   }
   return Text;
 }
@@ -145,6 +170,7 @@ ordered_json PinsJson(TComponent& AObject) {
   for (const TPublishedPin* Row : AObject.PublishedTable().Pins()) {
     const TKLBasicPin& Pin = Row->Get(AObject);
     List.push_back({{"name", Row->Name},
+                    {"list", Row->IsList},
                     {"direction", DirectionName(Pin)},
                     {"types", TypeNames(Pin)},
                     {"manyLinks", Pin.TakesManyLinks()},
@@ -162,24 +188,49 @@ ordered_json EventsJson(TPersistent& AObject) {
   return List;
 }
 
-ordered_json PropertiesJson(TPersistent& AObject) {
+ordered_json RowsJson(const std::vector<const TPublishedProperty*>& ARows, TPersistent* AObject);
+
+ordered_json OlderFormsJson(const TPublishedTable& ATable) {
   auto List = ordered_json::array();
-  for (const TPublishedProperty* Row : AObject.PublishedTable().Properties()) {
-    ordered_json Json{{"name", Row->Name}, {"type", PropertyKindName(Row->Kind)}};
-    if (Row->Kind == TPropertyKind::Object) {
-      Json["properties"] = PropertiesJson(Row->Object(AObject));
-      Json["events"] = EventsJson(Row->Object(AObject));
-    } else {
-      Json["default"] = PropertyJson(Row->Default);
-      if (!Row->Unit.empty()) Json["unit"] = Row->Unit;
-      if (!Row->Bounds.IsEmpty()) Json["bounds"] = RangeJson(Row->Bounds);
-      if (!Row->Design.IsEmpty()) Json["design"] = RangeJson(Row->Design);
-      if (!Row->Enumerators.empty()) Json["enumerators"] = Row->Enumerators;
-      if (!Row->OldName.empty()) Json["oldName"] = Row->OldName;
-    }
-    Json["doc"] = Row->Doc;
-    List.push_back(std::move(Json));
+  for (const TPublishedOlderForm* Form : ATable.OlderForms()) {
+    List.push_back({{"name", Form->Name}, {"nameToday", Form->NameToday}, {"doc", Form->Doc}});
   }
+  return List;
+}
+
+void AddObjectJson(ordered_json& AJson, TPersistent& AObject) {
+  const TPublishedTable& Table = AObject.PublishedTable();
+  if (Table.ContentRow() != nullptr) AJson["content"] = Table.ContentRow()->Name;
+  AJson["properties"] = RowsJson(Table.Properties(), &AObject);
+  AJson["events"] = EventsJson(AObject);
+  if (!Table.OlderForms().empty()) AJson["olderForms"] = OlderFormsJson(Table);
+}
+
+ordered_json RowJson(const TPublishedProperty& ARow, TPersistent* AObject) {
+  ordered_json Json{{"name", ARow.Name}, {"type", PropertyKindName(ARow.Kind)}};
+  if (ARow.Kind == TPropertyKind::Object) {
+    if (AObject != nullptr) AddObjectJson(Json, ARow.Object(*AObject));
+  } else {
+    if (ARow.Kind == TPropertyKind::Array) Json["element"] = PropertyKindName(ARow.Element);
+    if (ARow.ItemTable != nullptr) Json["items"] = RowsJson(ARow.ItemTable().Properties(), nullptr);
+    Json["default"] = PropertyJson(ARow.Default);
+    if (!ARow.Unit.empty()) Json["unit"] = ARow.Unit;
+    if (!ARow.Bounds.IsEmpty()) Json["bounds"] = RangeJson(ARow.Bounds);
+    if (!ARow.Design.IsEmpty()) Json["design"] = RangeJson(ARow.Design);
+    if (ARow.NonFinite) Json["nonFinite"] = true;
+    if (!ARow.Set) Json["readOnly"] = true;
+    if (!ARow.IsStored()) Json["stored"] = false;
+    if (!ARow.Enumerators.empty()) Json["enumerators"] = ARow.Enumerators;
+    if (!ARow.OldName.empty()) Json["oldName"] = ARow.OldName;
+  }
+  Json["doc"] = ARow.Doc;
+  return Json;
+}
+
+// AObject is whose rows they are; null for the items of a collection.
+ordered_json RowsJson(const std::vector<const TPublishedProperty*>& ARows, TPersistent* AObject) {
+  auto List = ordered_json::array();
+  for (const TPublishedProperty* Row : ARows) List.push_back(RowJson(*Row, AObject));
   return List;
 }
 
@@ -230,10 +281,13 @@ std::string DescribeText(const TComponentClass& AClass) {
 ordered_json DescribeJson(const TComponentClass& AClass) {
   const TPublishedTable& Table = AClass.Published();
   const TOwned<TComponent> Sample = AClass.New();
-  return {{"class", Table.ClassName()},   {"name", Table.DisplayName()},
-          {"category", Table.Category()}, {"doc", Table.Doc()},
-          {"pins", PinsJson(*Sample)},    {"properties", PropertiesJson(*Sample)},
-          {"events", EventsJson(*Sample)}};
+  ordered_json Json{{"class", Table.ClassName()},
+                    {"name", Table.DisplayName()},
+                    {"category", Table.Category()},
+                    {"doc", Table.Doc()},
+                    {"pins", PinsJson(*Sample)}};
+  AddObjectJson(Json, *Sample);
+  return Json;
 }
 
 const TComponentClass& ClassOfName(const std::string& AName) {

@@ -8,7 +8,7 @@
 
 namespace tessalune::host {
 
-// NaN and the infinities become strings, as in a graph file.
+// NaN and the infinities become strings, as in a graph file; lists become arrays, records objects.
 nlohmann::ordered_json PropertyJson(const TPropertyValue& AValue);
 
 // On one line; bytes that are no UTF-8 are replaced.

@@ -17,10 +17,16 @@
 #include <tessalune/primitives/VBIPPSLoader.h>
 #include <tessalune/primitives/VBMalloc.h>
 
+#include <tessalune/frame/containers/QSReals.h>
+#include <tessalune/frame/containers/VBCollections.h>
+#include <tessalune/frame/containers/VBLockArray.h>
+#include <tessalune/frame/containers/VBLockContainer.h>
+#include <tessalune/frame/containers/VBRecords.h>
 #include <tessalune/frame/pins/KLOperations.h>
 #include <tessalune/frame/pins/KLPins.h>
 #include <tessalune/frame/runtime/QSCalls.h>
 #include <tessalune/frame/runtime/QSCategories.h>
+#include <tessalune/frame/runtime/QSChanges.h>
 #include <tessalune/frame/runtime/QSClock.h>
 #include <tessalune/frame/runtime/QSComponentRegistry.h>
 #include <tessalune/frame/runtime/QSData.h>
@@ -34,6 +40,7 @@
 #include <tessalune/frame/runtime/QSMainThread.h>
 #include <tessalune/frame/runtime/QSMemory.h>
 #include <tessalune/frame/runtime/QSPropertyInfo.h>
+#include <tessalune/frame/runtime/QSPropertyValue.h>
 #include <tessalune/frame/runtime/QSPublished.h>
 #include <tessalune/frame/runtime/QSReference.h>
 #include <tessalune/frame/runtime/QSSerialization.h>

@@ -108,6 +108,7 @@ void TSource::StopIfSilent(std::chrono::duration<double> AElapsed) {
 
 TKLBasicPin* LinkedOutput(TLockComponent& AComponent) {
   for (const TPublishedPin* Row : AComponent.PublishedTable().Pins()) {
+    if (Row->IsList) continue;  // lists are of inputs
     TKLBasicPin& Pin = Row->Get(AComponent);
     if (Pin.Direction() == TKLPinDirection::Source && Pin.IsConnected()) return &Pin;
   }

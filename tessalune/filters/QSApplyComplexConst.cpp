@@ -6,9 +6,11 @@ namespace tessalune {
 namespace {
 
 constexpr TPropertyInfo<double> RealValueInfo{
-    .Name = "RealValue", .Default = 0.0, .Doc = "The constant's real part."};
-constexpr TPropertyInfo<double> ImagValueInfo{
-    .Name = "ImagValue", .Default = 0.0, .Doc = "The constant's imaginary part."};
+    .Name = "RealValue", .Default = 0.0, .NonFinite = true, .Doc = "The constant's real part."};
+constexpr TPropertyInfo<double> ImagValueInfo{.Name = "ImagValue",
+                                              .Default = 0.0,
+                                              .NonFinite = true,
+                                              .Doc = "The constant's imaginary part."};
 constexpr TPropertyInfo<TQSComplexApplyOperation> ApplyOperationInfo{
     .Name = "ApplyOperation",
     .Default = TQSComplexApplyOperation::caoAdd,

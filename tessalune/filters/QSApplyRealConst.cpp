@@ -5,7 +5,8 @@
 namespace tessalune {
 namespace {
 
-constexpr TPropertyInfo<double> ValueInfo{.Name = "Value", .Default = 0.0, .Doc = "The constant."};
+constexpr TPropertyInfo<double> ValueInfo{
+    .Name = "Value", .Default = 0.0, .NonFinite = true, .Doc = "The constant."};
 constexpr TPropertyInfo<TQSRealApplyOperation> ApplyOperationInfo{
     .Name = "ApplyOperation",
     .Default = TQSRealApplyOperation::faoAdd,

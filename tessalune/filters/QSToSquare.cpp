@@ -6,11 +6,16 @@ namespace tessalune {
 namespace {
 
 constexpr TPropertyInfo<double> LevelInfo{
-    .Name = "Level", .Default = 0.0, .Doc = "A sample greater than this gives High."};
+    .Name = "Level",
+    .Default = 0.0,
+    .NonFinite = true,
+    .Doc = "A sample greater than this gives High; none is greater than NaN."};
 constexpr TPropertyInfo<double> HighInfo{
-    .Name = "High", .Default = 1000.0, .Doc = "Output above Level."};
-constexpr TPropertyInfo<double> LowInfo{
-    .Name = "Low", .Default = -1000.0, .Doc = "Output at and below Level, and for a NaN."};
+    .Name = "High", .Default = 1000.0, .NonFinite = true, .Doc = "Output above Level."};
+constexpr TPropertyInfo<double> LowInfo{.Name = "Low",
+                                        .Default = -1000.0,
+                                        .NonFinite = true,
+                                        .Doc = "Output at and below Level, and for a NaN."};
 
 }  // namespace
 

@@ -64,7 +64,9 @@ const TPublishedTable& TQSLogger::Published() {
   return Table;
 }
 
-void TQSLogger::SetFileName(std::string AValue) { NotifySetter(FFileName, std::move(AValue)); }
+void TQSLogger::SetFileName(std::string AValue) {
+  NotifySetter(FileNameInfo, FFileName, std::move(AValue));
+}
 
 void TQSLogger::SetEnabled(bool AValue) {
   NotifySetter(EnabledInfo, FEnabled, AValue, [this] {

@@ -55,12 +55,16 @@ class TQSLogger : public TLockComponent {
 
   // Progress toward Ceiling, after each block, on the main thread: total and position in blocks.
   void SetOnProgress(TQSSignalProgressEvent AHandler) {
-    NotifySetter(FOnProgress, std::move(AHandler));
+    NotifySetter("OnProgress", FOnProgress, std::move(AHandler));
   }
   // The file has been closed; on the thread that closed it.
-  void SetOnFileClose(TNotifyEvent AHandler) { NotifySetter(FOnFileClose, std::move(AHandler)); }
+  void SetOnFileClose(TNotifyEvent AHandler) {
+    NotifySetter("OnFileClose", FOnFileClose, std::move(AHandler));
+  }
   // The file could not be opened; on the thread that tried.
-  void SetOnError(TQSErrorEvent AHandler) { NotifySetter(FOnError, std::move(AHandler)); }
+  void SetOnError(TQSErrorEvent AHandler) {
+    NotifySetter("OnError", FOnError, std::move(AHandler));
+  }
 
   // Bytes of samples in this file, counts not included.
   std::int64_t Logged() const { return FLogged; }

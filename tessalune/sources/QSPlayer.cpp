@@ -66,7 +66,9 @@ const TPublishedTable& TQSPlayer::Published() {
   return Table;
 }
 
-void TQSPlayer::SetFileName(std::string AValue) { NotifySetter(FFileName, std::move(AValue)); }
+void TQSPlayer::SetFileName(std::string AValue) {
+  NotifySetter(FileNameInfo, FFileName, std::move(AValue));
+}
 void TQSPlayer::SetMode(TQSPlayerMode AValue) { NotifySetter(ModeInfo, FMode, AValue); }
 void TQSPlayer::SetSavedBufferSizes(bool AValue) {
   NotifySetter(SavedBufferSizesInfo, FSavedBufferSizes, AValue);

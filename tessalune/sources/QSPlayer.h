@@ -65,10 +65,12 @@ class TQSPlayer : public TQSCommonBaseRealGen {
   // After each block, on the main thread: SamplesCount and CurrentSample of that moment, cut to 32
   // bits.
   void SetOnProgress(TQSSignalProgressEvent AHandler) {
-    NotifySetter(FOnProgress, std::move(AHandler));
+    NotifySetter("OnProgress", FOnProgress, std::move(AHandler));
   }
   // The file could not be opened; on the thread that started the player.
-  void SetOnError(TQSErrorEvent AHandler) { NotifySetter(FOnError, std::move(AHandler)); }
+  void SetOnError(TQSErrorEvent AHandler) {
+    NotifySetter("OnError", FOnError, std::move(AHandler));
+  }
 
   // Bytes that the file had when it was opened and did not give when its end was met: it was cut
   // meanwhile, or could not be read on. 0 until an end has been met; kept until the next start.

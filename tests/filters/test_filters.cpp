@@ -51,17 +51,14 @@ struct TRig {
   }
 };
 
-// A filter that counts the blocks that it computes and the changes that it tells.
+// A filter that counts the blocks that it computes.
 template <class TFilter>
 class TWatched : public TFilter {
  public:
   using TBuffer = typename TFilter::TBuffer;
   int Blocks = 0;
-  int Changes = 0;
 
-  explicit TWatched(TConstruct AConstruct) : TFilter(AConstruct) {
-    this->FLock->SetOnChange([this] { ++Changes; });
-  }
+  using TFilter::TFilter;
 
  protected:
   void FilterInternalOperation(const TRef<TBuffer>& AInBuffer, TRef<TBuffer>& AOutBuffer,
@@ -287,23 +284,6 @@ TYPED_TEST(FilterOf, ComputesNothingWhileItsOutputLeadsNowhere) {
   Feed.Send(TestFixture::Block());
   EXPECT_EQ(Filter->Blocks, 1);
   EXPECT_EQ(Out.Blocks.size(), 1U);
-}
-
-TYPED_TEST(FilterOf, APropertySetToTheValueThatItHasNotifiesNobody) {
-  const auto Filter = Create<TWatched<TypeParam>>();
-  for (const TPublishedProperty* Row : Filter->PublishedTable().Properties()) {
-    if (Row->Kind == TPropertyKind::Object || Row->Name == "Tag") continue;
-    EXPECT_EQ(Row->Get(*Filter), Row->Default) << Row->Name;
-    const TPropertyValue Another = Row->Kind == TPropertyKind::Boolean ? TPropertyValue(false)
-                                   : Row->Kind == TPropertyKind::Enumeration
-                                       ? TPropertyValue(std::string(Row->Enumerators[1]))
-                                       : TPropertyValue(std::int64_t{7});
-    for (const auto& [Value, Told] : {std::pair(Row->Default, 0), {Another, 1}, {Another, 1}}) {
-      Filter->Changes = Value == Row->Default ? 0 : Filter->Changes;
-      Row->Set(*Filter, Value);
-      EXPECT_EQ(Filter->Changes, Told) << Row->Name;
-    }
-  }
 }
 
 TEST(ApplyRealConst, AChangeTakesEffectWithTheNextBlock) {

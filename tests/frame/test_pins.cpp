@@ -109,6 +109,39 @@ TEST(ATypeTakenOver, ReachesThroughTheRowInBothDirections) {
   Two->OutputPin().Connect(Integers.Pin);
 }
 
+TEST(ATypeThatALinkSays, HoldsThroughTheRowAsLongAsTheLinkLives) {
+  const auto One = Create<TAnyFilter>();
+  const auto Two = Create<TAnyFilter>();
+  TQSKLIntegerRealComplexBinarySourcePin Player{TKLPinOwner()};
+  TQSKLComplexSourcePin Complex{TKLPinOwner()};
+  TRecorder<TQSKLIntegerRealComplexBinarySinkPin> End;
+  One->OutputPin().Connect(Two->InputPin());
+  Two->OutputPin().Connect(End.Pin);
+  Player.Connect(One->InputPin());
+  EXPECT_EQ(Player.LinkType(One->InputPin()), &RealStream);
+  EXPECT_EQ(Player.TypeChoice(One->InputPin()), SampleTypes());
+  EXPECT_TRUE(One->OutputPin().TypeChoice(Two->InputPin()).empty()) << "it is the input's";
+  Player.Disconnect(One->InputPin());
+  Player.Connect(One->InputPin(), &UnsignedStream);
+  for (const auto& [Source, Sink] : {std::pair<TKLBasicPin&, TKLBasicPin&>(Player, One->InputPin()),
+                                     {One->OutputPin(), Two->InputPin()},
+                                     {Two->OutputPin(), End.Pin}}) {
+    EXPECT_EQ(Source.LinkType(Sink), &UnsignedStream);
+    EXPECT_TRUE(Source.TypeChoice(Sink).empty());
+  }
+  TRecorder<TQSKLIntegerSinkPin> Integers;
+  ExpectAll(Refusal([&] { Two->OutputPin().Connect(Integers.Pin); }),
+            {"blocks of unsigned integers", "blocks of integers", "narrowed"});
+  One->OutputPin().Disconnect(Two->InputPin());
+  ExpectAll(Refusal([&] { One->OutputPin().Connect(Two->InputPin(), &RealStream); }),
+            {"cannot carry blocks of real samples", "blocks of unsigned integers", "narrowed"});
+  EXPECT_EQ(Two->OutputPin().LinkType(End.Pin), &RealStream);
+  One->OutputPin().Connect(Two->InputPin());
+  Player.Disconnect(One->InputPin());
+  Complex.Connect(One->InputPin());
+  EXPECT_EQ(Two->OutputPin().LinkType(End.Pin), &ComplexStream);
+}
+
 struct TComboCase {
   const char* Name;
   bool BlockSource;
@@ -210,7 +243,9 @@ TEST(StatePins, FollowOneAnotherBothWays) {
 TEST(APinList, StaysInItsBounds) {
   const auto Owner = Create<TAnyFilter>();
   TQSKLRealSourcePin Source{TKLPinOwner()};
-  TKLPinListOwner List(*Owner, "InputPins", 2, 1, 4, [&] {
+  const TPropertyInfo<std::uint32_t> Row{
+      .Name = "InputPins", .Default = 2, .Bounds = Between(1U, 4U), .Unit = "pins"};
+  TKLPinListOwner List({*Owner, MakeRef<IChangeNotifyLock>()}, Row, [&] {
     return std::make_unique<TQSKLRealSinkPin>(TKLPinOwner{},
                                               [](auto&&...) { return TKLNotifyResult{}; });
   });
@@ -218,11 +253,11 @@ TEST(APinList, StaysInItsBounds) {
   Source.Connect(List[3]);
   List.SetCount(1);
   EXPECT_FALSE(Source.IsConnected()) << "the link of a pin that went";
-  for (const std::size_t Count : {0U, 5U}) {
+  for (const std::uint32_t Count : {0U, 5U}) {
     ExpectAll(Refusal([&] { List.SetCount(Count); }),
-              {"TAnyFilter", "InputPins.Count", "between 1 and 4"});
+              {"TAnyFilter", "InputPins cannot be", "between 1 and 4 pins"});
   }
-  ExpectAll(Refusal([&] { List[1]; }), {"InputPins", "no pin 1"});
+  ExpectAll(Refusal([&] { List[1]; }), {"no pin InputPins[1]", "has 1 pins, counted from 0"});
   EXPECT_EQ(List.Count(), 1U);
 }
 

@@ -1,74 +1,143 @@
-// Published tables and property streams, for every class on the palette.
+// Published tables, property streams and listening, for every class on the palette and one that has
+// every form.
 #include "FrameTools.h"
 
 #include <tessalune/frame/runtime/QSComponentRegistry.h>
 #include <tessalune/package/TessalunePkg.h>
+#include <tests/support/FormsProbe.h>
 
 #include <cmath>
-#include <limits>
-#include <map>
+#include <optional>
 #include <set>
 
 namespace tessalune::testing {
 namespace {
 
-// A property stream in memory.
+using test::TFormsProbe;
+using TList = TPropertyList;
+
+// A property stream in memory: a plain value, an object or an array.
 struct TNode {
-  std::vector<std::pair<std::string, TPropertyValue>> Values;
-  std::map<std::string, TNode> Objects;
-  std::vector<std::string> Faults;
+  std::optional<TPropertyValue> Value;
+  std::vector<std::pair<std::string, TNode>> Members;
+  std::vector<TNode> Elements;
+  bool IsArray = false;
+
+  TNode() = default;
+  TNode(TPropertyValue AValue) : Value(std::move(AValue)) {}
+  TNode(std::vector<std::pair<std::string, TNode>> AMembers) : Members(std::move(AMembers)) {}
+  static TNode Array(std::vector<TNode> AElements) {
+    TNode Node;
+    Node.Elements = std::move(AElements);
+    Node.IsArray = true;
+    return Node;
+  }
+  const TNode* Find(std::string_view AName) const {
+    for (const auto& [Name, Node] : Members) {
+      if (Name == AName) return &Node;
+    }
+    return nullptr;
+  }
+};
+
+TNode Written(const TPersistent& AObject);
+
+class TElements final : public ISequentialWriter {
+ public:
+  explicit TElements(TNode& ANode) : FNode(ANode) {}
+  void WriteValue(const TPropertyValue& AValue) override { FNode.Elements.emplace_back(AValue); }
+  void WriteObject(const TPersistent& AObject) override {
+    FNode.Elements.push_back(Written(AObject));
+  }
+
+ private:
+  TNode& FNode;
 };
 
 class TNodeWriter final : public IWriter {
  public:
   explicit TNodeWriter(TNode& ANode) : FNode(ANode) {}
   void WriteValue(std::string_view AName, const TPropertyValue& AValue) override {
-    FNode.Values.emplace_back(AName, AValue);
+    FNode.Members.emplace_back(AName, AValue);
   }
-  void WriteObject(std::string_view AName, const std::function<void(IWriter&)>& AContent) override {
-    TNodeWriter Inner(FNode.Objects[std::string(AName)]);
-    AContent(Inner);
+  void WriteObject(std::string_view AName, const TPersistent& AObject) override {
+    TNode Inner = Written(AObject);
+    if (!Inner.Members.empty()) FNode.Members.emplace_back(AName, std::move(Inner));
   }
-  void WriteArray(std::string_view, const std::function<void(ISequentialWriter&)>&) override {
-    ADD_FAILURE() << "no class here has an array";
+  void WriteArray(std::string_view AName,
+                  const std::function<void(ISequentialWriter&)>& AContent) override {
+    TNode Node = TNode::Array({});
+    TElements Elements(Node);
+    AContent(Elements);
+    FNode.Members.emplace_back(AName, std::move(Node));
   }
 
  private:
   TNode& FNode;
 };
+
+using TFaults = std::vector<std::string>;
 
 class TNodeReader final : public IReader {
  public:
-  explicit TNodeReader(TNode& ANode) : FNode(ANode) {}
+  TNodeReader(const TNode& ANode, TFaults& AFaults) : FNode(ANode), FFaults(AFaults) {}
   std::vector<std::string> Names() const override {
     std::vector<std::string> All;
-    for (const auto& [Name, Value] : FNode.Values) All.push_back(Name);
-    for (const auto& [Name, Object] : FNode.Objects) All.push_back(Name);
+    for (const auto& [Name, Node] : FNode.Members) All.push_back(Name);
     return All;
   }
   std::optional<TPropertyValue> ReadValue(std::string_view AName) override {
-    for (const auto& [Name, Value] : FNode.Values) {
-      if (Name == AName) return Value;
-    }
-    return std::nullopt;
+    return FNode.Find(AName)->Value;
   }
-  bool ReadObject(std::string_view AName, const std::function<void(IReader&)>& AContent) override {
-    const auto Found = FNode.Objects.find(std::string(AName));
-    if (Found == FNode.Objects.end()) return false;
-    TNodeReader Inner(Found->second);
-    AContent(Inner);
+  bool ReadObject(std::string_view AName, TPersistent& AObject) override {
+    const TNode& Node = *FNode.Find(AName);
+    if (Node.Value || Node.IsArray) return false;
+    TNodeReader Inner(Node, FFaults);
+    AObject.SerializationRead(Inner);
     return true;
   }
-  bool ReadArray(std::string_view, const std::function<void(ISequentialReader&)>&) override {
-    return false;
-  }
+  bool ReadArray(std::string_view AName,
+                 const std::function<void(ISequentialReader&)>& AContent) override;
   void Fault(std::string_view AName, const std::string& AMessage) override {
-    FNode.Faults.push_back(std::string(AName) + ": " + AMessage);
+    FFaults.push_back(std::string(AName) + ": " + AMessage);
   }
 
  private:
-  TNode& FNode;
+  const TNode& FNode;
+  TFaults& FFaults;
 };
+
+class TElementsReader final : public ISequentialReader {
+ public:
+  TElementsReader(const TNode& ANode, TFaults& AFaults) : FNode(ANode), FFaults(AFaults) {}
+  bool HasNext() const override { return FNext < FNode.Elements.size(); }
+  std::optional<TPropertyValue> ReadNext() override { return FNode.Elements.at(FNext++).Value; }
+  bool ReadNextObject(TPersistent& AObject) override {
+    TNodeReader Inner(FNode.Elements.at(FNext++), FFaults);
+    AObject.SerializationRead(Inner);
+    return true;
+  }
+  bool ReadNextArray(const std::function<void(ISequentialReader&)>& AContent) override {
+    TElementsReader Inner(FNode.Elements.at(FNext++), FFaults);
+    AContent(Inner);
+    return true;
+  }
+  void Fault(const std::string& AMessage) override { FFaults.push_back(AMessage); }
+
+ private:
+  const TNode& FNode;
+  TFaults& FFaults;
+  std::size_t FNext = 0;
+};
+
+bool TNodeReader::ReadArray(std::string_view AName,
+                            const std::function<void(ISequentialReader&)>& AContent) {
+  const TNode& Node = *FNode.Find(AName);
+  if (!Node.IsArray) return false;
+  TElementsReader Elements(Node, FFaults);
+  AContent(Elements);
+  return true;
+}
 
 TNode Written(const TPersistent& AObject) {
   TNode Node;
@@ -77,20 +146,37 @@ TNode Written(const TPersistent& AObject) {
   return Node;
 }
 
-// Calls AVisit(object, row) for each plain property, those of sub-objects included.
+TFaults ReadInto(TPersistent& AObject, const TNode& ANode) {
+  TFaults Faults;
+  TNodeReader Reader(ANode, Faults);
+  AObject.SerializationRead(Reader);
+  return Faults;
+}
+
+// Calls AVisit(object, row, path that a listener hears) for each property that is stored, those of
+// sub-objects included.
 template <class TVisit>
-void ForEachProperty(TPersistent& AObject, const TVisit& AVisit) {
-  for (const TPublishedProperty* Row : AObject.PublishedTable().Properties()) {
+void ForEachProperty(TPersistent& AObject, const TVisit& AVisit, const std::string& APath = {}) {
+  const TPublishedTable& Table = AObject.PublishedTable();
+  for (const TPublishedProperty* Row : Table.Properties()) {
+    if (!Row->IsStored()) continue;
+    const std::string Path = Row == Table.ContentRow() ? APath
+                             : APath.empty()           ? std::string(Row->Name)
+                                                       : APath + '.' + std::string(Row->Name);
     if (Row->Kind == TPropertyKind::Object) {
-      ForEachProperty(Row->Object(AObject), AVisit);
+      ForEachProperty(Row->Object(AObject), AVisit, Path);
     } else {
-      AVisit(AObject, *Row);
+      AVisit(AObject, *Row, Path);
     }
   }
 }
 
-// A value that the property takes and that is not its default.
+// A value that the property takes and that is not its default. An array has as many elements as
+// whole groups of any size in use.
 TPropertyValue Another(const TPublishedProperty& ARow) {
+  const auto Another64 = [&](std::int64_t ADefault) {
+    return ARow.Bounds.Max ? static_cast<std::int64_t>(*ARow.Bounds.Max) : ADefault + 1;
+  };
   switch (ARow.Kind) {
     case TPropertyKind::Boolean:
       return !std::get<bool>(ARow.Default);
@@ -102,14 +188,26 @@ TPropertyValue Another(const TPublishedProperty& ARow) {
                              : ARow.Enumerators.back());
     case TPropertyKind::Double:
       return ARow.Bounds.Max ? *ARow.Bounds.Max : std::get<double>(ARow.Default) + 0.5;
+    case TPropertyKind::Array: {
+      TPropertyValue Element = Another64(40);
+      if (ARow.Element == TPropertyKind::Double) Element = 0.25;
+      if (ARow.Element == TPropertyKind::String) Element = std::string("NaN");
+      return TList(std::vector<TPropertyValue>(12, Element));
+    }
+    case TPropertyKind::Collection: {
+      TPropertyRecord Item;
+      for (const TPublishedProperty* Row : ARow.ItemTable().Properties()) {
+        Item.Members.push_back({std::string(Row->Name), Another(*Row)});
+      }
+      return TList({Item, Item});
+    }
     default:
-      return ARow.Bounds.Max ? static_cast<std::int64_t>(*ARow.Bounds.Max)
-                             : std::get<std::int64_t>(ARow.Default) + 1;
+      return Another64(std::get<std::int64_t>(ARow.Default));
   }
 }
 
 void SetAllToAnother(TPersistent& AObject) {
-  ForEachProperty(AObject, [](TPersistent& APart, const TPublishedProperty& ARow) {
+  ForEachProperty(AObject, [](TPersistent& APart, const TPublishedProperty& ARow, auto&&) {
     ARow.Set(APart, Another(ARow));
   });
 }
@@ -121,6 +219,7 @@ class EveryClass : public ::testing::TestWithParam<TComponentClass> {
 INSTANTIATE_TEST_SUITE_P(OnThePalette, EveryClass, ::testing::ValuesIn([] {
                            RegisterAllUnits();
                            RegisterAllUnits();  // changes nothing
+                           RegisterComponents({ClassOf<TFormsProbe>()});
                            return RegisteredComponents();
                          }()),
                          [](const auto& AClass) {
@@ -148,16 +247,18 @@ TEST_P(EveryClass, DocumentsAllRowsUnderNamesOfTheirOwn) {
   for (const auto* Row : Table.Properties()) Check(Row->Name, Row->Doc);
   for (const auto* Row : Table.Events()) Check(Row->Name, Row->Doc);
   for (const auto* Row : Table.Pins()) {
-    Check(Row->Name, Row->Doc);
-    EXPECT_EQ(Row->Get(*Component).Name(), Row->Name);
+    if (!Row->IsList) Check(Row->Name, Row->Doc);  // a list has its count's row
+    for (std::size_t I = 0; I < Row->Count(*Component); ++I) {
+      EXPECT_EQ(Row->At(*Component, I).Name(), Row->PinName(I));
+    }
   }
-  ForEachProperty(*Component, [](TPersistent&, const TPublishedProperty& ARow) {
+  ForEachProperty(*Component, [](TPersistent&, const TPublishedProperty& ARow, auto&&) {
     EXPECT_FALSE(ARow.Doc.empty()) << ARow.Name;
   });
 }
 
 TEST_P(EveryClass, BeginsWithTheDefaultsAndTakesOtherValues) {
-  ForEachProperty(*Component, [](TPersistent& APart, const TPublishedProperty& ARow) {
+  ForEachProperty(*Component, [](TPersistent& APart, const TPublishedProperty& ARow, auto&&) {
     EXPECT_EQ(ARow.Get(APart), ARow.Default) << ARow.Name;
     const TPropertyValue Value = Another(ARow);
     ARow.Set(APart, Value);
@@ -166,11 +267,13 @@ TEST_P(EveryClass, BeginsWithTheDefaultsAndTakesOtherValues) {
 }
 
 TEST_P(EveryClass, RefusesWhatIsOutOfBoundsOrOfTheWrongType) {
-  ForEachProperty(*Component, [](TPersistent& APart, const TPublishedProperty& ARow) {
+  ForEachProperty(*Component, [](TPersistent& APart, const TPublishedProperty& ARow, auto&&) {
+    const bool IsArray = ARow.Kind == TPropertyKind::Array;
+    const TPropertyKind Kind = IsArray ? ARow.Element : ARow.Kind;
     std::vector<TPropertyValue> Bad;
-    const double Step = ARow.Kind == TPropertyKind::Double ? 0.5 : 1.0;
+    const double Step = Kind == TPropertyKind::Double ? 0.5 : 1.0;
     const auto Add = [&](double AValue) {
-      if (ARow.Kind == TPropertyKind::Double) {
+      if (Kind == TPropertyKind::Double) {
         Bad.emplace_back(AValue);
       } else {
         Bad.emplace_back(static_cast<std::int64_t>(AValue));
@@ -178,10 +281,13 @@ TEST_P(EveryClass, RefusesWhatIsOutOfBoundsOrOfTheWrongType) {
     };
     if (ARow.Bounds.Min) Add(ARow.Bounds.MinExcluded ? *ARow.Bounds.Min : *ARow.Bounds.Min - Step);
     if (ARow.Bounds.Max) Add(*ARow.Bounds.Max + Step);
-    if (ARow.Kind == TPropertyKind::Double && !ARow.Bounds.IsEmpty()) {
-      Bad.emplace_back(std::numeric_limits<double>::quiet_NaN());
+    if (Kind == TPropertyKind::Double && !ARow.NonFinite) {
+      for (const double Value : {NAN, INFINITY, -INFINITY}) Bad.emplace_back(Value);
     }
-    switch (ARow.Kind) {
+    switch (Kind) {
+      case TPropertyKind::Collection:
+        Bad.emplace_back(TList({TPropertyRecord({{"Nonsense", true}})}));
+        [[fallthrough]];
       case TPropertyKind::String:
       case TPropertyKind::Boolean:
         Bad.emplace_back(std::int64_t{1});
@@ -197,7 +303,8 @@ TEST_P(EveryClass, RefusesWhatIsOutOfBoundsOrOfTheWrongType) {
         Bad.emplace_back(std::string("no such value"));
     }
     for (const TPropertyValue& Value : Bad) {
-      ExpectAll(Refusal([&] { ARow.Set(APart, Value); }),
+      const TPropertyValue Tried = IsArray ? TPropertyValue(TList({Value})) : Value;
+      ExpectAll(Refusal([&] { ARow.Set(APart, Tried); }),
                 {ARow.Name, ValueText(Value), "cannot be", "expected is"});
       EXPECT_EQ(ARow.Get(APart), ARow.Default) << ARow.Name << " changed all the same";
     }
@@ -205,85 +312,121 @@ TEST_P(EveryClass, RefusesWhatIsOutOfBoundsOrOfTheWrongType) {
 }
 
 TEST_P(EveryClass, ComesBackFromAPropertyStreamAndByAssign) {
-  EXPECT_TRUE(Written(*Component).Values.empty()) << "defaults are not stored";
+  EXPECT_TRUE(Written(*Component).Members.empty()) << "defaults are not stored";
   SetAllToAnother(*Component);
-  TNode Stored = Written(*Component);
   const auto Read = GetParam().New();
-  TNodeReader Reader(Stored);
-  Read->SerializationRead(Reader);
-  EXPECT_TRUE(Stored.Faults.empty()) << Stored.Faults.front();
+  EXPECT_EQ(ReadInto(*Read, Written(*Component)), TFaults());
   const auto Assigned = GetParam().New();
   Assigned->Assign(*Component);
   for (TComponent* Copy : {Read.get(), Assigned.get()}) {
-    ForEachProperty(*Copy, [](TPersistent& APart, const TPublishedProperty& ARow) {
+    ForEachProperty(*Copy, [](TPersistent& APart, const TPublishedProperty& ARow, auto&&) {
       EXPECT_EQ(ARow.Get(APart), Another(ARow)) << ARow.Name;
     });
   }
 }
 
+TEST_P(EveryClass, TellsListenersEachChangeOnceWithPathAndValue) {
+  std::vector<TPropertyChange> Told;
+  TListening Listening =
+      Component->Listen([&](TComponent& ASender, const TPropertyChange& AChange) {
+        EXPECT_EQ(&ASender, Component.get());
+        Told.push_back(AChange);
+      });
+  const auto ExpectTold = [&](const std::string& APath, const TPropertyValue& AValue) {
+    const auto Heard = std::exchange(Told, {});
+    ASSERT_EQ(Heard.size(), 1U) << APath;
+    EXPECT_EQ(Heard[0].Path, APath);
+    EXPECT_EQ(Heard[0].Value, AValue) << APath;
+  };
+  ForEachProperty(*Component, [&](TPersistent& APart, const TPublishedProperty& ARow,
+                                  const std::string& APath) {
+    const TPropertyValue Value = Another(ARow);
+    ARow.Set(APart, ARow.Default);
+    EXPECT_TRUE(Told.empty()) << APath << " had that value";
+    ARow.Set(APart, Value);
+    ExpectTold(APath, Value);
+  });
+  for (const TPublishedEvent* Event : Component->PublishedTable().Events()) {
+    Event->Listen(*Component, [](auto&&) {});
+    ExpectTold(std::string(Event->Name), true);
+  }
+  Listening.Stop();
+  Component->SetTag(77);
+  EXPECT_TRUE(Told.empty());
+}
+
 // --- faults of a stream ---
 
-// An element with a renamed property.
-class TRenamed final : public TLockComponent {
- public:
-  using TLockComponent::TLockComponent;
-  static constexpr TPropertyInfo<double> LevelInfo{
-      .Name = "Level", .Bounds = AtLeast(0.0), .OldName = "Loudness", .Doc = "The level."};
-  static const TPublishedTable& Published() {
-    static const TPublishedTable Table =
-        TPublishedTable({.Name = "TRenamed"}, &TComponent::Published())
-            .Property(LevelInfo, &TRenamed::Level, &TRenamed::SetLevel);
-    return Table;
-  }
-  const TPublishedTable& PublishedTable() const override { return Published(); }
-  double Level() const { return FLevel; }
-  void SetLevel(double AValue) { NotifySetter(LevelInfo, FLevel, AValue); }
-
- private:
-  TField<double> FLevel;
-};
-
 TEST(APropertyStream, TellsAllFaultsAndReadsTheRest) {
-  TNode Node;
-  Node.Values = {{"Frequenzy", 5.0},
-                 {"Amplitude", -1.0},
-                 {"SignalType", std::string("stSqare")},
-                 {"BufferSize", std::string("many")},
-                 {"Offset", 7.5}};
-  Node.Objects["Phase"];
-  TNodeReader Reader(Node);
   const auto Gen = Create<TQSSignalGen>();
-  Gen->SerializationRead(Reader);
+  const TFaults Faults = ReadInto(*Gen, TNode({{"Frequenzy", TNode(5.0)},
+                                               {"Amplitude", TNode(-1.0)},
+                                               {"SampleRate", TNode(double{INFINITY})},
+                                               {"SignalType", TNode(std::string("stSqare"))},
+                                               {"BufferSize", TNode(std::string("many"))},
+                                               {"Phase", TNode()},
+                                               {"Offset", TNode(7.5)}}));
   EXPECT_EQ(Gen->Offset(), 7.5);
   EXPECT_EQ(Gen->Amplitude(), 20000.0);
-  ASSERT_EQ(Node.Faults.size(), 5U);
+  ASSERT_EQ(Faults.size(), 6U);
   const auto About = [&](const std::string& AName) {
-    for (const std::string& Fault : Node.Faults) {
+    for (const std::string& Fault : Faults) {
       if (Fault.rfind(AName + ":", 0) == 0) return Fault;
     }
     return std::string();
   };
   ExpectAll(About("Frequenzy"), {"TQSSignalGen", "no property", "did you mean Frequency?"});
   ExpectAll(About("Amplitude"), {"-1", "at least 0"});
+  ExpectAll(About("SampleRate"), {"cannot be Infinity; expected is a finite number, above 0 Hz"});
   ExpectAll(About("SignalType"), {"stSqare", "did you mean stSquare?"});
   ExpectAll(About("BufferSize"), {"\"many\"", "whole number"});
   ExpectAll(About("Phase"), {"no plain value", "a number"});
 }
 
-TEST(APropertyStream, TakesAnOlderNameButNotBoth) {
-  TNode Old;
-  Old.Values = {{"Loudness", 3.0}};
-  TNodeReader OldReader(Old);
-  const auto Component = Create<TRenamed>();
-  Component->SerializationRead(OldReader);
-  EXPECT_EQ(Component->Level(), 3.0);
-  EXPECT_EQ(Written(*Component).Values.at(0).first, "Level");
-  TNode Both;
-  Both.Values = {{"Level", 1.0}, {"Loudness", 2.0}};
-  TNodeReader BothReader(Both);
-  Component->SerializationRead(BothReader);
-  EXPECT_EQ(Component->Level(), 1.0);
-  EXPECT_EQ(Both.Faults.size(), 1U);
+TNode Numbers(std::initializer_list<double> ANumbers) {
+  TNode Node = TNode::Array({});
+  for (const double Number : ANumbers) Node.Elements.emplace_back(TPropertyValue(Number));
+  return Node;
+}
+using TNumbers = std::vector<double>;
+
+TEST(APropertyStream, TakesOlderNamesAndFormsButNotBoth) {
+  const auto Probe = Create<TFormsProbe>();
+  const TNode Old(
+      {{"NumTaps", TNode(std::int64_t{7})},
+       {"DesignSampleRate", Numbers({44100})},
+       {"Taps", TNode({{"Values", Numbers({1, 2.5})}})},
+       {"Mask", TNode({{"Values", Numbers({3, 4})}})},
+       {"Pairs", TNode({{"Values", Numbers({1, 10, 2, 20})}})},
+       {"Sections", TNode({{"Values", TNode::Array({Numbers({1, 2, 3, 4, 5, 6}),
+                                                    Numbers({7, 8, 9, 1, 2, 3})})}})},
+       {"Patterns", TNode({{"_Items", TNode::Array({TNode({{"Position", TNode(9.0)}})})}})}});
+  EXPECT_EQ(ReadInto(*Probe, Old), TFaults());
+  EXPECT_EQ(Probe->Order(), 7);
+  EXPECT_EQ(Probe->Taps.Values(), (TNumbers{1, 2.5}));
+  EXPECT_EQ(Probe->Mask.Values(), (std::vector{3, 4}));
+  EXPECT_EQ(Probe->Pairs.Values(), (TNumbers{10, 20, 1, 2}));
+  EXPECT_EQ(Probe->Sections.Values(), (TNumbers{1, 2, 3, 4, 5, 6, 7, 8, 9, 1, 2, 3}));
+  EXPECT_EQ(Probe->Patterns.Items(0)->Sample(), 9.0);
+  const TNode Today = Written(*Probe);
+  for (const auto& [Name, Form] :
+       {std::pair{"Taps", "_Items"}, std::pair{"Mask", "_Items"}, std::pair{"Pairs", "_Values"},
+        std::pair{"Sections", "_Values"}}) {
+    ASSERT_NE(Today.Find(Name), nullptr) << Name;
+    EXPECT_NE(Today.Find(Name)->Find(Form), nullptr) << Name;
+    EXPECT_EQ(Today.Find(Name)->Find("Values"), nullptr) << Name;
+  }
+  const auto Both = [&](TNode ANode) { return ReadInto(*Probe, ANode); };
+  EXPECT_EQ(Both(TNode({{"Order", TNode(3.0)}, {"NumTaps", TNode(2.0)}})).size(), 1U);
+  EXPECT_EQ(Probe->Order(), 3);
+  EXPECT_EQ(
+      Both(TNode({{"Pairs", TNode({{"_Values", Numbers({1, 2})}, {"Values", Numbers({3, 4})}})}}))
+          .size(),
+      1U);
+  EXPECT_EQ(Probe->Pairs.Values(), (TNumbers{1, 2}));
+  ExpectAll(Both(TNode({{"Pairs", TNode({{"_Values", Numbers({1, 2, 3})}})}})).at(0),
+            {"TFormsProbe.Pairs: _Values cannot be 3 values", "B0 to B(n-1)"});
+  EXPECT_EQ(Both(TNode({{"Pairs", TNode({{"Count", TNode(3.0)}})}})).size(), 1U) << "not stored";
 }
 
 TEST(Assign, RefusesAnotherClass) {
@@ -297,11 +440,32 @@ TEST(ATextOnACommandLine, BecomesAValueOfTheProperty) {
   EXPECT_EQ(Table.FindProperty("Frequency")->Parse("1e3"), TPropertyValue(1000.0));
   EXPECT_EQ(Table.FindProperty("Enabled")->Parse("false"), TPropertyValue(false));
   EXPECT_EQ(Table.FindProperty("BufferSize")->Parse("64"), TPropertyValue(std::int64_t{64}));
+  EXPECT_EQ(TQSReals::Published().ContentRow()->Parse("[1, 2.5,3]"),
+            TPropertyValue(TList({1.0, 2.5, 3.0})));
+  EXPECT_EQ(TQSReals::Published().ContentRow()->Parse(""), TPropertyValue(TList()));
+  ExpectAll(Refusal([] { TQSReals::Published().ContentRow()->Parse("1,,2"); }),
+            {"1,,2", "a number"});
   for (const auto& [Name, Text] : {std::pair{"Frequency", "fast"}, std::pair{"Frequency", "1 "},
                                    std::pair{"BufferSize", "1.5"}, std::pair{"Enabled", "yes"}}) {
     ExpectAll(Refusal([&, N = Name, T = Text] { Table.FindProperty(N)->Parse(T); }),
               {Name, Text, "expected is"});
   }
+}
+
+TEST(AnEvent, CarriesRecordsAndBlocksAsNestedValues) {
+  const auto Probe = Create<TFormsProbe>();
+  std::vector<TEventArgument> Heard;
+  Probe->PublishedTable().Events().back()->Listen(
+      *Probe, [&](const std::vector<TEventArgument>& AArguments) { Heard = AArguments; });
+  const auto Result = MakeRef<test::TProbeResult>();
+  for (const double Sample : {1.0, 2.5}) Result->Points().Add(MakeRef<test::TProbePoint>(Sample));
+  Probe->Fire(Result, TQSUnsignedBuffer::CreateSize(5));
+  ASSERT_EQ(Heard.size(), 2U);
+  EXPECT_EQ(ValueText(Heard[0].Value),
+            "{Level: -0.5, Bins: [3, 4000000000], Points: [{Sample: 1}, {Sample: 2.5}]}");
+  EXPECT_EQ(ValueText(Heard[1].Value), "{Type: \"unsigned\", Count: 5}");
+  Probe->Fire(nullptr, TRef<IQSGenericBuffer>());
+  EXPECT_EQ(ValueText(Heard[0].Value), "{}");
 }
 
 TEST(AnEvent, IsHeardThroughTheTable) {

@@ -2,10 +2,10 @@
 #include <host/Graph.h>
 #include <host/GraphFiles.h>
 #include <host/Palette.h>
+#include <host/PropertyJson.h>
 #include <tessalune/frame/runtime/QSComponentRegistry.h>
-#include <tessalune/frame/runtime/QSField.h>
-#include <tessalune/sources/QSSignalGen.h>
 #include <tests/host/Files.h>
+#include <tests/support/FormsProbe.h>
 
 #include <cmath>
 #include <map>
@@ -17,47 +17,8 @@ using tessalune::test::ReadFile;
 using tessalune::test::TTemporaryFolder;
 using tessalune::test::WriteFile;
 
-constexpr TPropertyInfo<std::int32_t> OrderInfo{
-    .Name = "Order", .Default = 2, .Bounds = Between(2, 30), .OldName = "NumTaps"};
-constexpr TPropertyInfo<double> LevelInfo{.Name = "Level", .Default = 1.0};
-
-// A component with what none of the package's first ones has: an older name and forms of its own.
-class TProbe final : public TLockComponent {
- public:
-  using TLockComponent::TLockComponent;
-  static const TPublishedTable& Published() {
-    static const TPublishedTable Table =
-        TPublishedTable({.Name = "TProbe"}, &TComponent::Published())
-            .Property(OrderInfo, &TProbe::Order, &TProbe::SetOrder)
-            .Property(LevelInfo, &TProbe::Level, &TProbe::SetLevel);
-    return Table;
-  }
-  const TPublishedTable& PublishedTable() const override { return Published(); }
-  std::int32_t Order() const { return FOrder; }
-  void SetOrder(std::int32_t AValue) { NotifySetter(OrderInfo, FOrder, AValue); }
-  double Level() const { return FLevel; }
-  void SetLevel(double AValue) { NotifySetter(LevelInfo, FLevel, AValue); }
-
-  std::vector<double> Items;
-
- protected:
-  void WriteOwnForms(IWriter& AWriter) const override {
-    if (Items.empty()) return;
-    AWriter.WriteArray("_Items", [this](ISequentialWriter& AArray) {
-      for (const double Item : Items) AArray.WriteNumber(Item);
-    });
-  }
-  bool ReadOwnForm(IReader& AReader, std::string_view AName) override {
-    return AName == "_Items" && AReader.ReadArray(AName, [this](ISequentialReader& AArray) {
-      Items = AArray.ReadNextNumbers();
-    });
-  }
-  std::vector<std::string_view> OwnFormNames() const override { return {"_Items"}; }
-
- private:
-  TField<std::int32_t> FOrder;
-  TField<double> FLevel;
-};
+// The component has what none of the package's first ones has.
+using TProbe = tessalune::test::TFormsProbe;
 
 class Graph : public testing::Test {
  protected:
@@ -67,7 +28,7 @@ class Graph : public testing::Test {
   }
 
   static std::string OneProbe(const std::string& AProperties) {
-    return "{\"tessalune\": 1, \"components\": [{\"class\": \"TProbe\", \"name\": \"P\", "
+    return "{\"tessalune\": 1, \"components\": [{\"class\": \"TFormsProbe\", \"name\": \"P\", "
            "\"properties\": " +
            AProperties + "}]}";
   }
@@ -92,12 +53,29 @@ TEST_F(Graph, SavesTheBytesThatItLoaded) {
       "    {\n"
       "      \"properties\": {\n"
       "        \"Level\": \"-Infinity\",\n"
-      "        \"_Items\": [1, 2.50, \"NaN\"],\n"
+      "        \"Taps\": [1, 2.50, -3],\n"
+      "        \"Pairs\": {\n"
+      "          \"_Values\": [1, 2e0]\n"
+      "        },\n"
+      "        \"Sections\": [],\n"
+      "        \"Mask\": {\n"
+      "          \"_Items\": [7],\n"
+      "          \"Enabled\": false\n"
+      "        },\n"
+      "        \"Notes\": [\"NaN\", \"\"],\n"
+      "        \"Patterns\": [\n"
+      "          {\n"
+      "            \"Min\": -1,\n"
+      "            \"Sample\": 1.0\n"
+      "          },\n"
+      "          {}\n"
+      "        ],\n"
+      "        \"InputPins\": 4,\n"
       "        \"Order\": 2,\n"
       "        \"Tag\": 9007199254740993\n"
       "      },\n"
       "      \"name\": \"P\",\n"
-      "      \"class\": \"TProbe\"\n"
+      "      \"class\": \"TFormsProbe\"\n"
       "    },\n"
       "    {\n"
       "      \"class\": \"TQSAbs\",\n"
@@ -124,7 +102,12 @@ TEST_F(Graph, SavesTheBytesThatItLoaded) {
       "    \"realtime\": false\n"
       "  },\n"
       "  \"links\": [\n"
-      "    [\"Tone.OutputPin\", \"An Abs.InputPin\"]\n"
+      "    [\"Tone.OutputPin\", \"An Abs.InputPin\"],\n"
+      "    [\"Tone.OutputPin\", \"P.InputPins\"],\n"
+      "    [\"P.InputPins\", \"Tone.OutputPin\"],\n"
+      "    [\"Tone.OutputPin\", \"P.InputPins[1]\", \"real\"],\n"
+      "    [\"Tone.OutputPin\", \"P.InputPins\"],\n"
+      "    [\"Tone.OutputPin\", \"P.InputPins\"]\n"
       "  ],\n"
       "  \"tessalune\": 1\n"
       "}\n";
@@ -133,8 +116,20 @@ TEST_F(Graph, SavesTheBytesThatItLoaded) {
   ASSERT_TRUE(Mistakes.IsEmpty()) << Mistakes.Text();
   const auto& Probe = dynamic_cast<const TProbe&>(*Loaded.Components().at(0));
   EXPECT_EQ(Probe.Level(), -INFINITY);
-  ASSERT_EQ(Probe.Items.size(), 3U);
-  EXPECT_TRUE(std::isnan(Probe.Items[2]));
+  EXPECT_EQ(Probe.Taps.Values(), (std::vector{1.0, 2.5, -3.0}));
+  EXPECT_EQ(Probe.Pairs.BValues(0), 1.0);
+  EXPECT_EQ(Probe.Mask.Values(), std::vector{7});
+  EXPECT_EQ(Probe.Notes(), (std::vector<std::string>{"NaN", ""}));
+  EXPECT_EQ(Probe.Patterns.Items(0)->Min(), -1.0);
+  EXPECT_EQ(Probe.Patterns.Count(), 2);
+  // Pins that no link names come first, then the list grows; the count in the file stays.
+  EXPECT_EQ(Probe.InputPins.Count(), 5U);
+  const auto& Tone = dynamic_cast<TQSSignalGen&>(*Loaded.Components().at(2));
+  const std::vector<std::string> Order{"InputPin",     "InputPins[0]", "InputPins[2]",
+                                       "InputPins[1]", "InputPins[3]", "InputPins[4]"};
+  const auto Sinks = const_cast<TQSSignalGen&>(Tone).OutputPin().ConnectedPins();
+  ASSERT_EQ(Sinks.size(), Order.size());
+  for (std::size_t I = 0; I < Order.size(); ++I) EXPECT_EQ(Sinks[I]->Name(), Order[I]);
   EXPECT_EQ(Probe.Tag(), 9007199254740993);
   EXPECT_EQ(Loaded.Run().Seconds, 0.5);
   EXPECT_EQ(Loaded.Save(), Text);
@@ -145,21 +140,74 @@ TEST_F(Graph, SavesTheBytesThatItLoaded) {
   }
 }
 
-TEST_F(Graph, SavesWhatWasSetAndTodaysNames) {
+TEST_F(Graph, SavesWhatWasSetAndTodaysNamesAndForms) {
   TMistakes Mistakes("g");
-  TGraph Loaded(OneProbe("{\"NumTaps\": 30, \"Level\": 2}"), Mistakes);
-  Loaded.Set("P.Level=nan", Mistakes);
-  Loaded.Set("P.Tag=7", Mistakes);
+  TGraph Loaded(OneProbe("{\"NumTaps\": 30, \"Level\": 2, \"DesignSampleRate\": [8000], "
+                         "\"Pairs\": {\"Values\": [1, 10, 2, 20]}, \"Mask\": [1, 2], "
+                         "\"Sections\": {\"Values\": [[1, 2, 3, 4, 5, 6]]}, "
+                         "\"Patterns\": [{\"Position\": 4}]}"),
+                Mistakes);
+  for (const char* Assignment :
+       {"P.Level=nan", "P.Taps=0.5, 2", "P.Mask.Enabled=true", "P.Tag=7"}) {
+    Loaded.Set(Assignment, Mistakes);
+  }
   ASSERT_TRUE(Mistakes.IsEmpty()) << Mistakes.Text();
-  EXPECT_EQ(dynamic_cast<TProbe&>(*Loaded.Components().at(0)).Order(), 30);
+  auto& Probe = dynamic_cast<TProbe&>(*Loaded.Components().at(0));
+  EXPECT_EQ(Probe.Order(), 30);
+  Probe.Patterns.Add();
   const std::string Saved = Loaded.Save();
   EXPECT_NE(Saved.find("      \"properties\": {\n"
                        "        \"Order\": 30,\n"
                        "        \"Level\": \"NaN\",\n"
-                       "        \"Tag\": 7\n"
+                       "        \"Pairs\": {\n"
+                       "          \"_Values\": [10, 20, 1, 2]\n"
+                       "        },\n"
+                       "        \"Mask\": {\n"
+                       "          \"_Items\": [1, 2],\n"
+                       "          \"Enabled\": true\n"
+                       "        },\n"
+                       "        \"Sections\": {\n"
+                       "          \"_Values\": [1, 2, 3, 4, 5, 6]\n"
+                       "        },\n"
+                       "        \"Patterns\": [\n"
+                       "          {\n"
+                       "            \"Sample\": 4\n"
+                       "          },\n"
+                       "          {}\n"
+                       "        ],\n"
+                       "        \"Tag\": 7,\n"
+                       "        \"Taps\": {\n"
+                       "          \"_Items\": [0.5, 2]\n"
+                       "        }\n"
                        "      }\n"),
             std::string::npos)
       << Saved;
+}
+
+// A link says its type, or the graph says which one it chose.
+TEST_F(Graph, LinksSayTheirTypeOrAreAskedForIt) {
+  const auto Row = [](const std::string& AType) {
+    return "{\"tessalune\": 1, \"components\": [{\"class\": \"TFormsProbe\", \"name\": \"A\"}, "
+           "{\"class\": \"TFormsProbe\", \"name\": \"B\"}, "
+           "{\"class\": \"TFormsProbe\", \"name\": \"C\"}], "
+           "\"links\": [[\"B.InputPin\", \"A.OutputPin\"" +
+           AType + "], [\"B.OutputPin\", \"C.InputPin\"]]}";
+  };
+  TMistakes Mistakes("g");
+  const TGraph Said(Row(", \"unsigned\""), Mistakes);
+  ASSERT_TRUE(Mistakes.IsEmpty()) << Mistakes.Text();
+  EXPECT_TRUE(Said.TypeChoices().empty());
+  const auto PinsOf = [&](std::size_t AIndex) -> TProbe& {
+    return dynamic_cast<TProbe&>(*Said.Components().at(AIndex));
+  };
+  EXPECT_EQ(PinsOf(1).OutputPin.LinkType(PinsOf(2).InputPin), &UnsignedStream);
+  const TGraph Chosen(Row(""), Mistakes);
+  ASSERT_EQ(Chosen.TypeChoices().size(), 1U);
+  EXPECT_EQ(
+      Chosen.TypeChoices()[0].Text(),
+      "the link A (TFormsProbe).OutputPin to B (TFormsProbe).InputPin carries blocks of real "
+      "samples, which was chosen among real, complex, integer, unsigned, block; a third string "
+      "in the link, such as \"real\", says it");
 }
 
 TEST_F(Graph, TellsAllMistakesAtOnceWithPlaceAndRemedy) {
@@ -167,11 +215,12 @@ TEST_F(Graph, TellsAllMistakesAtOnceWithPlaceAndRemedy) {
       "{\"tessalune\": 2, \"runn\": 1,\n"
       "\"components\": [\n"
       "{\"class\": \"TQSSignlGen\", \"name\": \"A\"},\n"
-      "{\"class\": \"TProbe\", \"name\": \"P\", \"properties\": {\"Ordr\": 3,\n"
+      "{\"class\": \"TFormsProbe\", \"name\": \"P\", \"properties\": {\"Ordr\": 3,\n"
       " \"Level\": \"high\",\n"
       " \"Order\": 31, \"NumTaps\": 4,\n"
-      " \"_Items\": [1, \"x\"]}},\n"
-      "{\"class\": \"TProbe\", \"name\": \"P\", \"name\": \"Q\"},\n"
+      " \"Taps\": [1, \"x\"], \"Sections\": {\"Values\": [[1, 2]]}, \"Patterns\": [3, {\"Sampel\": "
+      "1}]}},\n"
+      "{\"class\": \"TFormsProbe\", \"name\": \"P\", \"name\": \"Q\"},\n"
       "{\"class\": \"TQSAbs\", \"name\": \"Abs\", \"properties\": {\"Threading\": {\"Queue\": "
       "{\"Size\": 0}}}},\n"
       "{\"class\": \"TQSApplyIntConst\", \"name\": \"a.b\"},\n"
@@ -184,7 +233,11 @@ TEST_F(Graph, TellsAllMistakesAtOnceWithPlaceAndRemedy) {
       "[\"Abs.OutputPin\",\n"
       " \"Inn.InputPin\"],\n"
       "[\"A.OutputPin\", \"Log.InputPin\"],\n"
-      "[\"Abs\"]],\n"
+      "[\"Abs\"],\n"
+      "[\"Abs.OutputPin\", \"P.InputPins[9]\"],\n"
+      "[\"Abs.OutputPin\", \"P.InputPins[x]\"],\n"
+      "[\"Abs.OutputPin\", \"P.InputPins\", \"reel\"],\n"
+      "[\"Abs.OutputPin\", \"P.InputPins\", \"block\"]],\n"
       "\"run\": {\"samples\": 0.5, \"seconds\": -1,\n"
       "\"realtime\": \"yes\"}}";
   TMistakes Mistakes("g");
@@ -201,15 +254,22 @@ TEST_F(Graph, TellsAllMistakesAtOnceWithPlaceAndRemedy) {
       {{3, 11},
        "components[0].class: there is no class \"TQSSignlGen\" (`tessalune list` shows "
        "all); did you mean TQSSignalGen?"},
-      {{4, 49}, "did you mean Order?"},
+      {{4, 54}, "did you mean Order?"},
       {{5, 11},
-       "components[1].properties.Level: P (TProbe): Level cannot be \"high\"; expected is "
+       "components[1].properties.Level: P (TFormsProbe): Level cannot be \"high\"; expected is "
        "a number"},
       {{6, 11}, "between 2 and 30"},
       {{6, 26}, "components[1].properties.NumTaps: "},
-      {{7, 16}, "components[1].properties._Items[1]: \"x\" is no number"},
-      {{8, 29}, "components[2].name: the name \"P\" is taken by the component at line 4, column 1"},
-      {{8, 34}, "components[2].name: the key \"name\" stands here a second time"},
+      {{7, 14},
+       "components[1].properties.Taps[1]: P (TFormsProbe).Taps: _Items cannot be \"x\"; expected "
+       "is "
+       "a number"},
+      {{7, 48}, "components[1].properties.Sections.Values[0][1]: a section has six numbers"},
+      {{7, 67},
+       "components[1].properties.Patterns[0]: expected is an object; here stands a number"},
+      {{7, 71}, "TProbeItem has no property Sampel; did you mean Sample?"},
+      {{8, 34}, "components[2].name: the name \"P\" is taken by the component at line 4, column 1"},
+      {{8, 39}, "components[2].name: the key \"name\" stands here a second time"},
       {{9, 83},
        "components[3].properties.Threading.Queue.Size: Abs (TQSAbs).Threading.Queue: Size cannot "
        "be 0"},
@@ -222,9 +282,16 @@ TEST_F(Graph, TellsAllMistakesAtOnceWithPlaceAndRemedy) {
       {{16, 2}, "did you mean OutputPin?"},
       {{18, 2}, "links[3][1]: there is no component \"Inn\"; did you mean Int?"},
       {{20, 1}, "a link is an array of two strings"},
-      {{21, 20}, "run.samples: expected is a whole number"},
-      {{21, 36}, "run.seconds: expected is a number of seconds above 0"},
-      {{22, 13}, "\"realtime\" is true or false"}};
+      {{21, 19}, "P (TFormsProbe) has no pin InputPins[9]; InputPins has 2 pins, counted from 0"},
+      {{22, 19},
+       "expected is InputPins[0] to InputPins[1], or InputPins for the first pin without"},
+      {{23, 34}, "\"reel\" is no type of a link; expected is one of real, complex, integer, "},
+      {{24, 34},
+       "links[9][2]: cannot link Abs (TQSAbs).OutputPin to P (TFormsProbe).InputPins[0]: the "
+       "link cannot carry blocks of bytes"},
+      {{25, 20}, "run.samples: expected is a whole number"},
+      {{25, 36}, "run.seconds: expected is a number of seconds above 0"},
+      {{26, 13}, "\"realtime\" is true or false"}};
   const auto Found = Told(Mistakes);
   EXPECT_EQ(Found.size(), Expected.size()) << Mistakes.Text();
   for (const auto& [Place, Part] : Expected) {
@@ -232,6 +299,31 @@ TEST_F(Graph, TellsAllMistakesAtOnceWithPlaceAndRemedy) {
     ASSERT_NE(At, Found.end()) << Place.first << ':' << Place.second << "\n" << Mistakes.Text();
     EXPECT_NE(At->second.find(Part), std::string::npos) << At->second << "\n" << Part;
   }
+}
+
+TEST_F(Graph, DescribeShowsEveryFormAndEventsNestTheirRecords) {
+  const TComponentClass& Class = ClassOfName("TFormsProbe");
+  const std::string Text = DescribeText(Class);
+  for (const char* Part :
+       {"list of pins, each input, one link", "an array in its place is its _Items",
+        "Array of Double, default [], formerly Values", "Patterns._Items[].Sample",
+        "older form of _Values", "older form, read and dropped", "NaN and the infinities too",
+        "between 2 and 5 pins", "not stored"}) {
+    EXPECT_NE(Text.find(Part), std::string::npos) << Part << "\n" << Text;
+  }
+  const auto Json = DescribeJson(Class);
+  EXPECT_EQ(Json["pins"][2]["list"], true);
+  std::map<std::string, nlohmann::ordered_json> Rows;
+  for (const auto& Row : Json["properties"]) Rows[Row["name"]] = Row;
+  EXPECT_EQ(Rows["InputPins"]["bounds"]["max"], 5);
+  EXPECT_EQ(Rows["Taps"]["content"], "_Items");
+  EXPECT_EQ(Rows["Taps"]["properties"][0]["element"], "Double");
+  EXPECT_EQ(Rows["Patterns"]["properties"][0]["items"][0]["name"], "Sample");
+  EXPECT_EQ(Rows["Level"]["nonFinite"], true);
+  tessalune::test::TProbeResult Result;
+  Result.Points().Add(MakeRef<tessalune::test::TProbePoint>(INFINITY));
+  EXPECT_EQ(PropertyJson(ToValue(Result)).dump(),
+            R"({"Level":-0.5,"Bins":[3,4000000000],"Points":[{"Sample":"Infinity"}]})");
 }
 
 TEST_F(Graph, FilesAreLookedAtBeforeARun) {

@@ -10,13 +10,15 @@ namespace tessalune {
 
 // --- a link ---
 
-TKLLink::TKLLink(TKLBasicPin& ASource, TKLBasicPin& ASink, const TKLDataType& AType)
+TKLLink::TKLLink(TKLBasicPin& ASource, TKLBasicPin& ASink, const TKLDataType& AType,
+                 const TKLDataType* AWanted)
     : Source(ASource),
       Sink(ASink),
       SourceGate(ASource.FGate),
       SinkGate(ASink.FGate),
       Turns(ASink.FTurns),
       Type(&AType),
+      Wanted(AWanted),
       FTranslate(ASource.FKind.Translate) {}
 
 // The start is told before the link opens, so it comes before the first block. What the stream does

@@ -46,7 +46,8 @@ using TKLTranslate = TRef<IKLNotifyOperation> (*)(const TKLLink& ALink,
 // One link, shared by the lists of both its pins.
 class TKLLink final : public IInterface {
  public:
-  TKLLink(TKLBasicPin& ASource, TKLBasicPin& ASink, const TKLDataType& AType);
+  TKLLink(TKLBasicPin& ASource, TKLBasicPin& ASink, const TKLDataType& AType,
+          const TKLDataType* AWanted);
 
   // Whole while a call is inside the link, and under the topology's guard while it is in the lists.
   TKLBasicPin& Source;
@@ -59,6 +60,7 @@ class TKLLink final : public IInterface {
   const TRef<TKLLinkTurns> Turns;
   // The type in force; changes when links elsewhere narrow what the pins can carry.
   mutable std::atomic<const TKLDataType*> Type;
+  const TKLDataType* const Wanted;  // the one that Connect was given; null if none
   bool IsOff = false;  // under the topology's guard
 
   TKLBasicPin& Other(const TKLBasicPin& APin) const { return &APin == &Source ? Sink : Source; }

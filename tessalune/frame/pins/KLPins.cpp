@@ -46,7 +46,9 @@ TKLBasicPin::~TKLBasicPin() {
 std::string TKLBasicPin::Name() const {
   if (Owner() == nullptr) return {};
   for (const TPublishedPin* Row : Owner()->PublishedTable().Pins()) {
-    if (&Row->Get(*Owner()) == this) return std::string(Row->Name);
+    for (std::size_t I = 0; I < Row->Count(*Owner()); ++I) {
+      if (&Row->At(*Owner(), I) == this) return Row->PinName(I);
+    }
   }
   return {};
 }
@@ -59,16 +61,19 @@ std::string TKLBasicPin::Describe() const {
 
 // --- links ---
 
-void TKLBasicPin::Connect(TKLBasicPin& AOther) {
+void TKLBasicPin::Connect(TKLBasicPin& AOther, const TKLDataType* AType) {
   TRef<TKLLink> Link;
   // What the sink does at the start may end both ends.
   const TRef<TCallGate> Gates[] = {FGate, AOther.FGate};
   const TCallScope Calls[] = {TCallScope(*Gates[0]), TCallScope(*Gates[1])};
   {
     const TKLTopology::TGuard Guard;
-    if (const auto Refusal = TKLTopology::WhyNot(*this, AOther)) throw EQSException(*Refusal);
+    if (const auto Refusal = TKLTopology::WhyNot(*this, AOther, AType)) {
+      throw EQSException(*Refusal);
+    }
     const auto [Source, Sink] = TKLTopology::Ends(*this, AOther);
-    Link = MakeRef<TKLLink>(*Source, *Sink, *TKLTopology::CommonTypes(*Source, *Sink).front());
+    Link = MakeRef<TKLLink>(*Source, *Sink,
+                            *TKLTopology::CommonTypes(*Source, *Sink, AType).front(), AType);
     Source->FLinks->Add(Link);
     Sink->FLinks->Add(Link);
     TKLTopology::Retype(*Link);
@@ -77,9 +82,10 @@ void TKLBasicPin::Connect(TKLBasicPin& AOther) {
   Link->Turns->Do(*Link, &TKLLink::Open, TWaitKind::Calls);
 }
 
-std::optional<std::string> TKLBasicPin::WhyNotConnect(TKLBasicPin& AOther) {
+std::optional<std::string> TKLBasicPin::WhyNotConnect(TKLBasicPin& AOther,
+                                                      const TKLDataType* AType) {
   const TKLTopology::TGuard Guard;
-  return TKLTopology::WhyNot(*this, AOther);
+  return TKLTopology::WhyNot(*this, AOther, AType);
 }
 
 void TKLBasicPin::Disconnect(TKLBasicPin& AOther) { RemoveLinks(&AOther); }
@@ -131,6 +137,15 @@ const TKLDataType* TKLBasicPin::LinkType(const TKLBasicPin& AOther) const {
     if (&Link->Other(*this) == &AOther) return Link->Type.load(std::memory_order_relaxed);
   }
   return nullptr;
+}
+
+TKLDataTypes TKLBasicPin::TypeChoice(const TKLBasicPin& AOther) const {
+  const TKLTopology::TGuard Guard;
+  const TLinkReader Reader(*this);
+  for (const TRef<TKLLink>& Link : Reader.Links) {
+    if (&Link->Other(*this) == &AOther) return TKLTopology::TypeChoice(*Link);
+  }
+  return {};
 }
 
 TKLDataTypes TKLBasicPin::PossibleTypes() const {
@@ -239,37 +254,42 @@ TKLNotifyEvent GKLPassTroughDispatch(TKLPin& AInput, TKLNotifyEvent AOwnDispatch
 
 // --- lists ---
 
-TKLPinListOwner::TKLPinListOwner(TLockComponent& AOwner, std::string AName, std::size_t ADefault,
-                                 std::size_t AMin, std::size_t AMax, TCreate ACreate)
-    : FOwner(AOwner), FName(std::move(AName)), FMin(AMin), FMax(AMax), FCreate(std::move(ACreate)) {
-  SetCount(ADefault);
+TKLPinListOwner::TKLPinListOwner(TKLPinOwner AOwner, const TPropertyInfo<std::uint32_t>& AInfo,
+                                 TCreate ACreate)
+    : FOwner(std::move(AOwner)), FInfo(AInfo), FCreate(std::move(ACreate)) {
+  SetCount(FInfo.Default);
 }
 
-std::size_t TKLPinListOwner::Count() const {
-  const ILockSection Section = FOwner.ReadLock();
-  return FPins.size();
+std::string TKLPinListOwner::Describe() const {
+  return FOwner.Component != nullptr ? FOwner.Component->Describe() : "a list of pins";
 }
 
-void TKLPinListOwner::SetCount(std::size_t ACount) {
-  if (ACount < FMin || ACount > FMax) {
-    RefuseValue(FOwner.Describe(), FName + ".Count", NumberText(ACount),
-                RangeText(Between(static_cast<std::int64_t>(FMin), static_cast<std::int64_t>(FMax)),
-                          "pins"));
-  }
-  std::vector<std::unique_ptr<TKLPin>> Gone;
+std::uint32_t TKLPinListOwner::Count() const {
+  const std::lock_guard Guard(FMutex);
+  return static_cast<std::uint32_t>(FPins.size());
+}
+
+void TKLPinListOwner::SetCount(std::uint32_t ACount) {
+  if (!IsAmong(FInfo, ACount)) RefuseValue(Describe(), FInfo, ACount);
+  std::vector<std::unique_ptr<TKLPin>> Moved;  // those that come, then those that go
   {
-    const ILockSection Section = FOwner.WriteLock();
-    while (FPins.size() < ACount) FPins.push_back(FCreate());
-    while (FPins.size() > ACount) {
-      Gone.push_back(std::move(FPins.back()));
-      FPins.pop_back();
+    const ILockSection Section = FOwner.Lock->WriteLock();
+    const std::uint32_t Before = Count();
+    if (Before == ACount) return;
+    while (Before + Moved.size() < ACount) Moved.push_back(FCreate());
+    {
+      const std::lock_guard Guard(FMutex);
+      for (auto& Pin : Moved) FPins.push_back(std::move(Pin));
+      Moved.clear();
+      for (; FPins.size() > ACount; FPins.pop_back()) Moved.push_back(std::move(FPins.back()));
     }
-    std::move(FRetired.begin(), FRetired.end(), std::back_inserter(Gone));
+    FOwner.Lock->NotifyChange({}, FInfo.Name, [ACount] { return ToValue(ACount); });
+    std::move(FRetired.begin(), FRetired.end(), std::back_inserter(Moved));
     FRetired.clear();
   }
   // Outside the lock: the links' far ends are told, and may come back to this component.
   std::exception_ptr Error;
-  for (auto& Pin : Gone) {
+  for (auto& Pin : Moved) {
     try {
       if (MayEnd(*Pin)) Pin = nullptr;
     } catch (...) {
@@ -277,8 +297,8 @@ void TKLPinListOwner::SetCount(std::size_t ACount) {
     }
   }
   {
-    const ILockSection Section = FOwner.WriteLock();
-    for (auto& Pin : Gone) {
+    const ILockSection Section = FOwner.Lock->WriteLock();
+    for (auto& Pin : Moved) {
       if (Pin) FRetired.push_back(std::move(Pin));
     }
   }
@@ -289,20 +309,21 @@ void TKLPinListOwner::SetCount(std::size_t ACount) {
 // it may have seen goes with it.
 bool TKLPinListOwner::MayEnd(TKLPin& APin) {
   const bool AllGone = APin.RemoveLinks(nullptr);
+  if (FOwner.Component == nullptr) return AllGone;
   {
     const TKLTopology::TGuard Topology;
-    FOwner.RemovePart(APin);
+    FOwner.Component->RemovePart(APin);
   }
-  return AllGone && !FOwner.HasState(csDestroying);
+  return AllGone && !FOwner.Component->HasState(csDestroying);
 }
 
 TKLPin& TKLPinListOwner::operator[](std::size_t AIndex) const {
-  const ILockSection Section = FOwner.ReadLock();
-  if (AIndex >= FPins.size()) {
-    throw EQSException(FOwner.Describe() + ": " + FName + " has no pin " + NumberText(AIndex) +
-                       "; it has " + NumberText(FPins.size()) + ", counted from 0");
-  }
-  return *FPins[AIndex];
+  const std::lock_guard Guard(FMutex);
+  if (AIndex < FPins.size()) return *FPins[AIndex];
+  const std::string Name(FInfo.Name);
+  throw EQSException(Describe() + " has no pin " + Name + '[' + NumberText(AIndex) + "]; " + Name +
+                     " has " + NumberText(FPins.size()) + " pins, counted from 0; set " + Name +
+                     " to have more, " + RangeText(FInfo.Bounds, FInfo.Unit));
 }
 
 }  // namespace tessalune

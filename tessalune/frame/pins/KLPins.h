@@ -32,6 +32,7 @@ struct TKLDataType {
   TGUID ID;
   std::string_view Name;    // "real blocks", as messages say it
   std::int32_t SampleSize;  // bytes
+  std::string_view Word{};  // "real", as files say it
 };
 
 // The types that a pin carries, those that it likes best first.
@@ -82,9 +83,13 @@ class TKLBasicPin : private TComponentPart {
   // If a stream runs, the sink gets its start, and what the sink throws then leaves through here;
   // there is no link in that case. Called from inside a link of the same sink that is going, the
   // new one opens when that one has gone; what is thrown then goes to the unhandled-exception hook.
-  void Connect(TKLBasicPin& AOther);
+  // Where both ends can carry several types, AType says which one the link carries, as long as it
+  // lives, and with it all components that take over their input's type. Without it a pin that
+  // carries one type decides, however far it is; between two that have a choice the sink's liking
+  // counts, and the type may change when links elsewhere do.
+  void Connect(TKLBasicPin& AOther, const TKLDataType* AType = nullptr);
   // Why Connect would refuse; empty if it would not.
-  std::optional<std::string> WhyNotConnect(TKLBasicPin& AOther);
+  std::optional<std::string> WhyNotConnect(TKLBasicPin& AOther, const TKLDataType* AType = nullptr);
   // Takes the link between the two off; nothing if there is none. When it returns, nothing is
   // inside the far end through the link and nothing will be, unless it was called from inside, or
   // the wait would have closed a circle: then that holds when those calls have left.
@@ -95,6 +100,10 @@ class TKLBasicPin : private TComponentPart {
   std::vector<TKLBasicPin*> ConnectedPins() const;
   // The type in force on the link with AOther; null if there is no link.
   const TKLDataType* LinkType(const TKLBasicPin& AOther) const;
+
+  // The types among which that type was chosen, the one in force included, where nothing said it:
+  // neither Connect, nor a link from which the source's component takes its type over.
+  TKLDataTypes TypeChoice(const TKLBasicPin& AOther) const;
 
   // What the pin carries by itself, and what of it is left when the links around it are looked at.
   const TKLDataTypes& DataTypes() const { return FTypes; }
@@ -215,29 +224,30 @@ class TKLMultiSinkPin : public TKLSinkPin {
                    std::move(AEvent)) {}
 };
 
-// A list of like pins, for components whose number of inputs or outputs is a property.
+// A list of like pins, for components whose number of inputs or outputs is a property. Any thread.
 class TKLPinListOwner {
  public:
   using TCreate = std::function<std::unique_ptr<TKLPin>()>;
-  // Begins with ADefault pins; the count stays between AMin and AMax.
-  TKLPinListOwner(TLockComponent& AOwner, std::string AName, std::size_t ADefault, std::size_t AMin,
-                  std::size_t AMax, TCreate ACreate);
+  // AInfo is the count's row, by which the owner publishes the list (TPublishedTable::PinList): its
+  // bounds, at least 1, hold the count, and the list begins with its default.
+  TKLPinListOwner(TKLPinOwner AOwner, const TPropertyInfo<std::uint32_t>& AInfo, TCreate ACreate);
 
-  std::size_t Count() const;
+  std::uint32_t Count() const;
   // Creates pins at the end, or ends the last ones, their links with them; a pin with a call inside
   // that cannot be waited for ends later. Raises EQSException for a count out of bounds.
-  void SetCount(std::size_t ACount);
+  void SetCount(std::uint32_t ACount);
   // Raises EQSException for an index beyond the list.
   TKLPin& operator[](std::size_t AIndex) const;
 
  private:
+  std::string Describe() const;
   bool MayEnd(TKLPin& APin);
 
-  TLockComponent& FOwner;
-  const std::string FName;
-  const std::size_t FMin;
-  const std::size_t FMax;
+  const TKLPinOwner FOwner;
+  const TPropertyInfo<std::uint32_t> FInfo;
   const TCreate FCreate;
+  // Not the component's lock: messages name pins while links everywhere stand still.
+  mutable std::mutex FMutex;
   std::vector<std::unique_ptr<TKLPin>> FPins;
   std::vector<std::unique_ptr<TKLPin>> FRetired;  // taken from the list while calls were inside
 };

@@ -66,7 +66,10 @@ struct TKLTopology::TTypeWalk {
     const std::vector<const TKLBasicPin*> Typed = TypedBy(APin);
     if (Typed.empty() && APin.FDataTypeSources.empty()) return;
     Bound.push_back(&APin);
-    for (const TRef<TKLLink>& Link : Links(APin)) Visit(Link->Other(APin));
+    for (const TRef<TKLLink>& Link : Links(APin)) {
+      if (Link->Wanted != nullptr) Restrict(Types, {Link->Wanted});
+      Visit(Link->Other(APin));
+    }
     for (const TKLBasicPin* Pin : Typed) Visit(*Pin);
     for (const TKLBasicPin* Pin : APin.FDataTypeSources) Visit(*Pin);
   }
@@ -79,15 +82,25 @@ TKLDataTypes TKLTopology::PossibleTypes(const TKLBasicPin& APin) {
 }
 
 // A pin that carries one type decides; between two that have a choice the sink's liking counts.
-TKLDataTypes TKLTopology::CommonTypes(const TKLBasicPin& ASource, const TKLBasicPin& ASink) {
+TKLDataTypes TKLTopology::CommonTypes(const TKLBasicPin& ASource, const TKLBasicPin& ASink,
+                                      const TKLDataType* AWanted) {
   TKLDataTypes Types = PossibleTypes(ASink);
   Restrict(Types, PossibleTypes(ASource));
+  if (AWanted != nullptr) Restrict(Types, {AWanted});
   return Types;
+}
+
+TKLDataTypes TKLTopology::TypeChoice(const TKLLink& ALink) {
+  const auto& Above = ALink.Source.FDataTypeSources;
+  const bool IsSaid = ALink.Wanted != nullptr ||
+                      std::any_of(Above.begin(), Above.end(),
+                                  [](const TKLBasicPin* APin) { return APin->IsConnected(); });
+  return IsSaid ? TKLDataTypes() : CommonTypes(ALink.Source, ALink.Sink, nullptr);
 }
 
 void TKLTopology::Retype(const TKLLink& ALink) {
   const auto Update = [](const TKLLink& AEach) {
-    const TKLDataTypes Types = CommonTypes(AEach.Source, AEach.Sink);
+    const TKLDataTypes Types = CommonTypes(AEach.Source, AEach.Sink, AEach.Wanted);
     if (!Types.empty()) AEach.Type.store(Types.front(), std::memory_order_relaxed);
   };
   Update(ALink);
@@ -205,7 +218,8 @@ std::pair<TKLBasicPin*, TKLBasicPin*> TKLTopology::Ends(TKLBasicPin& AOne, TKLBa
   return Turned ? std::pair(&AOther, &AOne) : std::pair(&AOne, &AOther);
 }
 
-std::optional<std::string> TKLTopology::WhyNot(TKLBasicPin& AOne, TKLBasicPin& AOther) {
+std::optional<std::string> TKLTopology::WhyNot(TKLBasicPin& AOne, TKLBasicPin& AOther,
+                                               const TKLDataType* AType) {
   const auto [Source, Sink] = Ends(AOne, AOther);
   const std::string Between =
       "cannot link " + Source->Describe() + " to " + Sink->Describe() + ": ";
@@ -227,7 +241,12 @@ std::optional<std::string> TKLTopology::WhyNot(TKLBasicPin& AOne, TKLBasicPin& A
              " and takes one link; take that one off first";
     }
   }
-  if (CommonTypes(*Source, *Sink).empty()) return Between + DoNotFit(*Source, *Sink);
+  const TKLDataTypes Types = CommonTypes(*Source, *Sink, nullptr);
+  if (Types.empty()) return Between + DoNotFit(*Source, *Sink);
+  if (AType != nullptr && !Contains(Types, AType)) {
+    return Between + "the link cannot carry " + std::string(AType->Name) +
+           ", as is asked; what both ends carry is " + TypeNames(Types) + Narrowed(*Source, *Sink);
+  }
   if (ClosesLoop(*Source, *Sink)) {
     return Between +
            "the stream would flow back into itself; a graph has no loops, so link the input to "
@@ -236,16 +255,18 @@ std::optional<std::string> TKLTopology::WhyNot(TKLBasicPin& AOne, TKLBasicPin& A
   return std::nullopt;
 }
 
+std::string TKLTopology::Narrowed(const TKLBasicPin& ASource, const TKLBasicPin& ASink) {
+  const bool IsNarrowed = PossibleTypes(ASource).size() < ASource.DataTypes().size() ||
+                          PossibleTypes(ASink).size() < ASink.DataTypes().size();
+  return IsNarrowed ? " (other links have narrowed what the pins carry)" : "";
+}
+
 std::string TKLTopology::DoNotFit(const TKLBasicPin& ASource, const TKLBasicPin& ASink) {
   const TKLDataTypes Given = PossibleTypes(ASource);
   const TKLDataTypes Taken = PossibleTypes(ASink);
-  std::string Text = "the output carries " + TypeNames(Given) + ", the input takes " +
-                     TypeNames(Taken) + "; what would fit is an input for " + TypeNames(Given) +
-                     ", an output of " + TypeNames(Taken) + ", or a converter between the two";
-  if (Given.size() < ASource.DataTypes().size() || Taken.size() < ASink.DataTypes().size()) {
-    Text += " (other links have narrowed what the pins carry)";
-  }
-  return Text;
+  return "the output carries " + TypeNames(Given) + ", the input takes " + TypeNames(Taken) +
+         "; what would fit is an input for " + TypeNames(Given) + ", an output of " +
+         TypeNames(Taken) + ", or a converter between the two" + Narrowed(ASource, ASink);
 }
 
 }  // namespace tessalune

@@ -25,10 +25,13 @@ struct TKLTopology {
 
   // Source and sink of a link between the two, whichever way round they were given.
   static std::pair<TKLBasicPin*, TKLBasicPin*> Ends(TKLBasicPin& AOne, TKLBasicPin& AOther);
-  static std::optional<std::string> WhyNot(TKLBasicPin& AOne, TKLBasicPin& AOther);
+  static std::optional<std::string> WhyNot(TKLBasicPin& AOne, TKLBasicPin& AOther,
+                                           const TKLDataType* AType);
   static TKLDataTypes PossibleTypes(const TKLBasicPin& APin);
-  // Types that both can carry; the best first.
-  static TKLDataTypes CommonTypes(const TKLBasicPin& ASource, const TKLBasicPin& ASink);
+  // Types that both can carry; the best first. AWanted, if not null, is the only one that counts.
+  static TKLDataTypes CommonTypes(const TKLBasicPin& ASource, const TKLBasicPin& ASink,
+                                  const TKLDataType* AWanted);
+  static TKLDataTypes TypeChoice(const TKLLink& ALink);
   // Brings the types in force on a link, and on those that take over types from it, up to date.
   static void Retype(const TKLLink& ALink);
 
@@ -44,6 +47,7 @@ struct TKLTopology {
   struct TTypeWalk;
   struct TLoopWalk;
   static bool ClosesLoop(const TKLBasicPin& ASource, const TKLBasicPin& ASink);
+  static std::string Narrowed(const TKLBasicPin& ASource, const TKLBasicPin& ASink);
   static std::string DoNotFit(const TKLBasicPin& ASource, const TKLBasicPin& ASink);
   template <class TIsMeant>
   static std::vector<const TKLBasicPin*> Siblings(const TKLBasicPin& APin, TIsMeant AIsMeant);

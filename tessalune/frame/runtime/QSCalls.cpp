@@ -207,16 +207,23 @@ TTurns::TTurn* TTurns::NextLeft() {
   return nullptr;
 }
 
+// An earlier turn of this very thread, which it will run when it leaves another lock, is not waited
+// for.
 void TTurns::WaitForTurn(std::uint64_t ATurn, std::unique_lock<std::mutex>& ALock) {
+  const auto IsBehind = [this, ATurn](auto AIsMeant) {
+    return std::any_of(FTurns.begin(), FTurns.end(), [&](const TTurn& AOther) {
+      return AOther.Number < ATurn && AIsMeant(AOther.Thread);
+    });
+  };
   static_cast<void>(WaitUntilReady(
       TWaitKind::Turn, ALock, FOver,
-      [this, ATurn](TThreadKey AThread, const TCallFrame*) {
+      [this, &IsBehind](TThreadKey AThread, const TCallFrame*) {
         const std::lock_guard Lock(FMutex);
-        return std::any_of(FTurns.begin(), FTurns.end(), [&](const TTurn& AOther) {
-          return AOther.Number < ATurn && AOther.Thread == AThread;
-        });
+        return IsBehind([AThread](TThreadKey AOther) { return AOther == AThread; });
       },
-      [this, ATurn] { return FTurns.front().Number == ATurn; }));
+      [&IsBehind, Self = CurrentThreadKey()] {
+        return !IsBehind([Self](TThreadKey AOther) { return AOther != Self; });
+      }));
 }
 
 void TTurns::RunNow(std::uint64_t ATurn, const std::function<void()>& AWork,

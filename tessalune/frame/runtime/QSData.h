@@ -3,6 +3,7 @@
 
 #include <tessalune/frame/runtime/QSMemory.h>
 #include <tessalune/frame/runtime/QSReference.h>
+#include <tessalune/frame/runtime/QSSerialization.h>
 
 #include <cstddef>
 #include <utility>
@@ -20,6 +21,9 @@ class IQSData : public IInterface, public TRecycled {
   virtual TRef<IQSData> MakeCopy() const = 0;
   // The packet as a block of samples; null if it is none.
   virtual IQSDataBuffer* AsDataBuffer() noexcept { return nullptr; }
+
+  // What an event that carries the packet says of it: a block's type and count of samples.
+  virtual TPropertyRecord PropertyValue() const { return {}; }
 
   // Objects of the host's own that travel with the packet. Add them before the packet is sent.
   void AddCustom(TRef<IInterface> AObject) { FCustom.push_back(std::move(AObject)); }

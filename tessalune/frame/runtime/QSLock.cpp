@@ -31,8 +31,12 @@ ILockSection::~ILockSection() noexcept(false) {
   }
 }
 
-IChangeNotifyLock::IChangeNotifyLock(std::function<std::string()> ADescription)
-    : FDescription(std::move(ADescription)) {}
+IChangeNotifyLock::IChangeNotifyLock(std::function<std::string()> ADescription,
+                                     TRef<TPropertyChanges> AChanges)
+    : FDescription(std::move(ADescription)), FChanges(std::move(AChanges)) {}
+
+IChangeNotifyLock::IChangeNotifyLock(TRef<IChangeNotifyLock> AMain)
+    : FDescription(AMain->FDescription), FChanges(AMain->FChanges), FMain(std::move(AMain)) {}
 
 ILockSection IChangeNotifyLock::ReadLock() { return Take(TLevel::Read); }
 ILockSection IChangeNotifyLock::WriteLock() { return Take(TLevel::Write); }
@@ -163,14 +167,15 @@ void IChangeNotifyLock::AfterRelease(std::function<void()> AEvent) {
   AEvent();
 }
 
-bool IChangeNotifyLock::NotifySetter(std::string& AField, std::string AValue,
-                                     const std::function<void()>& AUpdated, bool AStopLock) {
-  const ILockSection Section = AStopLock ? StopLock() : WriteLock();
-  if (AField == AValue) return false;
-  AField = std::move(AValue);
-  if (AUpdated) AUpdated();
-  NotifyChange();
-  return true;
+void IChangeNotifyLock::TellChange(std::string_view APath, std::string_view AName,
+                                   TPropertyValue AValue) {
+  std::string Path(APath);
+  if (!Path.empty() && !AName.empty()) Path += '.';
+  Path += AName;
+  AfterRelease([Main = FMain, Tell = FChanges->Telling({std::move(Path), std::move(AValue)})] {
+    if (Main) return Main->AfterRelease(Tell);
+    Tell();
+  });
 }
 
 }  // namespace tessalune

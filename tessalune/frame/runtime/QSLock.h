@@ -2,8 +2,11 @@
 #pragma once
 
 #include <tessalune/frame/runtime/QSCalls.h>
+#include <tessalune/frame/runtime/QSChanges.h>
+#include <tessalune/frame/runtime/QSEvent.h>
 #include <tessalune/frame/runtime/QSField.h>
 #include <tessalune/frame/runtime/QSPropertyInfo.h>
+#include <tessalune/frame/runtime/QSPropertyValue.h>
 #include <tessalune/frame/runtime/QSReference.h>
 
 #include <atomic>
@@ -52,7 +55,11 @@ class [[nodiscard]] ILockSection {
 class IChangeNotifyLock final : public IInterface {
  public:
   // ADescription names the lock's owner in messages; called on whichever thread is refused.
-  explicit IChangeNotifyLock(std::function<std::string()> ADescription = {});
+  // AChanges: who listens to the owner.
+  explicit IChangeNotifyLock(std::function<std::string()> ADescription = {},
+                             TRef<TPropertyChanges> AChanges = {});
+  // A further lock of AMain's component.
+  explicit IChangeNotifyLock(TRef<IChangeNotifyLock> AMain);
 
   ILockSection ReadLock();
   ILockSection WriteLock();
@@ -63,53 +70,86 @@ class IChangeNotifyLock final : public IInterface {
   // component that fires it and may stop, set or destroy what it likes.
   void AfterRelease(std::function<void()> AEvent);
 
-  // What NotifyChange calls, inside the lock; set it before the lock is used by other threads.
-  void SetOnChange(std::function<void()> AOnChange) { FOnChange = std::move(AOnChange); }
-  void NotifyChange() {
-    if (FOnChange) FOnChange();
+  // Inside a section, after a change: tells those who listen to the component, when this thread is
+  // outside its locks. APath is the way to the object whose property AName has changed, empty for
+  // the component itself; AValue() gives the value, and is only called if somebody listens.
+  template <class TValue>
+  void NotifyChange(std::string_view APath, std::string_view AName, const TValue& AValue) {
+    if (FChanges && FChanges->HasListeners()) TellChange(APath, AName, AValue());
   }
 
-  // Setters: each takes WriteLock, or StopLock if AStopLock; if the field already has the value,
-  // nothing happens; else it stores the value, runs AUpdated and NotifyChange, and is true.
-  // A value that AInfo's bounds exclude, or a NaN where there is a bound, is an EQSException that
-  // names the lock's owner, the property, the value and what is expected; nothing has changed then.
+  // A setter without its words: takes WriteLock, or StopLock if AStopLock; if the field already has
+  // the value, nothing happens; else it stores the value, runs AChanged inside the lock and is
+  // true. A value that AInfo does not take is an EQSException that names the owner as AOwner()
+  // does, the property, the value and what is expected; nothing has changed then.
+  template <class T, class TOwner, class TChanged>
+  bool StoreField(const TPropertyInfo<T>& AInfo, TField<T>& AField, T AValue, const TOwner& AOwner,
+                  const TChanged& AChanged, bool AStopLock = false) {
+    if (!IsAmong(AInfo, AValue)) RefuseValue(AOwner(), AInfo, AValue);
+    const ILockSection Section = AStopLock ? StopLock() : WriteLock();
+    if (IsSame(AField.Load(), AValue)) return false;
+    AField = AValue;
+    AChanged();
+    return true;
+  }
+
+  // Setters of the component's own properties: StoreField, then AUpdated, then NotifyChange.
   template <class T>
   bool NotifySetter(const TPropertyInfo<T>& AInfo, TField<T>& AField, T AValue,
                     const std::function<void()>& AUpdated = {}, bool AStopLock = false) {
-    if (!IsAmong(AInfo, AValue)) RefuseValue(Describe(), AInfo, AValue);
+    return StoreField(
+        AInfo, AField, AValue, [this] { return Describe(); },
+        [&] {
+          if (AUpdated) AUpdated();
+          NotifyChange({}, AInfo.Name, [AValue] { return ToValue(AValue); });
+        },
+        AStopLock);
+  }
+  // The same for a text or an array, which readers may only look at inside the lock.
+  template <class T>
+  bool NotifySetter(const TPropertyInfo<T>& AInfo, T& AField, std::type_identity_t<T> AValue,
+                    const std::function<void()>& AUpdated = {}, bool AStopLock = false) {
+    if constexpr (TElementOf<T>::IsArray) {
+      for (const auto& Item : AValue) {
+        if (!IsAmong(AInfo, Item)) RefuseValue(Describe(), AInfo, Item);
+      }
+    }
     const ILockSection Section = AStopLock ? StopLock() : WriteLock();
-    if (AField.Load() == AValue) return false;
-    AField = AValue;
+    if (AField == AValue) return false;
+    AField = std::move(AValue);
     if (AUpdated) AUpdated();
-    NotifyChange();
+    NotifyChange({}, AInfo.Name, [&AField] { return ToValue(AField); });
     return true;
   }
-  bool NotifySetter(std::string& AField, std::string AValue,
-                    const std::function<void()>& AUpdated = {}, bool AStopLock = false);
+  template <class THandler>
+  void NotifySetter(std::string_view APath, std::string_view AName, TEvent<THandler>& AEvent,
+                    THandler AHandler) {
+    const ILockSection Section = WriteLock();
+    AEvent.Set(std::move(AHandler));
+    NotifyChange(APath, AName, [&AEvent] { return AEvent.IsAssigned(); });
+  }
 
-  // The same for a value that has no published row.
+  // The same for a value that has no published row; nobody is told.
   template <class T>
   bool NotifySetterMin(std::string_view AName, TField<T>& AField, T AValue, T AMin,
                        const std::function<void()>& AUpdated = {}) {
-    return NotifySetter<T>({.Name = AName, .Bounds = AtLeast(AMin)}, AField, AValue, AUpdated);
+    return SetUnpublished<T>(AName, AtLeast(AMin), AField, AValue, AUpdated);
   }
   template <class T>
   bool NotifySetterMax(std::string_view AName, TField<T>& AField, T AValue, T AMax,
                        const std::function<void()>& AUpdated = {}) {
-    return NotifySetter<T>({.Name = AName, .Bounds = AtMost(AMax)}, AField, AValue, AUpdated);
+    return SetUnpublished<T>(AName, AtMost(AMax), AField, AValue, AUpdated);
   }
   template <class T>
   bool NotifySetterMinMax(std::string_view AName, TField<T>& AField, T AValue, T AMin, T AMax,
                           const std::function<void()>& AUpdated = {}) {
-    return NotifySetter<T>({.Name = AName, .Bounds = Between(AMin, AMax)}, AField, AValue,
-                           AUpdated);
+    return SetUnpublished<T>(AName, Between(AMin, AMax), AField, AValue, AUpdated);
   }
   // AMin itself is refused; the message offers ASuggestion.
   template <class T>
   bool NotifySetterMinExlude(std::string_view AName, TField<T>& AField, T AValue, T AMin,
                              T ASuggestion, const std::function<void()>& AUpdated = {}) {
-    return NotifySetter<T>({.Name = AName, .Bounds = Above(AMin, ASuggestion)}, AField, AValue,
-                           AUpdated);
+    return SetUnpublished<T>(AName, Above(AMin, ASuggestion), AField, AValue, AUpdated);
   }
 
   std::string Describe() const { return FDescription ? FDescription() : "a lock"; }
@@ -136,6 +176,22 @@ class IChangeNotifyLock final : public IInterface {
   };
   using TEvents = std::vector<std::function<void()>>;
 
+  // NaN is the same as NaN here: setting it again changes nothing.
+  template <class T>
+  static bool IsSame(T ALeft, T ARight) {
+    return ALeft == ARight || (ALeft != ALeft && ARight != ARight);
+  }
+  template <class T>
+  bool SetUnpublished(std::string_view AName, const TValueRange<T>& ABounds, TField<T>& AField,
+                      T AValue, const std::function<void()>& AUpdated) {
+    return StoreField<T>(
+        {.Name = AName, .Bounds = ABounds}, AField, AValue, [this] { return Describe(); },
+        [&] {
+          if (AUpdated) AUpdated();
+        });
+  }
+  void TellChange(std::string_view APath, std::string_view AName, TPropertyValue AValue);
+
   ILockSection Take(TLevel ALevel);
   bool MayEnter(const TWaiter& AWaiter) const;
   void Enter(const TWaiter& AWaiter);
@@ -156,8 +212,9 @@ class IChangeNotifyLock final : public IInterface {
   std::vector<TReader> FReaders;
   std::deque<TWaiter*> FWaiters;
   std::vector<std::pair<TThreadKey, std::function<void()>>> FEvents;
-  std::function<void()> FOnChange;
   const std::function<std::string()> FDescription;
+  const TRef<TPropertyChanges> FChanges;
+  const TRef<IChangeNotifyLock> FMain;  // null for the main lock itself
 };
 
 // A plain critical section that the thread inside can enter again.

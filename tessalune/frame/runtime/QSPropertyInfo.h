@@ -6,13 +6,15 @@
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <vector>
 
 namespace tessalune {
 
-// The values that a property takes. An empty range takes all.
+// The values that a property takes. An empty range takes all that are finite.
 template <class T>
 struct TValueRange {
   std::optional<T> Min{};
@@ -55,18 +57,36 @@ concept CEnumProperty = std::is_enum_v<T> && requires {
   TEnumNames<T>::Names;
 };
 
+// What the elements of an array property are; of any other property, what it is itself.
+template <class T>
+struct TElementOf {
+  using TType = T;
+  using TStored = std::conditional_t<std::same_as<T, std::string>, std::string_view, T>;
+  static constexpr bool IsArray = false;
+};
+template <class T>
+struct TElementOf<std::vector<T>> {
+  using TType = T;
+  using TStored = std::span<const T>;
+  static constexpr bool IsArray = true;
+};
+
 // Everything about a property but the way to it. A class declares one constexpr row a property,
 // its setter takes the bounds from it, and the class's published table joins it with getter and
-// setter: nothing about a property stands anywhere else.
+// setter: nothing about a property stands anywhere else. The property of an array has a
+// std::vector for T; bounds and NonFinite are those of its elements.
 template <class T>
 struct TPropertyInfo {
-  using TStored = std::conditional_t<std::same_as<T, std::string>, std::string_view, T>;
-  using TRange = std::conditional_t<std::is_arithmetic_v<T>, T, std::int64_t>;
+  using TElement = typename TElementOf<T>::TType;
+  using TStored = typename TElementOf<T>::TStored;
+  using TRange = std::conditional_t<std::is_arithmetic_v<TElement>, TElement, std::int64_t>;
 
   std::string_view Name;
   TStored Default{};
   TValueRange<TRange> Bounds{};  // what the setter enforces
   TValueRange<TRange> Design{};  // what an editor offers; binds nothing
+  bool NonFinite = false;        // NaN and the infinities mean something here
+  bool Stored = true;            // by property streams; false for what follows from other rows
   std::string_view Unit{};       // "Hz", "samples"; empty for a pure number
   std::string_view OldName{};    // accepted when a stored form is read
   std::string_view Doc{};
@@ -99,26 +119,48 @@ std::string RangeText(const TValueRange<T>& ARange, std::string_view AUnit) {
                               const std::string& AValue, const std::string& AExpected,
                               const std::string& AAdvice = {});
 
-// Whether a property takes the value: one inside the bounds, one of the enumerators.
-template <class T>
-constexpr bool IsAmong(const TPropertyInfo<T>& AInfo, const T& AValue) {
-  if constexpr (std::is_arithmetic_v<T> && !std::same_as<T, bool>) {
+// Whether a property (the elements of an array property) takes the value: one inside the bounds, a
+// finite number where the row does not say more, one of the enumerators.
+template <class T, class TElement = typename TPropertyInfo<T>::TElement>
+constexpr bool IsAmong(const TPropertyInfo<T>& AInfo,
+                       const std::type_identity_t<TElement>& AValue) {
+  if constexpr (std::same_as<TElement, bool>) {
+    return true;
+  } else if constexpr (std::is_floating_point_v<TElement>) {
+    const bool IsFinite = AValue - AValue == TElement{};
+    return (IsFinite || AInfo.NonFinite) && AInfo.Bounds.Contains(AValue);
+  } else if constexpr (std::is_arithmetic_v<TElement>) {
     return AInfo.Bounds.Contains(AValue);
-  } else if constexpr (CEnumProperty<T>) {
-    return static_cast<std::size_t>(AValue) < TEnumNames<T>::Names.size();
+  } else if constexpr (CEnumProperty<TElement>) {
+    return static_cast<std::size_t>(AValue) < TEnumNames<TElement>::Names.size();
   } else {
     return true;
   }
 }
 
+// The bounds in words; those that AValue, which is refused, has to be told.
 template <class T>
+std::string ExpectedNumber(const TValueRange<T>& ABounds, std::string_view AUnit, T AValue) {
+  if constexpr (std::is_floating_point_v<T>) {
+    if (!std::isfinite(AValue)) {
+      return ABounds.IsEmpty() ? "a finite number"
+                               : "a finite number, " + RangeText(ABounds, AUnit);
+    }
+  }
+  return RangeText(ABounds, AUnit);
+}
+
+template <class T, class TElement = typename TPropertyInfo<T>::TElement>
 [[noreturn]] void RefuseValue(std::string_view AWho, const TPropertyInfo<T>& AInfo,
-                              const T& AValue) {
-  if constexpr (CEnumProperty<T>) {
+                              const std::type_identity_t<TElement>& AValue) {
+  if constexpr (std::same_as<TElement, std::string>) {
+    RefuseValue(AWho, AInfo.Name, '"' + AValue + '"', "another text");  // IsAmong takes all
+  } else if constexpr (CEnumProperty<TElement>) {
     RefuseValue(AWho, AInfo.Name, NumberText(static_cast<std::int64_t>(AValue)),
-                "an enumerator from 0 to " + NumberText(TEnumNames<T>::Names.size() - 1));
+                "an enumerator from 0 to " + NumberText(TEnumNames<TElement>::Names.size() - 1));
   } else {
-    RefuseValue(AWho, AInfo.Name, NumberText(AValue), RangeText(AInfo.Bounds, AInfo.Unit),
+    RefuseValue(AWho, AInfo.Name, NumberText(AValue),
+                ExpectedNumber(AInfo.Bounds, AInfo.Unit, AValue),
                 AInfo.Bounds.Suggestion ? "try " + NumberText(*AInfo.Bounds.Suggestion) : "");
   }
 }

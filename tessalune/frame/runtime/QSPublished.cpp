@@ -72,38 +72,60 @@ std::string_view PropertyKindName(TPropertyKind AKind) {
       return "Enumeration";
     case TPropertyKind::Object:
       return "Object";
+    case TPropertyKind::Array:
+      return "Array";
+    case TPropertyKind::Collection:
+      return "Collection";
   }
   return "";
 }
 
-TPropertyValue TPublishedProperty::Parse(std::string_view AText) const {
-  std::optional<TPropertyValue> Value;
-  switch (Kind) {
+namespace {
+
+// The plain value of that kind that a text means.
+std::optional<TPropertyValue> ParsePlain(TPropertyKind AKind, std::string_view AText) {
+  switch (AKind) {
     case TPropertyKind::Boolean:
-      if (AText == "true") Value = true;
-      if (AText == "false") Value = false;
-      break;
+      if (AText == "true") return true;
+      if (AText == "false") return false;
+      return std::nullopt;
     case TPropertyKind::Integer:
     case TPropertyKind::Cardinal:
     case TPropertyKind::Int64:
-      if (const auto Number = ParseInteger(AText)) Value = *Number;
-      break;
+      return ParseInteger(AText);
     case TPropertyKind::Double:
-      if (const auto Number = ParseNumber(AText)) Value = *Number;
-      break;
+      return ParseNumber(AText);
     case TPropertyKind::String:
     case TPropertyKind::Enumeration:
-      Value = std::string(AText);
-      break;
-    case TPropertyKind::Object:
-      break;
+      return std::string(AText);
+    default:
+      return std::nullopt;
   }
-  if (!Value) RefuseValue("this text", Name, ValueText(std::string(AText)), Expected());
-  return *Value;
 }
 
-std::string TPublishedProperty::Expected() const {
-  switch (Kind) {
+std::string_view WithoutSpaces(std::string_view AText) {
+  while (!AText.empty() && AText.front() == ' ') AText.remove_prefix(1);
+  while (!AText.empty() && AText.back() == ' ') AText.remove_suffix(1);
+  return AText;
+}
+
+std::optional<TPropertyValue> ParseList(TPropertyKind AElement, std::string_view AText) {
+  if (AText.starts_with('[') && AText.ends_with(']')) AText = AText.substr(1, AText.size() - 2);
+  TPropertyList List;
+  bool IsOver = WithoutSpaces(AText).empty();
+  while (!IsOver) {
+    const std::size_t Comma = std::min(AText.find(','), AText.size());
+    auto Item = ParsePlain(AElement, WithoutSpaces(AText.substr(0, Comma)));
+    if (!Item) return std::nullopt;
+    List.Items.push_back(*std::move(Item));
+    IsOver = Comma == AText.size();
+    AText.remove_prefix(IsOver ? Comma : Comma + 1);
+  }
+  return List;
+}
+
+std::string ExpectedOf(TPropertyKind AKind, const std::vector<std::string_view>& AEnumerators) {
+  switch (AKind) {
     case TPropertyKind::Boolean:
       return "true or false";
     case TPropertyKind::Integer:
@@ -117,22 +139,91 @@ std::string TPublishedProperty::Expected() const {
     case TPropertyKind::String:
       return "a text";
     case TPropertyKind::Enumeration:
-      return "one of " + Joined(Enumerators);
+      return "one of " + Joined(AEnumerators);
     case TPropertyKind::Object:
       return "an object with properties of its own";
+    case TPropertyKind::Array:
+    case TPropertyKind::Collection:
+      return "an array";
   }
   return {};
 }
 
-void RefuseType(const TPersistent& AObject, const TPublishedProperty& AProperty,
-                const TPropertyValue& AValue) {
+[[noreturn]] void RefuseKind(const TPersistent& AObject, const TPublishedProperty& AProperty,
+                             const TPropertyValue& AValue, const std::string& AExpected) {
   std::string Advice;
   if (const auto* Text = std::get_if<std::string>(&AValue);
-      Text != nullptr && AProperty.Kind == TPropertyKind::Enumeration) {
+      Text != nullptr && !AProperty.Enumerators.empty()) {
     const std::string_view Nearest = NearestName(*Text, AProperty.Enumerators);
     if (!Nearest.empty()) Advice = "did you mean " + std::string(Nearest) + "?";
   }
-  RefuseValue(AObject.Describe(), AProperty.Name, ValueText(AValue), AProperty.Expected(), Advice);
+  RefuseValue(AObject.Describe(), AProperty.Name, ValueText(AValue), AExpected, Advice);
+}
+
+}  // namespace
+
+TPropertyValue TPublishedProperty::Parse(std::string_view AText) const {
+  auto Value = Kind == TPropertyKind::Array ? ParseList(Element, AText) : ParsePlain(Kind, AText);
+  if (!Value) RefuseValue("this text", Name, ValueText(std::string(AText)), Expected());
+  return *std::move(Value);
+}
+
+std::string TPublishedProperty::Expected() const {
+  if (Kind == TPropertyKind::Array) {
+    return "an array, each element " + ExpectedOf(Element, Enumerators);
+  }
+  if (Kind == TPropertyKind::Collection) {
+    std::vector<std::string_view> Names;
+    for (const TPublishedProperty* Row : ItemTable().Properties()) Names.push_back(Row->Name);
+    return "an array of objects with " + Joined(Names);
+  }
+  return ExpectedOf(Kind, Enumerators);
+}
+
+std::string TPublishedPin::PinName(std::size_t AIndex) const {
+  return IsList ? std::string(Name) + '[' + NumberText(AIndex) + ']' : std::string(Name);
+}
+
+void RefuseType(const TPersistent& AObject, const TPublishedProperty& AProperty,
+                const TPropertyValue& AValue) {
+  RefuseKind(AObject, AProperty, AValue, AProperty.Expected());
+}
+
+void RefuseElementType(const TPersistent& AObject, const TPublishedProperty& AProperty,
+                       const TPropertyValue& AValue) {
+  RefuseKind(AObject, AProperty, AValue, ExpectedOf(AProperty.Element, AProperty.Enumerators));
+}
+
+TPropertyValue RecordValue(const TPersistent& AObject) {
+  const TPublishedTable& Table = AObject.PublishedTable();
+  const auto Rows = Table.Properties();
+  if (Rows.size() == 1 && Rows.front() == Table.ContentRow()) return Rows.front()->Get(AObject);
+  TPropertyRecord Record;
+  for (const TPublishedProperty* Row : Rows) {
+    // Reading a sub-object's properties changes nothing; only the way to it is not const.
+    Record.Members.push_back(
+        {std::string(Row->Name), Row->Kind == TPropertyKind::Object
+                                     ? RecordValue(Row->Object(const_cast<TPersistent&>(AObject)))
+                                     : Row->Get(AObject)});
+  }
+  return Record;
+}
+
+void FillFrom(TPersistent& AObject, const TPublishedProperty& ARow, const TPropertyValue& AValue) {
+  const auto* List = std::get_if<TPropertyList>(&AValue);
+  if (List == nullptr) RefuseType(AObject, ARow, AValue);
+  std::size_t Next = 0;
+  ARow.Fill(AObject, [&](TPersistent& AItem) {
+    if (Next == List->Items.size()) return false;
+    const auto* Record = std::get_if<TPropertyRecord>(&List->Items[Next++]);
+    if (Record == nullptr) RefuseType(AObject, ARow, AValue);
+    for (const TPropertyMember& Member : Record->Members) {
+      const TPublishedProperty* Row = AItem.PublishedTable().FindProperty(Member.Name);
+      if (Row == nullptr || !Row->Set) RefuseType(AObject, ARow, AValue);
+      Row->Set(AItem, Member.Value);
+    }
+    return true;
+  });
 }
 
 std::vector<const TPublishedProperty*> TPublishedTable::Properties() const {
@@ -151,6 +242,23 @@ std::vector<const TPublishedEvent*> TPublishedTable::Events() const {
                     FEvents);
 }
 
+std::vector<const TPublishedOlderForm*> TPublishedTable::OlderForms() const {
+  return BasesFirst(
+      FParent != nullptr ? FParent->OlderForms() : std::vector<const TPublishedOlderForm*>(),
+      FOlderForms);
+}
+
+namespace {
+
+template <class TRow>
+const TRow* FindByName(const std::vector<const TRow*>& ARows, std::string_view AName) {
+  const auto Found = std::find_if(ARows.begin(), ARows.end(),
+                                  [AName](const TRow* ARow) { return ARow->Name == AName; });
+  return Found != ARows.end() ? *Found : nullptr;
+}
+
+}  // namespace
+
 const TPublishedProperty* TPublishedTable::FindProperty(std::string_view AName) const {
   for (const TPublishedProperty* Row : Properties()) {
     if (Row->Name == AName || (!AName.empty() && Row->OldName == AName)) return Row;
@@ -159,10 +267,16 @@ const TPublishedProperty* TPublishedTable::FindProperty(std::string_view AName) 
 }
 
 const TPublishedPin* TPublishedTable::FindPin(std::string_view AName) const {
-  for (const TPublishedPin* Row : Pins()) {
-    if (Row->Name == AName) return Row;
-  }
-  return nullptr;
+  return FindByName(Pins(), AName);
+}
+
+const TPublishedOlderForm* TPublishedTable::FindOlderForm(std::string_view AName) const {
+  return FindByName(OlderForms(), AName);
+}
+
+const TPublishedProperty* TPublishedTable::ContentRow() const {
+  if (FContent) return &FProperties[*FContent];
+  return FParent != nullptr ? FParent->ContentRow() : nullptr;
 }
 
 std::string_view NearestName(std::string_view AName, const std::vector<std::string_view>& ANames) {

@@ -1,13 +1,15 @@
 // Published tables: what a class shows to hosts, stores in property streams and documents.
 //
-// A class has one table: its names, one row a property, a pin or an event. Defaults, storage, the
-// program's `list` and `describe`, and the generic tests all come from it. A table is built once,
-// on first use, and constant from then on; any thread may read it.
+// A class has one table: its names, one row a property, a pin or list of pins, an event. Defaults,
+// storage, the program's `list` and `describe`, and the generic tests all come from it. A table is
+// built once, on first use, and constant from then on; any thread may read it.
 #pragma once
 
 #include <tessalune/frame/runtime/QSPropertyInfo.h>
+#include <tessalune/frame/runtime/QSPropertyValue.h>
 #include <tessalune/frame/runtime/QSSerialization.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -19,6 +21,7 @@ namespace tessalune {
 
 class TPersistent;
 class TKLBasicPin;
+class TPublishedTable;
 
 enum class TPropertyKind : std::uint8_t {
   Boolean,
@@ -28,39 +31,67 @@ enum class TPropertyKind : std::uint8_t {
   Double,
   String,
   Enumeration,
-  Object,  // a sub-object with a table of its own
+  Object,      // a sub-object with a table of its own
+  Array,       // of plain values of one kind
+  Collection,  // of objects of one class
 };
 
 std::string_view PropertyKindName(TPropertyKind AKind);
 
-// A range of values as tools show it; empty texts where there is no bound.
 struct TPublishedProperty {
   std::string_view Name;
-  std::string_view OldName;
-  std::string_view Unit;
-  std::string_view Doc;
+  std::string_view OldName{};
+  std::string_view Unit{};
+  std::string_view Doc{};
   TPropertyKind Kind;
-  TPropertyValue Default;                     // not for Object
-  TValueRange<double> Bounds;                 // what the setter enforces
-  TValueRange<double> Design;                 // what an editor offers
-  std::vector<std::string_view> Enumerators;  // names, in order from 0
-  std::function<TPropertyValue(const TPersistent&)> Get;
-  // Goes through the setter. Raises EQSException for a value of the wrong type, for an unknown
-  // enumerator, and whatever the setter raises.
-  std::function<void(TPersistent&, const TPropertyValue&)> Set;
-  std::function<TPersistent&(TPersistent&)> Object;  // only for Object
+  TPropertyKind Element{};       // of Array
+  TPropertyValue Default{};      // not for Object
+  TValueRange<double> Bounds{};  // what the setter enforces; of Array: of its elements
+  TValueRange<double> Design{};  // what an editor offers
+  bool NonFinite = false;        // takes NaN and the infinities
+  bool Stored = true;            // by property streams
+  std::vector<std::string_view> Enumerators{};  // names, in order from 0
+  std::function<TPropertyValue(const TPersistent&)> Get{};
+  // Goes through the setter; empty for a row that can only be read. Raises EQSException for a value
+  // of the wrong type, for an unknown enumerator, and whatever the setter raises.
+  std::function<void(TPersistent&, const TPropertyValue&)> Set{};
+  std::function<TPersistent&(TPersistent&)> Object{};  // only for Object
+  // Only for Array: raises the EQSException for an element that Set would refuse.
+  std::function<void(const TPersistent&, const TPropertyValue&)> CheckElement{};
+  // Only for Collection: the table of its items, a visit of all items in order, and the making of
+  // new ones in place of those that there are: AFill gets one at a time until it is false.
+  const TPublishedTable& (*ItemTable)() = nullptr;
+  std::function<void(const TPersistent&, const std::function<void(const TPersistent&)>&)> Visit{};
+  std::function<void(TPersistent&, const std::function<bool(TPersistent&)>&)> Fill{};
 
-  // The value that a text from a command line means; raises EQSException if it means none.
+  bool IsStored() const { return Stored && (Set || Kind == TPropertyKind::Object); }
+  // The value that a text from a command line means; raises EQSException if it means none. The
+  // elements of an array have commas between them, and may have brackets around them.
   TPropertyValue Parse(std::string_view AText) const;
   // What Set takes, in words: "a number", "one of stTone, stSquare".
   std::string Expected() const;
 };
 
+// A name under which older files hold what is stored in another form today: read, never written.
+struct TPublishedOlderForm {
+  std::string_view Name;
+  std::string_view NameToday;  // empty: what it holds has no use any more
+  std::string_view Doc;
+  std::function<void(TPersistent&, IReader&)> Read;  // from under Name
+};
+
+// A pin, or a list of pins whose count is the property of the same name.
 struct TPublishedPin {
   std::string_view Name;
   std::string_view Doc;
   bool Primary;  // what a tool links first
-  std::function<TKLBasicPin&(TPersistent&)> Get;
+  bool IsList;
+  std::function<TKLBasicPin&(TPersistent&)> Get;  // the pin, or the first of the list
+  std::function<std::size_t(TPersistent&)> Count;
+  std::function<TKLBasicPin&(TPersistent&, std::size_t)> At;
+
+  // "InputPin", "InputPins[2]".
+  std::string PinName(std::size_t AIndex) const;
 };
 
 struct TEventArgument {
@@ -73,32 +104,21 @@ struct TPublishedEvent {
   std::string_view Name;
   std::string_view Doc;
   std::vector<std::string_view> Arguments;  // behind Sender
-  // Sets a handler that passes the arguments on; it takes the place of the one before.
+  // Sets a handler that passes the arguments on, by ToValue, as they stand before the call; it
+  // takes the place of the one before.
   std::function<void(TPersistent&, TEventListener)> Listen;
 };
-
-// An event's arguments as values. A reference argument is passed on as it stands before the call.
-template <class T>
-requires(std::is_arithmetic_v<T> || std::convertible_to<const T&, std::string>) TPropertyValue
-    EventValue(const T& AValue) {
-  if constexpr (std::same_as<T, bool>) {
-    return AValue;
-  } else if constexpr (std::is_integral_v<T>) {
-    return static_cast<std::int64_t>(AValue);
-  } else if constexpr (std::is_floating_point_v<T>) {
-    return static_cast<double>(AValue);
-  } else {
-    return std::string(AValue);
-  }
-}
 
 // Raises the EQSException for a value of the wrong type.
 [[noreturn]] void RefuseType(const TPersistent& AObject, const TPublishedProperty& AProperty,
                              const TPropertyValue& AValue);
 
-// A stored value as the type of a property; empty if it cannot be one.
-template <class T>
-std::optional<T> ValueAs(const TPropertyValue& AValue);
+// Sets a collection's items from a list of records, none of them if one has a fault.
+void FillFrom(TPersistent& AObject, const TPublishedProperty& ARow, const TPropertyValue& AValue);
+
+// The same for an element of an array.
+[[noreturn]] void RefuseElementType(const TPersistent& AObject, const TPublishedProperty& AProperty,
+                                    const TPropertyValue& AValue);
 
 class TPublishedTable {
  public:
@@ -116,12 +136,39 @@ class TPublishedTable {
   template <class TOwner, class T>
   TPublishedTable&& Property(const TPropertyInfo<T>& AInfo, T (TOwner::*AGet)() const,
                              void (TOwner::*ASet)(T)) &&;
+  // A value that can only be read: a figure of a record. AGet is a member function without
+  // arguments.
+  template <class TOwner, class T>
+  TPublishedTable&& Field(std::string_view AName, T (TOwner::*AGet)() const, std::string_view ADoc,
+                          std::string_view AUnit = {}) &&;
+  // What the object holds beside its properties: the values of an array, which an array written in
+  // place of the object means. At most one a class.
+  template <class TOwner, class T>
+  TPublishedTable&& Content(const TPropertyInfo<std::vector<T>>& AInfo,
+                            std::vector<T> (TOwner::*AGet)() const,
+                            void (TOwner::*ASet)(std::vector<T>)) &&;
+  // The same for the items of a collection or of a list of records (without AFill), objects of
+  // class TItem.
+  template <class TOwner, class TItem>
+  TPublishedTable&& Items(std::string_view AName,
+                          void (TOwner::*AVisit)(const std::function<void(const TPersistent&)>&)
+                              const,
+                          void (TOwner::*AFill)(const std::function<bool(TPersistent&)>&),
+                          std::string_view ADoc) &&;
+  template <class TOwner>
+  TPublishedTable&& OlderForm(std::string_view AName, std::string_view ANameToday,
+                              void (TOwner::*ARead)(IReader&, std::string_view),
+                              std::string_view ADoc) &&;
   template <class TOwner, class TObjectType>
   TPublishedTable&& Object(std::string_view AName, TObjectType& (TOwner::*AGet)(),
                            std::string_view ADoc) &&;
   template <class TOwner, class TPin>
   TPublishedTable&& Pin(std::string_view AName, TPin& (TOwner::*AGet)(), std::string_view ADoc,
                         bool APrimary = false) &&;
+  // A list of pins; AInfo is the row of its count.
+  template <class TOwner, class TList>
+  TPublishedTable&& PinList(const TPropertyInfo<std::uint32_t>& AInfo, TList& (TOwner::*AGet)(),
+                            bool APrimary = false) &&;
   template <class TOwner, class TSender, class... TArgs>
   TPublishedTable&& Event(std::string_view AName,
                           void (TOwner::*ASet)(std::function<void(TSender&, TArgs...)>),
@@ -136,10 +183,14 @@ class TPublishedTable {
   std::vector<const TPublishedProperty*> Properties() const;
   std::vector<const TPublishedPin*> Pins() const;
   std::vector<const TPublishedEvent*> Events() const;
+  std::vector<const TPublishedOlderForm*> OlderForms() const;
 
   // By name, or by older name; null if there is none.
   const TPublishedProperty* FindProperty(std::string_view AName) const;
   const TPublishedPin* FindPin(std::string_view AName) const;
+  const TPublishedOlderForm* FindOlderForm(std::string_view AName) const;
+  // The row of Content or Items; null if there is none.
+  const TPublishedProperty* ContentRow() const;
 
  private:
   TClass FClass;
@@ -147,6 +198,8 @@ class TPublishedTable {
   std::vector<TPublishedProperty> FProperties;
   std::vector<TPublishedPin> FPins;
   std::vector<TPublishedEvent> FEvents;
+  std::vector<TPublishedOlderForm> FOlderForms;
+  std::optional<std::size_t> FContent;  // index in FProperties
 };
 
 // The name in ANames that a mistyped AName most likely means; empty if none is near.
@@ -170,47 +223,11 @@ constexpr TPropertyKind PropertyKindOf() {
     return TPropertyKind::Double;
   else if constexpr (std::same_as<T, std::string>)
     return TPropertyKind::String;
+  else if constexpr (TElementOf<T>::IsArray)
+    return TPropertyKind::Array;
   else {
     static_assert(CEnumProperty<T>, "a property's type is none that a published table knows");
     return TPropertyKind::Enumeration;
-  }
-}
-
-template <class T>
-TPropertyValue ToValue(const T& AValue) {
-  if constexpr (CEnumProperty<T>) {
-    return std::string(TEnumNames<T>::Names.at(static_cast<std::size_t>(AValue)));
-  } else if constexpr (std::same_as<T, std::string_view>) {
-    return std::string(AValue);
-  } else {
-    return EventValue(AValue);
-  }
-}
-
-template <class T>
-std::optional<T> ValueAs(const TPropertyValue& AValue) {
-  if constexpr (CEnumProperty<T>) {
-    const auto* Name = std::get_if<std::string>(&AValue);
-    for (std::size_t I = 0; Name != nullptr && I < TEnumNames<T>::Names.size(); ++I) {
-      if (TEnumNames<T>::Names[I] == *Name) return static_cast<T>(I);
-    }
-    return std::nullopt;
-  } else if constexpr (std::is_integral_v<T> && !std::same_as<T, bool>) {
-    const auto Whole = ValueAs<double>(AValue);
-    if (const auto* Exact = std::get_if<std::int64_t>(&AValue)) {
-      if (std::in_range<T>(*Exact)) return static_cast<T>(*Exact);
-    } else if (Whole && std::trunc(*Whole) == *Whole && std::abs(*Whole) <= 0x1p53 &&
-               std::in_range<T>(static_cast<std::int64_t>(*Whole))) {
-      return static_cast<T>(*Whole);
-    }
-    return std::nullopt;
-  } else if constexpr (std::same_as<T, double>) {
-    if (const auto* Number = std::get_if<double>(&AValue)) return *Number;
-    if (const auto* Whole = std::get_if<std::int64_t>(&AValue)) return static_cast<double>(*Whole);
-    return std::nullopt;
-  } else {
-    const auto* Same = std::get_if<T>(&AValue);
-    return Same != nullptr ? std::optional<T>(*Same) : std::nullopt;
   }
 }
 
@@ -225,20 +242,20 @@ TValueRange<double> PublishedRange(const TValueRange<T>& ARange) {
 template <class TOwner, class T>
 TPublishedTable&& TPublishedTable::Property(const TPropertyInfo<T>& AInfo,
                                             T (TOwner::*AGet)() const, void (TOwner::*ASet)(T)) && {
+  using TElement = typename TElementOf<T>::TType;
   TPublishedProperty Row{.Name = AInfo.Name,
                          .OldName = AInfo.OldName,
                          .Unit = AInfo.Unit,
                          .Doc = AInfo.Doc,
                          .Kind = PropertyKindOf<T>(),
+                         .Element = PropertyKindOf<TElement>(),
                          .Default = ToValue(AInfo.Default),
                          .Bounds = PublishedRange(AInfo.Bounds),
                          .Design = PublishedRange(AInfo.Design),
-                         .Enumerators = {},
-                         .Get = {},
-                         .Set = {},
-                         .Object = {}};
-  if constexpr (CEnumProperty<T>) {
-    Row.Enumerators.assign(TEnumNames<T>::Names.begin(), TEnumNames<T>::Names.end());
+                         .NonFinite = AInfo.NonFinite,
+                         .Stored = AInfo.Stored};
+  if constexpr (CEnumProperty<TElement>) {
+    Row.Enumerators.assign(TEnumNames<TElement>::Names.begin(), TEnumNames<TElement>::Names.end());
   }
   Row.Get = [AGet](const TPersistent& AObject) {
     return ToValue((static_cast<const TOwner&>(AObject).*AGet)());
@@ -246,11 +263,90 @@ TPublishedTable&& TPublishedTable::Property(const TPropertyInfo<T>& AInfo,
   const std::string_view Name = AInfo.Name;
   Row.Set = [ASet, Name](TPersistent& AObject, const TPropertyValue& AValue) {
     auto& Owner = static_cast<TOwner&>(AObject);
-    const std::optional<T> Value = ValueAs<T>(AValue);
+    std::optional<T> Value = ValueAs<T>(AValue);
     if (!Value) RefuseType(AObject, *Owner.PublishedTable().FindProperty(Name), AValue);
-    (Owner.*ASet)(*Value);
+    (Owner.*ASet)(*std::move(Value));
   };
+  if constexpr (TElementOf<T>::IsArray) {
+    Row.CheckElement = [AInfo](const TPersistent& AObject, const TPropertyValue& AValue) {
+      const auto& Owner = static_cast<const TOwner&>(AObject);
+      const auto Value = ValueAs<TElement>(AValue);
+      if (!Value) {
+        RefuseElementType(AObject, *Owner.PublishedTable().FindProperty(AInfo.Name), AValue);
+      }
+      if constexpr (!std::same_as<TElement, std::string>) {
+        if (!IsAmong(AInfo, *Value)) RefuseValue(Owner.Describe(), AInfo, *Value);
+      }
+    };
+  }
   FProperties.push_back(std::move(Row));
+  return std::move(*this);
+}
+
+template <class TOwner, class T>
+TPublishedTable&& TPublishedTable::Field(std::string_view AName, T (TOwner::*AGet)() const,
+                                         std::string_view ADoc, std::string_view AUnit) && {
+  using TValue = std::remove_cvref_t<T>;
+  FProperties.push_back({.Name = AName,
+                         .Unit = AUnit,
+                         .Doc = ADoc,
+                         .Kind = PropertyKindOf<TValue>(),
+                         .Element = PropertyKindOf<typename TElementOf<TValue>::TType>(),
+                         .Default = ToValue(TValue{}),
+                         .Get = [AGet](const TPersistent& AObject) {
+                           return ToValue((static_cast<const TOwner&>(AObject).*AGet)());
+                         }});
+  return std::move(*this);
+}
+
+template <class TOwner, class T>
+TPublishedTable&& TPublishedTable::Content(const TPropertyInfo<std::vector<T>>& AInfo,
+                                           std::vector<T> (TOwner::*AGet)() const,
+                                           void (TOwner::*ASet)(std::vector<T>)) && {
+  FContent = FProperties.size();
+  return std::move(*this).Property(AInfo, AGet, ASet);
+}
+
+template <class TOwner, class TItem>
+TPublishedTable&& TPublishedTable::Items(
+    std::string_view AName,
+    void (TOwner::*AVisit)(const std::function<void(const TPersistent&)>&) const,
+    void (TOwner::*AFill)(const std::function<bool(TPersistent&)>&), std::string_view ADoc) && {
+  FContent = FProperties.size();
+  TPublishedProperty Row{.Name = AName,
+                         .Doc = ADoc,
+                         .Kind = TPropertyKind::Collection,
+                         .Default = TPropertyList(),
+                         .ItemTable = &TItem::Published};
+  Row.Visit = [AVisit](const TPersistent& AObject, const auto& AVisitor) {
+    (static_cast<const TOwner&>(AObject).*AVisit)(AVisitor);
+  };
+  Row.Get = [Visit = Row.Visit](const TPersistent& AObject) {
+    TPropertyList List;
+    Visit(AObject, [&](const TPersistent& AItem) { List.Items.push_back(RecordValue(AItem)); });
+    return List;
+  };
+  if (AFill != nullptr) {
+    Row.Fill = [AFill](TPersistent& AObject, const auto& ANext) {
+      (static_cast<TOwner&>(AObject).*AFill)(ANext);
+    };
+    Row.Set = [AName](TPersistent& AObject, const TPropertyValue& AValue) {
+      FillFrom(AObject, *static_cast<TOwner&>(AObject).PublishedTable().FindProperty(AName),
+               AValue);
+    };
+  }
+  FProperties.push_back(std::move(Row));
+  return std::move(*this);
+}
+
+template <class TOwner>
+TPublishedTable&& TPublishedTable::OlderForm(std::string_view AName, std::string_view ANameToday,
+                                             void (TOwner::*ARead)(IReader&, std::string_view),
+                                             std::string_view ADoc) && {
+  FOlderForms.push_back(
+      {AName, ANameToday, ADoc, [ARead, AName](TPersistent& AObject, IReader& AReader) {
+         (static_cast<TOwner&>(AObject).*ARead)(AReader, AName);
+       }});
   return std::move(*this);
 }
 
@@ -258,16 +354,8 @@ template <class TOwner, class TObjectType>
 TPublishedTable&& TPublishedTable::Object(std::string_view AName, TObjectType& (TOwner::*AGet)(),
                                           std::string_view ADoc) && {
   FProperties.push_back({.Name = AName,
-                         .OldName = {},
-                         .Unit = {},
                          .Doc = ADoc,
                          .Kind = TPropertyKind::Object,
-                         .Default = {},
-                         .Bounds = {},
-                         .Design = {},
-                         .Enumerators = {},
-                         .Get = {},
-                         .Set = {},
                          .Object = [AGet](TPersistent& AObject) -> TPersistent& {
                            return (static_cast<TOwner&>(AObject).*AGet)();
                          }});
@@ -277,9 +365,45 @@ TPublishedTable&& TPublishedTable::Object(std::string_view AName, TObjectType& (
 template <class TOwner, class TPin>
 TPublishedTable&& TPublishedTable::Pin(std::string_view AName, TPin& (TOwner::*AGet)(),
                                        std::string_view ADoc, bool APrimary) && {
-  FPins.push_back({AName, ADoc, APrimary, [AGet](TPersistent& AObject) -> TKLBasicPin& {
-                     return (static_cast<TOwner&>(AObject).*AGet)();
-                   }});
+  const auto Get = [AGet](TPersistent& AObject) -> TKLBasicPin& {
+    return (static_cast<TOwner&>(AObject).*AGet)();
+  };
+  FPins.push_back(
+      {AName, ADoc, APrimary, false, Get, [](TPersistent&) { return std::size_t{1}; },
+       [Get](TPersistent& AObject, std::size_t) -> TKLBasicPin& { return Get(AObject); }});
+  return std::move(*this);
+}
+
+template <class TOwner, class TList>
+TPublishedTable&& TPublishedTable::PinList(const TPropertyInfo<std::uint32_t>& AInfo,
+                                           TList& (TOwner::*AGet)(), bool APrimary) && {
+  const auto List = [AGet](TPersistent& AObject) -> TList& {
+    return (static_cast<TOwner&>(AObject).*AGet)();
+  };
+  const auto At = [List](TPersistent& AObject, std::size_t AIndex) -> TKLBasicPin& {
+    return List(AObject)[AIndex];
+  };
+  FPins.push_back({AInfo.Name, AInfo.Doc, APrimary, true,
+                   [At](TPersistent& AObject) -> TKLBasicPin& { return At(AObject, 0); },
+                   [List](TPersistent& AObject) { return List(AObject).Count(); }, At});
+  FProperties.push_back({.Name = AInfo.Name,
+                         .OldName = AInfo.OldName,
+                         .Unit = AInfo.Unit,
+                         .Doc = AInfo.Doc,
+                         .Kind = TPropertyKind::Cardinal,
+                         .Default = ToValue(AInfo.Default),
+                         .Bounds = PublishedRange(AInfo.Bounds),
+                         .Design = PublishedRange(AInfo.Design)});
+  FProperties.back().Get = [List](const TPersistent& AObject) {
+    return ToValue(List(const_cast<TPersistent&>(AObject)).Count());
+  };
+  FProperties.back().Set = [List, Name = AInfo.Name](TPersistent& AObject,
+                                                     const TPropertyValue& AValue) {
+    const auto Count = ValueAs<std::uint32_t>(AValue);
+    const auto& Table = static_cast<TOwner&>(AObject).PublishedTable();
+    if (!Count) RefuseType(AObject, *Table.FindProperty(Name), AValue);
+    List(AObject).SetCount(*Count);
+  };
   return std::move(*this);
 }
 
@@ -290,7 +414,7 @@ TPublishedTable&& TPublishedTable::Event(
   auto Listen = [ASet, AArguments](TPersistent& AObject, TEventListener AListener) {
     (static_cast<TOwner&>(AObject).*
      ASet)([AArguments, Listener = std::move(AListener)](TSender&, TArgs... AArgs) {
-      const std::vector<TPropertyValue> Values{EventValue(AArgs)...};
+      const std::vector<TPropertyValue> Values{ToValue(AArgs)...};
       std::vector<TEventArgument> Arguments;
       for (std::size_t I = 0; I < Values.size(); ++I) {
         Arguments.push_back({AArguments.at(I), Values[I]});

@@ -5,42 +5,65 @@
 
 namespace tessalune {
 
-void TPersistent::SerializationWrite(IWriter& AWriter) const {
-  for (const TPublishedProperty* Row : PublishedTable().Properties()) {
-    if (Row->Kind == TPropertyKind::Object) {
-      // Reading a sub-object's properties changes nothing; only the way to it is not const.
-      const TPersistent& Part = Row->Object(const_cast<TPersistent&>(*this));
-      AWriter.WriteObject(Row->Name, [&Part](IWriter& AInner) { Part.SerializationWrite(AInner); });
-      continue;
+namespace {
+
+void WriteList(const TPersistent& AObject, const TPublishedProperty& ARow, IWriter& AWriter) {
+  AWriter.WriteArray(ARow.Name, [&](ISequentialWriter& AElements) {
+    if (ARow.Kind == TPropertyKind::Collection) {
+      ARow.Visit(AObject, [&](const TPersistent& AItem) { AElements.WriteObject(AItem); });
+      return;
     }
-    const TPropertyValue Value = Row->Get(*this);
-    if (Value != Row->Default || AWriter.WantsDefault(Row->Name)) {
-      AWriter.WriteValue(Row->Name, Value);
+    const TPropertyValue Values = ARow.Get(AObject);
+    for (const TPropertyValue& Value : std::get<TPropertyList>(Values).Items) {
+      AElements.WriteValue(Value);
     }
-  }
-  WriteOwnForms(AWriter);
+  });
 }
 
-namespace {
+bool ReadList(TPersistent& AObject, const TPublishedProperty& ARow, IReader& AReader,
+              const std::string& AName) {
+  return AReader.ReadArray(AName, [&](ISequentialReader& AElements) {
+    if (ARow.Kind == TPropertyKind::Collection) {
+      ARow.Fill(AObject, [&](TPersistent& AItem) {
+        if (!AElements.HasNext()) return false;
+        AElements.ReadNextObject(AItem);
+        return true;
+      });
+      return;
+    }
+    TPropertyList List;
+    bool IsSound = true;
+    while (AElements.HasNext()) {
+      auto Value = AElements.ReadNext();
+      try {
+        if (Value) ARow.CheckElement(AObject, *Value);
+      } catch (const EQSException& Error) {
+        AElements.Fault(Error.what());
+        Value.reset();
+      }
+      IsSound = IsSound && Value;
+      if (Value) List.Items.push_back(*std::move(Value));
+    }
+    if (IsSound) ARow.Set(AObject, List);
+  });
+}
 
 void ReadProperty(TPersistent& AObject, const TPublishedProperty& ARow, IReader& AReader,
                   const std::string& AName) {
-  if (ARow.Kind == TPropertyKind::Object) {
-    TPersistent& Part = ARow.Object(AObject);
-    if (!AReader.ReadObject(AName, [&Part](IReader& AInner) { Part.SerializationRead(AInner); })) {
-      AReader.Fault(AName,
-                    std::string(ARow.Name) + " is no object; expected is " + ARow.Expected());
-    }
-    return;
-  }
-  const auto Value = AReader.ReadValue(AName);
-  if (!Value) {
-    AReader.Fault(AName,
-                  std::string(ARow.Name) + " has no plain value; expected is " + ARow.Expected());
-    return;
-  }
+  const auto Fault = [&](std::string_view AWhat) {
+    AReader.Fault(AName, std::string(ARow.Name) + " is no " + std::string(AWhat) +
+                             "; expected is " + ARow.Expected());
+  };
   try {
-    ARow.Set(AObject, *Value);
+    if (ARow.Kind == TPropertyKind::Object) {
+      if (!AReader.ReadObject(AName, ARow.Object(AObject))) Fault("object");
+    } else if (ARow.Kind == TPropertyKind::Array || ARow.Kind == TPropertyKind::Collection) {
+      if (!ReadList(AObject, ARow, AReader, AName)) Fault("array");
+    } else if (const auto Value = AReader.ReadValue(AName)) {
+      ARow.Set(AObject, *Value);
+    } else {
+      Fault("plain value");
+    }
   } catch (const EQSException& Error) {
     AReader.Fault(AName, Error.what());
   }
@@ -48,10 +71,29 @@ void ReadProperty(TPersistent& AObject, const TPublishedProperty& ARow, IReader&
 
 }  // namespace
 
+void TPersistent::SerializationWrite(IWriter& AWriter) const {
+  for (const TPublishedProperty* Row : PublishedTable().Properties()) {
+    if (!Row->IsStored()) continue;
+    if (Row->Kind == TPropertyKind::Object) {
+      // Reading a sub-object's properties changes nothing; only the way to it is not const.
+      AWriter.WriteObject(Row->Name, Row->Object(const_cast<TPersistent&>(*this)));
+      continue;
+    }
+    const TPropertyValue Value = Row->Get(*this);
+    if (Value == Row->Default && !AWriter.WantsDefault(Row->Name)) continue;
+    if (Row->Kind == TPropertyKind::Array || Row->Kind == TPropertyKind::Collection) {
+      WriteList(*this, *Row, AWriter);
+    } else {
+      AWriter.WriteValue(Row->Name, Value);
+    }
+  }
+}
+
 void TPersistent::SerializationRead(IReader& AReader) {
   std::vector<std::string> Names = AReader.Names();
-  std::vector<std::string_view> Known = OwnFormNames();
+  std::vector<std::string_view> Known;
   for (const TPublishedProperty* Row : PublishedTable().Properties()) {
+    if (!Row->IsStored()) continue;
     Known.push_back(Row->Name);
     const auto Stored = std::find_if(Names.begin(), Names.end(), [Row](const std::string& AName) {
       return AName == Row->Name || (!Row->OldName.empty() && AName == Row->OldName);
@@ -60,15 +102,30 @@ void TPersistent::SerializationRead(IReader& AReader) {
     ReadProperty(*this, *Row, AReader, *Stored);
     Names.erase(Stored);
   }
+  const std::vector<std::string> All = AReader.Names();
+  const auto IsHere = [&All](std::string_view AName) {
+    return !AName.empty() && std::find(All.begin(), All.end(), AName) != All.end();
+  };
   for (const std::string& Name : Names) {
-    if (ReadOwnForm(AReader, Name)) continue;
     const TPublishedProperty* Row = PublishedTable().FindProperty(Name);
-    AReader.Fault(Name, Row != nullptr ? std::string(Row->Name) +
-                                             " stands here twice, under its present name "
-                                             "and an older one (" +
-                                             std::string(Row->OldName) + "); keep one"
-                                       : std::string(ClassName()) + " has no property " + Name +
-                                             SuggestName(Name, Known));
+    const TPublishedOlderForm* Older = PublishedTable().FindOlderForm(Name);
+    const std::string_view Today = Row != nullptr     ? Row->Name
+                                   : Older != nullptr ? Older->NameToday
+                                                      : std::string_view();
+    if (IsHere(Today) && Today != Name) {
+      AReader.Fault(Name, std::string(Today) +
+                              " stands here twice, under its present name and an "
+                              "older one (" +
+                              Name + "); keep one");
+    } else if (Older != nullptr) {
+      Older->Read(*this, AReader);
+    } else if (Row != nullptr) {
+      AReader.Fault(Name, std::string(ClassName()) + ": " + Name +
+                              " follows from other properties and is not stored; remove it");
+    } else {
+      AReader.Fault(
+          Name, std::string(ClassName()) + " has no property " + Name + SuggestName(Name, Known));
+    }
   }
 }
 
@@ -80,7 +137,7 @@ void TPersistent::Assign(const TPersistent& ASource) {
   for (const TPublishedProperty* Row : PublishedTable().Properties()) {
     if (Row->Kind == TPropertyKind::Object) {
       Row->Object(*this).Assign(Row->Object(const_cast<TPersistent&>(ASource)));
-    } else {
+    } else if (Row->IsStored()) {
       Row->Set(*this, Row->Get(ASource));
     }
   }
@@ -90,7 +147,7 @@ void TPersistent::InitDefaults() {
   for (const TPublishedProperty* Row : PublishedTable().Properties()) {
     if (Row->Kind == TPropertyKind::Object) {
       Row->Object(*this).InitDefaults();
-    } else {
+    } else if (Row->IsStored()) {
       Row->Set(*this, Row->Default);
     }
   }
@@ -138,8 +195,24 @@ void TComponent::SetName(const std::string& AName) {
                          " of the same owner has it; choose another one");
     }
   }
-  const std::lock_guard Lock(FComponentsMutex);
-  FName = AName;
+  {
+    const std::lock_guard Lock(FComponentsMutex);
+    if (std::exchange(FName, AName) == AName) return;
+  }
+  TellChange("Name", AName);
+}
+
+void TComponent::SetTag(std::int64_t AValue) {
+  if (FTag == AValue) return;
+  FTag = AValue;
+  TellChange(TagInfo.Name, AValue);
+}
+
+// Of a property that is under no lock.
+void TComponent::TellChange(std::string_view AName, TPropertyValue AValue) {
+  if (FChanges->HasListeners()) {
+    FChanges->Telling({std::string(AName), std::move(AValue)})();
+  }
 }
 
 std::vector<TComponent*> TComponent::Components() const {
@@ -232,7 +305,8 @@ void TComponentEnd::operator()(TComponent* AComponent) const {
 }
 
 TLockComponent::TLockComponent(TConstruct AConstruct)
-    : TComponent(AConstruct), FLock(MakeRef<IChangeNotifyLock>([this] { return Describe(); })) {}
+    : TComponent(AConstruct),
+      FLock(MakeRef<IChangeNotifyLock>([this] { return Describe(); }, Changes())) {}
 
 void TLockComponent::AddPart(TComponentPart& APart) {
   const std::lock_guard Lock(FPartsMutex);

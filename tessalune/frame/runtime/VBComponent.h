@@ -11,6 +11,7 @@
 #pragma once
 
 #include <tessalune/frame/runtime/QSCalls.h>
+#include <tessalune/frame/runtime/QSChanges.h>
 #include <tessalune/frame/runtime/QSEvent.h>
 #include <tessalune/frame/runtime/QSException.h>
 #include <tessalune/frame/runtime/QSField.h>
@@ -52,13 +53,12 @@ class TPersistent : public TObject {
   std::string_view ClassName() const { return PublishedTable().ClassName(); }
   std::string Describe() const override { return std::string(ClassName()); }
 
-  // Stores the properties that differ from their default, sub-objects included, then what
-  // WriteOwnForms adds.
+  // Stores the properties that differ from their default, sub-objects included.
   void SerializationWrite(IWriter& AWriter) const;
-  // Sets, in the order of the table, the properties that the stream holds. What it holds beside, a
-  // value of the wrong type and a value that a setter refuses are told as faults of the stream;
-  // the rest is read all the same.
-  void SerializationRead(IReader& AReader);
+  // Sets, in the order of the table, the properties that the stream holds, those in older forms
+  // behind them. What it holds beside, a value of the wrong type and a value that a setter refuses
+  // are told as faults of the stream; the rest is read all the same.
+  virtual void SerializationRead(IReader& AReader);
 
   // Takes over all published properties of an object of the same class.
   virtual void Assign(const TPersistent& ASource);
@@ -66,12 +66,6 @@ class TPersistent : public TObject {
  protected:
   // Gives every property its default.
   void InitDefaults();
-
-  // Forms beside the published properties, such as an array of numbers: a class that has one
-  // writes it, and reads it when asked by name (true if the name is its own).
-  virtual void WriteOwnForms(IWriter& /*AWriter*/) const {}
-  virtual bool ReadOwnForm(IReader& /*AReader*/, std::string_view /*AName*/) { return false; }
-  virtual std::vector<std::string_view> OwnFormNames() const { return {}; }
 };
 
 struct TComponentEnd {
@@ -119,7 +113,7 @@ class TComponent : public TPersistent {
 
   // A number for the host's own use.
   std::int64_t Tag() const { return FTag; }
-  void SetTag(std::int64_t AValue) { FTag = AValue; }
+  void SetTag(std::int64_t AValue);
 
   TComponent* Owner() const { return FOwner; }
   std::vector<TComponent*> Components() const;
@@ -127,6 +121,10 @@ class TComponent : public TPersistent {
   TComponent* FindComponent(std::string_view AName) const;
   // Owns a component from here on. Raises EQSException if one that it owns has the name.
   void InsertComponent(TOwned<TComponent> AComponent);
+
+  // Calls AListener after each change of a published property, of the component or of one of its
+  // sub-objects, for as long as the result lives.
+  TListening Listen(TPropertyListener AListener) { return FChanges->Listen(std::move(AListener)); }
 
   bool HasState(TComponentState AState) const { return (FState & AState) != 0; }
   void SetDesigning(bool AValue) { SetState(csDesigning, AValue); }
@@ -141,6 +139,8 @@ class TComponent : public TPersistent {
 
   // The door for calls into the component.
   TCallGate& Gate() const { return *FGate; }
+  // Who listens to it; for its locks.
+  const TRef<TPropertyChanges>& Changes() const { return FChanges; }
 
  private:
   template <class T>
@@ -155,7 +155,10 @@ class TComponent : public TPersistent {
   void IntEnd();
   void SetState(TComponentState AState, bool AValue);
 
+  void TellChange(std::string_view AName, TPropertyValue AValue);
+
   const TRef<TCallGate> FGate = MakeRef<TCallGate>();
+  const TRef<TPropertyChanges> FChanges = MakeRef<TPropertyChanges>(*this, FGate);
   mutable std::mutex FComponentsMutex;  // name, owner and owned components
   std::string FName;
   TField<TComponent*> FOwner;
@@ -211,16 +214,15 @@ class TLockComponent : public TComponent {
                     const std::function<void()>& AUpdated = {}, bool AStopLock = false) {
     return FLock->NotifySetter(AInfo, AField, AValue, AUpdated, AStopLock);
   }
-  bool NotifySetter(std::string& AField, std::string AValue,
+  template <class T>
+  bool NotifySetter(const TPropertyInfo<T>& AInfo, T& AField, std::type_identity_t<T> AValue,
                     const std::function<void()>& AUpdated = {}) {
-    return FLock->NotifySetter(AField, std::move(AValue), AUpdated);
+    return FLock->NotifySetter(AInfo, AField, std::move(AValue), AUpdated);
   }
-  // An event's handler is always taken: two callables cannot be compared.
+  // An event's handler is always taken: two callables cannot be compared. AName is the event's.
   template <class THandler>
-  void NotifySetter(TEvent<THandler>& AEvent, THandler AHandler) {
-    const ILockSection Section = FLock->WriteLock();
-    AEvent.Set(std::move(AHandler));
-    FLock->NotifyChange();
+  void NotifySetter(std::string_view AName, TEvent<THandler>& AEvent, THandler AHandler) {
+    FLock->NotifySetter({}, AName, AEvent, std::move(AHandler));
   }
 
   // Fires an event when this thread is outside the component's lock: at once, or when it leaves.
@@ -249,11 +251,12 @@ class TLockComponent : public TComponent {
   std::vector<TComponentPart*> FParts;
 };
 
-// A sub-object of a component, with published properties of its own, under the component's lock.
+// A sub-object of a component, with published properties of its own, under a lock of the component.
 class TLockPersistent : public TPersistent {
  public:
-  // ALock is the lock of the owner, APath the way to the object from there ("Threading.Queue"), for
-  // messages; AOnChange runs inside the lock after a change.
+  // ALock is a lock of the owner's, APath the way to the object from there ("Threading.Queue"), for
+  // messages and listeners; AOnChange is the change procedure, which runs inside the lock after a
+  // change.
   TLockPersistent(TRef<IChangeNotifyLock> ALock, std::string_view APath,
                   std::function<void()> AOnChange = {})
       : FLock(std::move(ALock)), FPath(APath), FOnChange(std::move(AOnChange)) {}
@@ -264,11 +267,27 @@ class TLockPersistent : public TPersistent {
   template <class T>
   bool NotifySetter(const TPropertyInfo<T>& AInfo, TField<T>& AField, T AValue,
                     const std::function<void()>& AUpdated = {}) {
-    if (!IsAmong(AInfo, AValue)) RefuseValue(Describe(), AInfo, AValue);
-    return FLock->NotifySetter(AInfo, AField, AValue, [&] {
-      if (AUpdated) AUpdated();
-      if (FOnChange) FOnChange();
-    });
+    return FLock->StoreField(
+        AInfo, AField, AValue, [this] { return Describe(); },
+        [&] {
+          if (AUpdated) AUpdated();
+          NotifyProp();
+          FLock->NotifyChange(FPath, AInfo.Name, [AValue] { return ToValue(AValue); });
+        });
+  }
+  template <class THandler>
+  void NotifySetter(std::string_view AName, TEvent<THandler>& AEvent, THandler AHandler) {
+    FLock->NotifySetter(FPath, AName, AEvent, std::move(AHandler));
+  }
+
+  // Runs the change procedure; called inside the lock.
+  virtual void NotifyProp() {
+    if (FOnChange) FOnChange();
+  }
+  // Tells listeners of a change of the object's content; called inside the lock.
+  template <class TValue>
+  void NotifyContent(const TValue& AValue) {
+    FLock->NotifyChange(FPath, {}, AValue);
   }
 
   const TRef<IChangeNotifyLock> FLock;

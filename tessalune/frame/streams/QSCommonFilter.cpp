@@ -28,8 +28,8 @@ class TQSDeferredOperation final : public IKLNotifyOperation {
 
 TVBInputOutputLockComponent::TVBInputOutputLockComponent(TConstruct AConstruct)
     : TLockComponent(AConstruct),
-      FInputLock(MakeRef<IChangeNotifyLock>([this] { return Describe(); })),
-      FOutputLock(MakeRef<IChangeNotifyLock>([this] { return Describe(); })) {}
+      FInputLock(MakeRef<IChangeNotifyLock>(FLock)),
+      FOutputLock(MakeRef<IChangeNotifyLock>(FLock)) {}
 
 // --- threads ---
 

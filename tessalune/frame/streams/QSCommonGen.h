@@ -88,7 +88,7 @@ class TQSBasicCommonGen : public TLockComponent {
   void SetClockSource(TQSClockSource AValue);
 
   // The stream has ended and its sinks know. Fires on the thread that ended it.
-  void SetOnStop(TNotifyEvent AHandler) { NotifySetter(FOnStop, std::move(AHandler)); }
+  void SetOnStop(TNotifyEvent AHandler) { NotifySetter("OnStop", FOnStop, std::move(AHandler)); }
 
   // Where the clock thread takes the time from; the machine's clock if none is set. Set it while
   // no stream runs.
@@ -245,7 +245,7 @@ class TQSCommonBufferGen : public TQSCommonGen {
   void SetBufferSize(std::int32_t AValue);
 
   // The stream has begun and its sinks know. Fires on the thread that started it.
-  void SetOnStart(TNotifyEvent AHandler) { NotifySetter(FOnStart, std::move(AHandler)); }
+  void SetOnStart(TNotifyEvent AHandler) { NotifySetter("OnStart", FOnStart, std::move(AHandler)); }
 
  protected:
   std::int32_t GetBufferSize() const override { return FBufferSize; }

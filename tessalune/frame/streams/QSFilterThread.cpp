@@ -59,7 +59,9 @@ void TQSThreading::SetEnabled(bool AValue) { NotifySetter(EnabledInfo, FEnabled,
 void TQSThreading::SetPriority(TThreadPriority AValue) {
   NotifySetter(PriorityInfo, FPriority, AValue, FPriorityNotify);
 }
-void TQSThreading::SetOnQueueFull(TNotifyEvent AHandler) { FOnQueueFull.Set(std::move(AHandler)); }
+void TQSThreading::SetOnQueueFull(TNotifyEvent AHandler) {
+  NotifySetter("OnQueueFull", FOnQueueFull, std::move(AHandler));
+}
 void TQSThreading::FireQueueFull() { FOnQueueFull(FOwner); }
 
 namespace {

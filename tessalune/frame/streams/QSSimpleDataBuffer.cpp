@@ -68,6 +68,14 @@ void IQSDataBuffer::SetSize(std::int32_t ASize, bool AKeep) {
   if (Old != nullptr) Old->Release();
 }
 
+TPropertyRecord IQSDataBuffer::PropertyValue() const {
+  std::string Type = "memory";
+  for (const TKLDataType* Each : SampleTypes()) {
+    if (Each->ID == GetDataTypeID()) Type = Each->Word;
+  }
+  return TPropertyRecord({{"Type", Type}, {"Count", std::int64_t{GetSize()}}});
+}
+
 void IQSDataBuffer::CopyTo(std::int32_t ASource, IQSDataBuffer& ADestination, std::int32_t AIndex,
                            std::int32_t ACount) const {
   const auto Inside = [ACount](std::int32_t AFrom, std::int32_t ASize) {

@@ -53,6 +53,8 @@ class IQSDataBuffer : public IQSData {
  public:
   ~IQSDataBuffer() override { ReleaseStorage(); }
   IQSDataBuffer* AsDataBuffer() noexcept override { return this; }
+  // {Type: "real", Count: 1024}; the Type of plain memory, counted in bytes, is "memory".
+  TPropertyRecord PropertyValue() const override;
 
   std::int32_t GetSize() const noexcept { return FSize; }  // elements
   std::int64_t GetByteSize() const noexcept { return std::int64_t{FSize} * GetElementSize(); }

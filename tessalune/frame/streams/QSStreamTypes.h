@@ -8,28 +8,28 @@
 
 namespace tessalune {
 
-// Blocks of samples.
+// Blocks of samples. The last word of each is what graph files and events call it.
 inline constexpr TKLDataType RealStream{TGUID("58041272-EF20-4696-87E6-9EE46ABFBD89"),
-                                        "blocks of real samples", 8};
+                                        "blocks of real samples", 8, "real"};
 inline constexpr TKLDataType ComplexStream{TGUID("BD797143-D7C6-4033-B686-9ABA658346CF"),
-                                           "blocks of complex samples", 16};
+                                           "blocks of complex samples", 16, "complex"};
 inline constexpr TKLDataType IntegerStream{TGUID("473B965F-AB43-4493-B9E3-BEE9CF0803D4"),
-                                           "blocks of integers", 4};
+                                           "blocks of integers", 4, "integer"};
 inline constexpr TKLDataType UnsignedStream{TGUID("69C07AA6-2A4D-4B94-9D13-8CDE2F9FA089"),
-                                            "blocks of unsigned integers", 4};
+                                            "blocks of unsigned integers", 4, "unsigned"};
 inline constexpr TKLDataType BlockStream{TGUID("BD807B57-05AE-44E0-A99F-3D9BAD83395E"),
-                                         "blocks of bytes", 1};
+                                         "blocks of bytes", 1, "block"};
 
 // Single values.
 inline constexpr TKLDataType RealValue{TGUID("6B7C1D3E-94A2-4F0B-8E57-2D1C5A903F64"),
-                                       "single real values", 8};
+                                       "single real values", 8, "real value"};
 inline constexpr TKLDataType ComplexValue{TGUID("C0E5B8A7-3F41-4D96-A1C8-7B26E49D0F15"),
-                                          "single complex values", 16};
+                                          "single complex values", 16, "complex value"};
 inline constexpr TKLDataType IntegerValue{TGUID("1F9D62C4-58BE-47A3-9C07-E63A4B81D25F"),
-                                          "single integer values", 8};
+                                          "single integer values", 8, "integer value"};
 // Ticks that carry nothing.
 inline constexpr TKLDataType ClockTick{TGUID("A4728F0D-6C15-4B3E-B9D2-05E7C318A6F9"), "clock ticks",
-                                       0};
+                                       0, "tick"};
 
 // The five sample types, in the order of the table above.
 inline const TKLDataTypes& SampleTypes() {
