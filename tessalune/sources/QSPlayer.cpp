@@ -69,6 +69,19 @@ void TQSPlayer::SetCurrentSample(std::int64_t AValue) {
   NotifySetter(CurrentSampleInfo, FSample, AValue, [this] { SeekToSample(); });
 }
 
+void TQSPlayer::LimitBlock(std::int64_t ASamples) {
+  TQSCommonBaseRealGen::LimitBlock(ASamples);
+  FBlockLimit = ASamples;
+}
+
+std::vector<TUsedFile> TQSPlayer::UsedFiles() const {
+  if (!Enabled()) return {};
+  return {{.Property = FileNameInfo.Name,
+           .FileName = FileName(),
+           .Way = TFileWay::Reads,
+           .Bytes = FPlayedBytes}};
+}
+
 // --- the stream ---
 
 TKLNotifyResult TQSPlayer::NotifyOutputPins(IKLNotifyOperation& AOperation) {
@@ -200,7 +213,7 @@ bool TQSPlayer::Play(TQSLinearMemoryBuffer& ASignal, bool& ANeedsStop) {
   if (FSavedBufferSizes) {
     std::uint32_t Count = 0;
     if (!ReadCount(Count, ANeedsStop)) return false;
-    Wanted = Cut32(Count);
+    Wanted = std::min(Cut32(Count), std::min(FBlockLimit.Load(), LargestBlock) * BytesPerSample());
   }
   const bool Found = ReadBlock(ASignal, Wanted, ANeedsStop);
   FSample = FPlayedBytes / BytesPerSample();

@@ -1,12 +1,17 @@
 #pragma once
 
 #include <tessalune/frame/runtime/QSFiles.h>
+#include <tessalune/frame/runtime/QSReports.h>
 #include <tessalune/frame/streams/QSCommonGen.h>
 #include <tessalune/frame/streams/QSValuePins.h>
 
 #include <array>
+#include <atomic>
 #include <cstdint>
+#include <limits>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace tessalune {
 
@@ -36,7 +41,7 @@ struct TEnumNames<TQSPlayerMode> {
 // At the end of the file with pmStop, the end of the stream is queued for the main thread; sinks
 // then get a stop, and OnStop fires. A file that cannot be opened fails the start: the stream has
 // been stopped when OnError fires, and EQSException follows unless it was handled.
-class TQSPlayer : public TQSCommonBaseRealGen {
+class TQSPlayer : public TQSCommonBaseRealGen, public IFileUser {
  public:
   explicit TQSPlayer(TConstruct AConstruct);
   static const TPublishedTable& Published();
@@ -73,6 +78,13 @@ class TQSPlayer : public TQSCommonBaseRealGen {
   std::int64_t CurrentSample() const { return FSample; }
   void SetCurrentSample(std::int64_t AValue);
 
+  // What a host asks of any source and any component with a file. The limit cuts blocks of a file
+  // with counts, too; what is left of a cut block is not sent.
+  void LimitBlock(std::int64_t ASamples) override;
+  bool EndsByItself() const override { return FMode == TQSPlayerMode::pmStop; }
+  std::optional<std::int64_t> Length() const override { return SamplesCount(); }
+  std::vector<TUsedFile> UsedFiles() const override;
+
  protected:
   TKLNotifyResult NotifyOutputPins(IKLNotifyOperation& AOperation) override;
   bool GetCanStart() const override;
@@ -102,9 +114,10 @@ class TQSPlayer : public TQSCommonBaseRealGen {
   TEvent<TQSSignalProgressEvent> FOnProgress;
   TField<std::int64_t> FSize;
   TField<std::int64_t> FSample;
-  std::int64_t FFileBytes = 0;    // the file's length at the start
-  std::int64_t FPlayedBytes = 0;  // of samples, since the file's beginning
-  std::int32_t FSampleSize = 0;   // 0 without a sink
+  std::int64_t FFileBytes = 0;                // the file's length at the start
+  std::atomic<std::int64_t> FPlayedBytes{0};  // of samples, since the file's beginning
+  std::int32_t FSampleSize = 0;               // 0 without a sink
+  TField<std::int64_t> FBlockLimit{std::numeric_limits<std::int64_t>::max()};  // samples
   TEvent<TQSErrorEvent> FOnError;
   bool FStreamStarted = false;
   std::uint64_t FStreamSerial = 0;  // tells a stream's queued end from the next stream

@@ -36,9 +36,10 @@ constexpr TPropertyInfo<std::int32_t> BufferSizeInfo{.Name = "BufferSize",
 // base moves when the period changes or when the clock was too far behind.
 class TDeadlines {
  public:
-  explicit TDeadlines(TClockTime ANow) : FBase(ANow) {}
+  explicit TDeadlines(TClockTime ANow) : FStart(ANow), FBase(ANow) {}
 
-  TClockTime Next(double APeriod, TClockTime ANow) {
+  // Notes in ALag how late the next block is.
+  TClockTime Next(double APeriod, TClockTime ANow, TClockLag& ALag) {
     constexpr TClockTime MostBehind = std::chrono::seconds(1);
     if (APeriod != FPeriod) {
       FBase = At(FCount);
@@ -46,7 +47,14 @@ class TDeadlines {
       FPeriod = APeriod;
     }
     ++FCount;
+    const double Behind = Seconds(ANow - At(FCount));
+    if (Behind > ALag.Greatest) {
+      ALag.Greatest = Behind;
+      ALag.GreatestAt = Seconds(ANow - FStart);
+    }
     if (At(FCount) + MostBehind < ANow) {
+      ALag.Skipped += Behind;
+      ALag.SkippedBlocks += static_cast<std::int64_t>(Behind / FPeriod);
       FBase = ANow;
       FCount = 0;
     }
@@ -58,6 +66,9 @@ class TDeadlines {
     return FBase + TClockTime(std::llround(static_cast<double>(ACount) * FPeriod * 1e9));
   }
 
+  static double Seconds(TClockTime ATime) { return std::chrono::duration<double>(ATime).count(); }
+
+  const TClockTime FStart;
   TClockTime FBase;
   std::int64_t FCount = 0;
   double FPeriod = 0.0;
@@ -65,12 +76,29 @@ class TDeadlines {
 
 }  // namespace
 
+// What a clock thread notes and any thread may read, also when the clock has ended.
+class TQSBasicCommonGen::TClockBook final : public IInterface {
+ public:
+  void Set(const TClockLag& ALag) {
+    const std::lock_guard Lock(FMutex);
+    FLag = ALag;
+  }
+  TClockLag Lag() const {
+    const std::lock_guard Lock(FMutex);
+    return FLag;
+  }
+
+ private:
+  mutable std::mutex FMutex;
+  TClockLag FLag;
+};
+
 // The generator's own clock. It calls into the generator through its gate, so it finds the gate
 // closed when the generator has ended.
 class TQSBasicCommonGen::TClockThread final : public IThread {
  public:
-  TClockThread(TQSBasicCommonGen& AGen, TRef<IClock> AClock)
-      : FGen(AGen), FGate(&AGen.Gate()), FClock(std::move(AClock)) {}
+  TClockThread(TQSBasicCommonGen& AGen, TRef<IClock> AClock, TRef<TClockBook> ABook)
+      : FGen(AGen), FGate(&AGen.Gate()), FClock(std::move(AClock)), FBook(std::move(ABook)) {}
 
   void Launch() {
     FClock->Attach();
@@ -90,10 +118,13 @@ class TQSBasicCommonGen::TClockThread final : public IThread {
  private:
   void Run() {
     TDeadlines Deadlines(FClock->Now());
+    TClockLag Lag;
     while (!FEnded) {
       const double Period = MakeBlock();
       if (FEnded || !(Period > 0.0)) break;
-      FClock->WaitUntil(Deadlines.Next(Period, FClock->Now()), FWaker);
+      const TClockTime Deadline = Deadlines.Next(Period, FClock->Now(), Lag);
+      FBook->Set(Lag);
+      FClock->WaitUntil(Deadline, FWaker);
     }
     FClock->Detach();
   }
@@ -121,6 +152,7 @@ class TQSBasicCommonGen::TClockThread final : public IThread {
   TQSBasicCommonGen& FGen;
   const TRef<TCallGate> FGate;
   const TRef<IClock> FClock;
+  const TRef<TClockBook> FBook;
   TWaker FWaker;
   std::atomic<bool> FEnded{false};
 };
@@ -229,10 +261,17 @@ void TQSBasicCommonGen::StartClock() {
   StopPump();
   const ILockSection Section = WriteLock();
   if (!FIsRunning) return;
-  auto Thread = MakeRef<TClockThread>(*this, FTimeSource);
+  auto Book = MakeRef<TClockBook>();
+  auto Thread = MakeRef<TClockThread>(*this, FTimeSource, Book);
   const std::lock_guard Lock(FClockGenMutex);
+  FClockBook = std::move(Book);
   FClockGen = Thread;
   Thread->Launch();
+}
+
+TClockLag TQSBasicCommonGen::ClockLag() const {
+  const std::lock_guard Lock(FClockGenMutex);
+  return FClockBook ? FClockBook->Lag() : TClockLag();
 }
 
 void TQSBasicCommonGen::StopPump() {
@@ -392,6 +431,10 @@ const TPublishedTable& TQSCommonBufferGen::Published() {
 
 void TQSCommonBufferGen::SetBufferSize(std::int32_t AValue) {
   NotifySetter(BufferSizeInfo, FBufferSize, AValue);
+}
+
+void TQSCommonBufferGen::LimitBlock(std::int64_t ASamples) {
+  if (ASamples < FBufferSize) SetBufferSize(static_cast<std::int32_t>(ASamples));
 }
 
 void TQSCommonBufferGen::StartPump() {

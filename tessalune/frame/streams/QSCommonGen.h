@@ -26,6 +26,7 @@
 
 #include <tessalune/frame/runtime/QSClock.h>
 #include <tessalune/frame/runtime/QSThread.h>
+#include <tessalune/frame/streams/QSPumpable.h>
 #include <tessalune/frame/streams/QSStreamPins.h>
 
 #include <array>
@@ -34,18 +35,7 @@
 
 namespace tessalune {
 
-// What drives a generator that is its own pump; in order from 0.
-enum class TQSClockSource : std::uint8_t {
-  csAuto,      // csExternal if ClockInputPin has a link when the stream starts, else csInternal
-  csInternal,  // its own clock thread
-  csExternal,  // ticks on ClockInputPin, or calls of Pump
-};
-template <>
-struct TEnumNames<TQSClockSource> {
-  static constexpr std::array<std::string_view, 3> Names{"csAuto", "csInternal", "csExternal"};
-};
-
-class TQSBasicCommonGen : public TLockComponent {
+class TQSBasicCommonGen : public TLockComponent, public IPumpable {
  public:
   explicit TQSBasicCommonGen(TConstruct AConstruct);
   ~TQSBasicCommonGen() override;
@@ -54,33 +44,36 @@ class TQSBasicCommonGen : public TLockComponent {
 
   // Starts the stream, unless one runs or the generator is disabled. What prevents it (a file that
   // cannot be opened, here or downstream) is an EQSException; no stream runs then.
-  void Start();
+  void Start() final;
   // Ends the stream; nothing if none runs.
-  void Stop();
+  void Stop() final;
   // Makes one block now, on this thread; for a host that pumps (with csExternal). True if the
   // stream still runs afterwards.
-  bool Pump();
-  bool IsRunning() const { return FIsRunning; }
+  bool Pump() final;
+  bool IsRunning() const final { return FIsRunning; }
 
   // Ticks that drive the generator at csExternal or csAuto. A tick makes one block; one with a
   // count of samples makes as many blocks as its time holds, at the rates of both streams. A start
   // and a stop on the pin start and stop the generator.
   TKLClockMultiSinkPin& ClockInputPin() { return FClockInputPin; }
+  TKLBasicPin* TickPin() final { return &FClockInputPin; }
 
   // While false, Start does nothing and a running stream pauses: it makes no blocks. Default true.
-  bool Enabled() const { return FEnabled; }
-  void SetEnabled(bool AValue);
+  bool Enabled() const final { return FEnabled; }
+  void SetEnabled(bool AValue) final;
 
   // The priority of the generator's own claim to pump; default 0.
   std::uint32_t PumpPriority() const { return FPumpPriority; }
   void SetPumpPriority(std::uint32_t AValue);
 
   // Default csAuto; takes effect at the next start.
-  TQSClockSource ClockSource() const { return FClockSource; }
-  void SetClockSource(TQSClockSource AValue);
+  TQSClockSource ClockSource() const final { return FClockSource; }
+  void SetClockSource(TQSClockSource AValue) final;
+  // How the clock thread kept its deadlines, since the start.
+  TClockLag ClockLag() const final;
 
   // The stream has ended and its sinks know. Fires on the thread that ended it.
-  void SetOnStop(TNotifyEvent AHandler) { NotifySetter(FOnStop, std::move(AHandler)); }
+  void SetOnStop(TNotifyEvent AHandler) final { NotifySetter(FOnStop, std::move(AHandler)); }
 
   // Where the clock thread takes the time from; the machine's clock if none is set. Set it while
   // no stream runs.
@@ -129,6 +122,7 @@ class TQSBasicCommonGen : public TLockComponent {
 
  private:
   class TClockThread;
+  class TClockBook;
   TKLNotifyResult ClockDispatch(IKLNotifyOperation& AOperation);
   void StartClock();
   void InTurn(void (TQSBasicCommonGen::*ATell)(std::uint64_t));
@@ -149,8 +143,9 @@ class TQSBasicCommonGen : public TLockComponent {
   TField<std::uint32_t> FPumpPriority;
   TEvent<TNotifyEvent> FOnStop;
   TRef<IClock> FTimeSource;
-  std::mutex FClockGenMutex;
+  mutable std::mutex FClockGenMutex;
   TRef<TClockThread> FClockGen;
+  TRef<TClockBook> FClockBook;  // of the clock that runs or ran last
 };
 
 class TQSCommonGen : public TQSBasicCommonGen {
@@ -161,7 +156,7 @@ class TQSCommonGen : public TQSBasicCommonGen {
 
   // In Hz, above 0; default 44100. In a running stream the generator and its clock follow at the
   // next block; components downstream learn of a rate only at a start.
-  double SampleRate() const { return FSampleRate; }
+  double SampleRate() const final { return FSampleRate; }
   void SetSampleRate(double AValue);
 
  protected:
@@ -186,8 +181,10 @@ class TQSCommonBufferGen : public TQSCommonGen {
   const TPublishedTable& PublishedTable() const override { return Published(); }
 
   // Samples a block, at least 1; default 1024. Takes effect at the next block.
-  std::int32_t BufferSize() const { return FBufferSize; }
+  std::int32_t BufferSize() const final { return FBufferSize; }
   void SetBufferSize(std::int32_t AValue);
+  // Sets BufferSize down where it is larger.
+  void LimitBlock(std::int64_t ASamples) override;
 
   // The stream has begun and its sinks know. Fires on the thread that started it.
   void SetOnStart(TNotifyEvent AHandler) { NotifySetter(FOnStart, std::move(AHandler)); }
