@@ -1,9 +1,11 @@
 #include "CommandLine.h"
 
 #include "Graph.h"
+#include "GraphCheck.h"
 #include "GraphFiles.h"
 #include "Palette.h"
 #include "PropertyJson.h"
+#include "Words.h"
 #include "convert/AudioFile.h"
 #include "convert/Convert.h"
 #include "convert/InputFile.h"
@@ -44,7 +46,10 @@ struct TOptions {
   std::string Class;
   std::string FormatOutput;
   std::vector<std::string> Assignments;
+  bool Strict = false;
   TRunSettings Run;
+  std::vector<std::string> Watch;
+  std::string WatchFile;
   TOutputStyle Style;
   TConvertOptions Convert;
 };
@@ -72,8 +77,24 @@ struct TLoadedGraph {
     for (const std::string& Assignment : AOptions.Assignments) Graph->Set(Assignment, Mistakes);
   }
 
+  // What a run needs beyond a sound graph: its files, its pins to watch.
+  void CheckRun(const TOptions& AOptions) {
+    if (!Graph) return;
+    CheckFiles(*Graph, AOptions.WatchFile, Mistakes);
+    for (const std::string& Name : AOptions.Watch) {
+      Graph->Run().Watch.emplace_back().Text = Name;
+      Graph->Run().Watch.back().Path = "--watch " + Name;
+    }
+    Watched = FindWatched(*Graph, Graph->Run(), Mistakes);
+    if (!AOptions.WatchFile.empty() && Graph->Run().Watch.empty()) {
+      Mistakes.Add({}, "--watch-file " + AOptions.WatchFile,
+                   "nothing is watched; name a pin with --watch Component.Pin");
+    }
+  }
+
   TMistakes Mistakes;
   std::optional<TGraph> Graph;
+  std::vector<TWatched> Watched;
 };
 
 int TellMistakes(const TMistakes& AMistakes, bool AJson) {
@@ -88,13 +109,24 @@ int TellMistakes(const TMistakes& AMistakes, bool AJson) {
 
 int ValidateGraph(const TOptions& AOptions) {
   TLoadedGraph Loaded(AOptions);
-  if (Loaded.Graph) CheckFiles(*Loaded.Graph, Loaded.Mistakes);
+  Loaded.CheckRun(AOptions);
+  TMistakes Warnings(AOptions.Graph);
+  if (Loaded.Graph && Loaded.Mistakes.IsEmpty()) {
+    TellWarnings(*Loaded.Graph, AOptions.Strict ? Loaded.Mistakes : Warnings);
+  }
   if (!Loaded.Mistakes.IsEmpty()) return TellMistakes(Loaded.Mistakes, AOptions.Style.Json);
   if (AOptions.Style.Json) {
-    Print(JsonLine(
-        {{"graph", AOptions.Graph}, {"valid", true}, {"mistakes", ordered_json::array()}}));
-  } else if (!AOptions.Style.Quiet) {
-    Print(AOptions.Graph + ": no mistakes\n");
+    Print(JsonLine({{"graph", AOptions.Graph},
+                    {"valid", true},
+                    {"mistakes", ordered_json::array()},
+                    {"warnings", Warnings.Json()}}));
+    return ecDone;
+  }
+  PrintError(Warnings.Text("warning: "));
+  if (!AOptions.Style.Quiet) {
+    const auto Count = static_cast<std::int64_t>(Warnings.InOrder().size());
+    Print(AOptions.Graph + ": no mistakes" + (Count > 0 ? ", " + Counted(Count, "warning") : "") +
+          '\n');
   }
   return ecDone;
 }
@@ -122,17 +154,28 @@ int RunLoaded(TLoadedGraph& ALoaded, const TOptions& AOptions, TReporter& ARepor
   }
   Settings.Realtime = Settings.Realtime || AOptions.Run.Realtime;
   TInterrupt Interrupt;
-  const TRunResult Result = RunGraph(*ALoaded.Graph, Settings, Interrupt, AReporter);
+  TRun Run(*ALoaded.Graph, Settings, ALoaded.Watched, Interrupt, AReporter);
+  TRunResult Result = Run.Run();
   AReporter.Summary(Result);
-  if (Result.End == TRunEnd::Failed) return ecFailed;
-  return Result.End == TRunEnd::Interrupted ? ecSignal + Result.Signal : ecDone;
+  switch (Result.End) {
+    case TRunEnd::Limit:
+    case TRunEnd::SourcesEnded:
+      return ecDone;
+    case TRunEnd::Interrupted:
+      return ecSignal + Result.Signal;
+    case TRunEnd::NothingRan:
+    case TRunEnd::Failed:
+      break;
+  }
+  return ecFailed;
 }
 
 int Run(const TOptions& AOptions) {
   TReporter Reporter(AOptions.Style, AOptions.Graph);  // outlives the components that tell it
   TLoadedGraph Loaded(AOptions);
-  if (Loaded.Graph) CheckFiles(*Loaded.Graph, Loaded.Mistakes);
+  Loaded.CheckRun(AOptions);
   if (!Loaded.Mistakes.IsEmpty()) return TellMistakes(Loaded.Mistakes, AOptions.Style.Json);
+  if (!AOptions.WatchFile.empty()) Reporter.StartTable(AOptions.WatchFile, Loaded.Watched);
   int Code = ecFailed;
   OnBigStack(Loaded.Graph->Components().size(),
              [&] { Code = RunLoaded(Loaded, AOptions, Reporter); });
@@ -226,7 +269,17 @@ void AddRun(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOptions&
       ->check(AboveZero());
   Command->add_flag("--realtime", AOptions.Run.Realtime,
                     "Let sources run on their own clocks; else the graph runs as fast as it goes");
-  Command->add_flag("--json", AOptions.Style.Json, "Events and summary as JSON lines");
+  // Each takes one name, so that GRAPH may follow.
+  Command
+      ->add_option("--watch", AOptions.Watch,
+                   "Component.Pin: tell each value that the pin sends, with its stream time; any "
+                   "number of times")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  Command->add_option("--watch-file", AOptions.WatchFile,
+                      "A table (.csv) for the values that are watched; else the standard output");
+  Command->add_flag("--json", AOptions.Style.Json,
+                    "Events, values that are watched and summary as JSON lines");
   Command->add_flag("-q,--quiet", AOptions.Style.Quiet, "Say nothing but errors");
   Command->callback([&ACommand] { ACommand = &Run; });
 }
@@ -234,6 +287,7 @@ void AddRun(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOptions&
 void AddGraphCommands(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOptions&)) {
   CLI::App* Validate = AApp.add_subcommand("validate", "Tell all mistakes of a graph");
   AddGraphOptions(*Validate, AOptions);
+  Validate->add_flag("--strict", AOptions.Strict, "Warnings are mistakes");
   Validate->add_flag("--json", AOptions.Style.Json, "The result as JSON");
   Validate->add_flag("-q,--quiet", AOptions.Style.Quiet, "Say nothing but mistakes");
   Validate->callback([&ACommand] { ACommand = &ValidateGraph; });

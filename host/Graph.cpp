@@ -125,7 +125,7 @@ void TGraph::AddLink(const TGraphForm::TLinkEntry& AForm, TMistakes& AMistakes) 
   }
 }
 
-TKLBasicPin* TGraph::FindPin(const TJsonNode& ANode, TMistakes& AMistakes) {
+TKLBasicPin* TGraph::FindPin(const TJsonNode& ANode, TMistakes& AMistakes) const {
   const std::string& Text = ANode.Text;
   const auto Tell = [&](const std::string& AMessage) -> TKLBasicPin* {
     AMistakes.Add(ANode.Place, ANode.Path, AMessage);

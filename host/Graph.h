@@ -27,6 +27,10 @@ class TGraph {
   // "Filter.Threading.Enabled=true".
   void Set(const std::string& AAssignment, TMistakes& AMistakes);
 
+  // The pin that a string "Component.Pin" means; null if there is no such pin (told, at the
+  // string's place), or if its component could not be made.
+  TKLBasicPin* FindPin(const TJsonNode& ANode, TMistakes& AMistakes) const;
+
   // Where the value of a component's property stands; where the component does, if the file does
   // not give the value that the property has now.
   struct TWhere {
@@ -49,8 +53,6 @@ class TGraph {
   void GiveName(TComponent* AComponent, const TJsonNode& AName, TMistakes& AMistakes);
   void AddComponent(const TGraphForm::TComponentEntry& AForm, TMistakes& AMistakes);
   void AddLink(const TGraphForm::TLinkEntry& AForm, TMistakes& AMistakes);
-  // Null if there is no such pin (told), or if its component could not be made.
-  TKLBasicPin* FindPin(const TJsonNode& ANode, TMistakes& AMistakes);
   std::vector<std::string_view> ComponentNames() const;
 
   TJsonNode FDocument;

@@ -11,4 +11,8 @@ std::string Listed(const std::vector<std::string_view>& AWords) {
   return Text;
 }
 
+std::string Counted(std::int64_t ACount, std::string_view AWhat) {
+  return std::to_string(ACount) + ' ' + std::string(AWhat) + (ACount == 1 ? "" : "s");
+}
+
 }  // namespace tessalune::host

@@ -1,5 +1,7 @@
 #include "LogFile.h"
 
+#include <host/Words.h>
+
 #include <algorithm>
 #include <bit>
 #include <cstring>

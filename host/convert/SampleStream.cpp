@@ -1,5 +1,7 @@
 #include "SampleStream.h"
 
+#include <host/Words.h>
+
 #include <cmath>
 
 namespace tessalune::host {
@@ -38,10 +40,6 @@ std::vector<std::string> TRounding::Remarks(std::string_view AInto,
                       std::string(AInto) + std::string(AAdviceOnClipping));
   }
   return Remarks;
-}
-
-std::string Counted(std::int64_t ACount, std::string_view AWhat) {
-  return std::to_string(ACount) + ' ' + std::string(AWhat) + (ACount == 1 ? "" : "s");
 }
 
 }  // namespace tessalune::host

@@ -61,7 +61,4 @@ class TRounding {
   std::int64_t FClipped = 0;
 };
 
-// "1 sample", "12 samples".
-std::string Counted(std::int64_t ACount, std::string_view AWhat);
-
 }  // namespace tessalune::host
