@@ -22,6 +22,7 @@
 #include <cstdio>
 #include <exception>
 #include <map>
+#include <new>
 #include <optional>
 #include <string>
 #include <vector>
@@ -60,8 +61,14 @@ std::string ReadText(const std::string& AFileName, TMistakes& AMistakes) {
   std::string Text;
   try {
     TInputFile File(AFileName);
-    Text.resize(static_cast<std::size_t>(File.Size()));
-    Text.resize(File.Read(Text.data(), Text.size()));
+    constexpr std::size_t ChunkBytes = 1 << 20;
+    std::size_t Got = 0;
+    do {
+      const std::size_t Before = Text.size();
+      Text.resize(Before + ChunkBytes);
+      Got = File.Read(Text.data() + Before, ChunkBytes);
+      Text.resize(Before + Got);
+    } while (Got == ChunkBytes);
   } catch (const EQSException& Error) {
     AMistakes.Add({}, "", Error.what());
   }
@@ -212,10 +219,13 @@ int ConvertFile(const TOptions& AOptions) {
   for (const std::string& Remark : Result.Remarks) {
     PrintError("tessalune: note: " + Remark + '\n');
   }
+  const TConvertOptions& Options = AOptions.Convert;
+  const bool IsPiped = Options.Out == "-";  // the samples have the standard output for themselves
   if (!AOptions.Style.Quiet) {
-    Print(AOptions.Convert.Out + ": " + Counted(Result.Samples, "sample") + " of type " +
-          std::string(InfoOf(AOptions.Convert.Type).Name) +
-          (Result.Rate > 0 ? " at " + NumberText(Result.Rate) + " Hz" : "") + '\n');
+    (IsPiped ? PrintError : Print)(
+        (IsPiped ? "the standard output" : Options.Out) + ": " + Counted(Result.Samples, "sample") +
+        " of type " + std::string(InfoOf(Options.ToType.value_or(Options.Type)).Name) +
+        (Result.Rate > 0 ? " at " + NumberText(Result.Rate) + " Hz" : "") + '\n');
   }
   return ecDone;
 }
@@ -243,6 +253,9 @@ CLI::Validator AboveZero() {
         double Value = 0.0;
         const char* End = AText.data() + AText.size();
         const auto Result = std::from_chars(AText.data(), End, Value);
+        if (Result.ec == std::errc::result_out_of_range) {
+          return AText + " is out of range; expected is a number from 1e-307 to 1e308";
+        }
         const bool IsFit =
             Result.ec == std::errc() && Result.ptr == End && Value > 0.0 && std::isfinite(Value);
         return IsFit ? std::string() : AText + " is no number above 0";
@@ -335,19 +348,34 @@ void AddConvert(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOpti
   TConvertOptions& Options = AOptions.Convert;
   CLI::App* Command = AApp.add_subcommand(
       "convert", "Convert between logs (.bin), audio files (.wav, .flac) and tables (.csv)");
-  Command->add_option("IN", Options.In, "The file to read")->required();
-  Command->add_option("OUT", Options.Out, "The file to write; it is replaced")->required();
+  Command->add_option("IN", Options.In, "The file to read; - for the standard input")->required();
+  Command
+      ->add_option("OUT", Options.Out,
+                   "The file to write; it is replaced; - for the standard output")
+      ->required();
   AddChoice(*Command, "--from", Options.From, Forms, "What IN is, whatever its name");
   AddChoice(*Command, "--to", Options.To, Forms, "What OUT becomes, whatever its name");
   AddChoice(*Command, "--type", Options.Type, SampleTypeNames(),
             "The samples' type; real unless given");
-  Command->add_flag("--counts", Options.HasCounts, "The log has a count before each block");
+  AddChoice(*Command, "--to-type", Options.ToType, SampleTypeNames(),
+            "The type in a log that is written; else that of --type");
+  Command->add_flag("--from-counts", Options.FromCounts,
+                    "IN, a log, has a count before each block");
+  Command->add_flag("--to-counts", Options.ToCounts, "OUT, a log, gets a count before each block");
+  Command->add_flag_callback(
+      "--counts", [&Options] { Options.FromCounts = Options.ToCounts = true; },
+      "Both of them, where they are logs");
+  Command->add_option("--from-sample", Options.FromSample, "The first sample to convert, from 0")
+      ->check(CLI::Range(std::int64_t{0}, std::int64_t{1} << 58));
+  Command->add_option("--samples", Options.Samples, "Convert so many samples; else all")
+      ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 58));
   Command
       ->add_option("--block", Options.BlockSize,
                    "Samples a block in a log that is written with counts")
       ->check(CLI::Range(std::size_t{1}, std::size_t{1} << 24))
       ->capture_default_str();
-  Command->add_option("--rate", Options.Rate, "Hz, for an audio file that is written; else IN's");
+  Command->add_option("--rate", Options.Rate, "Hz, for an audio file that is written; else IN's")
+      ->check(AboveZero());
   Command->add_option("--encoding", Options.Encoding,
                       "Of an audio file that is written: " + EncodingNames() +
                           "; else double in WAV, pcm24 in FLAC");
@@ -391,6 +419,11 @@ int RunCommandLine(int ACount, char** AArguments) {
   try {
     RegisterPalette();
     return Flushed(Command(Options));
+  } catch (const std::bad_alloc&) {
+    PrintError("tessalune: there is not enough memory for \"" +
+               (Options.Graph.empty() ? Options.Convert.In : Options.Graph) +
+               "\"; free some, or take smaller blocks or a smaller graph\n");
+    return ecFailed;
   } catch (const std::exception& Error) {
     PrintError(std::string("tessalune: ") + Error.what() + '\n');
     return ecFailed;

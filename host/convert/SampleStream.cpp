@@ -2,7 +2,10 @@
 
 #include <host/Words.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
+#include <iterator>
 
 namespace tessalune::host {
 
@@ -17,6 +20,18 @@ const std::vector<TSampleTypeInfo>& SampleTypeInfos() {
 
 const TSampleTypeInfo& InfoOf(TSampleType AType) {
   return SampleTypeInfos().at(static_cast<std::size_t>(AType));
+}
+
+std::int64_t ISampleReader::Skip(std::int64_t ANumbers) {
+  std::array<double, 4096> Numbers;
+  std::int64_t Done = 0;
+  while (Done < ANumbers) {
+    const auto Ask = std::min<std::int64_t>(ANumbers - Done, std::ssize(Numbers));
+    const std::size_t Count = Read(std::span(Numbers).first(static_cast<std::size_t>(Ask)));
+    if (Count == 0) break;
+    Done += static_cast<std::int64_t>(Count);
+  }
+  return Done;
 }
 
 double TRounding::operator()(double AValue) {

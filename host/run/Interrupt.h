@@ -7,10 +7,10 @@
 
 namespace tessalune::host {
 
-// While one lives, SIGINT and SIGTERM are noted in place of ending the process; a second one ends
-// it at once, and so does the clock when the work has not ended ten seconds after the first.
-// Writing to a pipe that nobody reads, or beyond a limit on file sizes, is an error of that write.
-// One at a time.
+// While one lives, SIGINT and SIGTERM are noted in place of ending the process; a second one, a
+// moment later, ends it at once, and so does the clock when the work has not ended ten seconds
+// after the first. Writing to a pipe that nobody reads, or beyond a limit on file sizes, is an
+// error of that write. One at a time.
 class TInterrupt {
  public:
   TInterrupt();

@@ -224,7 +224,9 @@ void TRun::AddRemarks(TRunResult& AResult) const {
   for (const TWarning& Warning : CheckGraph(FGraph)) {
     if (Warning.Component != nullptr) AResult.Remarks.push_back(Warning.Text);
   }
-  for (const std::string& Remark : FSources.NotRun()) AResult.Remarks.push_back(Remark);
+  if (FSources.AnyHasStarted()) {  // else it is an error
+    for (const std::string& Remark : FSources.NotRun()) AResult.Remarks.push_back(Remark);
+  }
   for (const auto& Source : FSources.All()) {
     if (Source->Drive() != TSource::TDrive::OwnClock) continue;
     const TClockLag Lag = Source->Gen().ClockLag();

@@ -37,8 +37,9 @@ std::string ValuePinsOf(TComponent& AComponent) {
       if (SendsValues(*Each.Pin)) Names.push_back(Each.Name);
     }
   }
-  if (Names.empty()) return "no pin of it sends values";
-  return "of its pins " + Listed(Names) + (Names.size() == 1 ? " sends values" : " send values");
+  return Names.empty()
+             ? "no pin of " + AComponent.Describe() + " does"
+             : "of the pins of " + AComponent.Describe() + " expected is " + Listed(Names);
 }
 
 }  // namespace

@@ -95,7 +95,7 @@ TEST_P(EveryType, ComesBackWithCounts) {
            Count(Head) + Case.Log.substr(0, Head) + Count(0) + Count(Rest) + Case.Log.substr(Head));
   const auto WithCounts = [&](TConvertOptions& AOptions) {
     AOptions.Type = Case.Type;
-    AOptions.HasCounts = true;
+    AOptions.FromCounts = AOptions.ToCounts = true;
     AOptions.BlockSize = 3;
   };
   Convert("a.bin", "a.csv", WithCounts);
@@ -220,7 +220,7 @@ TEST_F(ConvertFiles, CutLogs) {
         TCase{Count(16) + Two + Count(UINT32_MAX) + Two, true, "",
               "the record at byte 20 claims 4294967295 bytes, but only 16 follow"}}) {
     WriteLog("a.bin", Case.Log);
-    const auto WithCounts = [&](auto& AOptions) { AOptions.HasCounts = Case.HasCounts; };
+    const auto WithCounts = [&](auto& AOptions) { AOptions.FromCounts = Case.HasCounts; };
     if (*Case.Table == '\0') {
       const std::string Message = Refusal("a.bin", "x.csv", WithCounts);
       EXPECT_NE(Message.find(Case.Message), std::string::npos) << Message;
