@@ -84,8 +84,7 @@ class TCheck {
                       ? "nothing would run: no source is linked, enabled and, if it waits for "
                         "ticks, ticked by one that runs"
                       : "nothing would run: the graph has no source, a component that makes a "
-                        "stream by itself (`tessalune list` shows them among Sources and "
-                        "Players)"});
+                        "stream by itself"});
   }
 
   const std::vector<TComponent*> FComponents;

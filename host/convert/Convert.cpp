@@ -25,10 +25,12 @@ TFileForm FormOf(const std::optional<TFileForm>& AGiven, const std::string& AFil
                  std::string_view AOption) {
   if (AGiven) return *AGiven;
   if (const auto Form = FormOfName(AFileName)) return *Form;
-  throw EQSException((AFileName == "-"
-                          ? "a standard stream has no name that tells what it is"
-                          : "the name \"" + AFileName + "\" does not tell what the file is") +
-                     "; expected is an ending .bin (a log), .wav, "
+  if (AFileName == "-") {
+    throw EQSException("a standard stream has no name that tells what it is; give the option " +
+                       std::string(AOption) + " log, wav, flac or csv");
+  }
+  throw EQSException("the name \"" + AFileName +
+                     "\" does not tell what the file is; expected is an ending .bin (a log), .wav, "
                      ".flac or .csv, or the option " +
                      std::string(AOption));
 }
