@@ -1,20 +1,8 @@
 #include "CommandLine.h"
 
-#include "Graph.h"
-#include "GraphCheck.h"
-#include "GraphFiles.h"
+#include "Commands.h"
 #include "Palette.h"
-#include "PropertyJson.h"
-#include "Words.h"
 #include "convert/AudioFile.h"
-#include "convert/Convert.h"
-#include "convert/InputFile.h"
-#include "convert/OutputFile.h"
-#include "run/BigStack.h"
-#include "run/Reporter.h"
-
-#include <tessalune/frame/runtime/QSException.h>
-#include <tessalune/frame/runtime/QSPropertyInfo.h>
 
 #include <CLI/CLI.hpp>
 #include <charconv>
@@ -30,207 +18,12 @@
 namespace tessalune::host {
 namespace {
 
-using nlohmann::ordered_json;
-
 constexpr const char* Footer =
     "Exit codes: 0 done; 1 the run or the conversion failed; 2 the command line or the graph has\n"
     "mistakes and nothing was run; 130 (143) interrupted by Ctrl-C (by SIGTERM), with files "
     "closed\n"
     "and results told. Results go to the standard output, everything else to the standard error\n"
     "stream.";
-
-void Print(const std::string& AText) { std::fwrite(AText.data(), 1, AText.size(), stdout); }
-void PrintError(const std::string& AText) { std::fputs(AText.c_str(), stderr); }
-
-struct TOptions {
-  std::string Graph;
-  std::string Class;
-  std::string FormatOutput;
-  std::vector<std::string> Assignments;
-  bool Strict = false;
-  TRunSettings Run;
-  std::vector<std::string> Watch;
-  std::string WatchFile;
-  TOutputStyle Style;
-  TConvertOptions Convert;
-};
-
-// --- graphs ---
-
-std::string ReadText(const std::string& AFileName, TMistakes& AMistakes) {
-  std::string Text;
-  try {
-    TInputFile File(AFileName);
-    constexpr std::size_t ChunkBytes = 1 << 20;
-    std::size_t Got = 0;
-    do {
-      const std::size_t Before = Text.size();
-      Text.resize(Before + ChunkBytes);
-      Got = File.Read(Text.data() + Before, ChunkBytes);
-      Text.resize(Before + Got);
-    } while (Got == ChunkBytes);
-  } catch (const EQSException& Error) {
-    AMistakes.Add({}, "", Error.what());
-  }
-  return Text;
-}
-
-// A graph that was loaded, with what the command line sets in it, and what is wrong with it.
-struct TLoadedGraph {
-  explicit TLoadedGraph(const TOptions& AOptions) : Mistakes(AOptions.Graph) {
-    const std::string Text = ReadText(AOptions.Graph, Mistakes);
-    if (!Mistakes.IsEmpty()) return;
-    Graph.emplace(Text, Mistakes);
-    for (const std::string& Assignment : AOptions.Assignments) Graph->Set(Assignment, Mistakes);
-  }
-
-  // What a run needs beyond a sound graph: its files, its pins to watch.
-  void CheckRun(const TOptions& AOptions) {
-    if (!Graph) return;
-    CheckFiles(*Graph, AOptions.WatchFile, Mistakes);
-    for (const std::string& Name : AOptions.Watch) {
-      Graph->Run().Watch.emplace_back().Text = Name;
-      Graph->Run().Watch.back().Path = "--watch " + Name;
-    }
-    Watched = FindWatched(*Graph, Graph->Run(), Mistakes);
-    if (!AOptions.WatchFile.empty() && Graph->Run().Watch.empty()) {
-      Mistakes.Add({}, "--watch-file " + AOptions.WatchFile,
-                   "nothing is watched; name a pin with --watch Component.Pin");
-    }
-  }
-
-  TMistakes Mistakes;
-  std::optional<TGraph> Graph;
-  std::vector<TWatched> Watched;
-};
-
-int TellMistakes(const TMistakes& AMistakes, bool AJson) {
-  if (AJson) {
-    Print(
-        JsonLine({{"graph", AMistakes.File()}, {"valid", false}, {"mistakes", AMistakes.Json()}}));
-  } else {
-    PrintError(AMistakes.Text());
-  }
-  return ecMistake;
-}
-
-int ValidateGraph(const TOptions& AOptions) {
-  TLoadedGraph Loaded(AOptions);
-  Loaded.CheckRun(AOptions);
-  TMistakes Warnings(AOptions.Graph);
-  if (Loaded.Graph && Loaded.Mistakes.IsEmpty()) {
-    TellWarnings(*Loaded.Graph, AOptions.Strict ? Loaded.Mistakes : Warnings);
-  }
-  if (!Loaded.Mistakes.IsEmpty()) return TellMistakes(Loaded.Mistakes, AOptions.Style.Json);
-  if (AOptions.Style.Json) {
-    Print(JsonLine({{"graph", AOptions.Graph},
-                    {"valid", true},
-                    {"mistakes", ordered_json::array()},
-                    {"warnings", Warnings.Json()}}));
-    return ecDone;
-  }
-  PrintError(Warnings.Text("warning: "));
-  if (!AOptions.Style.Quiet) {
-    const auto Count = static_cast<std::int64_t>(Warnings.InOrder().size());
-    Print(AOptions.Graph + ": no mistakes" + (Count > 0 ? ", " + Counted(Count, "warning") : "") +
-          '\n');
-  }
-  return ecDone;
-}
-
-int FormatGraph(const TOptions& AOptions) {
-  TLoadedGraph Loaded(AOptions);
-  if (!Loaded.Mistakes.IsEmpty()) return TellMistakes(Loaded.Mistakes, false);
-  const std::string Text = Loaded.Graph->Save();
-  if (AOptions.FormatOutput.empty()) {
-    Print(Text);
-    return ecDone;
-  }
-  TOutputFile File(AOptions.FormatOutput);
-  File.Write(Text.data(), Text.size());
-  File.Commit();
-  return ecDone;
-}
-
-int RunLoaded(TLoadedGraph& ALoaded, const TOptions& AOptions, TReporter& AReporter) {
-  TRunSettings Settings = ALoaded.Graph->Run();
-  // A limit on the command line takes the place of both in the file.
-  if (AOptions.Run.Samples || AOptions.Run.Seconds) {
-    Settings.Samples = AOptions.Run.Samples;
-    Settings.Seconds = AOptions.Run.Seconds;
-  }
-  Settings.Realtime = Settings.Realtime || AOptions.Run.Realtime;
-  TInterrupt Interrupt;
-  TRun Run(*ALoaded.Graph, Settings, ALoaded.Watched, Interrupt, AReporter);
-  TRunResult Result = Run.Run();
-  AReporter.Summary(Result);
-  switch (Result.End) {
-    case TRunEnd::Limit:
-    case TRunEnd::SourcesEnded:
-      return ecDone;
-    case TRunEnd::Interrupted:
-      return ecSignal + Result.Signal;
-    case TRunEnd::NothingRan:
-    case TRunEnd::Failed:
-      break;
-  }
-  return ecFailed;
-}
-
-int Run(const TOptions& AOptions) {
-  TReporter Reporter(AOptions.Style, AOptions.Graph);  // outlives the components that tell it
-  TLoadedGraph Loaded(AOptions);
-  Loaded.CheckRun(AOptions);
-  if (!Loaded.Mistakes.IsEmpty()) return TellMistakes(Loaded.Mistakes, AOptions.Style.Json);
-  if (!AOptions.WatchFile.empty()) Reporter.StartTable(AOptions.WatchFile, Loaded.Watched);
-  int Code = ecFailed;
-  OnBigStack(Loaded.Graph->Components().size(),
-             [&] { Code = RunLoaded(Loaded, AOptions, Reporter); });
-  return Code;
-}
-
-// --- palette, conversion ---
-
-int List(const TOptions& AOptions) {
-  Print(AOptions.Style.Json ? JsonLine(ListJson()) : ListText());
-  return ecDone;
-}
-
-int Describe(const TOptions& AOptions) {
-  const TComponentClass* Class = nullptr;
-  try {
-    Class = &ClassOfName(AOptions.Class);
-  } catch (const EQSException& Error) {
-    PrintError(std::string("tessalune: ") + Error.what() + '\n');
-    return ecMistake;
-  }
-  Print(AOptions.Style.Json ? JsonLine(DescribeJson(*Class)) : DescribeText(*Class));
-  return ecDone;
-}
-
-int ConvertFile(const TOptions& AOptions) {
-  TInterrupt Interrupt;
-  const TConvertResult Result =
-      Convert(AOptions.Convert, [&Interrupt] { return Interrupt.Signal() != 0; });
-  if (Result.WasInterrupted) {
-    PrintError("tessalune: interrupted; nothing was written\n");
-    return ecSignal + Interrupt.Signal();
-  }
-  for (const std::string& Remark : Result.Remarks) {
-    PrintError("tessalune: note: " + Remark + '\n');
-  }
-  const TConvertOptions& Options = AOptions.Convert;
-  const bool IsPiped = Options.Out == "-";  // the samples have the standard output for themselves
-  if (!AOptions.Style.Quiet) {
-    (IsPiped ? PrintError : Print)(
-        (IsPiped ? "the standard output" : Options.Out) + ": " + Counted(Result.Samples, "sample") +
-        " of type " + std::string(InfoOf(Options.ToType.value_or(Options.Type)).Name) +
-        (Result.Rate > 0 ? " at " + NumberText(Result.Rate) + " Hz" : "") + '\n');
-  }
-  return ecDone;
-}
-
-// --- the command line ---
 
 std::map<std::string, TSampleType> SampleTypeNames() {
   std::map<std::string, TSampleType> Names;
@@ -294,7 +87,7 @@ void AddRun(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOptions&
   Command->add_flag("--json", AOptions.Style.Json,
                     "Events, values that are watched and summary as JSON lines");
   Command->add_flag("-q,--quiet", AOptions.Style.Quiet, "Say nothing but errors");
-  Command->callback([&ACommand] { ACommand = &Run; });
+  Command->callback([&ACommand] { ACommand = &RunGraph; });
 }
 
 void AddGraphCommands(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOptions&)) {
@@ -316,14 +109,14 @@ void AddGraphCommands(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const
 void AddPaletteCommands(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOptions&)) {
   CLI::App* ListCommand = AApp.add_subcommand("list", "List the component classes");
   ListCommand->add_flag("--json", AOptions.Style.Json, "As JSON");
-  ListCommand->callback([&ACommand] { ACommand = &List; });
+  ListCommand->callback([&ACommand] { ACommand = &ListClasses; });
 
   CLI::App* DescribeCommand =
       AApp.add_subcommand("describe", "Show a class's pins, properties and events");
   DescribeCommand->add_option("CLASS", AOptions.Class, "Its name, such as TQSSignalGen")
       ->required();
   DescribeCommand->add_flag("--json", AOptions.Style.Json, "As JSON");
-  DescribeCommand->callback([&ACommand] { ACommand = &Describe; });
+  DescribeCommand->callback([&ACommand] { ACommand = &DescribeClass; });
 }
 
 // An option whose words stand for values. The parser's own transformer would show the values'

@@ -14,4 +14,7 @@ std::string Listed(const std::vector<std::string_view>& AWords);
 // "1 sample", "12 samples".
 std::string Counted(std::int64_t ACount, std::string_view AWhat);
 
+// With at most four digits: for people.
+std::string Rounded(double AValue);
+
 }  // namespace tessalune::host

@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdio>
 #include <utility>
@@ -17,13 +16,6 @@ namespace tessalune::host {
 namespace {
 
 using nlohmann::ordered_json;
-
-// With at most four digits: for people.
-std::string Rounded(double AValue) {
-  std::array<char, 32> Text;
-  std::snprintf(Text.data(), Text.size(), "%.4g", AValue);
-  return Text.data();
-}
 
 std::string BarText(double ASeconds, std::optional<double> ATotal) {
   if (!ATotal || !(*ATotal > 0)) return Rounded(ASeconds) + " s";

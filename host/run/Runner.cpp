@@ -1,13 +1,10 @@
 #include "Runner.h"
 
-#include <host/GraphCheck.h>
 #include <host/Words.h>
 
 #include <tessalune/frame/runtime/QSMainThread.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <functional>
 #include <utility>
 
@@ -32,24 +29,15 @@ void ForEachEvent(
   }
 }
 
-// With three digits.
-std::string SecondsText(double ASeconds) {
-  std::array<char, 32> Text;
-  std::snprintf(Text.data(), Text.size(), "%.3g s", ASeconds);
-  return Text.data();
-}
-
 std::string LagText(const TSource& ASource, const TClockLag& ALag) {
-  return ASource.Component().Describe() + " fell behind its clock, by up to " +
-         SecondsText(ALag.Greatest) + " (" + SecondsText(ALag.GreatestAt) +
-         " after its start); to catch up, " +
-         (ALag.SkippedBlocks > 0
-              ? SecondsText(ALag.Skipped) + " (" + Counted(ALag.SkippedBlocks, "block") +
-                    ") of its "
-                    "time were skipped, so the run took longer by them; larger blocks (BufferSize, "
-                    "now " +
-                    NumberText(ASource.Gen().BufferSize()) + ") take less time a sample"
-              : "nothing was skipped");
+  std::string Text = ASource.Component().Describe() + " fell behind its clock, by up to " +
+                     Rounded(ALag.Greatest) + " s (" + Rounded(ALag.GreatestAt) +
+                     " s after its start); to catch up, ";
+  if (ALag.SkippedBlocks == 0) return Text + "nothing was skipped";
+  return Text + Rounded(ALag.Skipped) + " s (" + Counted(ALag.SkippedBlocks, "block") +
+         ") of its time were skipped, so the run took longer by them; larger blocks (BufferSize, "
+         "now " +
+         NumberText(ASource.Gen().BufferSize()) + ") take less time a sample";
 }
 
 }  // namespace
@@ -221,7 +209,7 @@ void TRun::AddFigures(TRunResult& AResult) const {
 }
 
 void TRun::AddRemarks(TRunResult& AResult) const {
-  for (const TWarning& Warning : CheckGraph(FGraph)) {
+  for (const TWarning& Warning : FWarnings) {
     if (Warning.Component != nullptr) AResult.Remarks.push_back(Warning.Text);
   }
   if (FSources.AnyHasStarted()) {  // else it is an error

@@ -7,6 +7,7 @@
 #include "Values.h"
 
 #include <host/Graph.h>
+#include <host/GraphCheck.h>
 
 #include <tessalune/frame/runtime/QSException.h>
 #include <tessalune/frame/runtime/QSReports.h>
@@ -114,6 +115,8 @@ class TRun {
   IRunObserver& FObserver;
   const std::shared_ptr<TWakeUp> FWakeUp = FInterrupt.WakeUp();
   const std::shared_ptr<TErrors> FErrors = std::make_shared<TErrors>(FWakeUp);
+  const std::vector<TWarning> FWarnings =
+      CheckGraph(FGraph);  // before the run's own links are made
   TSources FSources;
   TValues FValues;
   TUnhandledExceptionHook FHook;

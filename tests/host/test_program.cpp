@@ -187,7 +187,7 @@ TEST_F(Program, ConvertsThroughPipes) {
   WriteFile(FFolder / "a.bin", Bytes(Samples));
   for (const std::string Form : {"log", "csv", "wav", "flac"}) {
     const TOutcome Outcome = Run(
-        "convert - - --from log --to-counts --rate 8000 --to " + Form +
+        "convert - - -q --from log --to-counts --rate 8000 --to " + Form +
         " < a.bin | '" PROGRAM "' convert - - -q --from-counts --from-sample 10 --to log --from " +
         Form);
     EXPECT_EQ(Outcome.Code, 0) << Form << Outcome.Errors;
