@@ -41,7 +41,6 @@ TInputFile::TInputFile(const std::string& AFileName)
 std::size_t TInputFile::Read(void* AData, std::size_t ABytes) {
   const std::size_t Count = FileRead(FHandle, AData, ABytes);
   FPosition += static_cast<std::int64_t>(Count);
-  if (FIsStream && Count < ABytes) FSize = FPosition;
   return Count;
 }
 

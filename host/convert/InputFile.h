@@ -20,7 +20,7 @@ class TInputFile {
   // For messages: the name in quotes, or "the standard input".
   const std::string& Name() const { return FName; }
   bool IsStream() const { return FIsStream; }
-  // Of a stream whose end has not come: more than any file has.
+  // Of a stream: more than any file has.
   std::int64_t Size() const { return FSize; }
   // From the start, in bytes.
   std::int64_t Position() const { return FPosition; }

@@ -333,6 +333,8 @@ TEST_F(Run, SaysWhatIsMostLikelyNotMeant) {
           {"validate %g.json --json", 0, {R"("valid":true,"mistakes":[],"warnings":[{"line":3)"}},
           {"validate %g.json --strict", 2, Said},
           {"run %g.json", 0, Said}});
+  // Nor is it by the start of what ticks it.
+  EXPECT_EQ(Do("run %g.json --json").Output.find(R"("component":"Alone")"), std::string::npos);
 
   Graph({{"TQSSignalGen", "Tone", ""}, {"TQSAbs", "Fold", ""}, {"TQSAbs", "Again", ""}},
         R"(["Tone.OutputPin", "Fold.InputPin"], ["Fold.OutputPin", "Again.InputPin"])",
