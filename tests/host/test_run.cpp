@@ -12,7 +12,6 @@
 #include <csignal>
 #include <limits>
 #include <new>
-#include <regex>
 
 namespace tessalune::host::test {
 namespace {
@@ -181,20 +180,32 @@ class Run : public testing::Test {
     std::string Output;  // with elapsed times as E
     std::string Errors;
   };
-  // ACommand is split at spaces; % stands for the test's folder.
-  TOutcome Do(std::string ACommand) {
-    ACommand = std::regex_replace("tessalune " + ACommand, std::regex("%"), FFolder / "");
+  // The text with the test's folder for each %.
+  std::string InFolder(std::string AText) const {
+    for (std::size_t At; (At = AText.find('%')) != std::string::npos;) {
+      AText.replace(At, 1, FFolder / "");
+    }
+    return AText;
+  }
+
+  // AWords are divided by spaces.
+  TOutcome Do(const std::string& AWords) {
+    std::string Command = InFolder("tessalune " + AWords);
     std::vector<char*> Arguments;
-    for (char* Word = std::strtok(ACommand.data(), " "); Word != nullptr;
+    for (char* Word = std::strtok(Command.data(), " "); Word != nullptr;
          Word = std::strtok(nullptr, " ")) {
       Arguments.push_back(Word);
     }
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     const int Code = RunCommandLine(static_cast<int>(Arguments.size()), Arguments.data());
-    const std::string Output = testing::internal::GetCapturedStdout();
-    return {Code, std::regex_replace(Output, std::regex(" in [^ ]* s \\("), " in E s ("),
-            testing::internal::GetCapturedStderr()};
+    std::string Output = testing::internal::GetCapturedStdout();
+    const std::size_t Elapsed = Output.rfind(" s of stream in ");
+    if (Elapsed != std::string::npos) {
+      const std::size_t At = Elapsed + std::strlen(" s of stream in ");
+      Output.replace(At, Output.find(' ', At) - At, "E");
+    }
+    return {Code, Output, testing::internal::GetCapturedStderr()};
   }
 
   // AComponents: "class name properties"; the file becomes g.json.
@@ -207,7 +218,7 @@ class Run : public testing::Test {
     }
     Text = R"({"tessalune": 1, "components": [)" + Text + R"(], "links": [)" + ALinks +
            R"(], "run": )" + ARun + "}";
-    WriteFile(FFolder / "g.json", std::regex_replace(Text, std::regex("%"), FFolder / ""));
+    WriteFile(FFolder / "g.json", InFolder(Text));
   }
   void ReelAndGauge(const std::string& ARun = "{}") {
     WriteFile(FFolder / "tape", "");
@@ -225,7 +236,7 @@ class Run : public testing::Test {
       const TOutcome Outcome = Do(Case.Command);
       EXPECT_EQ(Outcome.Code, Case.Code) << Case.Command << '\n' << Outcome.Errors;
       for (const std::string Part : Case.Parts) {
-        const std::string Text = std::regex_replace(Part, std::regex("%"), FFolder / "");
+        const std::string Text = InFolder(Part);
         EXPECT_NE((Outcome.Output + Outcome.Errors).find(Text), std::string::npos)
             << Case.Command << ": no \"" << Text << "\" in\n"
             << Outcome.Output << Outcome.Errors;
