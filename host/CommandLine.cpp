@@ -1,18 +1,8 @@
 #include "CommandLine.h"
 
-#include "Graph.h"
-#include "GraphFiles.h"
+#include "Commands.h"
 #include "Palette.h"
-#include "PropertyJson.h"
 #include "convert/AudioFile.h"
-#include "convert/Convert.h"
-#include "convert/InputFile.h"
-#include "convert/OutputFile.h"
-#include "run/BigStack.h"
-#include "run/Reporter.h"
-
-#include <tessalune/frame/runtime/QSException.h>
-#include <tessalune/frame/runtime/QSPropertyInfo.h>
 
 #include <CLI/CLI.hpp>
 #include <charconv>
@@ -20,6 +10,7 @@
 #include <cstdio>
 #include <exception>
 #include <map>
+#include <new>
 #include <optional>
 #include <string>
 #include <vector>
@@ -27,157 +18,12 @@
 namespace tessalune::host {
 namespace {
 
-using nlohmann::ordered_json;
-
 constexpr const char* Footer =
     "Exit codes: 0 done; 1 the run or the conversion failed; 2 the command line or the graph has\n"
     "mistakes and nothing was run; 130 (143) interrupted by Ctrl-C (by SIGTERM), with files "
     "closed\n"
     "and results told. Results go to the standard output, everything else to the standard error\n"
     "stream.";
-
-void Print(const std::string& AText) { std::fwrite(AText.data(), 1, AText.size(), stdout); }
-void PrintError(const std::string& AText) { std::fputs(AText.c_str(), stderr); }
-
-struct TOptions {
-  std::string Graph;
-  std::string Class;
-  std::string FormatOutput;
-  std::vector<std::string> Assignments;
-  TRunSettings Run;
-  TOutputStyle Style;
-  TConvertOptions Convert;
-};
-
-// --- graphs ---
-
-std::string ReadText(const std::string& AFileName, TMistakes& AMistakes) {
-  std::string Text;
-  try {
-    TInputFile File(AFileName);
-    Text.resize(static_cast<std::size_t>(File.Size()));
-    Text.resize(File.Read(Text.data(), Text.size()));
-  } catch (const EQSException& Error) {
-    AMistakes.Add({}, "", Error.what());
-  }
-  return Text;
-}
-
-// A graph that was loaded, with what the command line sets in it, and what is wrong with it.
-struct TLoadedGraph {
-  explicit TLoadedGraph(const TOptions& AOptions) : Mistakes(AOptions.Graph) {
-    const std::string Text = ReadText(AOptions.Graph, Mistakes);
-    if (!Mistakes.IsEmpty()) return;
-    Graph.emplace(Text, Mistakes);
-    for (const std::string& Assignment : AOptions.Assignments) Graph->Set(Assignment, Mistakes);
-  }
-
-  TMistakes Mistakes;
-  std::optional<TGraph> Graph;
-};
-
-int TellMistakes(const TMistakes& AMistakes, bool AJson) {
-  if (AJson) {
-    Print(
-        JsonLine({{"graph", AMistakes.File()}, {"valid", false}, {"mistakes", AMistakes.Json()}}));
-  } else {
-    PrintError(AMistakes.Text());
-  }
-  return ecMistake;
-}
-
-int ValidateGraph(const TOptions& AOptions) {
-  TLoadedGraph Loaded(AOptions);
-  if (Loaded.Graph) CheckFiles(*Loaded.Graph, Loaded.Mistakes);
-  if (!Loaded.Mistakes.IsEmpty()) return TellMistakes(Loaded.Mistakes, AOptions.Style.Json);
-  if (AOptions.Style.Json) {
-    Print(JsonLine(
-        {{"graph", AOptions.Graph}, {"valid", true}, {"mistakes", ordered_json::array()}}));
-  } else if (!AOptions.Style.Quiet) {
-    Print(AOptions.Graph + ": no mistakes\n");
-  }
-  return ecDone;
-}
-
-int FormatGraph(const TOptions& AOptions) {
-  TLoadedGraph Loaded(AOptions);
-  if (!Loaded.Mistakes.IsEmpty()) return TellMistakes(Loaded.Mistakes, false);
-  const std::string Text = Loaded.Graph->Save();
-  if (AOptions.FormatOutput.empty()) {
-    Print(Text);
-    return ecDone;
-  }
-  TOutputFile File(AOptions.FormatOutput);
-  File.Write(Text.data(), Text.size());
-  File.Commit();
-  return ecDone;
-}
-
-int RunLoaded(TLoadedGraph& ALoaded, const TOptions& AOptions, TReporter& AReporter) {
-  TRunSettings Settings = ALoaded.Graph->Run();
-  // A limit on the command line takes the place of both in the file.
-  if (AOptions.Run.Samples || AOptions.Run.Seconds) {
-    Settings.Samples = AOptions.Run.Samples;
-    Settings.Seconds = AOptions.Run.Seconds;
-  }
-  Settings.Realtime = Settings.Realtime || AOptions.Run.Realtime;
-  TInterrupt Interrupt;
-  const TRunResult Result = RunGraph(*ALoaded.Graph, Settings, Interrupt, AReporter);
-  AReporter.Summary(Result);
-  if (Result.End == TRunEnd::Failed) return ecFailed;
-  return Result.End == TRunEnd::Interrupted ? ecSignal + Result.Signal : ecDone;
-}
-
-int Run(const TOptions& AOptions) {
-  TReporter Reporter(AOptions.Style, AOptions.Graph);  // outlives the components that tell it
-  TLoadedGraph Loaded(AOptions);
-  if (Loaded.Graph) CheckFiles(*Loaded.Graph, Loaded.Mistakes);
-  if (!Loaded.Mistakes.IsEmpty()) return TellMistakes(Loaded.Mistakes, AOptions.Style.Json);
-  int Code = ecFailed;
-  OnBigStack(Loaded.Graph->Components().size(),
-             [&] { Code = RunLoaded(Loaded, AOptions, Reporter); });
-  return Code;
-}
-
-// --- palette, conversion ---
-
-int List(const TOptions& AOptions) {
-  Print(AOptions.Style.Json ? JsonLine(ListJson()) : ListText());
-  return ecDone;
-}
-
-int Describe(const TOptions& AOptions) {
-  const TComponentClass* Class = nullptr;
-  try {
-    Class = &ClassOfName(AOptions.Class);
-  } catch (const EQSException& Error) {
-    PrintError(std::string("tessalune: ") + Error.what() + '\n');
-    return ecMistake;
-  }
-  Print(AOptions.Style.Json ? JsonLine(DescribeJson(*Class)) : DescribeText(*Class));
-  return ecDone;
-}
-
-int ConvertFile(const TOptions& AOptions) {
-  TInterrupt Interrupt;
-  const TConvertResult Result =
-      Convert(AOptions.Convert, [&Interrupt] { return Interrupt.Signal() != 0; });
-  if (Result.WasInterrupted) {
-    PrintError("tessalune: interrupted; nothing was written\n");
-    return ecSignal + Interrupt.Signal();
-  }
-  for (const std::string& Remark : Result.Remarks) {
-    PrintError("tessalune: note: " + Remark + '\n');
-  }
-  if (!AOptions.Style.Quiet) {
-    Print(AOptions.Convert.Out + ": " + Counted(Result.Samples, "sample") + " of type " +
-          std::string(InfoOf(AOptions.Convert.Type).Name) +
-          (Result.Rate > 0 ? " at " + NumberText(Result.Rate) + " Hz" : "") + '\n');
-  }
-  return ecDone;
-}
-
-// --- the command line ---
 
 std::map<std::string, TSampleType> SampleTypeNames() {
   std::map<std::string, TSampleType> Names;
@@ -200,6 +46,9 @@ CLI::Validator AboveZero() {
         double Value = 0.0;
         const char* End = AText.data() + AText.size();
         const auto Result = std::from_chars(AText.data(), End, Value);
+        if (Result.ec == std::errc::result_out_of_range) {
+          return AText + " is out of range; expected is a number from 1e-307 to 1e308";
+        }
         const bool IsFit =
             Result.ec == std::errc() && Result.ptr == End && Value > 0.0 && std::isfinite(Value);
         return IsFit ? std::string() : AText + " is no number above 0";
@@ -226,14 +75,25 @@ void AddRun(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOptions&
       ->check(AboveZero());
   Command->add_flag("--realtime", AOptions.Run.Realtime,
                     "Let sources run on their own clocks; else the graph runs as fast as it goes");
-  Command->add_flag("--json", AOptions.Style.Json, "Events and summary as JSON lines");
+  // Each takes one name, so that GRAPH may follow.
+  Command
+      ->add_option("--watch", AOptions.Watch,
+                   "Component.Pin: tell each value that the pin sends, with its stream time; any "
+                   "number of times")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  Command->add_option("--watch-file", AOptions.WatchFile,
+                      "A table (.csv) for the values that are watched; else the standard output");
+  Command->add_flag("--json", AOptions.Style.Json,
+                    "Events, values that are watched and summary as JSON lines");
   Command->add_flag("-q,--quiet", AOptions.Style.Quiet, "Say nothing but errors");
-  Command->callback([&ACommand] { ACommand = &Run; });
+  Command->callback([&ACommand] { ACommand = &RunGraph; });
 }
 
 void AddGraphCommands(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOptions&)) {
   CLI::App* Validate = AApp.add_subcommand("validate", "Tell all mistakes of a graph");
   AddGraphOptions(*Validate, AOptions);
+  Validate->add_flag("--strict", AOptions.Strict, "Warnings are mistakes");
   Validate->add_flag("--json", AOptions.Style.Json, "The result as JSON");
   Validate->add_flag("-q,--quiet", AOptions.Style.Quiet, "Say nothing but mistakes");
   Validate->callback([&ACommand] { ACommand = &ValidateGraph; });
@@ -249,14 +109,14 @@ void AddGraphCommands(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const
 void AddPaletteCommands(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOptions&)) {
   CLI::App* ListCommand = AApp.add_subcommand("list", "List the component classes");
   ListCommand->add_flag("--json", AOptions.Style.Json, "As JSON");
-  ListCommand->callback([&ACommand] { ACommand = &List; });
+  ListCommand->callback([&ACommand] { ACommand = &ListClasses; });
 
   CLI::App* DescribeCommand =
       AApp.add_subcommand("describe", "Show a class's pins, properties and events");
   DescribeCommand->add_option("CLASS", AOptions.Class, "Its name, such as TQSSignalGen")
       ->required();
   DescribeCommand->add_flag("--json", AOptions.Style.Json, "As JSON");
-  DescribeCommand->callback([&ACommand] { ACommand = &Describe; });
+  DescribeCommand->callback([&ACommand] { ACommand = &DescribeClass; });
 }
 
 // An option whose words stand for values. The parser's own transformer would show the values'
@@ -281,19 +141,34 @@ void AddConvert(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOpti
   TConvertOptions& Options = AOptions.Convert;
   CLI::App* Command = AApp.add_subcommand(
       "convert", "Convert between logs (.bin), audio files (.wav, .flac) and tables (.csv)");
-  Command->add_option("IN", Options.In, "The file to read")->required();
-  Command->add_option("OUT", Options.Out, "The file to write; it is replaced")->required();
+  Command->add_option("IN", Options.In, "The file to read; - for the standard input")->required();
+  Command
+      ->add_option("OUT", Options.Out,
+                   "The file to write; it is replaced; - for the standard output")
+      ->required();
   AddChoice(*Command, "--from", Options.From, Forms, "What IN is, whatever its name");
   AddChoice(*Command, "--to", Options.To, Forms, "What OUT becomes, whatever its name");
   AddChoice(*Command, "--type", Options.Type, SampleTypeNames(),
             "The samples' type; real unless given");
-  Command->add_flag("--counts", Options.HasCounts, "The log has a count before each block");
+  AddChoice(*Command, "--to-type", Options.ToType, SampleTypeNames(),
+            "The type in a log that is written; else that of --type");
+  Command->add_flag("--from-counts", Options.FromCounts,
+                    "IN, a log, has a count before each block");
+  Command->add_flag("--to-counts", Options.ToCounts, "OUT, a log, gets a count before each block");
+  Command->add_flag_callback(
+      "--counts", [&Options] { Options.FromCounts = Options.ToCounts = true; },
+      "Both of them, where they are logs");
+  Command->add_option("--from-sample", Options.FromSample, "The first sample to convert, from 0")
+      ->check(CLI::Range(std::int64_t{0}, std::int64_t{1} << 58));
+  Command->add_option("--samples", Options.Samples, "Convert so many samples; else all")
+      ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 58));
   Command
       ->add_option("--block", Options.BlockSize,
                    "Samples a block in a log that is written with counts")
       ->check(CLI::Range(std::size_t{1}, std::size_t{1} << 24))
       ->capture_default_str();
-  Command->add_option("--rate", Options.Rate, "Hz, for an audio file that is written; else IN's");
+  Command->add_option("--rate", Options.Rate, "Hz, for an audio file that is written; else IN's")
+      ->check(AboveZero());
   Command->add_option("--encoding", Options.Encoding,
                       "Of an audio file that is written: " + EncodingNames() +
                           "; else double in WAV, pcm24 in FLAC");
@@ -337,6 +212,11 @@ int RunCommandLine(int ACount, char** AArguments) {
   try {
     RegisterPalette();
     return Flushed(Command(Options));
+  } catch (const std::bad_alloc&) {
+    PrintError("tessalune: there is not enough memory for \"" +
+               (Options.Graph.empty() ? Options.Convert.In : Options.Graph) +
+               "\"; free some, or take smaller blocks or a smaller graph\n");
+    return ecFailed;
   } catch (const std::exception& Error) {
     PrintError(std::string("tessalune: ") + Error.what() + '\n');
     return ecFailed;

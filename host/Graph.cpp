@@ -125,8 +125,8 @@ std::vector<std::string_view> TGraph::ComponentNames() const {
 // --- links ---
 
 void TGraph::AddLink(const TGraphForm::TLinkEntry& AForm, TMistakes& AMistakes) {
-  TKLBasicPin* const One = FindPin(*AForm.Ends[0], AMistakes);
-  TKLBasicPin* const Other = FindPin(*AForm.Ends[1], AMistakes);
+  TKLBasicPin* const One = FindPin(*AForm.Ends[0], AMistakes, true);
+  TKLBasicPin* const Other = FindPin(*AForm.Ends[1], AMistakes, true);
   const TKLDataType* const Type = FindType(AForm.Type, AMistakes);
   if (One == nullptr || Other == nullptr || (AForm.Type != nullptr && Type == nullptr)) return;
   try {
@@ -153,7 +153,7 @@ const TKLDataType* TGraph::FindType(const TJsonNode* ANode, TMistakes& AMistakes
   return nullptr;
 }
 
-TKLBasicPin* TGraph::FindPin(const TJsonNode& ANode, TMistakes& AMistakes) {
+TKLBasicPin* TGraph::FindPin(const TJsonNode& ANode, TMistakes& AMistakes, bool AIsForLink) {
   const std::string& Text = ANode.Text;
   const auto Tell = [&](const std::string& AMessage) -> TKLBasicPin* {
     AMistakes.Add(ANode.Place, ANode.Path, AMessage);
@@ -172,13 +172,13 @@ TKLBasicPin* TGraph::FindPin(const TJsonNode& ANode, TMistakes& AMistakes) {
   TEntry& Entry = FEntries[Found->second];
   if (Entry.Component == nullptr) return nullptr;
   try {
-    return FindPinOf(Entry, std::string_view(Text).substr(Dot + 1));
+    return FindPinOf(Entry, std::string_view(Text).substr(Dot + 1), AIsForLink);
   } catch (const EQSException& Error) {
     return Tell(Error.what());
   }
 }
 
-TKLBasicPin* TGraph::FindPinOf(TEntry& AEntry, std::string_view APinName) const {
+TKLBasicPin* TGraph::FindPinOf(TEntry& AEntry, std::string_view APinName, bool AIsForLink) const {
   TComponent& Component = *AEntry.Component;
   const TPublishedTable& Table = Component.PublishedTable();
   const std::size_t Bracket = APinName.find('[');
@@ -189,8 +189,9 @@ TKLBasicPin* TGraph::FindPinOf(TEntry& AEntry, std::string_view APinName) const 
     throw EQSException(Component.Describe() + " has no pin " + Quote(APinName) + ", only " +
                        Listed(Pins) + SuggestName(Name, Pins));
   }
-  if (!Row->IsList) return &Row->Get(Component);
-  if (Bracket == std::string_view::npos) return &FreePin(AEntry, *Row);
+  if (Bracket == std::string_view::npos) {
+    return AIsForLink && Row->IsList ? &FreePin(AEntry, *Row) : &Row->Get(Component);
+  }
   std::size_t Index = 0;
   const char* const End = APinName.data() + APinName.size();
   const auto Parsed = std::from_chars(APinName.data() + Bracket + 1, End, Index);

@@ -41,6 +41,11 @@ class TGraph {
     std::string Text() const;
   };
   std::vector<TTypeChoice> TypeChoices() const;
+  // The pin that a string "Component.Pin" means; null if there is no such pin (told, at the
+  // string's place), or if its component could not be made.
+  TKLBasicPin* FindPin(const TJsonNode& ANode, TMistakes& AMistakes) {
+    return FindPin(ANode, AMistakes, false);
+  }
 
   // Where the value of a component's property stands; where the component does, if the file does
   // not give the value that the property has now.
@@ -66,9 +71,9 @@ class TGraph {
   void GiveName(TComponent* AComponent, const TJsonNode& AName, TMistakes& AMistakes);
   void AddComponent(const TGraphForm::TComponentEntry& AForm, TMistakes& AMistakes);
   void AddLink(const TGraphForm::TLinkEntry& AForm, TMistakes& AMistakes);
-  // Null if there is no such pin (told), or if its component could not be made.
-  TKLBasicPin* FindPin(const TJsonNode& ANode, TMistakes& AMistakes);
-  TKLBasicPin* FindPinOf(TEntry& AEntry, std::string_view APinName) const;
+  // A list without an index is its first pin or, with AIsForLink, the first one that is free.
+  TKLBasicPin* FindPin(const TJsonNode& ANode, TMistakes& AMistakes, bool AIsForLink);
+  TKLBasicPin* FindPinOf(TEntry& AEntry, std::string_view APinName, bool AIsForLink) const;
   // The first pin of the list that has no link and is named by none; the list grows if there is
   // none.
   TKLBasicPin& FreePin(TEntry& AEntry, const TPublishedPin& ARow) const;

@@ -1,7 +1,6 @@
 #include "GraphFiles.h"
 
-#include <tessalune/sources/QSLogger.h>
-#include <tessalune/sources/QSPlayer.h>
+#include <tessalune/frame/runtime/QSReports.h>
 
 #include <unistd.h>
 
@@ -54,57 +53,64 @@ class TFileCheck {
  public:
   TFileCheck(const TGraph& AGraph, TMistakes& AMistakes) : FGraph(AGraph), FMistakes(AMistakes) {}
 
-  void Run() {
-    for (const TComponent* Component : FGraph.Components()) {
-      if (const auto* Logger = dynamic_cast<const TQSLogger*>(Component)) Check(*Logger);
+  void Run(const std::string& ATable) {
+    for (const auto Way : {TFileWay::Writes, TFileWay::Reads}) {
+      for (const TComponent* Component : FGraph.Components()) {
+        const auto* User = dynamic_cast<const IFileUser*>(Component);
+        if (User == nullptr) continue;
+        for (const TUsedFile& File : User->UsedFiles()) {
+          if (File.Way == Way) Check(*Component, File);
+        }
+      }
     }
-    for (const TComponent* Component : FGraph.Components()) {
-      if (const auto* Player = dynamic_cast<const TQSPlayer*>(Component)) Check(*Player);
+    for (const auto& Used : {FWritten, FRead}) {
+      const auto User = Used.find(Identity(ATable));
+      if (ATable.empty() || User == Used.end()) continue;
+      FMistakes.Add({}, "--watch-file " + ATable,
+                    User->second->Describe() + " uses that file; name another one");
     }
   }
 
  private:
-  void Tell(const TComponent& AComponent, const std::string& AMessage) {
-    const TGraph::TWhere Where = FGraph.Where(AComponent, "FileName");
-    FMistakes.Add(Where.Place, Where.Path, AComponent.Describe() + ": " + AMessage);
-  }
-
-  void Check(const TQSLogger& ALogger) {
-    const std::string Name = ALogger.FileName();
-    if (!ALogger.Enabled()) return;
-    if (Name.empty()) return Tell(ALogger, "FileName is empty; name the file to write");
-    if (const auto Reason = WhyNotWritable(Name)) {
-      return Tell(ALogger, "cannot write \"" + Name + "\": " + *Reason);
+  void Check(const TComponent& AComponent, const TUsedFile& AFile) {
+    const bool Writes = AFile.Way == TFileWay::Writes;
+    const auto Tell = [&](const std::string& AMessage) {
+      const TGraph::TWhere Where = FGraph.Where(AComponent, AFile.Property);
+      FMistakes.Add(Where.Place, Where.Path, AComponent.Describe() + ": " + AMessage);
+    };
+    const std::string& Name = AFile.FileName;
+    if (Name.empty()) {
+      return Tell(std::string(AFile.Property) + " is empty; name the file to " +
+                  (Writes ? "write" : "read"));
+    }
+    if (const auto Reason = Writes ? WhyNotWritable(Name) : std::nullopt) {
+      return Tell("cannot write \"" + Name + "\": " + *Reason);
     }
     std::error_code Error;
-    if (fs::exists(Name, Error) && !fs::is_regular_file(Name, Error)) return;  // a device
-    const auto [Known, IsNew] = FWritten.try_emplace(Identity(Name), &ALogger);
-    if (!IsNew) {
-      Tell(ALogger, Known->second->Describe() + " writes \"" + Name + "\" too; name another file");
-    }
-  }
-
-  void Check(const TQSPlayer& APlayer) {
-    const std::string Name = APlayer.FileName();
-    if (!APlayer.Enabled()) return;
-    if (Name.empty()) return Tell(APlayer, "FileName is empty; name the file to play");
+    if (Writes && fs::exists(Name, Error) && !fs::is_regular_file(Name, Error)) return;  // a device
     const auto Writer = FWritten.find(Identity(Name));
     if (Writer != FWritten.end()) {
-      return Tell(APlayer, Writer->second->Describe() + " would overwrite \"" + Name +
-                               "\" while it plays; name another file");
+      return Tell(Writer->second->Describe() +
+                  (Writes
+                       ? " writes \"" + Name + "\" too; name another file"
+                       : " would overwrite \"" + Name + "\" while it is read; name another file"));
     }
-    if (const auto Reason = WhyNotReadable(Name)) {
-      Tell(APlayer, "cannot read \"" + Name + "\": " + *Reason);
+    (Writes ? FWritten : FRead).emplace(Identity(Name), &AComponent);
+    if (const auto Reason = Writes ? std::nullopt : WhyNotReadable(Name)) {
+      Tell("cannot read \"" + Name + "\": " + *Reason);
     }
   }
 
   const TGraph& FGraph;
   TMistakes& FMistakes;
-  std::map<std::string, const TQSLogger*> FWritten;
+  std::map<std::string, const TComponent*> FWritten;
+  std::map<std::string, const TComponent*> FRead;
 };
 
 }  // namespace
 
-void CheckFiles(const TGraph& AGraph, TMistakes& AMistakes) { TFileCheck(AGraph, AMistakes).Run(); }
+void CheckFiles(const TGraph& AGraph, const std::string& ATable, TMistakes& AMistakes) {
+  TFileCheck(AGraph, AMistakes).Run(ATable);
+}
 
 }  // namespace tessalune::host

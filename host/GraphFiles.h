@@ -5,9 +5,9 @@
 
 namespace tessalune::host {
 
-// Tells players whose file is missing or empty of a name, loggers whose file cannot come into
-// being, and files that would be overwritten while they are read or written. Opens and changes
-// nothing.
-void CheckFiles(const TGraph& AGraph, TMistakes& AMistakes);
+// Tells files to read that are missing or have no name, files to write that cannot come into being,
+// and files that would be overwritten while they are read or written, by a component or by the
+// table of values ATable (empty: there is none). Opens and changes nothing.
+void CheckFiles(const TGraph& AGraph, const std::string& ATable, TMistakes& AMistakes);
 
 }  // namespace tessalune::host

@@ -103,7 +103,7 @@ class TFormReader {
   }
 
   void ReadRun(const TJsonNode& ANode) {
-    CheckMembers(ANode, "\"run\"", {"samples", "seconds", "realtime"});
+    CheckMembers(ANode, "\"run\"", {"samples", "seconds", "realtime", "watch"});
     if (const TJsonNode* Samples = ANode.Find("samples")) {
       const auto Value = Samples->Value();
       const auto* Count = Value ? std::get_if<std::int64_t>(&*Value) : nullptr;
@@ -124,6 +124,13 @@ class TFormReader {
     }
     if (const TJsonNode* Realtime = Optional(ANode, "realtime", TJsonKind::Boolean)) {
       FForm.Run.Realtime = std::get<bool>(*Realtime->Value());
+    }
+    if (const TJsonNode* Watch = Optional(ANode, "watch", TJsonKind::Array)) {
+      for (const TJsonNode& Pin : Watch->Items) {
+        if (IsKind(Pin, TJsonKind::String, "a pin to watch")) {
+          FForm.Run.Watch.push_back(Pin);
+        }
+      }
     }
   }
 

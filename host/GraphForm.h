@@ -14,11 +14,12 @@ namespace tessalune::host {
 // The version of the form that this program reads and writes.
 constexpr std::int64_t GraphFormVersion = 1;
 
-// What ends a run, and whether it is paced by the sources' own clocks.
+// What ends a run, whether it is paced by the sources' own clocks, and what is watched.
 struct TRunSettings {
   std::optional<std::int64_t> Samples;  // of each source
   std::optional<double> Seconds;        // of stream time
   bool Realtime = false;
+  std::vector<TJsonNode> Watch;  // strings, the names of pins
 };
 
 // Places in a document that has the form as far as they are there.

@@ -106,8 +106,17 @@ class TTreeBuilder {
     return true;
   }
 
-  bool parse_error(std::size_t APosition, const std::string&,
+  bool parse_error(std::size_t APosition, const std::string& AToken,
                    const nlohmann::json::exception& AError) {
+    constexpr int OutOfRange = 406;
+    if (AError.id == OutOfRange) {
+      const std::size_t Start = APosition - std::min(APosition, AToken.size());
+      FMistakes.Add(TTokens(FText).PlaceOf(Start), "",
+                    "the number " + AToken +
+                        " is out of range; expected is one from -1.7e308 to 1.7e308, or one of the "
+                        "strings \"Infinity\" and \"-Infinity\"");
+      return false;
+    }
     // What stands before the colon repeats the place and the parser's own error number.
     std::string Message = AError.what();
     const std::size_t Start = Message.find(": ");

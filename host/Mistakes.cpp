@@ -15,7 +15,7 @@ std::vector<TMistake> TMistakes::InOrder() const {
   return Sorted;
 }
 
-std::string TMistakes::Text() const {
+std::string TMistakes::Text(std::string_view AKind) const {
   std::string Text;
   for (const TMistake& Mistake : InOrder()) {
     Text += FFile;
@@ -23,7 +23,7 @@ std::string TMistakes::Text() const {
       Text += ':' + std::to_string(Mistake.Place.Line) + ':' + std::to_string(Mistake.Place.Column);
     }
     if (!Mistake.Path.empty()) Text += ": " + Mistake.Path;
-    Text += ": " + Mistake.Message + '\n';
+    Text += ": " + std::string(AKind) + Mistake.Message + '\n';
   }
   return Text;
 }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tessalune::host {
@@ -37,7 +38,8 @@ class TMistakes {
   // In the order of the file.
   std::vector<TMistake> InOrder() const;
   // A line each: "graph.json:4:7: components[0].class: ...".
-  std::string Text() const;
+  // AKind stands before the message: "warning: ".
+  std::string Text(std::string_view AKind = {}) const;
   nlohmann::ordered_json Json() const;
 
  private:

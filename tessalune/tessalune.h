@@ -43,12 +43,14 @@
 #include <tessalune/frame/runtime/QSPropertyValue.h>
 #include <tessalune/frame/runtime/QSPublished.h>
 #include <tessalune/frame/runtime/QSReference.h>
+#include <tessalune/frame/runtime/QSReports.h>
 #include <tessalune/frame/runtime/QSSerialization.h>
 #include <tessalune/frame/runtime/QSThread.h>
 #include <tessalune/frame/runtime/VBComponent.h>
 #include <tessalune/frame/streams/QSCommonFilter.h>
 #include <tessalune/frame/streams/QSCommonGen.h>
 #include <tessalune/frame/streams/QSFilterThread.h>
+#include <tessalune/frame/streams/QSPumpable.h>
 #include <tessalune/frame/streams/QSSimpleDataBuffer.h>
 #include <tessalune/frame/streams/QSStreamPins.h>
 #include <tessalune/frame/streams/QSStreamTypes.h>

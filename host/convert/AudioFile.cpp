@@ -61,7 +61,7 @@ const std::vector<TAudioEncoding>& AudioEncodings() {
 TAudioReader::TAudioReader(const std::string& AFileName, std::size_t ANumbers,
                            const std::string& AChannel, double AFullScale)
     : FInput(AFileName),
-      FFile(sf_open_fd(FInput.Handle(), SFM_READ, &FInfo, SF_FALSE)),
+      FFile(sf_open_fd(FInput.SeekableHandle(), SFM_READ, &FInfo, SF_FALSE)),
       FNumbers(ANumbers),
       FFullScale(AFullScale) {
   if (FInput.Size() == 0) FInput.Fail("the file is empty; expected is an audio file");
@@ -106,6 +106,13 @@ std::size_t TAudioReader::Read(std::span<double> ANumbers) {
   return Count;
 }
 
+std::int64_t TAudioReader::Skip(std::int64_t ANumbers) {
+  const auto Numbers = static_cast<std::int64_t>(FNumbers);
+  const sf_count_t Frames = std::min<sf_count_t>(ANumbers / Numbers, FInfo.frames);
+  if (sf_seek(FFile.get(), Frames, SEEK_SET) != Frames) FInput.Fail(sf_strerror(FFile.get()));
+  return Frames * Numbers;
+}
+
 // --- writer ---
 
 TAudioWriter::TAudioWriter(TOutputFile& AFile, std::size_t ANumbers, const TAudioOutput& AOutput)
@@ -120,7 +127,7 @@ TAudioWriter::TAudioWriter(TOutputFile& AFile, std::size_t ANumbers, const TAudi
   Info.format = AOutput.IsFlac
                     ? SF_FORMAT_FLAC | FEncoding.FlacFormat
                     : (AOutput.IsLarge ? SF_FORMAT_RF64 : SF_FORMAT_WAV) | FEncoding.WavFormat;
-  FFile.reset(sf_open_fd(AFile.Descriptor(), SFM_WRITE, &Info, SF_FALSE));
+  FFile.reset(sf_open_fd(AFile.SeekableDescriptor(), SFM_WRITE, &Info, SF_FALSE));
   if (FFile == nullptr) AFile.Fail(sf_strerror(nullptr));
   // RF64 is WAV with longer sizes; what turns out short enough becomes plain WAV at the end.
   sf_command(FFile.get(), SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);

@@ -27,6 +27,7 @@ class TAudioReader final : public ISampleReader {
   TAudioReader(const std::string& AFileName, std::size_t ANumbers, const std::string& AChannel,
                double AFullScale);
   std::size_t Read(std::span<double> ANumbers) override;
+  std::int64_t Skip(std::int64_t ANumbers) override;
   double Rate() const override { return FInfo.samplerate; }
   std::vector<std::string> Remarks() const override { return FRemarks; }
 

@@ -4,12 +4,16 @@
 #include "CsvFile.h"
 #include "LogFile.h"
 
+#include <host/Words.h>
+
 #include <tessalune/frame/runtime/QSException.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <filesystem>
+#include <iterator>
+#include <limits>
 #include <memory>
 
 namespace tessalune::host {
@@ -21,6 +25,10 @@ TFileForm FormOf(const std::optional<TFileForm>& AGiven, const std::string& AFil
                  std::string_view AOption) {
   if (AGiven) return *AGiven;
   if (const auto Form = FormOfName(AFileName)) return *Form;
+  if (AFileName == "-") {
+    throw EQSException("a standard stream has no name that tells what it is; give the option " +
+                       std::string(AOption) + " log, wav, flac or csv");
+  }
   throw EQSException("the name \"" + AFileName +
                      "\" does not tell what the file is; expected is an ending .bin (a log), .wav, "
                      ".flac or .csv, or the option " +
@@ -31,7 +39,7 @@ std::unique_ptr<ISampleReader> OpenInput(const TConvertOptions& AOptions, TFileF
   const std::size_t Numbers = InfoOf(AOptions.Type).Numbers;
   switch (AForm) {
     case TFileForm::Log:
-      return std::make_unique<TLogReader>(AOptions.In, AOptions.Type, AOptions.HasCounts);
+      return std::make_unique<TLogReader>(AOptions.In, AOptions.Type, AOptions.FromCounts);
     case TFileForm::Csv:
       return std::make_unique<TCsvReader>(AOptions.In, Numbers, AOptions.Channel);
     case TFileForm::Wav:
@@ -41,10 +49,42 @@ std::unique_ptr<ISampleReader> OpenInput(const TConvertOptions& AOptions, TFileF
   return std::make_unique<TAudioReader>(AOptions.In, Numbers, AOptions.Channel, AOptions.FullScale);
 }
 
+std::string InputName(const TConvertOptions& AOptions) {
+  return AOptions.In == "-" ? "the standard input" : '"' + AOptions.In + '"';
+}
+
+// What the two files and the options do not agree on.
+void CheckOptions(const TConvertOptions& AOptions, TFileForm AFrom, TFileForm ATo) {
+  const TSampleTypeInfo& Type = InfoOf(AOptions.Type);
+  const TSampleTypeInfo& ToType = InfoOf(AOptions.ToType.value_or(AOptions.Type));
+  if (AOptions.ToType && ATo != TFileForm::Log) {
+    throw EQSException("--to-type is the type in a log that is written; \"" + AOptions.Out +
+                       "\" becomes none. --type alone tells what the samples are");
+  }
+  if (Type.Numbers != ToType.Numbers) {
+    throw EQSException("samples of type " + std::string(Type.Name) + " do not become " +
+                       std::string(ToType.Name) +
+                       ", since a complex one has two numbers; go by a table (.csv), of which "
+                       "--channel chooses a column");
+  }
+  if (AFrom == TFileForm::Log && ATo == TFileForm::Log && Type.Type == ToType.Type &&
+      !AOptions.FromCounts && !AOptions.ToCounts && AOptions.FromSample == 0 && !AOptions.Samples) {
+    throw EQSException(
+        "both files are logs, and nothing is to change; --from-counts and --to-counts tell which "
+        "has counts, --to-type the type to write, --from-sample and --samples a part");
+  }
+  std::error_code Ignored;
+  if (AOptions.In != "-" && AOptions.Out != "-" &&
+      std::filesystem::equivalent(AOptions.In, AOptions.Out, Ignored)) {
+    throw EQSException("input and output are the same file, \"" + AOptions.In +
+                       "\"; name another output");
+  }
+}
+
 double AudioRate(const TConvertOptions& AOptions, const ISampleReader& AInput) {
   const double Rate = AOptions.Rate.value_or(AInput.Rate());
   if (Rate == 0.0) {
-    throw EQSException('"' + AOptions.In + "\" tells no sample rate; give it with --rate HZ");
+    throw EQSException(InputName(AOptions) + " tells no sample rate; give it with --rate HZ");
   }
   if (!(Rate >= 1 && Rate <= 655350 && std::trunc(Rate) == Rate)) {
     throw EQSException("an audio file's rate is a whole number of Hz from 1 to 655350");
@@ -52,10 +92,10 @@ double AudioRate(const TConvertOptions& AOptions, const ISampleReader& AInput) {
   return Rate;
 }
 
-// A log gives at most 8 bytes a number in 1 byte, a table in 2.
+// A log gives at most 8 bytes a number in 1 byte, a table in 2. Of a stream nobody knows.
 bool MayBeLarge(const std::string& AFileName) {
-  std::error_code Ignored;
-  return std::filesystem::file_size(AFileName, Ignored) > (std::uintmax_t{1} << 28);
+  std::error_code Error;
+  return std::filesystem::file_size(AFileName, Error) > (std::uintmax_t{1} << 28) || Error;
 }
 
 std::unique_ptr<ISampleWriter> OpenOutput(const TConvertOptions& AOptions, TFileForm AForm,
@@ -63,8 +103,8 @@ std::unique_ptr<ISampleWriter> OpenOutput(const TConvertOptions& AOptions, TFile
   const std::size_t Numbers = InfoOf(AOptions.Type).Numbers;
   switch (AForm) {
     case TFileForm::Log:
-      return std::make_unique<TLogWriter>(AFile, AOptions.Type, AOptions.HasCounts,
-                                          AOptions.BlockSize);
+      return std::make_unique<TLogWriter>(AFile, AOptions.ToType.value_or(AOptions.Type),
+                                          AOptions.ToCounts, AOptions.BlockSize);
     case TFileForm::Csv:
       return std::make_unique<TCsvWriter>(AFile, Numbers);
     case TFileForm::Wav:
@@ -96,32 +136,42 @@ std::optional<TFileForm> FormOfName(std::string_view AFileName) {
 TConvertResult Convert(const TConvertOptions& AOptions, const std::function<bool()>& AIsStopped) {
   const TFileForm From = FormOf(AOptions.From, AOptions.In, "--from");
   const TFileForm To = FormOf(AOptions.To, AOptions.Out, "--to");
-  if (From == TFileForm::Log && To == TFileForm::Log) {
-    throw EQSException("both files are logs; there is nothing to convert");
-  }
-  std::error_code Ignored;
-  if (std::filesystem::equivalent(AOptions.In, AOptions.Out, Ignored)) {
-    throw EQSException("input and output are the same file, \"" + AOptions.In +
-                       "\"; name another output");
-  }
+  CheckOptions(AOptions, From, To);
   const auto Input = OpenInput(AOptions, From);
   TOutputFile File(AOptions.Out);
   const auto Output = OpenOutput(AOptions, To, File, *Input);
 
   TConvertResult Result;
   Result.Rate = AOptions.Rate.value_or(Input->Rate());
+  const auto PerSample = static_cast<std::int64_t>(InfoOf(AOptions.Type).Numbers);
+  const std::int64_t Passed = Input->Skip(AOptions.FromSample * PerSample) / PerSample;
+  if (Passed < AOptions.FromSample) {
+    throw EQSException("there is no sample " + std::to_string(AOptions.FromSample) + " in " +
+                       InputName(AOptions) + ", which has " + Counted(Passed, "sample") +
+                       "; --from-sample counts from 0");
+  }
   std::vector<double> Numbers(NumbersAtOnce);
-  while (const std::size_t Count = Input->Read(Numbers)) {
+  std::int64_t Left = AOptions.Samples.value_or(std::numeric_limits<std::int64_t>::max());
+  while (Left > 0) {
+    const auto Ask = std::min(std::ssize(Numbers) / PerSample, Left) * PerSample;
+    const std::size_t Count = Input->Read(std::span(Numbers).first(static_cast<std::size_t>(Ask)));
+    if (Count == 0) break;
     Output->Write(std::span(Numbers).first(Count));
-    Result.Samples += static_cast<std::int64_t>(Count / InfoOf(AOptions.Type).Numbers);
+    const std::int64_t Samples = static_cast<std::int64_t>(Count) / PerSample;
+    Result.Samples += Samples;
+    Left -= Samples;
     if (AIsStopped()) {
       Result.WasInterrupted = true;
       return Result;
     }
   }
+  if (AOptions.Samples && Left > 0) {
+    Result.Remarks.push_back("there were no more than " + Counted(Result.Samples, "sample") +
+                             " of the " + std::to_string(*AOptions.Samples) + " asked for");
+  }
   Output->Finish();
   File.Commit();
-  Result.Remarks = Input->Remarks();
+  for (std::string& Remark : Input->Remarks()) Result.Remarks.push_back(std::move(Remark));
   for (std::string& Remark : Output->Remarks()) Result.Remarks.push_back(std::move(Remark));
   return Result;
 }

@@ -1,5 +1,7 @@
 #include "LogFile.h"
 
+#include <host/Words.h>
+
 #include <algorithm>
 #include <bit>
 #include <cstring>
@@ -63,25 +65,39 @@ TRounding RoundingFor(TSampleType AType) {
 
 std::int64_t TLogRecords::Next() {
   if (!FHasCounts) return FFile.Left();
-  std::uint32_t Count = 0;
   while (FFile.Left() >= static_cast<std::int64_t>(CountBytes)) {
-    if (FFile.Read(&Count, CountBytes) != CountBytes) FFile.Fail("the file cannot be read on");
-    if (Count > FFile.Left()) {
-      FFile.Fail("the record at byte " + std::to_string(FFile.Position() - 4) + " claims " +
-                 Counted(Count, "byte") + ", but only " + std::to_string(FFile.Left()) +
-                 " follow; the file was cut, or it has no counts (then leave --counts out)");
+    FCountAt = FFile.Position();
+    const std::size_t Got = FFile.Read(&FCount, CountBytes);
+    if (Got != CountBytes) {
+      if (!FFile.IsStream()) FFile.Fail("the file cannot be read on");
+      FCutCount = static_cast<std::int64_t>(Got);
+      return 0;
     }
-    if (Count > 0) return Count;
+    if (FCount > FFile.Left()) FailShort(FFile.Left());
+    if (FCount > 0) return FCount;
   }
+  FCutCount = FFile.Left();
   return 0;
+}
+
+void TLogRecords::FailShort(std::int64_t AFollow) const {
+  FFile.Fail("the record at byte " + std::to_string(FCountAt) + " claims " +
+             Counted(FCount, "byte") + ", but only " + std::to_string(AFollow) +
+             " follow; the file was cut, or it has no counts (then leave the option out that says "
+             "it has)");
 }
 
 // --- reader ---
 
 TLogReader::TLogReader(const std::string& AFileName, TSampleType AType, bool AHasCounts)
     : FFile(AFileName), FRecords(FFile, AHasCounts), FInfo(InfoOf(AType)), FHasCounts(AHasCounts) {
-  if (FFile.Size() == 0)
-    FRemarks.push_back('"' + AFileName + "\" is empty: there is no sample in it");
+  if (FFile.Size() == 0) FRemarks.push_back(FFile.Name() + " is empty: there is no sample in it");
+}
+
+void TLogReader::RemarkLeftOut(std::int64_t ABytes, std::string_view AWhere) {
+  if (ABytes == 0) return;
+  FRemarks.push_back("the last " + Counted(ABytes, "byte") + " left out: the file ends inside a " +
+                     std::string(AWhere));
 }
 
 void TLogReader::NextRecord() {
@@ -89,37 +105,70 @@ void TLogReader::NextRecord() {
   FLeftInRecord = FRecords.Next();
   const auto Bytes = static_cast<std::int64_t>(FInfo.Bytes);
   const std::int64_t Rest = FLeftInRecord % Bytes;
-  const std::string Fraction =
-      "is no whole number of " + std::string(FInfo.Name) + " samples of " + Counted(Bytes, "byte");
   if (Rest != 0 && FLeftInRecord < FFile.Left()) {
     FFile.Fail("the record at byte " + std::to_string(Start) + " has " +
-               Counted(FLeftInRecord, "byte") + ", which " + Fraction + "; is --type right?");
+               Counted(FLeftInRecord, "byte") + ", which is no whole number of " +
+               std::string(FInfo.Name) + " samples of " + Counted(Bytes, "byte") +
+               "; is --type right?");
   }
-  const std::int64_t LeftOut = FLeftInRecord == 0 ? FFile.Left() : Rest;
-  if (LeftOut != 0) {
-    FRemarks.push_back("the last " + Counted(LeftOut, "byte") + " left out: the file ends inside " +
-                       (Rest != 0 ? "a sample" : "a count"));
+  if (FLeftInRecord == 0) {
+    RemarkLeftOut(FRecords.CutCount(), "count");
+  } else {
+    RemarkLeftOut(Rest, "sample");
   }
   FLeftInRecord -= Rest;
   FIsLast = !FHasCounts || Rest != 0;
   FAtEnd = FLeftInRecord == 0;
 }
 
-std::size_t TLogReader::Read(std::span<double> ANumbers) {
+bool TLogReader::IsInRecord() {
   if (FLeftInRecord == 0 && !FAtEnd) NextRecord();
-  if (FAtEnd) return 0;
-  const std::size_t NumberBytes = FInfo.Bytes / FInfo.Numbers;
-  const std::size_t Numbers = std::min(ANumbers.size() / FInfo.Numbers * FInfo.Numbers,
-                                       static_cast<std::size_t>(FLeftInRecord) / NumberBytes);
-  FBytes.resize(Numbers * NumberBytes);
-  if (FFile.Read(FBytes.data(), FBytes.size()) != FBytes.size()) {
+  return !FAtEnd;
+}
+
+void TLogReader::Passed(std::int64_t AGot, std::int64_t AWanted) {
+  FLeftInRecord -= AGot;
+  if (AGot == AWanted) {
+    if (FLeftInRecord == 0) FAtEnd = FIsLast;
+    return;
+  }
+  if (!FFile.IsStream()) {
     FFile.Fail("the file cannot be read beyond byte " + std::to_string(FFile.Position()));
   }
+  // The stream's end has come, where all of it is one record, or inside one.
+  if (FHasCounts) FRecords.FailShort(FFile.Position() - FRecords.Start());
+  RemarkLeftOut(FFile.Position() % static_cast<std::int64_t>(FInfo.Bytes), "sample");
+  if (FFile.Position() == 0)
+    FRemarks.push_back(FFile.Name() + " is empty: there is no sample in it");
+  FAtEnd = true;
+}
+
+std::size_t TLogReader::Read(std::span<double> ANumbers) {
+  if (!IsInRecord()) return 0;
+  const std::size_t NumberBytes = FInfo.Bytes / FInfo.Numbers;
+  const auto Numbers = static_cast<std::size_t>(
+      std::min(static_cast<std::int64_t>(ANumbers.size() / FInfo.Numbers * FInfo.Numbers),
+               FLeftInRecord / static_cast<std::int64_t>(NumberBytes)));
+  FBytes.resize(Numbers * NumberBytes);
+  const std::size_t Got = FFile.Read(FBytes.data(), FBytes.size());
+  Passed(static_cast<std::int64_t>(Got), static_cast<std::int64_t>(FBytes.size()));
+  const std::size_t Whole = Got / FInfo.Bytes * FInfo.Numbers;
   VisitNumberType(FInfo.Type,
-                  [&]<class T>(T) { DecodeAs<T>(FBytes.data(), ANumbers.first(Numbers)); });
-  FLeftInRecord -= static_cast<std::int64_t>(FBytes.size());
-  if (FLeftInRecord == 0) FAtEnd = FIsLast;
-  return Numbers;
+                  [&]<class T>(T) { DecodeAs<T>(FBytes.data(), ANumbers.first(Whole)); });
+  return Whole;
+}
+
+std::int64_t TLogReader::Skip(std::int64_t ANumbers) {
+  const auto NumberBytes = static_cast<std::int64_t>(FInfo.Bytes / FInfo.Numbers);
+  std::int64_t Done = 0;
+  while (Done < ANumbers && IsInRecord()) {
+    const std::int64_t Wanted =
+        std::min(FLeftInRecord / NumberBytes, ANumbers - Done) * NumberBytes;
+    const std::int64_t Got = FFile.Skip(Wanted);
+    Passed(Got, Wanted);
+    Done += Got / static_cast<std::int64_t>(FInfo.Bytes) * static_cast<std::int64_t>(FInfo.Numbers);
+  }
+  return Done;
 }
 
 // --- writer ---

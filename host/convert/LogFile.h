@@ -7,6 +7,7 @@
 #include "SampleStream.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tessalune::host {
@@ -17,22 +18,36 @@ class TLogRecords {
   TLogRecords(TInputFile& AFile, bool AHasCounts) : FFile(AFile), FHasCounts(AHasCounts) {}
 
   // The bytes of the next record; 0 at the end. An empty record is passed over. A count that the
-  // file does not hold raises EQSException; the rest of a cut count is left unread.
+  // file does not hold raises EQSException; a stream's shows later (see FailShort).
   std::int64_t Next();
+  // Where the record at hand begins, behind its count.
+  std::int64_t Start() const { return FCountAt + 4; }
+  // The bytes of a count that was cut, at the end.
+  std::int64_t CutCount() const { return FCutCount; }
+  // Raises the EQSException for a record of which only AFollow bytes are there.
+  [[noreturn]] void FailShort(std::int64_t AFollow) const;
 
  private:
   TInputFile& FFile;
   const bool FHasCounts;
+  std::uint32_t FCount = 0;   // of the record at hand
+  std::int64_t FCountAt = 0;  // where that count stands
+  std::int64_t FCutCount = 0;
 };
 
 class TLogReader final : public ISampleReader {
  public:
   TLogReader(const std::string& AFileName, TSampleType AType, bool AHasCounts);
   std::size_t Read(std::span<double> ANumbers) override;
+  std::int64_t Skip(std::int64_t ANumbers) override;
   std::vector<std::string> Remarks() const override { return FRemarks; }
 
  private:
   void NextRecord();
+  bool IsInRecord();
+  // AGot bytes of the record have been passed, where AWanted were asked for.
+  void Passed(std::int64_t AGot, std::int64_t AWanted);
+  void RemarkLeftOut(std::int64_t ABytes, std::string_view AWhere);
 
   TInputFile FFile;
   TLogRecords FRecords;

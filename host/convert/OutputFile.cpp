@@ -1,9 +1,13 @@
 #include "OutputFile.h"
 
+#include "InputFile.h"
+
 #include <tessalune/frame/runtime/QSException.h>
 #include <tessalune/frame/runtime/QSFiles.h>
 
 #include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -23,18 +27,58 @@ bool IsReplaceable(const std::string& AFileName) {
   return !std::filesystem::exists(Status) || std::filesystem::is_regular_file(Status);
 }
 
+constexpr const char* Ending = ".part";
+
+// Whoever writes a temporary file holds its lock; a file that nobody holds was left by a process
+// that was killed.
+bool IsHeld(int AFile) { return ::flock(AFile, LOCK_EX | LOCK_NB) != 0; }
+
+void ClearAbandoned(const std::filesystem::path& AFileName) {
+  const std::string Start = AFileName.filename().string() + Ending;
+  std::error_code Error;
+  const auto Folder = AFileName.has_parent_path() ? AFileName.parent_path() : ".";
+  for (const auto& Entry : std::filesystem::directory_iterator(Folder, Error)) {
+    const std::string Name = Entry.path().filename().string();
+    if (!Name.starts_with(Start) || Name.size() == Start.size() ||
+        Name.find_first_not_of("0123456789", Start.size()) != std::string::npos) {
+      continue;
+    }
+    const int File = ::open(Entry.path().c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+    if (File < 0) continue;
+    if (!IsHeld(File)) ::unlink(Entry.path().c_str());
+    ::close(File);
+  }
+}
+
+// A file that is there and held. Between its making and its lock another process may take it for
+// abandoned; then it has no name any more, and is made again.
+int OpenTemporary(const std::string& AName) {
+  for (;;) {
+    const int File = ::open(AName.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (File < 0) return File;
+    ::flock(File, LOCK_EX);
+    struct stat Status {};
+    if (::fstat(File, &Status) != 0 || Status.st_nlink > 0) return File;
+    ::close(File);
+  }
+}
+
 }  // namespace
 
 TOutputFile::TOutputFile(std::string AFileName) : FFileName(std::move(AFileName)) {
   std::error_code Ignored;
-  if (std::filesystem::is_directory(FFileName, Ignored)) Fail("it is a folder; name a file");
-  if (!IsReplaceable(FFileName)) {
+  if (FFileName == "-") {
+    FDescriptor = ::dup(STDOUT_FILENO);
+  } else if (std::filesystem::is_directory(FFileName, Ignored)) {
+    Fail("it is a folder; name a file");
+  } else if (!IsReplaceable(FFileName)) {
     FDescriptor = ::open(FFileName.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     // A pipe or a printer takes no readers' side.
     if (FDescriptor < 0) FDescriptor = ::open(FFileName.c_str(), O_WRONLY | O_CLOEXEC);
   } else {
-    FTemporaryName = FFileName + ".part" + std::to_string(::getpid());
-    FDescriptor = ::open(FTemporaryName.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    ClearAbandoned(FFileName);
+    FTemporaryName = FFileName + Ending + std::to_string(::getpid());
+    FDescriptor = OpenTemporary(FTemporaryName);
   }
   if (FDescriptor < 0) {
     FTemporaryName.clear();
@@ -44,7 +88,14 @@ TOutputFile::TOutputFile(std::string AFileName) : FFileName(std::move(AFileName)
 
 TOutputFile::~TOutputFile() {
   if (FDescriptor >= 0) ::close(FDescriptor);
+  if (FKept >= 0) ::close(FKept);
   if (!FTemporaryName.empty()) ::unlink(FTemporaryName.c_str());
+}
+
+int TOutputFile::SeekableDescriptor() {
+  if (!FTemporaryName.empty()) return FDescriptor;
+  if (FKept < 0 && (FKept = NamelessFile()) < 0) Fail(std::strerror(errno));
+  return FKept;
 }
 
 void TOutputFile::Write(const void* AData, std::size_t ABytes) {
@@ -52,6 +103,9 @@ void TOutputFile::Write(const void* AData, std::size_t ABytes) {
 }
 
 void TOutputFile::Commit() {
+  if (FKept >= 0 && (!FileSeek(FKept, 0) || !CopyRest(FKept, FDescriptor))) {
+    Fail(std::strerror(errno));
+  }
   const int Closed = ::close(FDescriptor);
   FDescriptor = -1;
   if (Closed != 0) Fail(std::strerror(errno));
@@ -61,7 +115,8 @@ void TOutputFile::Commit() {
 }
 
 void TOutputFile::Fail(const std::string& AReason) const {
-  throw EQSException("cannot write \"" + FFileName + "\": " + AReason);
+  const std::string Name = FFileName == "-" ? "the standard output" : '"' + FFileName + '"';
+  throw EQSException("cannot write " + Name + ": " + AReason);
 }
 
 }  // namespace tessalune::host

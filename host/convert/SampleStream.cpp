@@ -1,6 +1,11 @@
 #include "SampleStream.h"
 
+#include <host/Words.h>
+
+#include <algorithm>
+#include <array>
 #include <cmath>
+#include <iterator>
 
 namespace tessalune::host {
 
@@ -15,6 +20,18 @@ const std::vector<TSampleTypeInfo>& SampleTypeInfos() {
 
 const TSampleTypeInfo& InfoOf(TSampleType AType) {
   return SampleTypeInfos().at(static_cast<std::size_t>(AType));
+}
+
+std::int64_t ISampleReader::Skip(std::int64_t ANumbers) {
+  std::array<double, 4096> Numbers;
+  std::int64_t Done = 0;
+  while (Done < ANumbers) {
+    const auto Ask = std::min<std::int64_t>(ANumbers - Done, std::ssize(Numbers));
+    const std::size_t Count = Read(std::span(Numbers).first(static_cast<std::size_t>(Ask)));
+    if (Count == 0) break;
+    Done += static_cast<std::int64_t>(Count);
+  }
+  return Done;
 }
 
 double TRounding::operator()(double AValue) {
@@ -38,10 +55,6 @@ std::vector<std::string> TRounding::Remarks(std::string_view AInto,
                       std::string(AInto) + std::string(AAdviceOnClipping));
   }
   return Remarks;
-}
-
-std::string Counted(std::int64_t ACount, std::string_view AWhat) {
-  return std::to_string(ACount) + ' ' + std::string(AWhat) + (ACount == 1 ? "" : "s");
 }
 
 }  // namespace tessalune::host

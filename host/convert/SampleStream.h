@@ -29,6 +29,9 @@ class ISampleReader {
   virtual ~ISampleReader() = default;
   // Fills whole samples; the count of numbers, 0 at the end.
   virtual std::size_t Read(std::span<double> ANumbers) = 0;
+  // Before the first Read: passes over ANumbers numbers of whole samples, or as many as there are;
+  // the count of those.
+  virtual std::int64_t Skip(std::int64_t ANumbers);
   // In Hz; 0 if the form has none.
   virtual double Rate() const { return 0.0; }
   // What the user should know of how it was read; complete at the end.
@@ -60,8 +63,5 @@ class TRounding {
   std::int64_t FRounded = 0;
   std::int64_t FClipped = 0;
 };
-
-// "1 sample", "12 samples".
-std::string Counted(std::int64_t ACount, std::string_view AWhat);
 
 }  // namespace tessalune::host

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Runner.h"
+#include "ValueTable.h"
 
 #include <atomic>
 #include <mutex>
@@ -17,7 +18,8 @@ struct TOutputStyle {
   bool Quiet = false;  // no progress, no summary, no remarks; errors all the same
 };
 
-// Errors and the progress bar go to the standard error stream, the bar only if that is a terminal.
+// Values that are watched are lines of time, name and value, tabs between them. Errors and the
+// progress bar go to the standard error stream, the bar only if that is a terminal.
 class TReporter final : public IRunObserver {
  public:
   TReporter(TOutputStyle AStyle, std::string AGraphName);
@@ -25,10 +27,14 @@ class TReporter final : public IRunObserver {
   bool WantsEvents() const override { return FStyle.Json; }
   void Event(const TComponent& AComponent, const std::string& AEvent,
              const std::vector<TEventArgument>& AArguments) override;
+  void Value(const TWatched& AWatched, double ATime, const TValue& AValue) override;
   bool Progress(double ASeconds, std::optional<double> ATotal) override;
 
-  // The last word of a run.
-  void Summary(const TRunResult& AResult);
+  // Values go to the table AFileName from here on, no more to the standard output.
+  void StartTable(std::string AFileName, const std::vector<TWatched>& AWatched);
+
+  // The last word of a run. Completes the table first; what fails there is an error of the run.
+  void Summary(TRunResult& AResult);
 
  private:
   void ClearBar();
@@ -37,6 +43,7 @@ class TReporter final : public IRunObserver {
   const std::string FGraphName;
   const bool FHasBar;
   bool FBarIsShown = false;
+  std::optional<TValueTable> FTable;
   std::mutex FMutex;
 };
 

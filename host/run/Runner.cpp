@@ -1,71 +1,20 @@
 #include "Runner.h"
 
-#include "Source.h"
+#include <host/Words.h>
 
 #include <tessalune/frame/runtime/QSMainThread.h>
-#include <tessalune/sources/QSFileFailure.h>
-#include <tessalune/sources/QSLogger.h>
 
 #include <algorithm>
-#include <chrono>
-#include <cmath>
 #include <functional>
-#include <memory>
-#include <mutex>
-#include <queue>
 #include <utility>
 
 namespace tessalune::host {
 namespace {
 
-using TSteady = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds ReportPeriod{100};
 constexpr std::chrono::seconds LongestEnd{10};
-
-// An exception in the words that help its reader most.
-std::string ErrorText(const std::exception_ptr& AError) {
-  try {
-    std::rethrow_exception(AError);
-  } catch (const EQSFileException& Error) {
-    return "cannot open " + Error.Detail();
-  } catch (...) {
-    return ExceptionText(AError);
-  }
-}
-
-// What went wrong, told by any thread. Outlives the run, since components keep handlers.
-class TErrors {
- public:
-  explicit TErrors(std::shared_ptr<TWakeUp> AWakeUp) : FWakeUp(std::move(AWakeUp)) {}
-
-  void Add(std::string AText) {
-    const std::lock_guard Lock(FMutex);
-    FTexts.push_back(std::move(AText));
-    FWakeUp->Wake();
-  }
-  bool IsEmpty() const {
-    const std::lock_guard Lock(FMutex);
-    return FTexts.empty();
-  }
-  std::vector<std::string> Texts() const {
-    const std::lock_guard Lock(FMutex);
-    return FTexts;
-  }
-  // Runs ADo; what it throws is an error of the run.
-  template <class TDo>
-  void Catch(TDo ADo) {
-    try {
-      ADo();
-    } catch (...) {
-      Add(ErrorText(std::current_exception()));
-    }
-  }
-
- private:
-  const std::shared_ptr<TWakeUp> FWakeUp;
-  mutable std::mutex FMutex;
-  std::vector<std::string> FTexts;
-};
+// A source that is later than this is worth a remark, in seconds; what is below is how threads run.
+constexpr double TellableLag = 0.05;
 
 // Calls AListen(event's row, object that has it, path of sub-objects) for all events.
 void ForEachEvent(
@@ -80,256 +29,16 @@ void ForEachEvent(
   }
 }
 
-class TRun {
- public:
-  TRun(const TGraph& AGraph, const TRunSettings& ASettings, TInterrupt& AInterrupt,
-       IRunObserver& AObserver)
-      : FSettings(ASettings), FInterrupt(AInterrupt), FObserver(AObserver) {
-    // The hook and the queue wake the main loop; both are given back at the end.
-    FHook =
-        SetUnhandledExceptionHook([Errors = FErrors](TObject* ASender, std::exception_ptr AError) {
-          const std::string Who = ASender != nullptr ? ASender->Describe() + ": " : std::string();
-          Errors->Add(Who + ErrorText(AError));
-        });
-    MainThread().SetOnWork([WakeUp = FWakeUp] { WakeUp->Wake(); });
-    for (TComponent* Component : AGraph.Components()) Add(*Component);
-  }
-
-  ~TRun() {
-    MainThread().SetOnWork({});
-    SetUnhandledExceptionHook(std::move(FHook));
-  }
-
-  TRunResult Run() {
-    FStart = TSteady::now();
-    StartSources();
-    if (FSettings.Realtime) {
-      WaitForClocks();
-    } else {
-      PumpSources();
-    }
-    const bool EndedAlone = IsOver();
-    StopSources();
-    CheckLoggers();
-    return Result(EndedAlone);
-  }
-
- private:
-  // --- what there is ---
-
-  void Add(TComponent& AComponent) {
-    if (auto* Logger = dynamic_cast<TQSLogger*>(&AComponent)) FLoggers.push_back({Logger});
-    TSource* const Source = AddSource(dynamic_cast<TQSCommonBufferGen*>(&AComponent));
-    ForEachEvent(
-        AComponent, "",
-        [&](const TPublishedEvent& AEvent, TPersistent& AObject, const std::string& AName) {
-          const auto Ended =
-              Source != nullptr && AName == "OnStop" ? Source->EndNote() : std::function<void()>();
-          IRunObserver* const Observer = FObserver.WantsEvents() ? &FObserver : nullptr;
-          if (!Ended && Observer == nullptr) return;
-          AEvent.Listen(AObject, [=, &AComponent](const std::vector<TEventArgument>& AArguments) {
-            if (Observer != nullptr) Observer->Event(AComponent, AName, AArguments);
-            if (Ended) Ended();
-          });
-        });
-  }
-
-  TSource* AddSource(TQSCommonBufferGen* AGen) {
-    if (AGen == nullptr) return nullptr;
-    if (LinkedOutput(*AGen) == nullptr) {
-      FRemarks.push_back(AGen->Describe() + " was not run: its output is linked to nothing");
-      return nullptr;
-    }
-    const bool IsTicked =
-        AGen->ClockInputPin().IsConnected() && AGen->ClockSource() != TQSClockSource::csInternal;
-    const auto Drive = IsTicked             ? TSource::TDrive::Ticks
-                       : FSettings.Realtime ? TSource::TDrive::OwnClock
-                                            : TSource::TDrive::Pumped;
-    if (Drive == TSource::TDrive::OwnClock && AGen->ClockSource() == TQSClockSource::csExternal) {
-      FErrors->Add(AGen->Describe() +
-                   ": ClockSource is csExternal, but nothing is linked to ClockInputPin, so it "
-                   "would wait for ever; set csAuto or csInternal, or run without --realtime");
-    }
-    FSources.push_back(std::make_unique<TSource>(*AGen, Drive, LimitOf(*AGen), FWakeUp));
-    return FSources.back().get();
-  }
-
-  std::optional<std::int64_t> LimitOf(const TQSCommonBufferGen& AGen) const {
-    std::optional<std::int64_t> Limit = FSettings.Samples;
-    if (FSettings.Seconds) {
-      const double Samples = std::max(1.0, std::round(*FSettings.Seconds * AGen.SampleRate()));
-      const auto Whole =
-          Samples < 0x1p62 ? static_cast<std::int64_t>(Samples) : std::int64_t{1} << 62;
-      Limit = Limit ? std::min(*Limit, Whole) : Whole;
-    }
-    return Limit;
-  }
-
-  // --- the run ---
-
-  // A source that is ticked starts with the one that ticks it, if it has a start to send.
-  void StartSources() {
-    if (FSources.empty()) FErrors->Add("there is no source whose output is linked; nothing to run");
-    for (const bool Ticked : {false, true}) {
-      for (const auto& Source : FSources) {
-        if (!FErrors->IsEmpty()) return;
-        if ((Source->Drive() == TSource::TDrive::Ticks) != Ticked) continue;
-        FErrors->Catch([&] { Source->Start(); });
-        if (Source->HasStarted() || !FErrors->IsEmpty()) continue;
-        FRemarks.push_back(
-            Source->Gen().Describe() + " was not run: " +
-            (Source->Gen().Enabled() ? "it had nothing to start with" : "its Enabled is false"));
-      }
-    }
-  }
-
-  // The source that is furthest behind goes first, so that streams that meet stay together.
-  void PumpSources() {
-    const auto IsAhead = [](const TSource* ALeft, const TSource* ARight) {
-      return ALeft->StreamTime() > ARight->StreamTime();
-    };
-    std::priority_queue<TSource*, std::vector<TSource*>, decltype(IsAhead)> Queue(IsAhead);
-    for (const auto& Source : FSources) {
-      if (Source->Drive() == TSource::TDrive::Pumped && Source->HasStarted()) {
-        Queue.push(Source.get());
-      }
-    }
-    while (!Queue.empty() && MayGoOn()) {
-      TSource* const Source = Queue.top();
-      Queue.pop();
-      FErrors->Catch([&] {
-        Source->Pump();
-        MainThread().Process();
-      });
-      if (!Source->HasEnded()) {
-        Queue.push(Source);
-      } else if (IsOver()) {
-        return;
-      }
-      Report();
-    }
-  }
-
-  void WaitForClocks() {
-    while (!IsOver() && MayGoOn()) {
-      FWakeUp->Wait(ReportPeriod);
-      FErrors->Catch([] { MainThread().Process(); });
-      for (const auto& Source : FSources) {
-        FErrors->Catch([&] { Source->StopIfSilent(TSteady::now() - FStart); });
-      }
-      Report();
-    }
-  }
-
-  bool MayGoOn() const { return FInterrupt.Signal() == 0 && FErrors->IsEmpty(); }
-
-  // True if nothing is left to run, or if all that ends by itself has.
-  bool IsOver() const {
-    bool AnyRuns = false;
-    bool AnyFinite = false;
-    bool AnyFiniteRuns = false;
-    for (const auto& Source : FSources) {
-      if (!Source->HasStarted()) continue;
-      AnyRuns = AnyRuns || !Source->HasEnded();
-      AnyFinite = AnyFinite || Source->IsFinite();
-      AnyFiniteRuns = AnyFiniteRuns || (Source->IsFinite() && !Source->HasEnded());
-    }
-    return !AnyRuns || (AnyFinite && !AnyFiniteRuns);
-  }
-
-  void Report() {
-    const auto Now = TSteady::now();
-    if (Now - FLastReport < ReportPeriod) return;
-    FLastReport = Now;
-    double Seconds = 0.0;
-    std::optional<double> Total;
-    for (const auto& Source : FSources) {
-      Seconds = std::max(Seconds, Source->StreamTime());
-      if (const auto Samples = Source->Total()) {
-        const double Length = static_cast<double>(*Samples) / Source->Gen().SampleRate();
-        Total = std::max(Total.value_or(0.0), Length);
-      }
-    }
-    if (!FObserver.Progress(Seconds, Total)) {
-      FErrors->Add("the standard output does not take the results any more");
-    }
-    CheckLoggers();
-  }
-
-  // --- the end ---
-
-  // Also waits for sources that another thread stops at this moment.
-  void StopSources() {
-    for (const auto& Source : FSources) FErrors->Catch([&] { Source->Stop(); });
-    const auto Deadline = TSteady::now() + LongestEnd;
-    const auto IsRunning = [](const auto& ASource) {
-      return ASource->HasStarted() && !ASource->HasEnded();
-    };
-    while (std::any_of(FSources.begin(), FSources.end(), IsRunning)) {
-      if (TSteady::now() > Deadline) {
-        FErrors->Add("a source did not stop within ten seconds");
-        break;
-      }
-      FWakeUp->Wait(ReportPeriod);
-    }
-    bool AnyRan = true;
-    while (AnyRan) {
-      AnyRan = false;
-      FErrors->Catch([&AnyRan] { AnyRan = MainThread().Process() > 0; });
-    }
-  }
-
-  // A logger looks at no result of its writes; who runs it does.
-  void CheckLoggers() {
-    for (auto& [Logger, IsTold] : FLoggers) {
-      if (Logger->Lost() == 0 || std::exchange(IsTold, true)) continue;
-      FErrors->Add(
-          Logger->Describe() + ": the file \"" + Logger->FileName() +
-          "\" did not take all that was to be written (is the disk full?); its end is missing");
-    }
-  }
-
-  TRunResult Result(bool AEndedAlone) const {
-    TRunResult Result;
-    Result.Errors = FErrors->Texts();
-    Result.Remarks = FRemarks;
-    Result.Signal = FInterrupt.Signal();
-    Result.Elapsed = std::chrono::duration<double>(TSteady::now() - FStart).count();
-    bool ReachedLimit = false;
-    for (const auto& Source : FSources) {
-      const double Rate = Source->Gen().SampleRate();
-      Result.Sources.push_back({&Source->Gen(), Source->Delivered(), Rate});
-      Result.Samples = std::max(Result.Samples, Source->Delivered());
-      Result.Seconds = std::max(Result.Seconds, static_cast<double>(Source->Delivered()) / Rate);
-      ReachedLimit = ReachedLimit || Source->HasReachedLimit();
-    }
-    for (const auto& [Logger, IsTold] : FLoggers) {
-      Result.Loggers.push_back({Logger, Logger->FileName(), Logger->Logged(), Logger->Lost()});
-    }
-    Result.End = !Result.Errors.empty() ? TRunEnd::Failed
-                 : !AEndedAlone         ? TRunEnd::Interrupted
-                 : ReachedLimit         ? TRunEnd::Limit
-                                        : TRunEnd::SourcesEnded;
-    return Result;
-  }
-
-  struct TLogger {
-    TQSLogger* Logger;
-    bool IsTold = false;
-  };
-
-  const TRunSettings FSettings;
-  TInterrupt& FInterrupt;
-  IRunObserver& FObserver;
-  const std::shared_ptr<TWakeUp> FWakeUp = FInterrupt.WakeUp();
-  const std::shared_ptr<TErrors> FErrors = std::make_shared<TErrors>(FWakeUp);
-  TUnhandledExceptionHook FHook;
-  std::vector<std::unique_ptr<TSource>> FSources;
-  std::vector<TLogger> FLoggers;
-  std::vector<std::string> FRemarks;
-  TSteady::time_point FStart;
-  TSteady::time_point FLastReport;
-};
+std::string LagText(const TSource& ASource, const TClockLag& ALag) {
+  std::string Text = ASource.Component().Describe() + " fell behind its clock, by up to " +
+                     Rounded(ALag.Greatest) + " s (" + Rounded(ALag.GreatestAt) +
+                     " s after its start); to catch up, ";
+  if (ALag.SkippedBlocks == 0) return Text + "nothing was skipped";
+  return Text + Rounded(ALag.Skipped) + " s (" + Counted(ALag.SkippedBlocks, "block") +
+         ") of its time were skipped, so the run took longer by them; larger blocks (BufferSize, "
+         "now " +
+         NumberText(ASource.Gen().BufferSize()) + ") take less time a sample";
+}
 
 }  // namespace
 
@@ -341,15 +50,217 @@ std::string_view RunEndName(TRunEnd AEnd) {
       return "sources ended";
     case TRunEnd::Interrupted:
       return "interrupted";
+    case TRunEnd::NothingRan:
+      return "nothing ran";
     case TRunEnd::Failed:
       return "failed";
   }
   return "";
 }
 
-TRunResult RunGraph(const TGraph& AGraph, const TRunSettings& ASettings, TInterrupt& AInterrupt,
-                    IRunObserver& AObserver) {
-  return TRun(AGraph, ASettings, AInterrupt, AObserver).Run();
+std::int64_t TRunResult::LostBy(const TComponent& AComponent) const {
+  std::int64_t Lost = 0;
+  for (const TLossFigures& Each : Losses) {
+    if (Each.Component == &AComponent) Lost += Each.Loss.Amount;
+  }
+  return Lost;
+}
+
+// The hook and the queue wake the main loop; both are given back at the end.
+TRun::TRun(const TGraph& AGraph, const TRunSettings& ASettings, std::vector<TWatched> AWatched,
+           TInterrupt& AInterrupt, IRunObserver& AObserver)
+    : FGraph(AGraph),
+      FSettings(ASettings),
+      FInterrupt(AInterrupt),
+      FObserver(AObserver),
+      FSources(
+          AGraph, ASettings, [this] { return !MayGoOn(); }, FWakeUp),
+      FValues(
+          AGraph, std::move(AWatched), [this] { return FSources.StreamTime(); },
+          [&AObserver](const TWatched& APin, double ATime, const TValue& AValue) {
+            AObserver.Value(APin, ATime, AValue);
+          }) {
+  FHook =
+      SetUnhandledExceptionHook([Errors = FErrors](TObject* ASender, std::exception_ptr AError) {
+        Errors->Add(ErrorText(AError, ASender));
+      });
+  MainThread().SetOnWork([WakeUp = FWakeUp] { WakeUp->Wake(); });
+  for (TComponent* Component : AGraph.Components()) ListenTo(*Component);
+}
+
+TRun::~TRun() {
+  MainThread().SetOnWork({});
+  SetUnhandledExceptionHook(std::move(FHook));
+}
+
+void TRun::ListenTo(TComponent& AComponent) {
+  const TSource* const Source = FSources.Find(AComponent);
+  const auto Ended = Source != nullptr ? Source->EndNote() : std::function<void()>();
+  IRunObserver* const Observer = FObserver.WantsEvents() ? &FObserver : nullptr;
+  if (Ended) {
+    Source->Gen().SetOnStop([Ended](TObject&) { Ended(); });
+  }
+  if (Observer == nullptr) return;
+  ForEachEvent(AComponent, "",
+               [&](const TPublishedEvent& AEvent, TPersistent& AObject, const std::string& AName) {
+                 // The published event is the one set above.
+                 const auto After = AName == "OnStop" ? Ended : std::function<void()>();
+                 AEvent.Listen(AObject, [Observer, &AComponent, AName,
+                                         After](const std::vector<TEventArgument>& AArguments) {
+                   Observer->Event(AComponent, AName, AArguments);
+                   if (After) After();
+                 });
+               });
+}
+
+TRunResult TRun::Run() {
+  FStart = TSteady::now();
+  FSources.Start(*FErrors);
+  if (!FSettings.Realtime) {
+    FSources.Pump(*FErrors, [this] {
+      Report();
+      return MayGoOn();
+    });
+  }
+  WaitForClocks();
+  const bool EndedAlone = FSources.IsOver();
+  StopSources();
+  FInterrupt.WorkHasEnded();
+  CheckLosses();
+  return Result(EndedAlone);
+}
+
+// Also for what is left of a run without --realtime: sources that tick by no source of the graph.
+void TRun::WaitForClocks() {
+  while (!FSources.IsOver() && MayGoOn()) {
+    FWakeUp->Wait(ReportPeriod);
+    FErrors->Catch(nullptr, [] { MainThread().Process(); });
+    for (const auto& Source : FSources.All()) {
+      FErrors->Catch(&Source->Component(), [&] { Source->StopIfSilent(TSteady::now() - FStart); });
+    }
+    Report();
+  }
+}
+
+bool TRun::MayGoOn() const { return FInterrupt.Signal() == 0 && FErrors->IsEmpty(); }
+
+void TRun::Report() {
+  const auto Now = TSteady::now();
+  if (Now - FLastReport < ReportPeriod) return;
+  FLastReport = Now;
+  if (!FObserver.Progress(FSources.StreamTime(), FSources.TotalTime())) {
+    FErrors->Add("the standard output does not take the results any more");
+  }
+  CheckLosses();
+}
+
+// --- the end ---
+
+// Also waits for sources that another thread stops at this moment.
+void TRun::StopSources() {
+  for (const auto& Source : FSources.All()) {
+    FErrors->Catch(&Source->Component(), [&] { Source->Stop(); });
+  }
+  const auto Deadline = TSteady::now() + LongestEnd;
+  while (FSources.AnyIsGoing()) {
+    if (TSteady::now() > Deadline) {
+      FErrors->Add("a source did not stop within ten seconds");
+      break;
+    }
+    FWakeUp->Wait(ReportPeriod);
+  }
+  bool AnyRan = true;
+  while (AnyRan) {
+    AnyRan = false;
+    FErrors->Catch(nullptr, [&AnyRan] { AnyRan = MainThread().Process() > 0; });
+  }
+}
+
+// What is lost makes the run fail, and at once: what follows would be lost as well.
+void TRun::CheckLosses() {
+  for (const TComponent* Component : FGraph.Components()) {
+    const auto* Reports = dynamic_cast<const ILossReport*>(Component);
+    if (Reports == nullptr) continue;
+    for (const TLoss& Loss : Reports->Losses()) {
+      if (Loss.Amount > 0) FErrors->Add(Component->Describe() + ": " + Loss.Text);
+    }
+  }
+}
+
+void TRun::AddFigures(TRunResult& AResult) const {
+  for (const auto& Source : FSources.All()) {
+    const double Rate = Source->Gen().SampleRate();
+    std::optional<TClockLag> Lag;
+    if (Source->Drive() == TSource::TDrive::OwnClock) Lag = Source->Gen().ClockLag();
+    AResult.Sources.push_back({&Source->Component(), Source->Delivered(), Rate, Lag});
+    AResult.Samples = std::max(AResult.Samples, Source->Delivered());
+    AResult.Seconds = std::max(AResult.Seconds, static_cast<double>(Source->Delivered()) / Rate);
+  }
+  for (const TComponent* Component : FGraph.Components()) {
+    if (const auto* User = dynamic_cast<const IFileUser*>(Component)) {
+      for (const TUsedFile& File : User->UsedFiles()) {
+        AResult.Files.push_back({Component, File.FileName, File.Way, File.Bytes});
+      }
+    }
+    if (const auto* Reports = dynamic_cast<const ILossReport*>(Component)) {
+      for (const TLoss& Loss : Reports->Losses()) AResult.Losses.push_back({Component, Loss});
+    }
+  }
+}
+
+void TRun::AddRemarks(TRunResult& AResult) const {
+  for (const TGraph::TTypeChoice& Choice : FGraph.TypeChoices()) {
+    AResult.Remarks.push_back(Choice.Text());
+  }
+  for (const TWarning& Warning : FWarnings) {
+    if (Warning.Component != nullptr) AResult.Remarks.push_back(Warning.Text);
+  }
+  if (FSources.AnyHasStarted()) {  // else it is an error
+    for (const std::string& Remark : FSources.NotRun()) AResult.Remarks.push_back(Remark);
+  }
+  for (const auto& Source : FSources.All()) {
+    if (Source->Drive() != TSource::TDrive::OwnClock) continue;
+    const TClockLag Lag = Source->Gen().ClockLag();
+    if (Lag.Greatest >= TellableLag) AResult.Remarks.push_back(LagText(*Source, Lag));
+  }
+  for (const TComponent* Component : FGraph.Components()) {
+    const auto* Remarks = dynamic_cast<const IRemarks*>(Component);
+    if (Remarks == nullptr) continue;
+    for (const std::string& Remark : Remarks->Remarks()) {
+      AResult.Remarks.push_back(Component->Describe() + ": " + Remark);
+    }
+  }
+}
+
+TRunResult TRun::Result(bool AEndedAlone) {
+  TRunResult Result;
+  Result.Elapsed = std::chrono::duration<double>(TSteady::now() - FStart).count();
+  AddFigures(Result);
+  AddRemarks(Result);
+  Result.Values = FValues.Last();
+  Result.Signal = FInterrupt.Signal();
+  const auto Any = [this](bool (TSource::*AIs)() const) {
+    return std::any_of(FSources.All().begin(), FSources.All().end(),
+                       [AIs](const auto& AEach) { return ((*AEach).*AIs)(); });
+  };
+  if (!FErrors->IsEmpty()) {
+    Result.End = TRunEnd::Failed;
+  } else if (Result.Signal != 0 && (!AEndedAlone || Any(&TSource::WasCutShort))) {
+    Result.End = TRunEnd::Interrupted;
+  } else if (!FSources.AnyHasStarted()) {
+    Result.End = TRunEnd::NothingRan;
+    std::string Text = "nothing ran";
+    for (const std::string& Why : FSources.NotRun()) Text += "; " + Why;
+    if (FSources.All().empty()) {
+      Text +=
+          ": there is no source whose output is linked; link one (`tessalune validate` says more)";
+    }
+    FErrors->Add(Text);
+  } else {
+    Result.End = Any(&TSource::HasReachedLimit) ? TRunEnd::Limit : TRunEnd::SourcesEnded;
+  }
+  Result.Errors = FErrors->Texts();
+  return Result;
 }
 
 }  // namespace tessalune::host

@@ -1,11 +1,20 @@
 // Runs a graph to its end and tells what came of it.
 #pragma once
 
+#include "Errors.h"
 #include "Interrupt.h"
+#include "Sources.h"
+#include "Values.h"
 
 #include <host/Graph.h>
+#include <host/GraphCheck.h>
 
+#include <tessalune/frame/runtime/QSException.h>
+#include <tessalune/frame/runtime/QSReports.h>
+
+#include <chrono>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,6 +31,9 @@ class IRunObserver {
   // sub-object.
   virtual void Event(const TComponent& AComponent, const std::string& AEvent,
                      const std::vector<TEventArgument>& AArguments) = 0;
+  // A value that is watched was sent, on that thread. ATime is in seconds of stream. What it throws
+  // leaves through the sender.
+  virtual void Value(const TWatched& AWatched, double ATime, const TValue& AValue) = 0;
   // On the main thread, ten times a second. ATotal is empty while the end is not known. False if
   // nobody can be told any more: the run fails then.
   virtual bool Progress(double ASeconds, std::optional<double> ATotal) = 0;
@@ -31,6 +43,7 @@ enum class TRunEnd : std::uint8_t {
   Limit,         // the samples or seconds asked for
   SourcesEnded,  // every source that ends by itself has
   Interrupted,
+  NothingRan,  // no source could start
   Failed,
 };
 std::string_view RunEndName(TRunEnd AEnd);
@@ -39,13 +52,18 @@ struct TRunResult {
   struct TSourceFigures {
     const TComponent* Component;
     std::int64_t Samples;
-    double Rate;  // Hz
+    double Rate;                   // Hz
+    std::optional<TClockLag> Lag;  // if it ran on a clock of its own
   };
-  struct TLoggerFigures {
+  struct TFileFigures {
     const TComponent* Component;
     std::string FileName;
+    TFileWay Way;
     std::int64_t Bytes;  // of samples
-    std::int64_t Lost;   // bytes, of samples and counts, that the file did not take
+  };
+  struct TLossFigures {
+    const TComponent* Component;
+    TLoss Loss;
   };
 
   TRunEnd End = TRunEnd::SourcesEnded;
@@ -54,14 +72,56 @@ struct TRunResult {
   std::int64_t Samples = 0;  // likewise
   double Elapsed = 0.0;      // seconds that the run took
   std::vector<TSourceFigures> Sources;
-  std::vector<TLoggerFigures> Loggers;
+  std::vector<TFileFigures> Files;
+  std::vector<TLossFigures> Losses;
+  std::vector<TValues::TLast> Values;
   std::vector<std::string> Errors;
   std::vector<std::string> Remarks;
+
+  // What a component has lost, in whatever unit it counts.
+  std::int64_t LostBy(const TComponent& AComponent) const;
 };
 
-// Returns when the graph stands still and its files are closed. The components' events are taken
-// over for as long as they live; AObserver must outlive them.
-TRunResult RunGraph(const TGraph& AGraph, const TRunSettings& ASettings, TInterrupt& AInterrupt,
-                    IRunObserver& AObserver);
+// A run of a graph. What it returns names pins and components of the graph, and AObserver hears of
+// events, for as long as those live: the graph outlives the run, and AObserver the graph. One at a
+// time.
+class TRun {
+ public:
+  // AWatched are the pins whose values AObserver hears of.
+  TRun(const TGraph& AGraph, const TRunSettings& ASettings, std::vector<TWatched> AWatched,
+       TInterrupt& AInterrupt, IRunObserver& AObserver);
+  TRun(const TRun&) = delete;
+  ~TRun();
+
+  // Returns when the graph stands still and its files are closed.
+  TRunResult Run();
+
+ private:
+  using TSteady = std::chrono::steady_clock;
+
+  void ListenTo(TComponent& AComponent);
+  void WaitForClocks();
+  bool MayGoOn() const;
+  void Report();
+  void StopSources();
+  void CheckLosses();
+  void AddFigures(TRunResult& AResult) const;
+  void AddRemarks(TRunResult& AResult) const;
+  TRunResult Result(bool AEndedAlone);
+
+  const TGraph& FGraph;
+  const TRunSettings FSettings;
+  TInterrupt& FInterrupt;
+  IRunObserver& FObserver;
+  const std::shared_ptr<TWakeUp> FWakeUp = FInterrupt.WakeUp();
+  const std::shared_ptr<TErrors> FErrors = std::make_shared<TErrors>(FWakeUp);
+  const std::vector<TWarning> FWarnings =
+      CheckGraph(FGraph);  // before the run's own links are made
+  TSources FSources;
+  TValues FValues;
+  TUnhandledExceptionHook FHook;
+  TSteady::time_point FStart;
+  TSteady::time_point FLastReport;
+};
 
 }  // namespace tessalune::host

@@ -1,6 +1,8 @@
 #include "Source.h"
 
-#include <tessalune/sources/QSPlayer.h>
+#include <host/GraphWalk.h>
+
+#include <tessalune/frame/streams/QSSimpleDataBuffer.h>
 
 #include <algorithm>
 #include <utility>
@@ -22,14 +24,15 @@ TSource::TWatcher::TWatcher(const TKLDataType& AType, TSource& ASource)
                    return TKLNotifyResult{};
                  }) {}
 
-TSource::TSource(TQSCommonBufferGen& AGen, TDrive ADrive, std::optional<std::int64_t> ALimit,
-                 std::shared_ptr<TWakeUp> AWakeUp)
-    : FGen(AGen), FDrive(ADrive), FLimit(ALimit), FWakeUp(std::move(AWakeUp)) {
+TSource::TSource(TComponent& AComponent, TSettings ASettings)
+    : FComponent(AComponent),
+      FGen(dynamic_cast<IPumpable&>(AComponent)),
+      FSettings(std::move(ASettings)) {
   Watch();
 }
 
 void TSource::Watch() {
-  TKLBasicPin* const Output = LinkedOutput(FGen);
+  TKLBasicPin* const Output = LinkedOutput(FComponent);
   if (Output == nullptr) return;
   // The watcher takes a type that is on a link already, so that it changes nothing for the others.
   const TKLDataType* Largest = nullptr;
@@ -42,19 +45,14 @@ void TSource::Watch() {
   Output->Connect(*FWatcher);
 }
 
-bool TSource::IsFinite() const {
-  const auto* Player = dynamic_cast<const TQSPlayer*>(&FGen);
-  return Player != nullptr && Player->Mode() == TQSPlayerMode::pmStop;
-}
-
 std::optional<std::int64_t> TSource::Total() const {
-  const auto* Player = dynamic_cast<const TQSPlayer*>(&FGen);
-  if (!IsFinite()) return FLimit;
-  return FLimit ? std::min(*FLimit, Player->SamplesCount()) : Player->SamplesCount();
+  const auto Length = FGen.EndsByItself() ? FGen.Length() : std::nullopt;
+  if (!Length || !FSettings.Limit) return Length ? Length : FSettings.Limit;
+  return std::min(*FSettings.Limit, *Length);
 }
 
 void TSource::Start() {
-  if (FDrive == TDrive::Pumped) FGen.SetClockSource(TQSClockSource::csExternal);
+  if (Drive() == TDrive::Pumped) FGen.SetClockSource(TQSClockSource::csExternal);
   ShortenNextBlock();
   FGen.Start();
   FHasStarted = FGen.IsRunning() || HasEnded();
@@ -70,7 +68,7 @@ void TSource::Pump() {
 void TSource::Stop() { FGen.Stop(); }
 
 std::function<void()> TSource::EndNote() const {
-  return [HasEnded = FHasEnded, WakeUp = FWakeUp] {
+  return [HasEnded = FHasEnded, WakeUp = FSettings.WakeUp] {
     *HasEnded = true;
     WakeUp->Wake();
   };
@@ -81,15 +79,17 @@ void TSource::Count(std::int64_t ASamples) {
   FPosition += ASamples;
   if (HasReachedLimit()) {
     FGen.Stop();
+  } else if (FSettings.MustEnd()) {
+    // Whoever makes these blocks may have many more in hand before the main loop is asked again.
+    FWasCutShort = true;
+    FGen.Stop();
   } else {
     ShortenNextBlock();
   }
 }
 
 void TSource::ShortenNextBlock() {
-  if (!FLimit) return;
-  const std::int64_t Left = *FLimit - FPosition;
-  if (Left < FGen.BufferSize()) FGen.SetBufferSize(static_cast<std::int32_t>(Left));
+  if (FSettings.Limit) FGen.LimitBlock(*FSettings.Limit - FPosition);
 }
 
 void TSource::StopIfSilent(std::chrono::duration<double> AElapsed) {
@@ -97,22 +97,13 @@ void TSource::StopIfSilent(std::chrono::duration<double> AElapsed) {
     FLastSeen = FDelivered;
     FLastMove = AElapsed;
   }
-  if (!FLimit || HasEnded()) return;
-  const double Due = static_cast<double>(*FLimit) / FGen.SampleRate();
+  if (!FSettings.Limit || !IsGoing()) return;
+  const double Due = static_cast<double>(*FSettings.Limit) / FGen.SampleRate();
   const double Patience = 1.0 + 2.0 * FGen.BufferSize() / FGen.SampleRate();
   if (AElapsed.count() > Due + Patience && (AElapsed - FLastMove).count() > Patience) {
-    FPosition = *FLimit;
+    FPosition = *FSettings.Limit;
     FGen.Stop();
   }
-}
-
-TKLBasicPin* LinkedOutput(TLockComponent& AComponent) {
-  for (const TPublishedPin* Row : AComponent.PublishedTable().Pins()) {
-    if (Row->IsList) continue;  // lists are of inputs
-    TKLBasicPin& Pin = Row->Get(AComponent);
-    if (Pin.Direction() == TKLPinDirection::Source && Pin.IsConnected()) return &Pin;
-  }
-  return nullptr;
 }
 
 }  // namespace tessalune::host

@@ -3,7 +3,8 @@
 
 #include "WakeUp.h"
 
-#include <tessalune/frame/streams/QSCommonGen.h>
+#include <tessalune/frame/pins/KLPins.h>
+#include <tessalune/frame/streams/QSPumpable.h>
 
 #include <atomic>
 #include <chrono>
@@ -19,15 +20,19 @@ class TSource {
   // What drives a source: the runner, the source's own clock, or another stream's ticks.
   enum class TDrive : std::uint8_t { Pumped, OwnClock, Ticks };
 
-  // ALimit is the number of samples after which it stops. AWakeUp is woken when it has ended.
-  TSource(TQSCommonBufferGen& AGen, TDrive ADrive, std::optional<std::int64_t> ALimit,
-          std::shared_ptr<TWakeUp> AWakeUp);
+  struct TSettings {
+    TDrive Drive;
+    std::optional<std::int64_t> Limit;  // samples after which it stops
+    std::function<bool()> MustEnd;      // asked behind each block: the run is to end at once
+    std::shared_ptr<TWakeUp> WakeUp;    // woken when it has ended
+  };
+  // AComponent's other side is the interface IPumpable.
+  TSource(TComponent& AComponent, TSettings ASettings);
   TSource(const TSource&) = delete;
 
-  TQSCommonBufferGen& Gen() const { return FGen; }
-  TDrive Drive() const { return FDrive; }
-  // True if it ends by itself.
-  bool IsFinite() const;
+  TComponent& Component() const { return FComponent; }
+  IPumpable& Gen() const { return FGen; }
+  TDrive Drive() const { return FSettings.Drive; }
   // Samples it will deliver; empty if nobody knows.
   std::optional<std::int64_t> Total() const;
 
@@ -40,7 +45,10 @@ class TSource {
 
   bool HasStarted() const { return FHasStarted; }
   bool HasEnded() const { return *FHasEnded; }
-  bool HasReachedLimit() const { return FLimit && FPosition >= *FLimit; }
+  bool IsGoing() const { return HasStarted() && !HasEnded(); }
+  bool HasReachedLimit() const { return FSettings.Limit && FPosition >= *FSettings.Limit; }
+  // Ended because the run had to.
+  bool WasCutShort() const { return FWasCutShort; }
   // Samples that its sinks have got.
   std::int64_t Delivered() const { return FDelivered; }
   // Where the stream is, in seconds. A pump that sends nothing takes its time all the same.
@@ -61,20 +69,17 @@ class TSource {
   // Before the block that reaches the limit: shortens it to end there.
   void ShortenNextBlock();
 
-  TQSCommonBufferGen& FGen;
-  const TDrive FDrive;
-  const std::optional<std::int64_t> FLimit;
-  const std::shared_ptr<TWakeUp> FWakeUp;
+  TComponent& FComponent;
+  IPumpable& FGen;
+  const TSettings FSettings;
   std::atomic<std::int64_t> FDelivered{0};
   std::atomic<std::int64_t> FPosition{0};
   std::atomic<bool> FHasStarted{false};
+  std::atomic<bool> FWasCutShort{false};
   const std::shared_ptr<std::atomic<bool>> FHasEnded = std::make_shared<std::atomic<bool>>(false);
   std::int64_t FLastSeen = 0;
   std::chrono::duration<double> FLastMove{0};
   std::unique_ptr<TWatcher> FWatcher;
 };
-
-// The first output of a component that is linked; null if there is none.
-TKLBasicPin* LinkedOutput(TLockComponent& AComponent);
 
 }  // namespace tessalune::host

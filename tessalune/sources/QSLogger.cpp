@@ -79,6 +79,22 @@ void TQSLogger::SetSaveBufferSizes(bool AValue) {
   NotifySetter(SaveBufferSizesInfo, FSaveBufferSizes, AValue);
 }
 
+std::vector<TUsedFile> TQSLogger::UsedFiles() const {
+  if (!Enabled()) return {};
+  return {{.Property = FileNameInfo.Name,
+           .FileName = FileName(),
+           .Way = TFileWay::Writes,
+           .Bytes = Logged()}};
+}
+
+std::vector<TLoss> TQSLogger::Losses() const {
+  return {{.Amount = Lost(),
+           .Unit = "byte",
+           .Text = "the file \"" + FileName() +
+                   "\" did not take all that was to be written (is the disk full?); its end is "
+                   "missing"}};
+}
+
 void TQSLogger::BeforeDestruction() {
   RunReported(this, [this] { Stop(); });
   TLockComponent::BeforeDestruction();

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <tessalune/frame/runtime/QSFiles.h>
+#include <tessalune/frame/runtime/QSReports.h>
 #include <tessalune/frame/streams/QSStreamPins.h>
 #include <tessalune/frame/streams/QSValuePins.h>
 
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace tessalune {
 
@@ -27,7 +29,7 @@ namespace tessalune {
 // A file that cannot be opened: OnError, and EQSException unless it was handled (see
 // ReportCannotOpen). After a handled failure each further block tries again, up to the stop, and is
 // dropped if that fails too.
-class TQSLogger : public TLockComponent {
+class TQSLogger : public TLockComponent, public IFileUser, public ILossReport {
  public:
   explicit TQSLogger(TConstruct AConstruct);
   ~TQSLogger() override;
@@ -72,6 +74,10 @@ class TQSLogger : public TLockComponent {
   // was opened.
   std::int64_t Lost() const { return FLost; }
   bool IsOpen() const { return FIsOpen; }
+
+  // What a host asks of any component with a file.
+  std::vector<TUsedFile> UsedFiles() const override;
+  std::vector<TLoss> Losses() const override;
 
   // Writes one block outside a stream; opens the file if none is open.
   void Log(const TRef<IQSGenericBuffer>& ABuffer);

@@ -82,6 +82,32 @@ std::string TQSPlayer::ReadError() const {
   return Reason == 0 ? std::string() : std::generic_category().message(Reason);
 }
 
+void TQSPlayer::LimitBlock(std::int64_t ASamples) {
+  TQSCommonBaseRealGen::LimitBlock(ASamples);
+  FBlockLimit = ASamples;
+}
+
+std::vector<TLoss> TQSPlayer::Losses() const {
+  const std::int64_t Missed = Missing();
+  const std::string Reason = ReadError();
+  const std::string File = "the file \"" + FileName() + "\" ";
+  // A device tells no length, so an error may leave nothing to count.
+  const std::int64_t Amount = Missed > 0 || Reason.empty() ? Missed : 1;
+  return {{.Amount = Amount,
+           .Unit = "byte",
+           .Text = Reason.empty() ? File + "has become shorter while it was played; its end, " +
+                                        NumberText(Missed) + " bytes, did not come"
+                                  : File + "could not be read to its end: " + Reason}};
+}
+
+std::vector<TUsedFile> TQSPlayer::UsedFiles() const {
+  if (!Enabled()) return {};
+  return {{.Property = FileNameInfo.Name,
+           .FileName = FileName(),
+           .Way = TFileWay::Reads,
+           .Bytes = FPlayedBytes}};
+}
+
 // --- the stream ---
 
 TKLNotifyResult TQSPlayer::NotifyOutputPins(IKLNotifyOperation& AOperation) {
@@ -203,7 +229,7 @@ void TQSPlayer::TakeSampleSize() {
 // A file that grows while it is played has more than it had.
 void TQSPlayer::TakePosition() {
   if (FPlayedBytes > FFileBytes) {
-    FFileBytes = std::max(FPlayedBytes, FileSize(FFileHandle));
+    FFileBytes = std::max(FPlayedBytes.load(), FileSize(FFileHandle));
     TakeSampleSize();
   }
   FSample = FPlayedBytes / BytesPerSample();
@@ -231,7 +257,7 @@ bool TQSPlayer::Play(TQSLinearMemoryBuffer& ASignal, std::int64_t AWanted, bool&
   if (FSavedBufferSizes) {
     std::uint32_t Count = 0;
     if (!ReadCount(Count, ANeedsStop)) return false;
-    Wanted = Cut32(Count);
+    Wanted = std::min(Cut32(Count), std::min(FBlockLimit.Load(), LargestBlock) * BytesPerSample());
   }
   const bool Found = ReadBlock(ASignal, Wanted, ANeedsStop);
   TakePosition();

@@ -1,12 +1,17 @@
 #pragma once
 
 #include <tessalune/frame/runtime/QSFiles.h>
+#include <tessalune/frame/runtime/QSReports.h>
 #include <tessalune/frame/streams/QSCommonGen.h>
 #include <tessalune/frame/streams/QSValuePins.h>
 
 #include <array>
+#include <atomic>
 #include <cstdint>
+#include <limits>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace tessalune {
 
@@ -40,7 +45,7 @@ struct TEnumNames<TQSPlayerMode> {
 // At the end of the file with pmStop, the end of the stream is queued for the main thread; sinks
 // then get a stop, and OnStop fires. A file that cannot be opened fails the start: the stream has
 // been stopped when OnError fires, and EQSException follows unless it was handled.
-class TQSPlayer : public TQSCommonBaseRealGen {
+class TQSPlayer : public TQSCommonBaseRealGen, public IFileUser, public ILossReport {
  public:
   explicit TQSPlayer(TConstruct AConstruct);
   ~TQSPlayer() override;
@@ -88,6 +93,15 @@ class TQSPlayer : public TQSCommonBaseRealGen {
   std::int64_t CurrentSample() const { return FSample; }
   void SetCurrentSample(std::int64_t AValue);
 
+  // What a host asks of any source and any component with a file. The limit cuts blocks of a file
+  // with counts, too; what is left of a cut block is not sent.
+  void LimitBlock(std::int64_t ASamples) override;
+  bool EndsByItself() const override { return FMode == TQSPlayerMode::pmStop; }
+  std::optional<std::int64_t> Length() const override { return SamplesCount(); }
+  std::vector<TUsedFile> UsedFiles() const override;
+  // What the file did not give (see Missing and ReadError).
+  std::vector<TLoss> Losses() const override;
+
  protected:
   TKLNotifyResult NotifyOutputPins(IKLNotifyOperation& AOperation) override;
   bool GetCanStart() const override;
@@ -121,10 +135,11 @@ class TQSPlayer : public TQSCommonBaseRealGen {
   TField<std::int64_t> FSize;
   TField<std::int64_t> FSample;
   TField<std::int64_t> FMissing;
-  TField<std::int32_t> FReadError;  // the system's number, 0 if there is none
-  std::int64_t FFileBytes = 0;      // the file's length, as far as it is known
-  std::int64_t FPlayedBytes = 0;    // of samples, since the file's beginning
-  std::int32_t FSampleSize = 0;     // 0 without a sink
+  TField<std::int32_t> FReadError;            // the system's number, 0 if there is none
+  std::int64_t FFileBytes = 0;                // the file's length, as far as it is known
+  std::atomic<std::int64_t> FPlayedBytes{0};  // of samples, since the file's beginning
+  std::int32_t FSampleSize = 0;               // 0 without a sink
+  TField<std::int64_t> FBlockLimit{std::numeric_limits<std::int64_t>::max()};  // samples
   TEvent<TQSErrorEvent> FOnError;
   bool FStreamStarted = false;
   bool FEndQueued = false;

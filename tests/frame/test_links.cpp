@@ -178,16 +178,37 @@ TEST(AWaitForACall, GivesWayToACallThatNeedsWhatTheWaiterHolds) {
 
 // --- one start, one stop, the stop last ---
 
-TEST(AStop, WithoutAnythingBeforeItIsNotHeard) {
+TEST(AStop, IsHeardByThoseWhoHaveHeardOfTheStream) {
   TRealFeed Feed{TKLPinOwner()};
+  TRealRecorder Refuses;
   TRealRecorder Sink;
+  Refuses.OnOperation = [](IKLNotifyOperation& AOperation) {
+    if (IsStart(AOperation)) throw EQSException("no");
+  };
+  Feed.Connect(Refuses.Pin);
   Feed.Connect(Sink.Pin);
-  Feed.Notify(MakeRef<TKLStartPumpOperation>(nullptr));
+  EXPECT_EQ(Refusal([&] { SendStart(Feed, 1.0); }), "no");
   Feed.EndStop();
+  EXPECT_EQ(Refuses.Log(), (TLog{"start 1", "stop"}));
+  EXPECT_EQ(Sink.Log(), TLog{});
   SendBlock(Feed);
   Feed.EndStop();
-  Feed.EndStop();
   EXPECT_EQ(Sink.Log(), (TLog{"block", "stop"}));
+}
+
+TEST(AStopBeforeItsStartWasTold, IsNotHeard) {
+  const auto Gen = PumpedGen();
+  TRealRecorder Sink;
+  int Stops = 0;
+  Gen->SetOnStop([&](TObject&) { ++Stops; });
+  Gen->OutputPin().Connect(Sink.Pin);
+  {
+    const ILockSection Section = Gen->WriteLock();  // what is to be told waits for its end
+    Gen->Start();
+    Gen->Stop();
+  }
+  EXPECT_EQ(Sink.Log(), TLog{});
+  EXPECT_EQ(Stops, 1);
 }
 
 // What one thread does while another stands in the handler of a sink, in the operation that AHeld
@@ -410,7 +431,10 @@ TEST_P(APinListThatShrinks, RetiresItsPins) {
   TStand Stand;
   std::unique_ptr<TKLPinListOwner> List;
   bool SawItsPin = false;
-  List = std::make_unique<TKLPinListOwner>(*Owner, "InputPins", 2, 1, 4, [&] {
+  const TPropertyInfo<std::uint32_t> Row{
+      .Name = "InputPins", .Default = 2, .Bounds = Between(1U, 4U)};
+  const TKLPinOwner ListOwner(*Owner, MakeRef<IChangeNotifyLock>());
+  List = std::make_unique<TKLPinListOwner>(ListOwner, Row, [&] {
     return std::make_unique<TQSKLRealSinkPin>(
         TKLPinOwner(*Owner, MakeRef<IChangeNotifyLock>()),
         [&](TKLBasicPin& ASender, auto*, auto&, auto& AOperation, auto) {

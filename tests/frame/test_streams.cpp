@@ -47,6 +47,8 @@ TEST_F(TheClock, MakesUpForAStallOfASecondAndLeavesOutWhatIsFurtherBack) {
   Run(100, 1000.0);
   Clock->Advance(1s);
   EXPECT_EQ(Sink.Count("block"), 11U) << "one at once, ten made up for";
+  EXPECT_DOUBLE_EQ(Gen->ClockLag().Greatest, 0.8);
+  EXPECT_EQ(Gen->ClockLag().SkippedBlocks, 0);
   Clock->Advance(10s);
   // The block for which the thread slept, late, and the one from which the deadlines count anew.
   EXPECT_EQ(Sink.Count("block"), 13U);
@@ -54,6 +56,11 @@ TEST_F(TheClock, MakesUpForAStallOfASecondAndLeavesOutWhatIsFurtherBack) {
   EXPECT_EQ(Sink.Count("block"), 13U);
   Clock->Advance(1ms);
   EXPECT_EQ(Sink.Count("block"), 14U);
+  const TClockLag Lag = Gen->ClockLag();
+  EXPECT_DOUBLE_EQ(Lag.Greatest, 9.8);
+  EXPECT_DOUBLE_EQ(Lag.GreatestAt, 11.0);
+  EXPECT_DOUBLE_EQ(Lag.Skipped, 9.8);
+  EXPECT_EQ(Lag.SkippedBlocks, 98);
 }
 
 TEST_F(TheClock, FollowsAChangeOfThePeriod) {

@@ -5,7 +5,9 @@
 #include <tests/host/Files.h>
 
 #include <sndfile.h>
+#include <sys/file.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <functional>
@@ -95,7 +97,7 @@ TEST_P(EveryType, ComesBackWithCounts) {
            Count(Head) + Case.Log.substr(0, Head) + Count(0) + Count(Rest) + Case.Log.substr(Head));
   const auto WithCounts = [&](TConvertOptions& AOptions) {
     AOptions.Type = Case.Type;
-    AOptions.HasCounts = true;
+    AOptions.FromCounts = AOptions.ToCounts = true;
     AOptions.BlockSize = 3;
   };
   Convert("a.bin", "a.csv", WithCounts);
@@ -198,6 +200,75 @@ TEST_F(ConvertFiles, TablesAreReadAsPeopleWriteThem) {
   }
 }
 
+// From log to log: counts come and go, types change, a part is taken, forwards and over records.
+TEST_F(ConvertFiles, LogsToLogs) {
+  const auto Plain = [](std::vector<double> ASamples) { return Bytes(ASamples); };
+  const std::string Counted = Count(24) + Plain({0, 1, 2}) + Count(0) + Count(16) + Plain({3, 4.5});
+  struct TCase {
+    std::string Log;
+    std::function<void(TConvertOptions&)> Change;
+    std::string Result;
+  };
+  for (const TCase& Case : {
+           TCase{Plain({0, 1, 2, 3, 4.5}),
+                 [](auto& AOptions) { AOptions.ToCounts = true, AOptions.BlockSize = 4; },
+                 Count(32) + Plain({0, 1, 2, 3}) + Count(8) + Plain({4.5})},
+           TCase{Counted, [](auto& AOptions) { AOptions.FromCounts = true; },
+                 Plain({0, 1, 2, 3, 4.5})},
+           TCase{Counted,
+                 [](auto& AOptions) {
+                   AOptions.FromCounts = true;
+                   AOptions.FromSample = 2;
+                   AOptions.Samples = 2;
+                 },
+                 Plain({2, 3})},
+           TCase{Plain({0, 1, 2, 3, 4.5}), [](auto& AOptions) { AOptions.FromSample = 4; },
+                 Plain({4.5})},
+           TCase{Plain({-1, 7, 2.5}),
+                 [](auto& AOptions) { AOptions.ToType = TSampleType::Unsigned; },
+                 Bytes<std::uint32_t>({0, 7, 2})},
+           TCase{Plain({1, 2, 3, 4}),
+                 [](auto& AOptions) {
+                   AOptions.Type = TSampleType::Complex;
+                   AOptions.FromSample = 1;
+                 },
+                 Plain({3, 4})},
+       }) {
+    WriteLog("a.bin", Case.Log);
+    Convert("a.bin", "b.bin", Case.Change);
+    EXPECT_EQ(Read("b.bin"), Case.Result);
+  }
+  Convert("a.bin", "a.csv");
+  for (const char* Name : {"a.bin", "a.csv"}) {
+    EXPECT_NE(Refusal(Name, "x.bin", [](auto& AOptions) { AOptions.FromSample = 5; })
+                  .find("there is no sample 5"),
+              std::string::npos);
+    const auto Short = Convert(Name, "b.bin", [](auto& AOptions) { AOptions.Samples = 9; });
+    ASSERT_EQ(Short.Remarks.size(), 1U);
+    EXPECT_NE(Short.Remarks[0].find("no more than 4 samples of the 9"), std::string::npos);
+  }
+  const auto Wider = [](auto& AOptions) { AOptions.ToType = TSampleType::Complex; };
+  EXPECT_NE(Refusal("a.bin", "x.bin", Wider).find("go by a table"), std::string::npos);
+  EXPECT_NE(Refusal("a.bin", "x.csv", Wider).find("--to-type"), std::string::npos);
+}
+
+// What a process that was killed has left goes; what another one is writing, and what only looks
+// like it, stays.
+TEST_F(ConvertFiles, WhatWasLeftBehindGoes) {
+  WriteLog("a.bin", Bytes<double>({1}));
+  for (const char* Name :
+       {"a.csv.part1", "a.csv.part99999999", "a.csv.partial", "a.csv.part", "b.csv.part1"}) {
+    WriteLog(Name, "left");
+  }
+  TInputFile Held(FFolder / "a.csv.part1");
+  ASSERT_EQ(flock(Held.SeekableHandle(), LOCK_EX), 0);
+  Convert("a.bin", "a.csv");
+  auto Names = FFolder.Names();
+  std::sort(Names.begin(), Names.end());
+  EXPECT_EQ(Names, (std::vector<std::string>{"a.bin", "a.csv", "a.csv.part", "a.csv.part1",
+                                             "a.csv.partial", "b.csv.part1"}));
+}
+
 // A log that was cut: whole samples are kept, what is left out is told; a count that claims more
 // than there is refuses the file.
 TEST_F(ConvertFiles, CutLogs) {
@@ -220,7 +291,7 @@ TEST_F(ConvertFiles, CutLogs) {
         TCase{Count(16) + Two + Count(UINT32_MAX) + Two, true, "",
               "the record at byte 20 claims 4294967295 bytes, but only 16 follow"}}) {
     WriteLog("a.bin", Case.Log);
-    const auto WithCounts = [&](auto& AOptions) { AOptions.HasCounts = Case.HasCounts; };
+    const auto WithCounts = [&](auto& AOptions) { AOptions.FromCounts = Case.HasCounts; };
     if (*Case.Table == '\0') {
       const std::string Message = Refusal("a.bin", "x.csv", WithCounts);
       EXPECT_NE(Message.find(Case.Message), std::string::npos) << Message;
@@ -262,8 +333,8 @@ TEST_F(ConvertFiles, RefusalsNameWhatWouldDo) {
         TCase{"folder.csv", "x.bin", "Is a directory"},
         TCase{"a.bin", "folder.csv", "it is a folder"},
         TCase{"a.bin", "absent/x.csv", "No such file"},
-        TCase{"a.bin", "b.bin", "both files are logs"}, TCase{"a.bin", "x.mp9", "the option --to"},
-        TCase{"not.wav", "x.bin", "no audio file"},
+        TCase{"a.bin", "b.bin", "both files are logs, and nothing is to change"},
+        TCase{"a.bin", "x.mp9", "the option --to"}, TCase{"not.wav", "x.bin", "no audio file"},
         TCase{"a.bin", "x.wav", "give it with --rate HZ"}}) {
     const std::string Message = Refusal(Case.In, Case.Out);
     EXPECT_NE(Message.find(Case.Message), std::string::npos) << Message;

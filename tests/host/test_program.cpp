@@ -180,6 +180,39 @@ TEST_F(Program, TellsADiskThatIsFull) {
   for (const std::string& Name : FFolder.Names()) EXPECT_NE(Name.substr(0, 2), "x.") << Name;
 }
 
+// Whole conversions through pipes; in the end the same samples, and nothing but them on the output.
+TEST_F(Program, ConvertsThroughPipes) {
+  std::vector<double> Samples(50000);
+  for (std::size_t I = 0; I < Samples.size(); ++I) Samples[I] = static_cast<double>(I % 1000);
+  WriteFile(FFolder / "a.bin", Bytes(Samples));
+  for (const std::string Form : {"log", "csv", "wav", "flac"}) {
+    const TOutcome Outcome = Run(
+        "convert - - -q --from log --to-counts --rate 8000 --to " + Form +
+        " < a.bin | '" PROGRAM "' convert - - -q --from-counts --from-sample 10 --to log --from " +
+        Form);
+    EXPECT_EQ(Outcome.Code, 0) << Form << Outcome.Errors;
+    EXPECT_TRUE(Outcome.Output == Bytes(Samples).substr(80)) << Form << Outcome.Errors;
+  }
+  // Streams that end where a file would be found to end, too.
+  struct TCase {
+    const char* Bytes;
+    const char* Options;
+    int Code;
+    const char* Message;
+  };
+  for (const TCase& Case :
+       {TCase{"abc", "--from log", 0, "the last 3 bytes left out: the file ends inside a sample"},
+        TCase{"", "--from log", 0, "the standard input is empty"},
+        TCase{"\\010", "--from log --from-counts", 0, "the last 1 byte left out"},
+        TCase{"\\010\\0\\0\\0abc", "--from log --from-counts", 1, "but only 3 follow"},
+        TCase{"", "", 1, "give the option --from"}}) {
+    const TOutcome Outcome = Run(std::string("convert - x.csv ") + Case.Options,
+                                 "printf '" + std::string(Case.Bytes) + "' |");
+    EXPECT_EQ(Outcome.Code, Case.Code) << Outcome.Errors;
+    EXPECT_NE(Outcome.Errors.find(Case.Message), std::string::npos) << Outcome.Errors;
+  }
+}
+
 TEST_F(Program, ToldMistakesHavePlaceAndNameAndNothingRuns) {
   WriteFile(
       FFolder / "bad.json",
@@ -213,7 +246,8 @@ TEST_F(Program, ToldMistakesHavePlaceAndNameAndNothingRuns) {
 TEST_F(Program, WrongCommandLinesAreMistakes) {
   for (const char* Arguments :
        {"", "fly", "run", "run absent.json", "run --samples 0 x.json", "run --seconds nan x.json",
-        "describe TQSAb", "convert a.bin b.wav --type rael", "list --nothing"}) {
+        "run --seconds 1e999 x.json", "describe TQSAb", "convert a.bin b.wav --type rael",
+        "list --nothing"}) {
     const TOutcome Outcome = Run(Arguments);
     EXPECT_EQ(Outcome.Code, 2) << Arguments;
     EXPECT_NE(Outcome.Errors, "") << Arguments;

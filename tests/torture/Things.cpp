@@ -388,11 +388,9 @@ class TGroup : public TLockComponent {
   TKLRealSourcePin Value{{*this, FLock}};
   TKLInt64TimeRangedStatePin State{{*this, FLock}, [this](std::int64_t) { World().Handle(Place); }};
   TKLPinListOwner Inputs{
-      *this, "Inputs",
-      0,     0,
-      4,     [this] {
-                           return NewInput<TQSKLRealSinkPin>("list input", Place,
-                                                             {*this, FLock}); }};
+      {*this, FLock}, {.Name = "Inputs", .Default = 1, .Bounds = Between(1U, 4U)}, [this] {
+        return NewInput<TQSKLRealSinkPin>("list input", Place, {*this, FLock});
+      }};
 };
 
 class TGroupThing : public TThing {
@@ -419,7 +417,7 @@ class TGroupThing : public TThing {
     try {
       if (ADeed == TDeed::List) {
         List();
-      } else if (FGroup->Inputs.Count() > 0) {
+      } else {
         static_cast<TQSKLRealSinkPin&>(AnyInput()).MasterPump(*FGroup);
       }
     } catch (...) {
@@ -433,7 +431,7 @@ class TGroupThing : public TThing {
   TKLPin& AnyInput() { return FGroup->Inputs[Chance().Below(FGroup->Inputs.Count())]; }
 
   void List() {
-    const std::size_t Count = Chance().Below(5);
+    const auto Count = static_cast<std::uint32_t>(1 + Chance().Below(4));
     TSilence Silence(Place.Ground);
     for (std::size_t I = Count; I < FGroup->Inputs.Count(); ++I) Silence.Watch(FGroup->Inputs[I]);
     FGroup->Inputs.SetCount(Count);

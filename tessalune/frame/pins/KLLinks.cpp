@@ -74,7 +74,7 @@ TKLNotifyResult TKLLink::Tell(const TKLStream& AStream, TKLNotifyState AState) c
   } while (!FHeard.compare_exchange_weak(
       Before, AStream.Serial << SerialShift | (Starts ? HeardStart : HeardNothing)));
   const bool MissedStop = AStream.LastStop > Before >> SerialShift && (Before & HeardStart) != 0;
-  const bool Ends = Starts ? MissedStop : (Before & HeardMask) != HeardNothing;
+  const bool Ends = Starts ? MissedStop : AStream.IsLone || (Before & HeardMask) != HeardNothing;
   TKLNotifyResult Result;
   std::exception_ptr Error;
   if (Ends) {

@@ -37,6 +37,7 @@ struct TKLStream {
   TRef<IKLNotifyOperation> Start;
   std::uint64_t Serial = 0;    // of the last of them
   std::uint64_t LastStop = 0;  // of the last stop
+  bool IsLone = false;         // a stop that was sent while no stream ran: passed on as it is
 };
 
 // An operation in the form of a link, where a pin carries several.
@@ -61,7 +62,7 @@ class TKLLink final : public IInterface {
   // The type in force; changes when links elsewhere narrow what the pins can carry.
   mutable std::atomic<const TKLDataType*> Type;
   const TKLDataType* const Wanted;  // the one that Connect was given; null if none
-  bool IsOff = false;  // under the topology's guard
+  bool IsOff = false;               // under the topology's guard
 
   TKLBasicPin& Other(const TKLBasicPin& APin) const { return &APin == &Source ? Sink : Source; }
 
@@ -70,8 +71,8 @@ class TKLLink final : public IInterface {
   void Open();
   void Shut();
 
-  // Tells the sink what AStream has come to, unless it knows; as a call into the sink. A stop goes
-  // only to a sink that has heard something.
+  // Tells the sink what AStream has come to, unless it knows; as a call into the sink. The stop of
+  // a stream goes only to a sink that has heard of it.
   TKLNotifyResult Tell(const TKLStream& AStream, TKLNotifyState AState) const;
   // Notes what is sent down the link beside starts and stops: behind data or ticks a stop will have
   // to follow, also without a start.

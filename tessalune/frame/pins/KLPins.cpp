@@ -38,7 +38,7 @@ TKLBasicPin::~TKLBasicPin() {
     const TKLTopology::TGuard Topology;
     FOwner.Component->RemovePart(*this);
   } else {
-    FGate->Close(TWaitKind::Pin, [Kept = FEvent] {});
+    FGate->Close(TWaitKind::Host, [Kept = FEvent] {});
   }
   FLinks->Abandon();
 }
@@ -105,7 +105,7 @@ bool TKLBasicPin::RemoveLinks(const TKLBasicPin* AOther) {
     // Those that another thread is taking off are waited for as well.
     Links = TKLTopology::Leaving(*this, IsMeant);
   }
-  const auto Kind = Owner() != nullptr ? TWaitKind::Calls : TWaitKind::Pin;
+  const auto Kind = Owner() != nullptr ? TWaitKind::Calls : TWaitKind::Host;
   bool AllGone = true;
   std::exception_ptr Error;
   for (const TRef<TKLLink>& Link : Links) {
@@ -141,7 +141,7 @@ const TKLDataType* TKLBasicPin::LinkType(const TKLBasicPin& AOther) const {
 
 TKLDataTypes TKLBasicPin::TypeChoice(const TKLBasicPin& AOther) const {
   const TKLTopology::TGuard Guard;
-  const TLinkReader Reader(*this);
+  const TKLLinkList::TReader Reader(*FLinks);
   for (const TRef<TKLLink>& Link : Reader.Links) {
     if (&Link->Other(*this) == &AOther) return TKLTopology::TypeChoice(*Link);
   }
@@ -202,10 +202,13 @@ std::optional<TKLStream> TKLBasicPin::Sending(IKLNotifyOperation& AOperation) {
   const bool IsStart = AOperation.IsType<TKLStartOperation>();
   if (!IsStart && !AOperation.IsType<TKLStopOperation>()) return std::nullopt;
   const std::lock_guard Guard(FStreamMutex);
+  const bool IsLone = !IsStart && FStream.Start == nullptr;
   FStream.Start = IsStart ? TRef<IKLNotifyOperation>(&AOperation) : nullptr;
   ++FStream.Serial;
   if (!IsStart) FStream.LastStop = FStream.Serial;
-  return FStream;
+  TKLStream Sent = FStream;
+  Sent.IsLone = IsLone;
+  return Sent;
 }
 
 TKLStream TKLBasicPin::Stream() const {

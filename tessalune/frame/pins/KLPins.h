@@ -112,8 +112,8 @@ class TKLBasicPin : private TComponentPart {
   // Hands the operation across all links, on this thread, and returns the handlers' results
   // together. What a handler throws leaves through here, and the links behind it are not served;
   // only a stop reaches all of them first, so that every stream that was begun is ended.
-  // A start and a stop are told to each link once, in the order in which they were sent; a stop
-  // only to a link that has heard something.
+  // A start and a stop are told to each link once, in the order in which they were sent, the stop
+  // of a stream only to links that have heard of it.
   TKLNotifyResult Notify(IKLNotifyOperation& AOperation);
   TKLNotifyResult Notify(const TRef<IKLNotifyOperation>& AOperation) { return Notify(*AOperation); }
 

@@ -44,7 +44,7 @@ enum class TWaitKind : std::uint8_t {
   Turn,   // for what has to be told first; gives way by telling out of turn
   Calls,  // for calls in what ends or goes; gives way by letting its end be told when they leave
   Lock,   // for a component's lock; gives way by an EQSException
-  Pin,    // for calls in a pin of a host's own, whose memory cannot wait; as Calls
+  Host,   // for calls in a handler of a host's own that ends and cannot wait; as Calls
 };
 
 // A door that calls enter and that knows how many are inside. Each component has one, for all that

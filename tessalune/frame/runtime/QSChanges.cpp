@@ -12,7 +12,7 @@ void TListening::Stop() {
   const TRef<TEntry> Entry = std::exchange(FEntry, nullptr);
   if (!Entry) return;
   Changes->Remove(Entry);
-  Entry->Gate->Close([Entry] {});
+  Entry->Gate->Close(TWaitKind::Host, [Entry] {});
 }
 
 TPropertyChanges::TPropertyChanges(TComponent& AOwner, TRef<TCallGate> AGate)

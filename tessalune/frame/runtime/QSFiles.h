@@ -1,9 +1,12 @@
 // File calls: plain, unbuffered, with 64-bit positions. File names are UTF-8.
 #pragma once
 
+#include <tessalune/frame/runtime/QSException.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 namespace tessalune {
 
@@ -28,5 +31,17 @@ std::int64_t FilePosition(TFileHandle AFile);  // -1 for what has none
 // In bytes; 0 for what has no length.
 std::int64_t FileSize(TFileHandle AFile);
 void FileClose(TFileHandle AFile);
+
+// A file that could not be opened. what() has the fixed form "%s - %u - %x" of message and code,
+// the last in capital digits; Detail says whose file it is and what the system gave as the reason.
+class EQSFileException final : public EQSException {
+ public:
+  EQSFileException(const std::string& AText, std::string ADetail)
+      : EQSException(AText), FDetail(std::move(ADetail)) {}
+  const std::string& Detail() const { return FDetail; }
+
+ private:
+  std::string FDetail;
+};
 
 }  // namespace tessalune

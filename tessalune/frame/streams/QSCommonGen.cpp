@@ -40,9 +40,10 @@ constexpr TPropertyInfo<std::int32_t> BufferSizeInfo{.Name = "BufferSize",
 // base moves when the period changes or when the clock was too far behind.
 class TDeadlines {
  public:
-  explicit TDeadlines(TClockTime ANow) : FBase(ANow) {}
+  explicit TDeadlines(TClockTime ANow) : FStart(ANow), FBase(ANow) {}
 
-  TClockTime Next(double APeriod, TClockTime ANow) {
+  // Notes in ALag how late the next block is.
+  TClockTime Next(double APeriod, TClockTime ANow, TClockLag& ALag) {
     constexpr TClockTime MostBehind = std::chrono::seconds(1);
     if (APeriod != FPeriod) {
       FBase = At(FCount);
@@ -50,7 +51,14 @@ class TDeadlines {
       FPeriod = APeriod;
     }
     ++FCount;
+    const double Behind = Seconds(ANow - At(FCount));
+    if (Behind > ALag.Greatest) {
+      ALag.Greatest = Behind;
+      ALag.GreatestAt = Seconds(ANow - FStart);
+    }
     if (At(FCount) + MostBehind < ANow) {
+      ALag.Skipped += Behind;
+      ALag.SkippedBlocks += static_cast<std::int64_t>(Behind / FPeriod);
       FBase = ANow;
       FCount = 0;
     }
@@ -65,6 +73,9 @@ class TDeadlines {
     return FBase + TClockTime(std::llround(std::min(Nanoseconds, Farthest)));
   }
 
+  static double Seconds(TClockTime ATime) { return std::chrono::duration<double>(ATime).count(); }
+
+  const TClockTime FStart;
   TClockTime FBase;
   std::int64_t FCount = 0;
   double FPeriod = 0.0;
@@ -72,12 +83,34 @@ class TDeadlines {
 
 }  // namespace
 
+// What a clock thread notes and any thread may read, also when the clock has ended.
+class TQSBasicCommonGen::TClockBook final : public IInterface {
+ public:
+  void Set(const TClockLag& ALag) {
+    const std::lock_guard Lock(FMutex);
+    FLag = ALag;
+  }
+  TClockLag Lag() const {
+    const std::lock_guard Lock(FMutex);
+    return FLag;
+  }
+
+ private:
+  mutable std::mutex FMutex;
+  TClockLag FLag;
+};
+
 // The generator's own clock. It calls into the generator through its gate, so it finds the gate
 // closed when the generator has ended.
 class TQSBasicCommonGen::TClockThread final : public IThread {
  public:
-  TClockThread(TQSBasicCommonGen& AGen, TStream AStream, TRef<IClock> AClock)
-      : FGen(AGen), FStream(AStream), FGate(&AGen.Gate()), FClock(std::move(AClock)) {}
+  TClockThread(TQSBasicCommonGen& AGen, TStream AStream, TRef<IClock> AClock,
+               TRef<TClockBook> ABook)
+      : FGen(AGen),
+        FStream(AStream),
+        FGate(&AGen.Gate()),
+        FClock(std::move(AClock)),
+        FBook(std::move(ABook)) {}
 
   void Launch() {
     FClock->Attach();
@@ -97,10 +130,13 @@ class TQSBasicCommonGen::TClockThread final : public IThread {
  private:
   void Run() {
     TDeadlines Deadlines(FClock->Now());
+    TClockLag Lag;
     while (!FEnded) {
       const double Period = MakeBlock();
       if (FEnded || !(Period > 0.0)) break;
-      FClock->WaitUntil(Deadlines.Next(Period, FClock->Now()), FWaker);
+      const TClockTime Deadline = Deadlines.Next(Period, FClock->Now(), Lag);
+      FBook->Set(Lag);
+      FClock->WaitUntil(Deadline, FWaker);
     }
     FClock->Detach();
   }
@@ -122,6 +158,7 @@ class TQSBasicCommonGen::TClockThread final : public IThread {
   const TStream FStream;
   const TRef<TCallGate> FGate;
   const TRef<IClock> FClock;
+  const TRef<TClockBook> FBook;
   TWaker FWaker;
   std::atomic<bool> FEnded{false};
 };
@@ -199,7 +236,7 @@ bool TQSBasicCommonGen::OnStream(TStream AStream, const std::function<void()>& A
 void TQSBasicCommonGen::TellStart(TStream AStream) {
   try {
     OnStream(AStream, [this] { IntStartStream(); });
-    if (!OnStream(AStream)) return;
+    if (!OnStream(AStream, [this, AStream] { FSentStream = AStream; })) return;
     NotifyOutputPins(*MakeRef<TKLStartSampleRateOperation>(GetSampleRate()));
     if (!OnStream(AStream, [this] { FIsTold = true; })) return;
     TObject* const Pump = RequestPump();
@@ -232,10 +269,17 @@ void TQSBasicCommonGen::StartPump() {
 
 void TQSBasicCommonGen::StartClock(TStream AStream) {
   if (!FIsPump || FExternal) return;
-  auto Thread = MakeRef<TClockThread>(*this, AStream, FTimeSource);
+  auto Book = MakeRef<TClockBook>();
+  auto Thread = MakeRef<TClockThread>(*this, AStream, FTimeSource, Book);
   const std::lock_guard Lock(FClockGenMutex);
+  FClockBook = std::move(Book);
   FClockGen = Thread;
   Thread->Launch();
+}
+
+TClockLag TQSBasicCommonGen::ClockLag() const {
+  const std::lock_guard Lock(FClockGenMutex);
+  return FClockBook ? FClockBook->Lag() : TClockLag();
 }
 
 void TQSBasicCommonGen::StopPump() {
@@ -288,8 +332,8 @@ void TQSBasicCommonGen::StreamStop() {
   StopPump();
 }
 
-void TQSBasicCommonGen::PostStop() {
-  NotifyOutputPins(*MakeRef<TKLStopOperation>());
+void TQSBasicCommonGen::PostStop(TStream AStream) {
+  if (FSentStream == AStream) NotifyOutputPins(*MakeRef<TKLStopOperation>());
   FireStop();
 }
 
@@ -437,6 +481,13 @@ bool TQSCommonGen::MakeBlockOnCredit(std::int32_t AMade) {
   return true;
 }
 
+std::vector<std::string> TQSCommonGen::Remarks() const {
+  if (Dropped() == 0.0) return {};
+  return {"a tick asked for more than " + NumberText(MostBlocksPerTick) + " blocks; " +
+          NumberText(Dropped()) +
+          " samples were left out; look at the rates of what ticks and of what is ticked"};
+}
+
 // --- TQSCommonBufferGen ---
 
 const TPublishedTable& TQSCommonBufferGen::Published() {
@@ -451,6 +502,10 @@ const TPublishedTable& TQSCommonBufferGen::Published() {
 
 void TQSCommonBufferGen::SetBufferSize(std::int32_t AValue) {
   NotifySetter(BufferSizeInfo, FBufferSize, AValue);
+}
+
+void TQSCommonBufferGen::LimitBlock(std::int64_t ASamples) {
+  if (ASamples < FBufferSize) SetBufferSize(static_cast<std::int32_t>(ASamples));
 }
 
 void TQSCommonBufferGen::RefuseMemory(std::int64_t ABytes, std::string_view AAdvice) const {

@@ -26,7 +26,9 @@
 #pragma once
 
 #include <tessalune/frame/runtime/QSClock.h>
+#include <tessalune/frame/runtime/QSReports.h>
 #include <tessalune/frame/runtime/QSThread.h>
+#include <tessalune/frame/streams/QSPumpable.h>
 #include <tessalune/frame/streams/QSStreamPins.h>
 
 #include <array>
@@ -37,18 +39,7 @@
 
 namespace tessalune {
 
-// What drives a generator that is its own pump; in order from 0.
-enum class TQSClockSource : std::uint8_t {
-  csAuto,      // csExternal if ClockInputPin has a link when the stream starts, else csInternal
-  csInternal,  // its own clock thread
-  csExternal,  // ticks on ClockInputPin, or calls of Pump
-};
-template <>
-struct TEnumNames<TQSClockSource> {
-  static constexpr std::array<std::string_view, 3> Names{"csAuto", "csInternal", "csExternal"};
-};
-
-class TQSBasicCommonGen : public TLockComponent {
+class TQSBasicCommonGen : public TLockComponent, public IPumpable {
  public:
   explicit TQSBasicCommonGen(TConstruct AConstruct);
   ~TQSBasicCommonGen() override;
@@ -57,13 +48,13 @@ class TQSBasicCommonGen : public TLockComponent {
 
   // Starts the stream, unless one runs or the generator is disabled. What prevents it (a file that
   // cannot be opened, here or downstream) is an EQSException; no stream runs then.
-  void Start();
+  void Start() final;
   // Ends the stream; nothing if none runs.
-  void Stop();
+  void Stop() final;
   // Makes one block now, on this thread; for a host that pumps (with csExternal). True if the
   // stream still runs afterwards.
-  bool Pump();
-  bool IsRunning() const { return FIsRunning; }
+  bool Pump() final;
+  bool IsRunning() const final { return FIsRunning; }
 
   // Ticks that drive the generator at csExternal or csAuto. A tick makes one block; one with a
   // count of samples (a block, a single value) makes as many blocks as its time holds, at the rates
@@ -74,21 +65,26 @@ class TQSBasicCommonGen : public TLockComponent {
   // counts it. Setters and stops of other threads get in between the blocks of a tick; a stop ends
   // them.
   TKLClockMultiSinkPin& ClockInputPin() { return FClockInputPin; }
+  TKLBasicPin* TickPin() final { return &FClockInputPin; }
 
   // While false, Start does nothing and a running stream pauses: it makes no blocks. Default true.
-  bool Enabled() const { return FEnabled; }
-  void SetEnabled(bool AValue);
+  bool Enabled() const final { return FEnabled; }
+  void SetEnabled(bool AValue) final;
 
   // The priority of the generator's own claim to pump; default 0.
   std::uint32_t PumpPriority() const { return FPumpPriority; }
   void SetPumpPriority(std::uint32_t AValue);
 
   // Default csAuto; takes effect at the next start.
-  TQSClockSource ClockSource() const { return FClockSource; }
-  void SetClockSource(TQSClockSource AValue);
+  TQSClockSource ClockSource() const final { return FClockSource; }
+  void SetClockSource(TQSClockSource AValue) final;
+  // How the clock thread kept its deadlines, since the start.
+  TClockLag ClockLag() const final;
 
   // The stream has ended and its sinks know. Fires on the thread that ended it.
-  void SetOnStop(TNotifyEvent AHandler) { NotifySetter("OnStop", FOnStop, std::move(AHandler)); }
+  void SetOnStop(TNotifyEvent AHandler) final {
+    NotifySetter("OnStop", FOnStop, std::move(AHandler));
+  }
 
   // Where the clock thread takes the time from; the machine's clock if none is set. Set it while
   // no stream runs.
@@ -126,14 +122,15 @@ class TQSBasicCommonGen : public TLockComponent {
 
   void MasterPump(TObject* APump, std::uint32_t AOperationID);
   void StopPump();
-  // Tells the sinks and the host that the stream has ended, outside the lock.
-  void PostStop();
   void FireStop() { FireEvent(FOnStop); }
   bool ClockIsExternal() const;
 
   // The number of a stream. Who works for one stream keeps its number and acts, inside the lock, by
   // OnStream or EndStream only.
   using TStream = std::uint64_t;
+  // Tells the sinks, if they have heard of the stream, and the host that it has ended; outside the
+  // lock.
+  void PostStop(TStream AStream);
   // The stream that runs, or the last; inside the lock.
   TStream Stream() const { return FStream; }
   // Runs AStep inside the lock if AStream still runs; false if not.
@@ -141,7 +138,7 @@ class TQSBasicCommonGen : public TLockComponent {
   // Ends AStream if it still runs, and tells that by ATell, outside the lock and in its turn.
   void EndStream(TStream AStream, std::function<void()> ATell);
   void EndStream(TStream AStream) {
-    EndStream(AStream, [this] { PostStop(); });
+    EndStream(AStream, [this, AStream] { PostStop(AStream); });
   }
   // The event for the clock pin and the output pins.
   TKLNotifyEvent DispatchEvent();
@@ -153,6 +150,7 @@ class TQSBasicCommonGen : public TLockComponent {
 
  private:
   class TClockThread;
+  class TClockBook;
   TKLNotifyResult ClockDispatch(IKLNotifyOperation& AOperation);
   void StartClock(TStream AStream);
   void StopOrForward();
@@ -182,6 +180,7 @@ class TQSBasicCommonGen : public TLockComponent {
   std::atomic<bool> FIsRunning{false};
   bool FIsTold = false;
   TStream FStream = 0;
+  TField<TStream> FSentStream;  // whose start was sent last
   const TRef<TTurns> FTurns = MakeRef<TTurns>();
   std::atomic<int> FStopsToTell{0};  // stops in their turns, waiting or being told
 
@@ -194,11 +193,12 @@ class TQSBasicCommonGen : public TLockComponent {
   TField<std::uint32_t> FPumpPriority;
   TEvent<TNotifyEvent> FOnStop;
   TRef<IClock> FTimeSource;
-  std::mutex FClockGenMutex;
+  mutable std::mutex FClockGenMutex;
   TRef<TClockThread> FClockGen;
+  TRef<TClockBook> FClockBook;  // of the clock that runs or ran last
 };
 
-class TQSCommonGen : public TQSBasicCommonGen {
+class TQSCommonGen : public TQSBasicCommonGen, public IRemarks {
  public:
   using TQSBasicCommonGen::TQSBasicCommonGen;
   static const TPublishedTable& Published();
@@ -206,13 +206,14 @@ class TQSCommonGen : public TQSBasicCommonGen {
 
   // In Hz, above 0; default 44100. In a running stream the generator and its clock follow at the
   // next block; components downstream learn of a rate only at a start.
-  double SampleRate() const { return FSampleRate; }
+  double SampleRate() const final { return FSampleRate; }
   void SetSampleRate(double AValue);
 
   // The most blocks that one tick makes.
   static constexpr std::int32_t MostBlocksPerTick = 65536;
   // Samples that ticks have asked for beyond that, since the stream began.
   double Dropped() const { return FDropped; }
+  std::vector<std::string> Remarks() const override;
 
  protected:
   TObject* RequestPump() override;
@@ -241,8 +242,10 @@ class TQSCommonBufferGen : public TQSCommonGen {
 
   // Samples a block, from 1 to 2^26 (blocks of 512 MiB of real samples); default 1024. Takes effect
   // at the next block. Memory that is not to be had fails the block with an EQSException.
-  std::int32_t BufferSize() const { return FBufferSize; }
+  std::int32_t BufferSize() const final { return FBufferSize; }
   void SetBufferSize(std::int32_t AValue);
+  // Sets BufferSize down where it is larger.
+  void LimitBlock(std::int64_t ASamples) override;
 
   // The stream has begun and its sinks know. Fires on the thread that started it.
   void SetOnStart(TNotifyEvent AHandler) { NotifySetter("OnStart", FOnStart, std::move(AHandler)); }

@@ -1,0 +1,192 @@
+#include "Sources.h"
+
+#include <host/GraphWalk.h>
+
+#include <tessalune/frame/runtime/QSMainThread.h>
+
+#include <algorithm>
+#include <cmath>
+#include <queue>
+#include <utility>
+
+namespace tessalune::host {
+
+TSources::TSources(const TGraph& AGraph, const TRunSettings& ASettings,
+                   const std::function<bool()>& AMustEnd, std::shared_ptr<TWakeUp> AWakeUp)
+    : FMustEnd(AMustEnd), FWakeUp(std::move(AWakeUp)) {
+  for (TComponent* Component : AGraph.Components()) {
+    if (dynamic_cast<IPumpable*>(Component) != nullptr) Add(*Component, ASettings);
+  }
+  FindTickers();
+}
+
+std::optional<std::int64_t> TSources::LimitOf(const IPumpable& AGen,
+                                              const TRunSettings& ASettings) const {
+  std::optional<std::int64_t> Limit = ASettings.Samples;
+  if (ASettings.Seconds) {
+    const double Samples = std::max(1.0, std::round(*ASettings.Seconds * AGen.SampleRate()));
+    const auto Whole =
+        Samples < 0x1p62 ? static_cast<std::int64_t>(Samples) : std::int64_t{1} << 62;
+    Limit = Limit ? std::min(*Limit, Whole) : Whole;
+  }
+  return Limit;
+}
+
+void TSources::Add(TComponent& AComponent, const TRunSettings& ASettings) {
+  auto& Gen = dynamic_cast<IPumpable&>(AComponent);
+  if (LinkedOutput(AComponent) == nullptr) {
+    // The start of what ticks it would start it all the same.
+    Gen.SetEnabled(false);
+    return;
+  }
+  const auto Drive = LinkedTicks(Gen) != nullptr ? TSource::TDrive::Ticks
+                     : ASettings.Realtime        ? TSource::TDrive::OwnClock
+                                                 : TSource::TDrive::Pumped;
+  FSources.push_back(std::make_unique<TSource>(
+      AComponent, TSource::TSettings{Drive, LimitOf(Gen, ASettings), FMustEnd, FWakeUp}));
+}
+
+void TSources::FindTickers() {
+  for (const auto& Source : FSources) {
+    const TKLBasicPin* Ticks = LinkedTicks(Source->Gen());
+    if (Source->Drive() != TSource::TDrive::Ticks || Ticks == nullptr) continue;
+    const TOrigins Origins = OriginsOf(*Ticks);
+    TTicked Ticked{Source.get(), {}, Origins.HasOther, {}};
+    for (const TComponent* Origin : Origins.Sources) {
+      Ticked.Names += (Ticked.Names.empty() ? "" : ", ") + Origin->Describe();
+      if (TSource* const Ticker = Find(*Origin)) Ticked.Tickers.push_back(Ticker);
+    }
+    FTicked.push_back(std::move(Ticked));
+  }
+}
+
+TSource* TSources::Find(const TComponent& AComponent) const {
+  for (const auto& Source : FSources) {
+    if (&Source->Component() == &AComponent) return Source.get();
+  }
+  return nullptr;
+}
+
+// --- the start ---
+
+void TSources::Start(TErrors& AErrors) {
+  for (const auto& Source : FSources) {
+    if (Source->Drive() != TSource::TDrive::Ticks && AErrors.IsEmpty()) StartOne(*Source, AErrors);
+  }
+  // Each round starts those that the round before has given a ticker.
+  std::vector<const TTicked*> Waiting;
+  for (const TTicked& Ticked : FTicked) Waiting.push_back(&Ticked);
+  bool Any = true;
+  while (std::exchange(Any, false) && AErrors.IsEmpty()) {
+    std::erase_if(Waiting, [&](const TTicked* ATicked) {
+      const auto HasStarted = [](const TSource* AEach) { return AEach->HasStarted(); };
+      if (!ATicked->HasOther &&
+          std::none_of(ATicked->Tickers.begin(), ATicked->Tickers.end(), HasStarted)) {
+        return false;
+      }
+      if (AErrors.IsEmpty()) StartOne(*ATicked->Source, AErrors);
+      return Any = true;
+    });
+  }
+  for (const TTicked* Ticked : Waiting) {
+    FNotRun.push_back(Ticked->Source->Component().Describe() +
+                      " was not run: it waits for ticks on its clock input, but what is to tick it "
+                      "does not run" +
+                      (Ticked->Names.empty() ? "" : ": " + Ticked->Names) +
+                      "; let that run, or set ClockSource to csInternal");
+  }
+}
+
+// A source that is ticked may have been started by the one that ticks it.
+void TSources::StartOne(TSource& ASource, TErrors& AErrors) {
+  if (ASource.Drive() == TSource::TDrive::OwnClock &&
+      ASource.Gen().ClockSource() == TQSClockSource::csExternal) {
+    return AErrors.Add(ASource.Component().Describe() +
+                       ": ClockSource is csExternal, but nothing is linked to its clock input, so "
+                       "it would wait for ever; set csAuto or csInternal, or run without "
+                       "--realtime");
+  }
+  AErrors.Catch(&ASource.Component(), [&] { ASource.Start(); });
+  if (ASource.HasStarted() || !AErrors.IsEmpty()) return;
+  FNotRun.push_back(ASource.Component().Describe() + " was not run: " +
+                    (ASource.Gen().Enabled() ? "it had nothing to start with"
+                                             : "its Enabled is false; set it true"));
+}
+
+bool TSources::AnyHasStarted() const {
+  return std::any_of(FSources.begin(), FSources.end(),
+                     [](const auto& AEach) { return AEach->HasStarted(); });
+}
+
+// --- the run ---
+
+void TSources::Pump(TErrors& AErrors, const std::function<bool()>& ABetween) {
+  const auto IsAhead = [](const TSource* ALeft, const TSource* ARight) {
+    return ALeft->StreamTime() > ARight->StreamTime();
+  };
+  std::priority_queue<TSource*, std::vector<TSource*>, decltype(IsAhead)> Queue(IsAhead);
+  for (const auto& Source : FSources) {
+    if (Source->Drive() == TSource::TDrive::Pumped && Source->IsGoing()) Queue.push(Source.get());
+  }
+  while (!Queue.empty() && ABetween()) {
+    TSource* const Source = Queue.top();
+    Queue.pop();
+    AErrors.Catch(&Source->Component(), [&] {
+      Source->Pump();
+      MainThread().Process();
+    });
+    if (!Source->HasEnded()) {
+      Queue.push(Source);
+    } else if (IsOver()) {
+      return;
+    }
+  }
+}
+
+bool TSources::IsGoing(const TSource& ASource) const {
+  if (!ASource.IsGoing()) return false;
+  const auto Ticked = std::find_if(FTicked.begin(), FTicked.end(),
+                                   [&](const TTicked& AEach) { return AEach.Source == &ASource; });
+  return Ticked == FTicked.end() || Ticked->HasOther ||
+         std::any_of(Ticked->Tickers.begin(), Ticked->Tickers.end(),
+                     [](const TSource* AEach) { return AEach->IsGoing(); });
+}
+
+bool TSources::AnyIsGoing() const {
+  return std::any_of(FSources.begin(), FSources.end(),
+                     [](const auto& AEach) { return AEach->IsGoing(); });
+}
+
+bool TSources::IsOver() const {
+  bool AnyGoes = false;
+  bool AnyFinite = false;
+  bool AnyFiniteGoes = false;
+  for (const auto& Source : FSources) {
+    if (!Source->HasStarted()) continue;
+    const bool Goes = IsGoing(*Source);
+    const bool Ends = Source->Gen().EndsByItself();
+    AnyGoes = AnyGoes || Goes;
+    AnyFinite = AnyFinite || Ends;
+    AnyFiniteGoes = AnyFiniteGoes || (Ends && Goes);
+  }
+  return !AnyGoes || (AnyFinite && !AnyFiniteGoes);
+}
+
+double TSources::StreamTime() const {
+  double Seconds = 0.0;
+  for (const auto& Source : FSources) Seconds = std::max(Seconds, Source->StreamTime());
+  return Seconds;
+}
+
+std::optional<double> TSources::TotalTime() const {
+  std::optional<double> Seconds;
+  for (const auto& Source : FSources) {
+    const auto Samples = Source->Total();
+    if (!Samples) continue;
+    const double Length = static_cast<double>(*Samples) / Source->Gen().SampleRate();
+    Seconds = std::max(Seconds.value_or(0.0), Length);
+  }
+  return Seconds;
+}
+
+}  // namespace tessalune::host
