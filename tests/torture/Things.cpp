@@ -387,15 +387,22 @@ class TGroup : public TLockComponent {
   TPlace Place{};
   TKLRealSourcePin Value{{*this, FLock}};
   TKLInt64TimeRangedStatePin State{{*this, FLock}, [this](std::int64_t) { World().Handle(Place); }};
-  TKLPinListOwner Inputs{
-      {*this, FLock}, {.Name = "Inputs", .Default = 1, .Bounds = Between(1U, 4U)}, [this] {
-        return NewInput<TQSKLRealSinkPin>("list input", Place, {*this, FLock});
-      }};
+  // Made when the place is known, which the first input has to know too.
+  std::unique_ptr<TKLPinListOwner> Inputs;
+
+  void Begin(const TPlace& APlace) {
+    constexpr TPropertyInfo<std::uint32_t> Row{
+        .Name = "Inputs", .Default = 1, .Bounds = Between(1U, 4U)};
+    Place = APlace;
+    Inputs = std::make_unique<TKLPinListOwner>(TKLPinOwner{*this, FLock}, Row, [this] {
+      return NewInput<TQSKLRealSinkPin>("list input", Place, {*this, FLock});
+    });
+  }
 };
 
 class TGroupThing : public TThing {
  public:
-  explicit TGroupThing(const TPlace& APlace) : TThing(APlace) { FGroup->Place = APlace; }
+  explicit TGroupThing(const TPlace& APlace) : TThing(APlace) { FGroup->Begin(APlace); }
   // Values come without a start, so where order is checked they go nowhere.
   std::vector<TKLBasicPin*> Sources() override {
     if (Place.Ground != TGround::Wild) return {};
@@ -404,7 +411,7 @@ class TGroupThing : public TThing {
   TComponent* Component() override { return FGroup.get(); }
   void WatchEnd(TSilence& ASilence) override {
     TThing::WatchEnd(ASilence);
-    for (std::size_t I = 0; I < FGroup->Inputs.Count(); ++I) ASilence.Watch(FGroup->Inputs[I]);
+    for (std::size_t I = 0; I < FGroup->Inputs->Count(); ++I) ASilence.Watch((*FGroup->Inputs)[I]);
   }
   void Do(TDeed ADeed) override {
     if (ADeed == TDeed::Own) return Own();
@@ -428,16 +435,17 @@ class TGroupThing : public TThing {
   }
 
  private:
-  TKLPin& AnyInput() { return FGroup->Inputs[Chance().Below(FGroup->Inputs.Count())]; }
+  TKLPin& AnyInput() { return (*FGroup->Inputs)[Chance().Below(FGroup->Inputs->Count())]; }
 
   void List() {
     const auto Count = static_cast<std::uint32_t>(1 + Chance().Below(4));
     TSilence Silence(Place.Ground);
-    for (std::size_t I = Count; I < FGroup->Inputs.Count(); ++I) Silence.Watch(FGroup->Inputs[I]);
-    FGroup->Inputs.SetCount(Count);
+    for (std::size_t I = Count; I < FGroup->Inputs->Count(); ++I)
+      Silence.Watch((*FGroup->Inputs)[I]);
+    FGroup->Inputs->SetCount(Count);
     Silence.Hold();
     // The index may be one too high, and is refused then.
-    World().ConnectSource(Place.Ground, FGroup->Inputs[Chance().Below(Count + 1)]);
+    World().ConnectSource(Place.Ground, (*FGroup->Inputs)[Chance().Below(Count + 1)]);
   }
 
   void Own() {

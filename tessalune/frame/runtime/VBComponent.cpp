@@ -220,7 +220,7 @@ std::vector<TComponent*> TComponent::Components() const {
   return FComponents;
 }
 
-// Under the mutex, as long as which none of them ends.
+// Under the mutex: while it is held, none of them ends.
 TComponent* TComponent::FindComponent(std::string_view AName) const {
   const std::lock_guard Lock(FComponentsMutex);
   for (TComponent* Component : FComponents) {
