@@ -34,8 +34,12 @@ class TCheck {
     });
     if (std::any_of(Inputs.begin(), Inputs.end(),
                     [](const TNamedPin& AEach) { return AEach.Primary; })) {
-      std::erase_if(Inputs, [](const TNamedPin& AEach) {
-        return !AEach.Primary || AEach.Pin->IsConnected();
+      const std::vector<TNamedPin> All = Inputs;
+      std::erase_if(Inputs, [&All](const TNamedPin& AEach) {
+        // One link is enough for a list.
+        return !AEach.Primary || std::any_of(All.begin(), All.end(), [&](const TNamedPin& AOther) {
+          return AOther.Row == AEach.Row && AOther.Pin->IsConnected();
+        });
       });
     } else if (dynamic_cast<IPumpable*>(&AComponent) != nullptr ||
                std::any_of(Inputs.begin(), Inputs.end(),

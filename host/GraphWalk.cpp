@@ -64,7 +64,8 @@ std::vector<TNamedPin> PinsOf(TComponent& AComponent, TKLPinDirection ADirection
     for (std::size_t I = 0; I < Count; ++I) {
       TKLBasicPin& Pin = Row->IsList ? Row->At(AComponent, I) : Row->Get(AComponent);
       if (Pin.Direction() != ADirection) continue;
-      Pins.push_back({Row->IsList ? Row->PinName(I) : std::string(Row->Name), Row->Primary, &Pin});
+      Pins.push_back(
+          {Row->IsList ? Row->PinName(I) : std::string(Row->Name), Row->Name, Row->Primary, &Pin});
     }
   }
   return Pins;

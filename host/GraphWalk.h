@@ -6,12 +6,14 @@
 #include <tessalune/frame/streams/QSPumpable.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tessalune::host {
 
 struct TNamedPin {
-  std::string Name;  // "InputPin", "InputPins[2]"
+  std::string Name;      // "InputPin", "InputPins[2]"
+  std::string_view Row;  // "InputPin", "InputPins"
   bool Primary;
   TKLBasicPin* Pin;
 };

@@ -31,11 +31,11 @@ bool SendsValues(const TKLBasicPin& APin) {
 }
 
 std::string ValuePinsOf(TComponent& AComponent) {
+  std::vector<TNamedPin> Pins = PinsOf(AComponent, TKLPinDirection::Source);
+  for (const TNamedPin& Each : PinsOf(AComponent, TKLPinDirection::State)) Pins.push_back(Each);
   std::vector<std::string_view> Names;
-  for (const auto Direction : {TKLPinDirection::Source, TKLPinDirection::State}) {
-    for (const TNamedPin& Each : PinsOf(AComponent, Direction)) {
-      if (SendsValues(*Each.Pin)) Names.push_back(Each.Name);
-    }
+  for (const TNamedPin& Each : Pins) {
+    if (SendsValues(*Each.Pin)) Names.push_back(Each.Name);
   }
   return Names.empty()
              ? "no pin of " + AComponent.Describe() + " does"
