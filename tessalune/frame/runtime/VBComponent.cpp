@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <optional>
 
 namespace tessalune {
 
@@ -158,6 +159,13 @@ namespace {
 constexpr TPropertyInfo<std::int64_t> TagInfo{.Name = "Tag",
                                               .Doc = "A number for the host's own use."};
 
+// Who ends a component, it itself or its owner, is decided under one mutex for all: an owner and
+// what it owns may end on two threads at once.
+std::mutex& EndMutex() {
+  static auto* Mutex = new std::mutex;
+  return *Mutex;
+}
+
 bool IsNameCharacter(char ACharacter) {
   return std::isalnum(static_cast<unsigned char>(ACharacter)) != 0 || ACharacter == '_' ||
          ACharacter == '-' || ACharacter == ' ' || static_cast<unsigned char>(ACharacter) >= 0x80;
@@ -188,14 +196,17 @@ void TComponent::SetName(const std::string& AName) {
     throw EQSException(Describe() + ": Name cannot be \"" + AName +
                        "\"; expected are letters, digits, '_', '-' and spaces");
   }
-  if (FOwner != nullptr && !AName.empty()) {
-    const TComponent* Other = FOwner.Load()->FindComponent(AName);
-    if (Other != nullptr && Other != this) {
-      throw EQSException(Describe() + ": Name cannot be \"" + AName + "\"; " + Other->Describe() +
-                         " of the same owner has it; choose another one");
-    }
-  }
   {
+    const std::lock_guard Ends(EndMutex());  // the owner stays
+    TComponent* const Host = FOwner;
+    std::optional<std::lock_guard<std::mutex>> Siblings;
+    if (Host != nullptr) {
+      Siblings.emplace(Host->FComponentsMutex);
+      if (const TComponent* Twin = Host->Named(AName); Twin != nullptr && Twin != this) {
+        throw EQSException(Describe() + ": Name cannot be \"" + AName + "\"; " + Twin->Describe() +
+                           " of the same owner has it; choose another one");
+      }
+    }
     const std::lock_guard Lock(FComponentsMutex);
     if (std::exchange(FName, AName) == AName) return;
   }
@@ -220,9 +231,14 @@ std::vector<TComponent*> TComponent::Components() const {
   return FComponents;
 }
 
-// Under the mutex: while it is held, none of them ends.
 TComponent* TComponent::FindComponent(std::string_view AName) const {
   const std::lock_guard Lock(FComponentsMutex);
+  return Named(AName);
+}
+
+// Inside the mutex, so that none of them ends meanwhile.
+TComponent* TComponent::Named(std::string_view AName) const {
+  if (AName.empty()) return nullptr;
   for (TComponent* Component : FComponents) {
     if (Component->Name() == AName) return Component;
   }
@@ -230,37 +246,29 @@ TComponent* TComponent::FindComponent(std::string_view AName) const {
 }
 
 void TComponent::InsertComponent(TOwned<TComponent> AComponent) {
-  const std::string InsertedName = AComponent->Name();
-  const TComponent* const Twin = InsertedName.empty() ? nullptr : FindComponent(InsertedName);
-  if (Twin != nullptr) {
-    throw EQSException(Describe() + ": cannot own " + AComponent->Describe() + " beside " +
+  const std::lock_guard Lock(FComponentsMutex);
+  if (const TComponent* Twin = Named(AComponent->Name())) {
+    // This component's own name stands behind the mutex that is held.
+    const std::string Self = FName.empty() ? std::string(ClassName()) : FName;
+    throw EQSException(Self + ": cannot own " + AComponent->Describe() + " beside " +
                        Twin->Describe() + ", which has the name; give it another name first");
   }
   AComponent->FOwner = this;
-  const std::lock_guard Lock(FComponentsMutex);
   FComponents.push_back(AComponent.release());
 }
 
 void TComponent::SetState(TComponentState AState, bool AValue) {
-  const std::uint8_t State = FState;
-  FState = static_cast<std::uint8_t>(AValue ? State | AState : State & ~AState);
+  if (AValue) {
+    FState.fetch_or(AState, std::memory_order_relaxed);
+  } else {
+    FState.fetch_and(static_cast<std::uint8_t>(~AState), std::memory_order_relaxed);
+  }
 }
 
 void TComponent::Constructed() {
   InitDefaults();
   AfterConstruction();
 }
-
-namespace {
-
-// Who ends a component, it itself or its owner, is decided under one mutex for all: an owner and
-// what it owns may end on two threads at once.
-std::mutex& EndMutex() {
-  static auto* Mutex = new std::mutex;
-  return *Mutex;
-}
-
-}  // namespace
 
 void TComponent::End() {
   {

@@ -19,6 +19,7 @@
 #include <tessalune/frame/runtime/QSPublished.h>
 #include <tessalune/frame/runtime/QSReference.h>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -126,7 +127,9 @@ class TComponent : public TPersistent {
   // sub-objects, for as long as the result lives.
   TListening Listen(TPropertyListener AListener) { return FChanges->Listen(std::move(AListener)); }
 
-  bool HasState(TComponentState AState) const { return (FState & AState) != 0; }
+  bool HasState(TComponentState AState) const {
+    return (FState.load(std::memory_order_relaxed) & AState) != 0;
+  }
   void SetDesigning(bool AValue) { SetState(csDesigning, AValue); }
 
  protected:
@@ -149,6 +152,7 @@ class TComponent : public TPersistent {
   friend class TKLBasicPin;
   friend class TMainThread;
 
+  TComponent* Named(std::string_view AName) const;
   void Constructed();
   void End();
   void EndOwned();
@@ -164,7 +168,7 @@ class TComponent : public TPersistent {
   TField<TComponent*> FOwner;
   std::vector<TComponent*> FComponents;
   TField<std::int64_t> FTag;
-  TField<std::uint8_t> FState;
+  std::atomic<std::uint8_t> FState{0};
   bool FEnding = false;
 };
 
