@@ -228,5 +228,41 @@ TEST(ADisabledFilter, PassesTheBlockItself) {
   EXPECT_EQ(Through.Samples()[16], Direct.Samples()[16] + 5.0);
 }
 
+// A filter that looks at what comes before the frame decides whether it is computed.
+class TSeeingFilter final : public TQSCommonRealFilter {
+ public:
+  using TQSCommonRealFilter::TQSCommonRealFilter;
+  std::vector<double> Seen;
+
+ protected:
+  void InternalOperation(const TRef<IQSRealBuffer>& AIn, TRef<IQSRealBuffer>& AOut, bool ADoProcess,
+                         bool& ASends) override {
+    Seen.insert(Seen.end(), AIn->Read(), AIn->Read() + AIn->GetSize());
+    TQSCommonRealFilter::InternalOperation(AIn, AOut, ADoProcess, ASends);
+  }
+  void FilterInternalOperation(const TRef<IQSRealBuffer>&, TRef<IQSRealBuffer>& AOut,
+                               bool&) override {
+    AOut->Write()[0] = 0.0;
+  }
+};
+
+TEST(ADisabledFilter, StillSeesBlocksAndSingleValues) {
+  const auto Filter = Create<TSeeingFilter>();
+  TQSKLComboRealSourcePin Source{TKLPinOwner()};
+  TRealRecorder Sink;
+  Filter->SetEnabled(false);
+  Source.Connect(Filter->InputPin());
+  Filter->OutputPin().Connect(Sink.Pin);
+  const double Sample = 5.0;
+  Source.SubmitBuffer(TQSRealBuffer::CreateData(&Sample, 1));
+  EXPECT_EQ(Sink.Samples(), std::vector{5.0});
+  Filter->InputPin().DisconnectAll();
+  TKLRealSourcePin Single{TKLPinOwner()};
+  Single.Connect(Filter->InputPin());
+  Single.SetValue(7.0);
+  EXPECT_EQ(Filter->Seen, (std::vector{5.0, 7.0}));
+  EXPECT_EQ(Sink.Samples(), (std::vector{5.0, 7.0}));
+}
+
 }  // namespace
 }  // namespace tessalune::testing
