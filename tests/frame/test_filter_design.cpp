@@ -1,0 +1,212 @@
+#include <tessalune/frame/streams/QSFirDesign.h>
+#include <tessalune/frame/streams/QSKaiser.h>
+#include <tessalune/frame/streams/QSTapsResponse.h>
+#include <tessalune/frame/streams/QSWindowFilter.h>
+#include <tessalune/primitives/QSBasicDispatcher.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <limits>
+#include <numbers>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace tessalune::test {
+namespace {
+
+using enum TQSFilterType;
+using enum TQSDesignFilterType;
+using enum TQSIIRFilterType;
+using enum TQSWindowType;
+using TTaps = std::vector<double>;
+using TExtended = long double;
+
+constexpr TExtended Pi = std::numbers::pi_v<TExtended>;
+constexpr double Rate = 65536;  // exact as a factor
+
+// What a case asks for, with edges in cycles a sample.
+struct TAsked {
+  TQSFilterType Type = ftFIR;
+  TQSDesignFilterType Kind = dfLowPass;
+  int Order = 41;
+  double Low = 0.1;
+  double High = 0.2;
+  TQSWindowType Window = wtHamming;
+  TQSIIRFilterType Prototype = iirButterworth;
+  double Alpha = 1.0;
+
+  TRef<IQSFilterInfo> Design() const {
+    return QSFilterCalc(Type, Kind, Order, Low * Rate, High * Rate, Rate, Window, Prototype, Alpha);
+  }
+  std::string Text() const {
+    std::string Result(TEnumNames<TQSFilterType>::Names[static_cast<std::size_t>(Type)]);
+    for (const std::string_view Part :
+         {TEnumNames<TQSDesignFilterType>::Names[static_cast<std::size_t>(Kind)],
+          TEnumNames<TQSWindowType>::Names[static_cast<std::size_t>(Window)],
+          TEnumNames<TQSIIRFilterType>::Names[static_cast<std::size_t>(Prototype)]})
+      Result += ' ' + std::string(Part);
+    return Result + " order " + std::to_string(Order) + " edges " + std::to_string(Low) + ' ' +
+           std::to_string(High) + " alpha " + std::to_string(Alpha);
+  }
+};
+
+// |H|^2 of a prototype at W, the edge at 1, from its formula.
+class TClosedForm {
+ public:
+  explicit TClosedForm(const TAsked& A) : FType(A.Prototype), FOrder(A.Order), FAlpha(A.Alpha) {
+    if (FType != iirBessel) return;
+    // Where the magnitude of the Bessel polynomial has fallen by half, by bisection.
+    TExtended Above = 10 * std::sqrt(static_cast<TExtended>(FOrder));
+    TExtended Below = 0;
+    for (int I = 0; I < 100; ++I) {
+      FEdge = (Below + Above) / 2;
+      (Bessel(FEdge) > 0.5L ? Below : Above) = FEdge;
+    }
+  }
+
+  TExtended operator()(TExtended W) const {
+    if (FType == iirBessel) return Bessel(W * FEdge);
+    const TExtended N = FOrder;
+    if (FType == iirButterworth) return 1 / (1 + std::pow(W, 2 * N));
+    const TExtended T = W <= 1 ? std::cos(N * std::acos(W)) : std::cosh(N * std::acosh(W));
+    return 1 / (1 + (std::pow(10.0L, FAlpha / 10) - 1) * T * T);
+  }
+
+ private:
+  // 1 over the sum of (2 n - k)! (2 n - 2 k)! / (k! (n - k)!^2) (2 W)^(2 k) n!^2 / (2 n)!^2, which
+  // |t_n|^2 is: terms of one sign, in which nothing cancels. (Gautschi's and Burchnall's form.)
+  TExtended Bessel(TExtended W) const {
+    TExtended Sum = 0, Term = 1;
+    for (int K = 0; K <= FOrder; ++K) {
+      Sum += Term;
+      const TExtended N = FOrder, J = K;
+      // the quotient of the term K + 1 and the term K
+      Term *= 4 * W * W * (N - J) * (N - J) /
+              ((J + 1) * (2 * N - J) * (2 * N - 2 * J) * (2 * N - 2 * J - 1));
+    }
+    return 1 / Sum;
+  }
+
+  TQSIIRFilterType FType;
+  int FOrder;
+  double FAlpha;
+  TExtended FEdge = 1;
+};
+
+TExtended Warp(TExtended ARelative) {
+  return ARelative < 0.25L ? std::tan(Pi * ARelative) : 1 / std::tan(Pi * (0.5L - ARelative));
+}
+
+// Where the prototype is when the digital filter is at ARelative.
+TExtended PrototypeFrequency(const TAsked& A, TExtended ARelative) {
+  const TExtended W = Warp(ARelative), W1 = Warp(A.Low), W2 = Warp(A.High);
+  const TExtended Band = std::fabs((W * W - W1 * W2) / (W * (W2 - W1)));
+  switch (A.Kind) {
+    case dfLowPass:
+      return W / W1;
+    case dfHighPass:
+      return W1 / W;
+    case dfBandPass:
+      return Band;
+    case dfBandStop:
+      return 1 / Band;
+  }
+  return 0;
+}
+
+// From end to end of the axis, dense about the edges.
+std::vector<TExtended> TestFrequencies(const TAsked& A) {
+  std::vector<TExtended> Result;
+  for (int I = 1; I < 40; ++I) Result.push_back(I / 80.0L);
+  const TExtended Width = A.Kind == dfLowPass || A.Kind == dfHighPass
+                              ? std::min(A.Low, 0.5 - A.Low)
+                              : std::min({A.High - A.Low, A.Low, 0.5 - A.High});
+  for (const TExtended Edge : {A.Low, A.High})
+    for (const TExtended Away : {-0.9L, -0.3L, -0.1L, -0.01L, 0.0L, 0.01L, 0.1L, 0.3L, 0.9L})
+      if (Edge + Away * Width < 0.5L) Result.push_back(Edge + Away * Width);
+  return Result;
+}
+
+// The largest difference of magnitudes.
+double ResponseError(const TAsked& A, const TTaps& ATaps) {
+  const TClosedForm Form(A);
+  TExtended Worst = 0;
+  for (const TExtended F : TestFrequencies(A)) {
+    const TExtended Is = QSTapsResponse(A.Type, ATaps, F).Magnitude;
+    const TExtended Error = std::fabs(Is - std::sqrt(Form(PrototypeFrequency(A, F))));
+    if (!(Error <= Worst)) Worst = Error;  // a NaN stays
+  }
+  return static_cast<double>(Worst);
+}
+
+// What the rounding of sections' coefficients may do to the response, as QSFilterSections.h has it;
+// with room for the gains and the terms of higher order.
+double RoundingBound(const TAsked& A, const TTaps& ATaps) {
+  double Worst = 0;
+  for (const TExtended F : TestFrequencies(A)) {
+    double Sum = 0;
+    for (std::size_t I = 0; I < ATaps.size(); I += 6) {
+      const std::complex<TExtended> Z = std::polar(1.0L, -2 * Pi * F);
+      const TExtended A1 = ATaps[I + 4], A2 = ATaps[I + 5];
+      const TExtended D = std::abs(1.0L + (A1 + A2 * Z) * Z);
+      Sum += static_cast<double>((std::fabs(A1) + std::fabs(A2)) / D + 2);
+    }
+    Worst = std::max(Worst, Sum);
+  }
+  return 2 * 0x1p-53 * Worst;
+}
+
+bool IsStable(const TTaps& ATaps) {
+  for (std::size_t I = 0; I < ATaps.size(); I += 6) {
+    const TExtended A1 = ATaps[I + 4], A2 = ATaps[I + 5];
+    if (!(std::fabs(A2) < 1 && std::fabs(A1) < 1 + A2 && ATaps[I] != 0 && ATaps[I + 3] == 1))
+      return false;
+  }
+  return !ATaps.empty();
+}
+
+std::vector<TAsked> RecursiveCases(const std::vector<double>& AEdges,
+                                   const std::vector<int>& AOrders) {
+  std::vector<TAsked> Result;
+  for (const TQSIIRFilterType Prototype : {iirBessel, iirButterworth, iirChebyshev})
+    for (const int Order : AOrders)
+      for (std::size_t I = 0; I < AEdges.size(); ++I) {
+        TAsked Asked{ftBiquadIIR, dfLowPass, Order, AEdges[I], 0.25, wtRect, Prototype, 1.0};
+        Result.push_back(Asked);
+        Asked.Kind = dfHighPass;
+        Result.push_back(Asked);
+        for (std::size_t J = I + 1; J < AEdges.size(); ++J) {
+          Asked.High = AEdges[J];
+          for (const auto Kind : {dfBandPass, dfBandStop}) {
+            Asked.Kind = Kind;
+            Result.push_back(Asked);
+          }
+        }
+      }
+  return Result;
+}
+
+TEST(FilterDesign, SectionsHaveTheResponseOfTheirFormula) {
+  for (const TAsked& Asked :
+       RecursiveCases({0.01, 0.011, 0.1, 0.25, 0.3, 0.48, 0.49}, {1, 2, 3, 6, 11, 20, 40, 41})) {
+    const auto Info = Asked.Design();
+    EXPECT_TRUE(IsStable(Info->GetTaps())) << Asked.Text() << ": " << Info->Error();
+    EXPECT_LE(ResponseError(Asked, Info->GetTaps()), 1e-9) << Asked.Text();
+  }
+}
+
+TEST(FilterDesign, NearTheEndsOnlyTheRoundingOfCoefficientsRemains) {
+  for (const TAsked& Asked : RecursiveCases({1e-4, 1.1e-4, 0.4998, 0.4999}, {1, 2, 5, 41})) {
+    const auto Info = Asked.Design();
+    EXPECT_TRUE(IsStable(Info->GetTaps())) << Asked.Text() << ": " << Info->Error();
+    EXPECT_LE(ResponseError(Asked, Info->GetTaps()), RoundingBound(Asked, Info->GetTaps()))
+        << Asked.Text();
+  }
+}
+
+}  // namespace
+}  // namespace tessalune::test
