@@ -59,6 +59,7 @@
 #include <tessalune/sources/QSFileFailure.h>
 #include <tessalune/sources/QSLogger.h>
 #include <tessalune/sources/QSPlayer.h>
+#include <tessalune/sources/QSRandomGen.h>
 #include <tessalune/sources/QSSignalGen.h>
 
 #include <tessalune/filters/QSAbs.h>

@@ -7,6 +7,7 @@
 #include <tessalune/package/TessalunePkg.h>
 #include <tessalune/sources/QSLogger.h>
 #include <tessalune/sources/QSPlayer.h>
+#include <tessalune/sources/QSRandomGen.h>
 #include <tessalune/sources/QSSignalGen.h>
 
 #include <array>
@@ -28,8 +29,10 @@ constexpr std::array Units{
     TPackageUnit{"QSApplyIntConst", &QSApplyIntConst::RegisterPkg},
     TPackageUnit{"QSApplyComplexConst", &QSApplyComplexConst::RegisterPkg},
     TPackageUnit{"QSSignalGen", &QSSignalGen::RegisterPkg},
+    TPackageUnit{"QSRandomGen", &QSRandomGen::RegisterPkg},
     TPackageUnit{"QSPlayer", &QSPlayer::RegisterPkg},
     TPackageUnit{"QSLogger", &QSLogger::RegisterPkg},
+    TPackageUnit{"QSGaussGen", &QSGaussGen::RegisterPkg},
 };
 
 std::atomic<int> Initializations{0};

@@ -24,6 +24,8 @@ TEST(Package, RegistersItsClassesUnitByUnit) {
       {"QSPlayer", "TQSPlayer", "Players", "Signal Player"},
       {"QSSignalGen", "TQSSignalGen", "Generators",
        "Real Signal Generator( Sine, Triangle, Rectange, DC)"},
+      {"QSRandomGen", "TQSRandomGen", "Generators", "Random Signal Generator"},
+      {"QSGaussGen", "TQSGaussGen", "Generators", "Gaussian Noise Signal Generator"},
       {"QSToSquare", "TQSToSquare", "Filters", "Converts to Square Signal"},
       {"QSRealTodB", "TQSRealTodB", "Filters", "Signal to dB"},
       {"QSApplyRealConst", "TQSApplyRealConst", "Math", "Applies constant on Real Signal"},
