@@ -66,6 +66,9 @@
 #include <tessalune/filters/QSApplyComplexConst.h>
 #include <tessalune/filters/QSApplyIntConst.h>
 #include <tessalune/filters/QSApplyRealConst.h>
+#include <tessalune/filters/QSComplexToReal.h>
+#include <tessalune/filters/QSConjugate.h>
+#include <tessalune/filters/QSRealToInt.h>
 #include <tessalune/filters/QSRealTodB.h>
 #include <tessalune/filters/QSToSquare.h>
 

@@ -2,6 +2,9 @@
 #include <tessalune/filters/QSApplyComplexConst.h>
 #include <tessalune/filters/QSApplyIntConst.h>
 #include <tessalune/filters/QSApplyRealConst.h>
+#include <tessalune/filters/QSComplexToReal.h>
+#include <tessalune/filters/QSConjugate.h>
+#include <tessalune/filters/QSRealToInt.h>
 #include <tessalune/filters/QSRealTodB.h>
 #include <tessalune/filters/QSToSquare.h>
 #include <tessalune/package/TessalunePkg.h>
@@ -24,7 +27,12 @@ constexpr std::array Units{
     TPackageUnit{"QSDispatcher", nullptr},
     TPackageUnit{"QSAbs", &QSAbs::RegisterPkg},
     TPackageUnit{"QSRealTodB", &QSRealTodB::RegisterPkg},
+    TPackageUnit{"QSConjugate", &QSConjugate::RegisterPkg},
     TPackageUnit{"QSToSquare", &QSToSquare::RegisterPkg},
+    TPackageUnit{"QSCartToPolar", &QSCartToPolar::RegisterPkg},
+    TPackageUnit{"QSComplexToReal", &QSComplexToReal::RegisterPkg},
+    TPackageUnit{"QSIntToReal", &QSIntToReal::RegisterPkg},
+    TPackageUnit{"QSRealToInt", &QSRealToInt::RegisterPkg},
     TPackageUnit{"QSApplyRealConst", &QSApplyRealConst::RegisterPkg},
     TPackageUnit{"QSApplyIntConst", &QSApplyIntConst::RegisterPkg},
     TPackageUnit{"QSApplyComplexConst", &QSApplyComplexConst::RegisterPkg},
