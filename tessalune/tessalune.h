@@ -59,12 +59,16 @@
 #include <tessalune/sources/QSFileFailure.h>
 #include <tessalune/sources/QSLogger.h>
 #include <tessalune/sources/QSPlayer.h>
+#include <tessalune/sources/QSRandomGen.h>
 #include <tessalune/sources/QSSignalGen.h>
 
 #include <tessalune/filters/QSAbs.h>
 #include <tessalune/filters/QSApplyComplexConst.h>
 #include <tessalune/filters/QSApplyIntConst.h>
 #include <tessalune/filters/QSApplyRealConst.h>
+#include <tessalune/filters/QSComplexToReal.h>
+#include <tessalune/filters/QSConjugate.h>
+#include <tessalune/filters/QSRealToInt.h>
 #include <tessalune/filters/QSRealTodB.h>
 #include <tessalune/filters/QSToSquare.h>
 

@@ -2,11 +2,15 @@
 #include <tessalune/filters/QSApplyComplexConst.h>
 #include <tessalune/filters/QSApplyIntConst.h>
 #include <tessalune/filters/QSApplyRealConst.h>
+#include <tessalune/filters/QSComplexToReal.h>
+#include <tessalune/filters/QSConjugate.h>
+#include <tessalune/filters/QSRealToInt.h>
 #include <tessalune/filters/QSRealTodB.h>
 #include <tessalune/filters/QSToSquare.h>
 #include <tessalune/package/TessalunePkg.h>
 #include <tessalune/sources/QSLogger.h>
 #include <tessalune/sources/QSPlayer.h>
+#include <tessalune/sources/QSRandomGen.h>
 #include <tessalune/sources/QSSignalGen.h>
 
 #include <array>
@@ -23,13 +27,20 @@ constexpr std::array Units{
     TPackageUnit{"QSDispatcher", nullptr},
     TPackageUnit{"QSAbs", &QSAbs::RegisterPkg},
     TPackageUnit{"QSRealTodB", &QSRealTodB::RegisterPkg},
+    TPackageUnit{"QSConjugate", &QSConjugate::RegisterPkg},
     TPackageUnit{"QSToSquare", &QSToSquare::RegisterPkg},
+    TPackageUnit{"QSCartToPolar", &QSCartToPolar::RegisterPkg},
+    TPackageUnit{"QSComplexToReal", &QSComplexToReal::RegisterPkg},
+    TPackageUnit{"QSIntToReal", &QSIntToReal::RegisterPkg},
+    TPackageUnit{"QSRealToInt", &QSRealToInt::RegisterPkg},
     TPackageUnit{"QSApplyRealConst", &QSApplyRealConst::RegisterPkg},
     TPackageUnit{"QSApplyIntConst", &QSApplyIntConst::RegisterPkg},
     TPackageUnit{"QSApplyComplexConst", &QSApplyComplexConst::RegisterPkg},
     TPackageUnit{"QSSignalGen", &QSSignalGen::RegisterPkg},
+    TPackageUnit{"QSRandomGen", &QSRandomGen::RegisterPkg},
     TPackageUnit{"QSPlayer", &QSPlayer::RegisterPkg},
     TPackageUnit{"QSLogger", &QSLogger::RegisterPkg},
+    TPackageUnit{"QSGaussGen", &QSGaussGen::RegisterPkg},
 };
 
 std::atomic<int> Initializations{0};

@@ -5,6 +5,9 @@
 #include <tessalune/filters/QSApplyComplexConst.h>
 #include <tessalune/filters/QSApplyIntConst.h>
 #include <tessalune/filters/QSApplyRealConst.h>
+#include <tessalune/filters/QSComplexToReal.h>
+#include <tessalune/filters/QSConjugate.h>
+#include <tessalune/filters/QSRealToInt.h>
 #include <tessalune/filters/QSRealTodB.h>
 #include <tessalune/filters/QSToSquare.h>
 
@@ -34,18 +37,35 @@ std::string Text(double A) { return NumberText(A); }
 std::string Text(std::int32_t A) { return NumberText(A); }
 std::string Text(const TComplex& A) { return NumberText(A.Re) + " + i " + NumberText(A.Im); }
 
+// What goes into a filter and what comes out.
 template <class TFilter>
-using TSampleOf = typename TFilter::TBuffer::TSample;
+struct TSamplesOf {
+  using TIn = typename TFilter::TBuffer::TSample;
+  using TOut = TIn;
+};
+template <>
+struct TSamplesOf<TQSRealToInt> {
+  using TIn = double;
+  using TOut = std::int32_t;
+};
+template <>
+struct TSamplesOf<TQSIntToReal> {
+  using TIn = std::int32_t;
+  using TOut = double;
+};
+template <class TFilter>
+using TInOf = typename TSamplesOf<TFilter>::TIn;
+template <class TFilter>
+using TOutOf = typename TSamplesOf<TFilter>::TOut;
 
 // One filter between a feed and a probe.
 template <class TFilter>
 struct TRig {
-  using T = TSampleOf<TFilter>;
   TOwned<TFilter> Filter = Create<TFilter>();
-  TFeed<T> Feed{Filter->InputPin()};
-  TProbe<T> Out{Filter->OutputPin()};
+  TFeed<TInOf<TFilter>> Feed{Filter->InputPin()};
+  TProbe<TOutOf<TFilter>> Out{Filter->OutputPin()};
 
-  std::vector<T> Send(const std::vector<T>& ABlock) {
+  std::vector<TOutOf<TFilter>> Send(const std::vector<TInOf<TFilter>>& ABlock) {
     Feed.Send(ABlock);
     return Out.Blocks.back();
   }
@@ -74,8 +94,8 @@ template <class TFilter>
 struct TCase {
   std::string What;
   std::function<void(TFilter&)> Prepare;
-  std::vector<TSampleOf<TFilter>> In;
-  std::vector<TSampleOf<TFilter>> Out;
+  std::vector<TInOf<TFilter>> In;
+  std::vector<TOutOf<TFilter>> Out;
 };
 
 template <class TFilter>
@@ -83,7 +103,7 @@ void Check(const std::vector<TCase<TFilter>>& ACases) {
   for (const auto& Case : ACases)
     for (const bool Shared : {false, true}) {
       TRig<TFilter> Rig;
-      TProbe<TSampleOf<TFilter>> Other;
+      TProbe<TInOf<TFilter>> Other;
       if (Shared) Rig.Feed.Pin.Connect(Other.Pin);
       Case.Prepare(*Rig.Filter);
       const auto Result = Rig.Send(Case.In);
@@ -239,12 +259,89 @@ TEST(ApplyComplexConst, ComputesEachOperation) {
   EXPECT_TRUE(IsNear(Quotient.Im, -3.0L, 8 * 3 * Eps));
 }
 
+TEST(Conjugate, TurnsTheImaginaryPartAndTheOrderIfAsked) {
+  Check<TQSConjugate>({{"conjugate",
+                        [](auto&) {},
+                        {{1, -2}, {NaN, 0.0}, {-0.0, -0.0}, {3, Infinity}},
+                        {{1, 2}, {NaN, -0.0}, {-0.0, 0.0}, {3, -Infinity}}},
+                       {"flipped",
+                        [](auto& F) { F.SetFlip(true); },
+                        {{1, -2}, {3, 4}, {5, 0.0}},
+                        {{5, -0.0}, {3, -4}, {1, 2}}}});
+}
+
+TEST(RealToInt, GoesTowardsZeroOrToTheNearestAndSaturates) {
+  const auto Round = [](auto& F) { F.SetRound(true); };
+  Check<TQSRealToInt>(
+      {{"towards 0", [](auto&) {}, {2.7, -2.7, -0.0, 0.999, -1e-300}, {2, -2, 0, 0, 0}},
+       {"nearest", Round, {2.7, -2.7, 0.5, 1.5, -2.5, 1e-300}, {3, -3, 0, 2, -2, 0}},
+       {"beyond",
+        [](auto&) {},
+        {2147483647.9, 2147483648.0, -2147483648.9, 1e300, -Largest, Infinity, -Infinity, NaN},
+        {MaxInt, MaxInt, MinInt, MaxInt, MinInt, MaxInt, MinInt, 0}},
+       {"beyond by rounding",
+        Round,
+        {2147483647.4, 2147483647.5, -2147483648.5, Infinity, -Infinity, -NaN},
+        {MaxInt, MaxInt, MinInt, MaxInt, MinInt, 0}}});
+  Check<TQSIntToReal>({{"back",
+                        [](auto&) {},
+                        {0, 1, -1, MaxInt, MinInt},
+                        {0.0, 1.0, -1.0, 2147483647.0, -2147483648.0}}});
+}
+
+// What a complex stream becomes on the two outputs of TFilter, whose names these are.
+template <class TFilter>
+void ExpectParts(const std::vector<TComplex>& AIn, const char* AFirstName,
+                 const std::vector<double>& AFirst, const char* ASecondName,
+                 const std::vector<double>& ASecond) {
+  const auto Filter = Create<TFilter>();
+  const TPublishedTable& Table = Filter->PublishedTable();
+  TFeed<TComplex> Feed(Filter->InputPin());
+  TProbe<double> First(Table.FindPin(AFirstName)->Get(*Filter));
+  TProbe<double> Second;
+  std::size_t FirstsAtSecond = 0;
+  bool Fails = false;
+  TQSKLRealSinkPin Watch({}, [&](TKLBasicPin&, TKLBasicPin*, const TGUID&,
+                                 IKLNotifyOperation& AOperation, TKLNotifyState) {
+    if (Fails && AOperation.IsType<TKLStopOperation>()) throw EQSException("a sink that fails");
+    if (AOperation.IsType<TKLSuppliedBufferOperation>()) FirstsAtSecond = First.Blocks.size();
+    return TKLNotifyResult{};
+  });
+  Second.Pin.Connect(Table.FindPin(ASecondName)->Get(*Filter));
+  Table.FindPin(ASecondName)->Get(*Filter).Connect(Watch);
+  Feed.Start(500.0);
+  Feed.Send(AIn);
+  EXPECT_EQ(FirstsAtSecond, 1U) << "the first output comes first";
+  for (std::size_t I = 0; I < AIn.size(); ++I) {
+    EXPECT_DOUBLE_EQ(First.Blocks.at(0).at(I), AFirst[I]);
+    EXPECT_DOUBLE_EQ(Second.Blocks.at(0).at(I), ASecond[I]);
+  }
+  Feed.Send({});
+  EXPECT_TRUE(First.Blocks.back().empty() && Second.Blocks.back().empty());
+  Watch.Disconnect(Table.FindPin(ASecondName)->Get(*Filter));
+  Table.FindPin(AFirstName)->Get(*Filter).Connect(Watch);
+  Fails = true;
+  EXPECT_THROW(Feed.Stop(), EQSException);
+  for (const auto* Out : {&First, &Second}) {
+    EXPECT_EQ(Out->StartRates, std::vector<double>{500.0});
+    EXPECT_EQ(Out->Stops, 1) << "though a sink of the other output fails";
+  }
+  Fails = false;
+}
+
+TEST(ComplexToReal, SplitsItsStreamIntoPartsOrPolarForm) {
+  ExpectParts<TQSComplexToReal>({{1, -2}, {-0.0, Infinity}}, "RealOutputPin", {1, -0.0},
+                                "ImagOutputPin", {-2, Infinity});
+  ExpectParts<TQSCartToPolar>({{3, 4}, {-2, 0.0}, {0, -1}}, "MagnOutputPin", {5, 2, 1},
+                              "PhaseOutputPin", {std::atan2(4, 3), M_PI, -M_PI_2});
+}
+
 // --- what every filter promises ---
 
 template <class TFilter>
 class FilterOf : public testing::Test {
  public:
-  using T = TSampleOf<TFilter>;
+  using T = TInOf<TFilter>;
   // Properties with which no sample stays as it is.
   static void Set(TFilter& AFilter) {
     if constexpr (requires { AFilter.SetApplyOperation({}); }) {
@@ -256,7 +353,7 @@ class FilterOf : public testing::Test {
   static std::vector<T> Block() { return std::vector<T>(5, T{-2}); }
 };
 using TFilters = testing::Types<TQSAbs, TQSToSquare, TQSRealTodB, TQSApplyRealConst,
-                                TQSApplyIntConst, TQSApplyComplexConst>;
+                                TQSApplyIntConst, TQSApplyComplexConst, TQSConjugate>;
 TYPED_TEST_SUITE(FilterOf, TFilters);
 
 TYPED_TEST(FilterOf, PassesTheBlockItselfWhileItIsDisabled) {

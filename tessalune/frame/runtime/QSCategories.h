@@ -10,5 +10,6 @@ inline constexpr std::string_view Players = "Players";
 inline constexpr std::string_view Loggers = "Loggers";
 inline constexpr std::string_view Filters = "Filters";
 inline constexpr std::string_view Math = "Math";
+inline constexpr std::string_view Converters = "Converters";
 
 }  // namespace tessalune::categories
