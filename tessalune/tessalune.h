@@ -22,6 +22,7 @@
 #include <tessalune/frame/containers/VBLockArray.h>
 #include <tessalune/frame/containers/VBLockContainer.h>
 #include <tessalune/frame/containers/VBRecords.h>
+#include <tessalune/frame/pins/KLLinks.h>
 #include <tessalune/frame/pins/KLOperations.h>
 #include <tessalune/frame/pins/KLPins.h>
 #include <tessalune/frame/runtime/QSCalls.h>
@@ -49,12 +50,20 @@
 #include <tessalune/frame/runtime/VBComponent.h>
 #include <tessalune/frame/streams/QSCommonFilter.h>
 #include <tessalune/frame/streams/QSCommonGen.h>
+#include <tessalune/frame/streams/QSFilterPrototype.h>
+#include <tessalune/frame/streams/QSFilterSections.h>
 #include <tessalune/frame/streams/QSFilterThread.h>
+#include <tessalune/frame/streams/QSFilterTypes.h>
+#include <tessalune/frame/streams/QSFirDesign.h>
+#include <tessalune/frame/streams/QSKaiser.h>
 #include <tessalune/frame/streams/QSPumpable.h>
 #include <tessalune/frame/streams/QSSimpleDataBuffer.h>
 #include <tessalune/frame/streams/QSStreamPins.h>
 #include <tessalune/frame/streams/QSStreamTypes.h>
+#include <tessalune/frame/streams/QSTapsResponse.h>
 #include <tessalune/frame/streams/QSValuePins.h>
+#include <tessalune/frame/streams/QSWindowCalculator.h>
+#include <tessalune/frame/streams/QSWindowFilter.h>
 
 #include <tessalune/sources/QSFileFailure.h>
 #include <tessalune/sources/QSLogger.h>

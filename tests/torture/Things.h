@@ -189,6 +189,7 @@ struct TFeedThing : TThing {
 
   TQSKLRealSourcePin FPin{TKLPinOwner{}};
   std::atomic_flag FBusy;
+  std::atomic_flag FSends;
   bool FStarted = false;
   double FNext = NextSource();
 };
@@ -409,6 +410,8 @@ struct TGroupThing : TComponentThing<TGroup> {
   void Do(TDeed ADeed) override {
     if (ADeed == TDeed::Own) OwnMore();
     if (ADeed == TDeed::Value) {
+      if (FSends.test_and_set()) return;  // a source sends from one thread at a time
+      const TAtEnd End{[&] { FSends.clear(); }};
       Own->Value.SetValue(1.0);
       Own->State.SetValue(static_cast<std::int64_t>(Chance().Below(9)));
     }
@@ -454,6 +457,7 @@ struct TGroupThing : TComponentThing<TGroup> {
   }
 
   std::atomic_flag FBusy;
+  std::atomic_flag FSends;
 };
 
 template <class T>
