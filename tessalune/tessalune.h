@@ -50,16 +50,20 @@
 #include <tessalune/frame/runtime/VBComponent.h>
 #include <tessalune/frame/streams/QSCommonFilter.h>
 #include <tessalune/frame/streams/QSCommonGen.h>
+#include <tessalune/frame/streams/QSFilterFrequencyResponse.h>
 #include <tessalune/frame/streams/QSFilterPrototype.h>
 #include <tessalune/frame/streams/QSFilterSections.h>
+#include <tessalune/frame/streams/QSFilterState.h>
 #include <tessalune/frame/streams/QSFilterThread.h>
 #include <tessalune/frame/streams/QSFilterTypes.h>
 #include <tessalune/frame/streams/QSFirDesign.h>
 #include <tessalune/frame/streams/QSKaiser.h>
 #include <tessalune/frame/streams/QSPumpable.h>
+#include <tessalune/frame/streams/QSRecentSamples.h>
 #include <tessalune/frame/streams/QSSimpleDataBuffer.h>
 #include <tessalune/frame/streams/QSStreamPins.h>
 #include <tessalune/frame/streams/QSStreamTypes.h>
+#include <tessalune/frame/streams/QSTapsFilter.h>
 #include <tessalune/frame/streams/QSTapsResponse.h>
 #include <tessalune/frame/streams/QSValuePins.h>
 #include <tessalune/frame/streams/QSWindowCalculator.h>
@@ -75,10 +79,15 @@
 #include <tessalune/filters/QSApplyComplexConst.h>
 #include <tessalune/filters/QSApplyIntConst.h>
 #include <tessalune/filters/QSApplyRealConst.h>
+#include <tessalune/filters/QSBandFilter.h>
 #include <tessalune/filters/QSComplexToReal.h>
 #include <tessalune/filters/QSConjugate.h>
+#include <tessalune/filters/QSFir.h>
+#include <tessalune/filters/QSFrequencyFilter.h>
+#include <tessalune/filters/QSIir.h>
 #include <tessalune/filters/QSRealToInt.h>
 #include <tessalune/filters/QSRealTodB.h>
+#include <tessalune/filters/QSSimpleFilter.h>
 #include <tessalune/filters/QSToSquare.h>
 
 #include <tessalune/package/TessalunePkg.h>

@@ -2,8 +2,12 @@
 #include <tessalune/filters/QSApplyComplexConst.h>
 #include <tessalune/filters/QSApplyIntConst.h>
 #include <tessalune/filters/QSApplyRealConst.h>
+#include <tessalune/filters/QSBandFilter.h>
 #include <tessalune/filters/QSComplexToReal.h>
 #include <tessalune/filters/QSConjugate.h>
+#include <tessalune/filters/QSFir.h>
+#include <tessalune/filters/QSFrequencyFilter.h>
+#include <tessalune/filters/QSIir.h>
 #include <tessalune/filters/QSRealToInt.h>
 #include <tessalune/filters/QSRealTodB.h>
 #include <tessalune/filters/QSToSquare.h>
@@ -25,9 +29,13 @@ constexpr std::array Units{
     TPackageUnit{"QSHilbertDispatcher", nullptr},
     TPackageUnit{"QSSubDispatcher", nullptr},
     TPackageUnit{"QSDispatcher", nullptr},
+    TPackageUnit{"QSFrequencyFilter", nullptr},
+    TPackageUnit{"QSSimpleFilter", nullptr},
     TPackageUnit{"QSAbs", &QSAbs::RegisterPkg},
     TPackageUnit{"QSRealTodB", &QSRealTodB::RegisterPkg},
     TPackageUnit{"QSConjugate", &QSConjugate::RegisterPkg},
+    TPackageUnit{"QSCommonIirFilter", nullptr},
+    TPackageUnit{"QSBiQuadIir", &QSBiQuadIir::RegisterPkg},
     TPackageUnit{"QSToSquare", &QSToSquare::RegisterPkg},
     TPackageUnit{"QSCartToPolar", &QSCartToPolar::RegisterPkg},
     TPackageUnit{"QSComplexToReal", &QSComplexToReal::RegisterPkg},
@@ -39,8 +47,15 @@ constexpr std::array Units{
     TPackageUnit{"QSSignalGen", &QSSignalGen::RegisterPkg},
     TPackageUnit{"QSRandomGen", &QSRandomGen::RegisterPkg},
     TPackageUnit{"QSPlayer", &QSPlayer::RegisterPkg},
+    TPackageUnit{"QSLowPass", &QSLowPass::RegisterPkg},
     TPackageUnit{"QSLogger", &QSLogger::RegisterPkg},
+    TPackageUnit{"QSBandFilter", nullptr},
+    TPackageUnit{"QSHighPass", &QSHighPass::RegisterPkg},
     TPackageUnit{"QSGaussGen", &QSGaussGen::RegisterPkg},
+    TPackageUnit{"QSFir", &QSFir::RegisterPkg},
+    TPackageUnit{"QSBandStop", &QSBandStop::RegisterPkg},
+    TPackageUnit{"QSBandPass", &QSBandPass::RegisterPkg},
+    TPackageUnit{"QSIir", &QSIir::RegisterPkg},
 };
 
 std::atomic<int> Initializations{0};
