@@ -50,6 +50,8 @@
 #include <tessalune/frame/runtime/VBComponent.h>
 #include <tessalune/frame/streams/QSCommonFilter.h>
 #include <tessalune/frame/streams/QSCommonGen.h>
+#include <tessalune/frame/streams/QSDelayQueue.h>
+#include <tessalune/frame/streams/QSDelayValue.h>
 #include <tessalune/frame/streams/QSFilterPrototype.h>
 #include <tessalune/frame/streams/QSFilterSections.h>
 #include <tessalune/frame/streams/QSFilterThread.h>
@@ -80,5 +82,12 @@
 #include <tessalune/filters/QSRealToInt.h>
 #include <tessalune/filters/QSRealTodB.h>
 #include <tessalune/filters/QSToSquare.h>
+
+#include <tessalune/control/QSBlockBuilder.h>
+#include <tessalune/control/QSControlFilter.h>
+#include <tessalune/control/QSDelayLine.h>
+#include <tessalune/control/QSRepack.h>
+#include <tessalune/control/QSSnapshot.h>
+#include <tessalune/control/QSSwitch.h>
 
 #include <tessalune/package/TessalunePkg.h>

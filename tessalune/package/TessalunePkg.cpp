@@ -1,3 +1,7 @@
+#include <tessalune/control/QSDelayLine.h>
+#include <tessalune/control/QSRepack.h>
+#include <tessalune/control/QSSnapshot.h>
+#include <tessalune/control/QSSwitch.h>
 #include <tessalune/filters/QSAbs.h>
 #include <tessalune/filters/QSApplyComplexConst.h>
 #include <tessalune/filters/QSApplyIntConst.h>
@@ -26,7 +30,9 @@ constexpr std::array Units{
     TPackageUnit{"QSSubDispatcher", nullptr},
     TPackageUnit{"QSDispatcher", nullptr},
     TPackageUnit{"QSAbs", &QSAbs::RegisterPkg},
+    TPackageUnit{"QSDelayLine", &QSDelayLine::RegisterPkg},
     TPackageUnit{"QSRealTodB", &QSRealTodB::RegisterPkg},
+    TPackageUnit{"QSRepack", &QSRepack::RegisterPkg},
     TPackageUnit{"QSConjugate", &QSConjugate::RegisterPkg},
     TPackageUnit{"QSToSquare", &QSToSquare::RegisterPkg},
     TPackageUnit{"QSCartToPolar", &QSCartToPolar::RegisterPkg},
@@ -41,6 +47,8 @@ constexpr std::array Units{
     TPackageUnit{"QSPlayer", &QSPlayer::RegisterPkg},
     TPackageUnit{"QSLogger", &QSLogger::RegisterPkg},
     TPackageUnit{"QSGaussGen", &QSGaussGen::RegisterPkg},
+    TPackageUnit{"QSSnapshot", &QSSnapshot::RegisterPkg},
+    TPackageUnit{"QSSwitch", &QSSwitch::RegisterPkg},
 };
 
 std::atomic<int> Initializations{0};
