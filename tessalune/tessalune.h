@@ -77,10 +77,14 @@
 #include <tessalune/filters/QSApplyComplexConst.h>
 #include <tessalune/filters/QSApplyIntConst.h>
 #include <tessalune/filters/QSApplyRealConst.h>
+#include <tessalune/filters/QSApplyWindow.h>
+#include <tessalune/filters/QSCombFilter.h>
 #include <tessalune/filters/QSComplexToReal.h>
 #include <tessalune/filters/QSConjugate.h>
+#include <tessalune/filters/QSMedian.h>
 #include <tessalune/filters/QSRealToInt.h>
 #include <tessalune/filters/QSRealTodB.h>
+#include <tessalune/filters/QSRemoveDC.h>
 #include <tessalune/filters/QSToSquare.h>
 
 #include <tessalune/control/QSBlockBuilder.h>

@@ -6,10 +6,14 @@
 #include <tessalune/filters/QSApplyComplexConst.h>
 #include <tessalune/filters/QSApplyIntConst.h>
 #include <tessalune/filters/QSApplyRealConst.h>
+#include <tessalune/filters/QSApplyWindow.h>
+#include <tessalune/filters/QSCombFilter.h>
 #include <tessalune/filters/QSComplexToReal.h>
 #include <tessalune/filters/QSConjugate.h>
+#include <tessalune/filters/QSMedian.h>
 #include <tessalune/filters/QSRealToInt.h>
 #include <tessalune/filters/QSRealTodB.h>
+#include <tessalune/filters/QSRemoveDC.h>
 #include <tessalune/filters/QSToSquare.h>
 #include <tessalune/package/TessalunePkg.h>
 #include <tessalune/sources/QSLogger.h>
@@ -29,12 +33,15 @@ constexpr std::array Units{
     TPackageUnit{"QSHilbertDispatcher", nullptr},
     TPackageUnit{"QSSubDispatcher", nullptr},
     TPackageUnit{"QSDispatcher", nullptr},
+    TPackageUnit{"QSRemoveDC", &QSRemoveDC::RegisterPkg},
     TPackageUnit{"QSAbs", &QSAbs::RegisterPkg},
     TPackageUnit{"QSDelayLine", &QSDelayLine::RegisterPkg},
     TPackageUnit{"QSRealTodB", &QSRealTodB::RegisterPkg},
     TPackageUnit{"QSRepack", &QSRepack::RegisterPkg},
     TPackageUnit{"QSConjugate", &QSConjugate::RegisterPkg},
     TPackageUnit{"QSToSquare", &QSToSquare::RegisterPkg},
+    TPackageUnit{"QSMedian", &QSMedian::RegisterPkg},
+    TPackageUnit{"QSApplyWindow", &QSApplyWindow::RegisterPkg},
     TPackageUnit{"QSCartToPolar", &QSCartToPolar::RegisterPkg},
     TPackageUnit{"QSComplexToReal", &QSComplexToReal::RegisterPkg},
     TPackageUnit{"QSIntToReal", &QSIntToReal::RegisterPkg},
@@ -49,6 +56,7 @@ constexpr std::array Units{
     TPackageUnit{"QSGaussGen", &QSGaussGen::RegisterPkg},
     TPackageUnit{"QSSnapshot", &QSSnapshot::RegisterPkg},
     TPackageUnit{"QSSwitch", &QSSwitch::RegisterPkg},
+    TPackageUnit{"QSCombFilter", &QSCombFilter::RegisterPkg},
 };
 
 std::atomic<int> Initializations{0};

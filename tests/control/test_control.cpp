@@ -1,4 +1,4 @@
-#include "support/Streams.h"
+#include "support/Rig.h"
 
 #include <tessalune/tessalune.h>
 
@@ -10,31 +10,6 @@
 namespace tessalune::test {
 namespace {
 
-template <class TComponentType, class T = double>
-struct TRig {
-  TOwned<TComponentType> It = Create<TComponentType>();
-  TFeed<T> Feed{It->InputPin()};
-  TProbe<T> Out{It->OutputPin()};
-  int Sent = 0;
-
-  // Samples that are all different, on from those before.
-  std::vector<T> Next(int ACount) {
-    std::vector<T> Block;
-    for (int I = 0; I < ACount; ++I) Block.push_back(Numbered(++Sent));
-    return Block;
-  }
-  static T Numbered(int ANumber) {
-    if constexpr (std::same_as<T, TComplex>)
-      return {ANumber + 0.5, -1.0 * ANumber};
-    else
-      return static_cast<T>(ANumber);
-  }
-  std::vector<T> Send(int ACount) {
-    Feed.Send(Next(ACount));
-    return Out.Blocks.empty() ? std::vector<T>() : Out.Blocks.back();
-  }
-};
-
 template <class T>
 class OfAnyType : public testing::Test {};
 using TTypes = testing::Types<double, TComplex, std::int32_t, std::uint32_t, std::uint8_t>;
@@ -44,7 +19,7 @@ TYPED_TEST_SUITE(OfAnyType, TTypes);
 
 TYPED_TEST(OfAnyType, ADelayLineGivesTheStreamLaterWhateverTheBlocks) {
   using T = TypeParam;
-  TRig<TQSDelayLine, T> Rig;
+  TStreamRig<TQSDelayLine, T> Rig;
   TQSDelayValue& Delay = Rig.It->DelayValue();
   Delay.SetMode(TQSDelayMode::dmSamples);
   EXPECT_EQ(Rig.Send(3), std::vector<T>({Rig.Numbered(1), Rig.Numbered(2), Rig.Numbered(3)}))
@@ -57,10 +32,10 @@ TYPED_TEST(OfAnyType, ADelayLineGivesTheStreamLaterWhateverTheBlocks) {
     Delay.SetValue(Start.Value);
     Rig.Feed.Start();
     std::deque<T> Model(static_cast<std::size_t>(Start.Value));
-    for (const TStep Step :
-         {TStep{Start.Value, 5}, TStep{4, 0}, TStep{4, 4}, TStep{4, 9}, TStep{9, 2}, TStep{40, 3},
-          TStep{41, 60}, TStep{2, 1}, TStep{0, 6}, TStep{5, 5}, TStep{9000, 5000},
-          TStep{9001, 5000}, TStep{9001, 30000}, TStep{6000, 100}, TStep{1, 8}, TStep{1, 8}}) {
+    for (const TStep Step : {TStep{Start.Value, 5}, TStep{4, 0}, TStep{4, 4}, TStep{4, 9},
+                             TStep{9, 2}, TStep{40, 3}, TStep{41, 60}, TStep{2, 1}, TStep{0, 6},
+                             TStep{5, 5}, TStep{9000, 5000}, TStep{9001, 5000}, TStep{9001, 30000},
+                             TStep{6000, 100}, TStep{1, 8}, TStep{1, 8}, TStep{3, 2}}) {
       Delay.SetValue(Step.Value);
       const T Fill = Model.empty() ? T{} : Model.back();
       Model.resize(static_cast<std::size_t>(Step.Value), Fill);
@@ -78,7 +53,7 @@ TYPED_TEST(OfAnyType, ADelayLineGivesTheStreamLaterWhateverTheBlocks) {
 }
 
 TEST(DelayLine, CountsInSamplesOrInMillisecondsOfTheRate) {
-  TRig<TQSDelayLine> Rig;
+  TStreamRig<TQSDelayLine> Rig;
   TQSDelayValue& Delay = Rig.It->DelayValue();
   constexpr auto Most = std::numeric_limits<std::int64_t>::max();
   struct TCase {
@@ -106,7 +81,7 @@ TEST(DelayLine, CountsInSamplesOrInMillisecondsOfTheRate) {
 }
 
 TEST(DelayLine, ForgetsWhatWaitsWhenItIsDisabled) {
-  TRig<TQSDelayLine> Rig;
+  TStreamRig<TQSDelayLine> Rig;
   Rig.It->DelayValue().SetValue(2);
   Rig.Feed.Start(1000.0);
   EXPECT_EQ(Rig.Send(3), std::vector<double>({0, 0, 1}));
@@ -122,7 +97,7 @@ TEST(DelayLine, ForgetsWhatWaitsWhenItIsDisabled) {
 // --- repack ---
 
 TYPED_TEST(OfAnyType, ARepackKeepsTheSamplesAndCutsThemAnew) {
-  TRig<TQSRepack, TypeParam> Rig;
+  TStreamRig<TQSRepack, TypeParam> Rig;
   std::vector<TypeParam> All;
   std::size_t Blocks = 0;
   Rig.It->SetBufferSize(8);
@@ -152,7 +127,7 @@ TYPED_TEST(OfAnyType, ARepackKeepsTheSamplesAndCutsThemAnew) {
 }
 
 TEST(Repack, HoldsWhatItHasWhileDisabledAndDropsItAtAStart) {
-  TRig<TQSRepack> Rig;
+  TStreamRig<TQSRepack> Rig;
   EXPECT_THROW(Rig.It->SetBufferSize(0), EQSException);
   Rig.It->SetBufferSize(4);
   Rig.Feed.Start();
@@ -267,7 +242,7 @@ TEST(Repack, AsksOnWhenABlockComesLate) {
 // --- snapshot ---
 
 TYPED_TEST(OfAnyType, ASnapshotCatchesTheNextSamplesAndNothingElse) {
-  TRig<TQSSnapshot, TypeParam> Rig;
+  TStreamRig<TQSSnapshot, TypeParam> Rig;
   TRef<IQSGenericBuffer> Caught;
   std::size_t SentAtEvent = 9;
   Rig.It->SetOnSnapshot([&](TObject&, TRef<IQSGenericBuffer> ABuffer) {
@@ -314,7 +289,7 @@ TYPED_TEST(OfAnyType, ASnapshotCatchesTheNextSamplesAndNothingElse) {
 // --- switch ---
 
 TEST(Switch, PassesBlocksWhileEnabledAndTellsTheStartThatWasMissed) {
-  TRig<TQSSwitch> Rig;
+  TStreamRig<TQSSwitch> Rig;
   TProbe<double> Beside(Rig.Feed.Pin);
   using TRates = std::vector<double>;
   Rig.It->SetEnabled(false);
@@ -344,7 +319,7 @@ TEST(Switch, PassesBlocksWhileEnabledAndTellsTheStartThatWasMissed) {
 }
 
 TEST(Switch, TellsAStartOfRate0WhereNoneCame) {
-  TRig<TQSSwitch> Rig;
+  TStreamRig<TQSSwitch> Rig;
   Rig.It->SetResetOnEnable(true);
   Rig.It->SetEnabled(false);
   Rig.It->SetEnabled(true);
@@ -375,7 +350,7 @@ TEST(Switch, PassesRequestsUpwardsWhileItIsShutAndLetsNobodyWait) {
 
 // A gate that a sink shuts and opens from inside a block: the start comes when that block has left.
 TEST(Switch, TellsAStartBetweenTwoBlocks) {
-  TRig<TQSSwitch> Rig;
+  TStreamRig<TQSSwitch> Rig;
   bool Inside = false;
   int Starts = 0;
   TQSKLRealSinkPin Sink({}, [&](TKLBasicPin&, TKLBasicPin*, const TGUID&,
