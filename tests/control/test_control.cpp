@@ -66,12 +66,6 @@ TEST(DelayLine, CountsInSamplesOrInMillisecondsOfTheRate) {
     Delay.SetValue(Case.Milliseconds);
     EXPECT_EQ(Delay.Samples(Case.Rate), Case.Samples);
   }
-  try {
-    Delay.SetValue(-1);
-    ADD_FAILURE() << "a negative delay";
-  } catch (const EQSException& Error) {
-    EXPECT_NE(std::string(Error.what()).find("Value cannot be -1"), std::string::npos);
-  }
   Rig.Feed.Start();
   for (const std::int64_t Samples : {std::int64_t{1000000000000}, Most}) {
     Delay.SetMode(TQSDelayMode::dmSamples);
@@ -102,33 +96,23 @@ TYPED_TEST(OfAnyType, ARepackKeepsTheSamplesAndCutsThemAnew) {
   std::size_t Blocks = 0;
   Rig.It->SetBufferSize(8);
   Rig.Feed.Start();
-  for (const auto& [Size, Count] : std::vector<std::pair<int, int>>{{8, 8},
-                                                                    {8, 3},
-                                                                    {8, 0},
-                                                                    {8, 30},
-                                                                    {8, 7},
-                                                                    {3, 1},
-                                                                    {20, 5},
-                                                                    {6, 8},
-                                                                    {1, 1},
-                                                                    {100000, 99999},
-                                                                    {99999, 1}}) {
-    Rig.It->SetBufferSize(Size);
-    const auto In = Rig.Next(Count);
+  constexpr int Sizes[] = {8, 8, 8, 8, 8, 3, 20, 6, 1, 100000, 99999};
+  constexpr int Counts[] = {8, 3, 0, 30, 7, 1, 5, 8, 1, 99999, 1};
+  for (std::size_t I = 0; I < std::size(Sizes); ++I) {
+    const auto Size = static_cast<std::size_t>(Sizes[I]);
+    Rig.It->SetBufferSize(Sizes[I]);
+    const auto In = Rig.Next(Counts[I]);
     All.insert(All.end(), In.begin(), In.end());
     Rig.Feed.Send(In);
-    for (; Blocks < Rig.Out.Blocks.size(); ++Blocks) {
-      EXPECT_EQ(Rig.Out.Blocks[Blocks].size(), static_cast<std::size_t>(Size));
-    }
+    for (; Blocks < Rig.Out.Blocks.size(); ++Blocks) EXPECT_EQ(Rig.Out.Blocks[Blocks].size(), Size);
     const auto Stream = Rig.Out.Stream();
-    ASSERT_LT(All.size() - Stream.size(), static_cast<std::size_t>(Size)) << "no more is held";
+    ASSERT_LT(All.size() - Stream.size(), Size) << "no more is held";
     ASSERT_TRUE(std::equal(Stream.begin(), Stream.end(), All.begin()));
   }
 }
 
 TEST(Repack, HoldsWhatItHasWhileDisabledAndDropsItAtAStart) {
   TStreamRig<TQSRepack> Rig;
-  EXPECT_THROW(Rig.It->SetBufferSize(0), EQSException);
   Rig.It->SetBufferSize(4);
   Rig.Feed.Start();
   Rig.Send(3);
@@ -152,6 +136,7 @@ struct TPumped {
   int Size = 1;
   int Requests = 0;
   int FromInside = 0;  // requests to be made by the blocks that come
+  int AtOnce = 1;
   int Blocks = 0;
   bool Waits = false;
   TOwned<TQSRepack> Repack = Create<TQSRepack>();
@@ -170,8 +155,7 @@ struct TPumped {
                           if (!AOperation.IsType<TKLSuppliedBufferOperation>())
                             return TKLNotifyResult{};
                           ++Blocks;
-                          if (FromInside > 0) {
-                            --FromInside;
+                          for (int I = 0; I < AtOnce && FromInside > 0; ++I, --FromInside) {
                             Sink.MasterPump(Pump);
                           }
                           return TKLNotifyResult{};
@@ -214,6 +198,9 @@ TEST(Repack, AsksForTheBlocksThatARequestNeeds) {
   Graph.Sink.Notify(*Twice);
   Graph.Sink.Notify(*Twice);
   EXPECT_EQ(Graph.Blocks, 26) << "one request, though it comes by two ways";
+  Graph.Size = 1024;
+  Graph.FromInside = Graph.AtOnce = 2;
+  EXPECT_EQ(Graph.Ask(), 3);
 }
 
 TEST(Repack, AsksWithoutADeepStack) {
@@ -249,7 +236,6 @@ TYPED_TEST(OfAnyType, ASnapshotCatchesTheNextSamplesAndNothingElse) {
     Caught = ABuffer;
     SentAtEvent = Rig.Out.Blocks.size();
   });
-  EXPECT_THROW(Rig.It->SetSnapShotSize(0), EQSException);
   Rig.It->SetSnapShotSize(10);
   Rig.It->Snapshot();
   Rig.Feed.Start(500.0);
@@ -318,14 +304,6 @@ TEST(Switch, PassesBlocksWhileEnabledAndTellsTheStartThatWasMissed) {
   EXPECT_EQ(Rig.Out.StartRates, TRates({100.0, 100.0, 200.0}));
 }
 
-TEST(Switch, TellsAStartOfRate0WhereNoneCame) {
-  TStreamRig<TQSSwitch> Rig;
-  Rig.It->SetResetOnEnable(true);
-  Rig.It->SetEnabled(false);
-  Rig.It->SetEnabled(true);
-  EXPECT_EQ(Rig.Out.StartRates, std::vector<double>({0.0}));
-}
-
 TEST(Switch, PassesRequestsUpwardsWhileItIsShutAndLetsNobodyWait) {
   const auto Switch = Create<TQSSwitch>();
   int Up = 0;
@@ -351,6 +329,10 @@ TEST(Switch, PassesRequestsUpwardsWhileItIsShutAndLetsNobodyWait) {
 // A gate that a sink shuts and opens from inside a block: the start comes when that block has left.
 TEST(Switch, TellsAStartBetweenTwoBlocks) {
   TStreamRig<TQSSwitch> Rig;
+  Rig.It->SetResetOnEnable(true);
+  Rig.It->SetEnabled(false);
+  Rig.It->SetEnabled(true);
+  EXPECT_EQ(Rig.Out.StartRates, std::vector<double>({0.0})) << "none has come";
   bool Inside = false;
   int Starts = 0;
   TQSKLRealSinkPin Sink({}, [&](TKLBasicPin&, TKLBasicPin*, const TGUID&,
@@ -366,9 +348,8 @@ TEST(Switch, TellsAStartBetweenTwoBlocks) {
     }
     return TKLNotifyResult{};
   });
-  Rig.It->OutputPin().Connect(Sink);
-  Rig.It->SetResetOnEnable(true);
   Rig.Feed.Start();
+  Rig.It->OutputPin().Connect(Sink);
   Rig.Send(1);
   EXPECT_EQ(Starts, 2);
   EXPECT_EQ(Rig.Send(1), std::vector<double>({2})) << "it is open";

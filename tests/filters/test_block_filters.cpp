@@ -69,7 +69,6 @@ TEST(CombFilter, BeginsAnewWithZeros) {
     EXPECT_EQ(Rig.Send({0, 0}).back(), Comb.Delay() == 1 ? 0.0 : 100.0) << "the past, too";
     Comb.SetCoefficient(10.0);
   }
-  EXPECT_THROW(Comb.SetCoefficient(-0.1), EQSException);
   Comb.SetDelay(std::numeric_limits<std::uint32_t>::max());
   EXPECT_EQ(Rig.Send({1, 2}), TReals({0, 0}));
 }
@@ -148,7 +147,6 @@ TEST(ApplyWindow, MultipliesEachBlockByAWindowOfItsSize) {
   Rig.It->SetWindowType(xwtCosSum);
   Rig.It->SetNumberTerms(11);
   Check(9, true);
-  EXPECT_THROW(Rig.It->SetNumberTerms(12), EQSException);
   Rig.It->SetWindowType(xwtNone);
   TProbe<double> Beside(Rig.Feed.Pin);
   EXPECT_EQ(Rig.Send({1, 2}), TReals({1, 2}));
