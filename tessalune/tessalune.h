@@ -50,6 +50,8 @@
 #include <tessalune/frame/runtime/VBComponent.h>
 #include <tessalune/frame/streams/QSCommonFilter.h>
 #include <tessalune/frame/streams/QSCommonGen.h>
+#include <tessalune/frame/streams/QSDelayQueue.h>
+#include <tessalune/frame/streams/QSDelayValue.h>
 #include <tessalune/frame/streams/QSFilterFrequencyResponse.h>
 #include <tessalune/frame/streams/QSFilterPrototype.h>
 #include <tessalune/frame/streams/QSFilterSections.h>
@@ -79,15 +81,26 @@
 #include <tessalune/filters/QSApplyComplexConst.h>
 #include <tessalune/filters/QSApplyIntConst.h>
 #include <tessalune/filters/QSApplyRealConst.h>
+#include <tessalune/filters/QSApplyWindow.h>
 #include <tessalune/filters/QSBandFilter.h>
+#include <tessalune/filters/QSCombFilter.h>
 #include <tessalune/filters/QSComplexToReal.h>
 #include <tessalune/filters/QSConjugate.h>
 #include <tessalune/filters/QSFir.h>
 #include <tessalune/filters/QSFrequencyFilter.h>
 #include <tessalune/filters/QSIir.h>
+#include <tessalune/filters/QSMedian.h>
 #include <tessalune/filters/QSRealToInt.h>
 #include <tessalune/filters/QSRealTodB.h>
+#include <tessalune/filters/QSRemoveDC.h>
 #include <tessalune/filters/QSSimpleFilter.h>
 #include <tessalune/filters/QSToSquare.h>
+
+#include <tessalune/control/QSBlockBuilder.h>
+#include <tessalune/control/QSControlFilter.h>
+#include <tessalune/control/QSDelayLine.h>
+#include <tessalune/control/QSRepack.h>
+#include <tessalune/control/QSSnapshot.h>
+#include <tessalune/control/QSSwitch.h>
 
 #include <tessalune/package/TessalunePkg.h>

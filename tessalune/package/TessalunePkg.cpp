@@ -1,15 +1,23 @@
+#include <tessalune/control/QSDelayLine.h>
+#include <tessalune/control/QSRepack.h>
+#include <tessalune/control/QSSnapshot.h>
+#include <tessalune/control/QSSwitch.h>
 #include <tessalune/filters/QSAbs.h>
 #include <tessalune/filters/QSApplyComplexConst.h>
 #include <tessalune/filters/QSApplyIntConst.h>
 #include <tessalune/filters/QSApplyRealConst.h>
+#include <tessalune/filters/QSApplyWindow.h>
 #include <tessalune/filters/QSBandFilter.h>
+#include <tessalune/filters/QSCombFilter.h>
 #include <tessalune/filters/QSComplexToReal.h>
 #include <tessalune/filters/QSConjugate.h>
 #include <tessalune/filters/QSFir.h>
 #include <tessalune/filters/QSFrequencyFilter.h>
 #include <tessalune/filters/QSIir.h>
+#include <tessalune/filters/QSMedian.h>
 #include <tessalune/filters/QSRealToInt.h>
 #include <tessalune/filters/QSRealTodB.h>
+#include <tessalune/filters/QSRemoveDC.h>
 #include <tessalune/filters/QSToSquare.h>
 #include <tessalune/package/TessalunePkg.h>
 #include <tessalune/sources/QSLogger.h>
@@ -31,12 +39,17 @@ constexpr std::array Units{
     TPackageUnit{"QSDispatcher", nullptr},
     TPackageUnit{"QSFrequencyFilter", nullptr},
     TPackageUnit{"QSSimpleFilter", nullptr},
+    TPackageUnit{"QSRemoveDC", &QSRemoveDC::RegisterPkg},
     TPackageUnit{"QSAbs", &QSAbs::RegisterPkg},
+    TPackageUnit{"QSDelayLine", &QSDelayLine::RegisterPkg},
     TPackageUnit{"QSRealTodB", &QSRealTodB::RegisterPkg},
+    TPackageUnit{"QSRepack", &QSRepack::RegisterPkg},
     TPackageUnit{"QSConjugate", &QSConjugate::RegisterPkg},
     TPackageUnit{"QSCommonIirFilter", nullptr},
     TPackageUnit{"QSBiQuadIir", &QSBiQuadIir::RegisterPkg},
     TPackageUnit{"QSToSquare", &QSToSquare::RegisterPkg},
+    TPackageUnit{"QSMedian", &QSMedian::RegisterPkg},
+    TPackageUnit{"QSApplyWindow", &QSApplyWindow::RegisterPkg},
     TPackageUnit{"QSCartToPolar", &QSCartToPolar::RegisterPkg},
     TPackageUnit{"QSComplexToReal", &QSComplexToReal::RegisterPkg},
     TPackageUnit{"QSIntToReal", &QSIntToReal::RegisterPkg},
@@ -56,6 +69,9 @@ constexpr std::array Units{
     TPackageUnit{"QSBandStop", &QSBandStop::RegisterPkg},
     TPackageUnit{"QSBandPass", &QSBandPass::RegisterPkg},
     TPackageUnit{"QSIir", &QSIir::RegisterPkg},
+    TPackageUnit{"QSSnapshot", &QSSnapshot::RegisterPkg},
+    TPackageUnit{"QSSwitch", &QSSwitch::RegisterPkg},
+    TPackageUnit{"QSCombFilter", &QSCombFilter::RegisterPkg},
 };
 
 std::atomic<int> Initializations{0};

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstring>
 #include <limits>
 #include <new>
 
@@ -146,7 +147,8 @@ class TGauge final : public TLockComponent {
             .Pin("InputPin", &TGauge::InputPin, "", true)
             .Pin("CountPin", &TGauge::CountPin, "")
             .Pin("HalfPin", &TGauge::HalfPin, "")
-            .Pin("TurnPin", &TGauge::TurnPin, "");
+            .Pin("TurnPin", &TGauge::TurnPin, "")
+            .Action("Reset", &TGauge::Reset, "Counts anew.");
     return Table;
   }
   const TPublishedTable& PublishedTable() const override { return Published(); }
@@ -154,6 +156,7 @@ class TGauge final : public TLockComponent {
   TKLIntRangedSourcePin& CountPin() { return FCountPin; }
   TKLRealSourcePin& HalfPin() { return FHalfPin; }
   TKLComplexSourcePin& TurnPin() { return FTurnPin; }
+  void Reset() { FCount = 0; }
 
  private:
   void Take(std::int32_t ASamples) {
@@ -246,6 +249,75 @@ class Run : public testing::Test {
 
   const TTemporaryFolder FFolder;
 };
+
+// Steps fall on their sample in all streams, also behind filters with threads of their own; those
+// for the same moment keep their order. On clocks of their own sources are stepped between blocks.
+TEST_F(Run, ChangesOnTheWay) {
+  constexpr const char* Gain = R"("ApplyOperation": "faoMultiply", "Value": 1)";
+  constexpr const char* Threaded =
+      R"("ApplyOperation": "faoMultiply", "Value": 1, "Threading": {"Enabled": true})";
+  WriteFile(FFolder / "tape", "");
+  const auto Script = [&](const std::string& ASteps) {
+    Graph({{"TReel", "Reel", R"("Tape": "%tape", "Length": 12)"},
+           {"TQSSignalGen", "Fast",
+            R"("SignalType": "stDc", "Offset": 1, "SampleRate": 16, "BufferSize": 7)"},
+           {"TQSApplyRealConst", "One", Gain},
+           {"TQSApplyRealConst", "Other", Threaded},
+           {"TQSLogger", "LogOne", R"("FileName": "%one.bin")"},
+           {"TQSLogger", "LogOther", R"("FileName": "%other.bin")"},
+           {"TGauge", "Gauge", ""}},
+          R"(["Reel.OutputPin", "One.InputPin"], ["One.OutputPin", "LogOne.InputPin"],
+             ["Fast.OutputPin", "Other.InputPin"], ["Other.OutputPin", "LogOther.InputPin"],
+             ["One.OutputPin", "Gauge.InputPin"])",
+          R"({"seconds": 1.5, "watch": ["Gauge.CountPin"], "at": [)" + ASteps + "]}");
+  };
+  const auto Logged = [&](const char* AName) {
+    const std::string Bytes = ReadFile(FFolder / AName);
+    std::string Digits;
+    for (std::size_t I = 0; I + sizeof(double) <= Bytes.size(); I += sizeof(double)) {
+      double Value = 0;
+      std::memcpy(&Value, Bytes.data() + I, sizeof(double));
+      Digits += static_cast<char>('0' + static_cast<int>(Value));
+    }
+    return Digits;
+  };
+  const std::string Steps = R"({"seconds": 1, "set": {"One.Value": 3, "Other.Value": 3}},
+      {"samples": 10, "set": {"One.Value": 9, "Other.Enabled": true}},
+      {"samples": 10, "set": {"One.Value": 2, "Other.Value": 2}, "call": "Gauge.Reset"},
+      {"seconds": 7, "call": ["Gauge.Reset"]})";
+  Script(Steps);
+  Expect({{"run %g.json",
+           0,
+           {"Gauge.CountPin\t4\n", "Gauge.CountPin\t5\n", "Gauge.CountPin\t3\n",
+            "Note: run.at[3] (line 16) was not done: the run ended before 7 s"}}});
+  EXPECT_EQ(Logged("one.bin"), "111112223333");
+  EXPECT_EQ(Logged("other.bin"), "111111111122222233333333");
+
+  Expect({{"run %g.json --realtime", 0, {}}});
+  EXPECT_EQ(Logged("other.bin").substr(0, 7) + Logged("other.bin").substr(21), "1111111333");
+
+  Script(R"({"seconds": -1, "set": {"One.Valeu": 1, "Two.Value": 2, "Other.Threading": true}},
+      {"set": {"Fast.SampleRate": 0}, "call": 3}, {"seconds": 1, "samples": 1},
+      {"seconds": 1, "call": ["Gauge.Rest", "One.Stop"], "then": 1},
+      {"seconds": 2, "set": {"Fast.BufferSize": "much", "Reel.Tape": ["a"]}})");
+  Expect({{"run %g.json",
+           2,
+           {"run.at[0].seconds: expected is a number of seconds from 0",
+            "run.at[0].set.One.Valeu: TQSApplyRealConst has no property \"Valeu\"; did you mean "
+            "Value?",
+            "run.at[0].set.Two.Value: there is no component \"Two\"",
+            "run.at[0].set.Other.Threading: Threading is",
+            "run.at[1].set.Fast.SampleRate: Fast (TQSSignalGen): SampleRate",
+            "run.at[1]: an entry of \"at\" needs one of \"seconds\" and \"samples\"",
+            "run.at[1].call: an action to call, such as \"Shot.Snapshot\", is a string",
+            "run.at[2]: an entry of \"at\" needs one of",
+            "run.at[2]: an entry of \"at\" needs \"set\" or \"call\"",
+            "run.at[3].call[0]: Gauge (TGauge) has no action \"Rest\", only Reset; did you mean "
+            "Reset?",
+            "run.at[3].call[1]: One (TQSApplyRealConst) has no action \"Stop\", and no other",
+            "run.at[3].then:", "run.at[4].set.Fast.BufferSize: Fast (TQSSignalGen): BufferSize",
+            "run.at[4].set.Reel.Tape: "}}});
+}
 
 // A class that the program has never heard of is pumped, cut at the limit, watched, and asked for
 // its file, its losses and its remarks.

@@ -43,6 +43,14 @@ TEST(Package, RegistersItsClassesUnitByUnit) {
       {"QSRealTodB", "TQSRealTodB", "Filters", "Signal to dB"},
       {"QSApplyRealConst", "TQSApplyRealConst", "Math", "Applies constant on Real Signal"},
       {"QSApplyIntConst", "TQSApplyIntConst", "Math", "Applies constant on Real Signal"},
+      {"QSCombFilter", "TQSCombFilter", "Filters", "Perform Comb Filter over Signal"},
+      {"QSRemoveDC", "TQSRemoveDC", "Filters", "Remove DC Component"},
+      {"QSMedian", "TQSMedian", "Filters", "Performs Median Filter"},
+      {"QSApplyWindow", "TQSApplyWindow", "Filters", "Applies Window over the Signal"},
+      {"QSSwitch", "TQSSwitch", "Filters", "On/Off Switch"},
+      {"QSSnapshot", "TQSSnapshot", "Filters", "Take Signal Snapshot"},
+      {"QSDelayLine", "TQSDelayLine", "Filters", "Add Signal Delay"},
+      {"QSRepack", "TQSRepack", "Filters", "Repacks the Signal Buffers"},
       {"QSApplyComplexConst", "TQSApplyComplexConst", "Math", "Applies constant on Complex Signal"},
   };
   EXPECT_TRUE(RegisteredComponents().empty()) << "nothing registers by itself";
