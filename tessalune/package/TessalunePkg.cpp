@@ -1,11 +1,14 @@
 #include <tessalune/filters/QSAbs.h>
+#include <tessalune/filters/QSAdd.h>
 #include <tessalune/filters/QSApplyComplexConst.h>
 #include <tessalune/filters/QSApplyIntConst.h>
 #include <tessalune/filters/QSApplyRealConst.h>
 #include <tessalune/filters/QSComplexToReal.h>
 #include <tessalune/filters/QSConjugate.h>
+#include <tessalune/filters/QSRealToComplex.h>
 #include <tessalune/filters/QSRealToInt.h>
 #include <tessalune/filters/QSRealTodB.h>
+#include <tessalune/filters/QSSubtract.h>
 #include <tessalune/filters/QSToSquare.h>
 #include <tessalune/package/TessalunePkg.h>
 #include <tessalune/sources/QSLogger.h>
@@ -29,6 +32,7 @@ constexpr std::array Units{
     TPackageUnit{"QSRealTodB", &QSRealTodB::RegisterPkg},
     TPackageUnit{"QSConjugate", &QSConjugate::RegisterPkg},
     TPackageUnit{"QSToSquare", &QSToSquare::RegisterPkg},
+    TPackageUnit{"QSPolarToCart", &QSPolarToCart::RegisterPkg},
     TPackageUnit{"QSCartToPolar", &QSCartToPolar::RegisterPkg},
     TPackageUnit{"QSComplexToReal", &QSComplexToReal::RegisterPkg},
     TPackageUnit{"QSIntToReal", &QSIntToReal::RegisterPkg},
@@ -36,11 +40,20 @@ constexpr std::array Units{
     TPackageUnit{"QSApplyRealConst", &QSApplyRealConst::RegisterPkg},
     TPackageUnit{"QSApplyIntConst", &QSApplyIntConst::RegisterPkg},
     TPackageUnit{"QSApplyComplexConst", &QSApplyComplexConst::RegisterPkg},
+    TPackageUnit{"QSRealToComplex", &QSRealToComplex::RegisterPkg},
+    TPackageUnit{"QSDivide", &QSDivide::RegisterPkg},
+    TPackageUnit{"QSSubtract", &QSSubtract::RegisterPkg},
+    TPackageUnit{"QSAdd", &QSAdd::RegisterPkg},
+    TPackageUnit{"QSMultiply", &QSMultiply::RegisterPkg},
     TPackageUnit{"QSSignalGen", &QSSignalGen::RegisterPkg},
     TPackageUnit{"QSRandomGen", &QSRandomGen::RegisterPkg},
     TPackageUnit{"QSPlayer", &QSPlayer::RegisterPkg},
     TPackageUnit{"QSLogger", &QSLogger::RegisterPkg},
     TPackageUnit{"QSGaussGen", &QSGaussGen::RegisterPkg},
+    TPackageUnit{"QSAddComplex", &QSAddComplex::RegisterPkg},
+    TPackageUnit{"QSDivideComplex", &QSDivideComplex::RegisterPkg},
+    TPackageUnit{"QSMultiplyComplex", &QSMultiplyComplex::RegisterPkg},
+    TPackageUnit{"QSSubtractComplex", &QSSubtractComplex::RegisterPkg},
 };
 
 std::atomic<int> Initializations{0};
