@@ -8,9 +8,13 @@
 #include <tessalune/filters/QSApplyIntConst.h>
 #include <tessalune/filters/QSApplyRealConst.h>
 #include <tessalune/filters/QSApplyWindow.h>
+#include <tessalune/filters/QSBandFilter.h>
 #include <tessalune/filters/QSCombFilter.h>
 #include <tessalune/filters/QSComplexToReal.h>
 #include <tessalune/filters/QSConjugate.h>
+#include <tessalune/filters/QSFir.h>
+#include <tessalune/filters/QSFrequencyFilter.h>
+#include <tessalune/filters/QSIir.h>
 #include <tessalune/filters/QSMedian.h>
 #include <tessalune/filters/QSRealToComplex.h>
 #include <tessalune/filters/QSRealToInt.h>
@@ -36,12 +40,16 @@ constexpr std::array Units{
     TPackageUnit{"QSHilbertDispatcher", nullptr},
     TPackageUnit{"QSSubDispatcher", nullptr},
     TPackageUnit{"QSDispatcher", nullptr},
+    TPackageUnit{"QSFrequencyFilter", nullptr},
+    TPackageUnit{"QSSimpleFilter", nullptr},
     TPackageUnit{"QSRemoveDC", &QSRemoveDC::RegisterPkg},
     TPackageUnit{"QSAbs", &QSAbs::RegisterPkg},
     TPackageUnit{"QSDelayLine", &QSDelayLine::RegisterPkg},
     TPackageUnit{"QSRealTodB", &QSRealTodB::RegisterPkg},
     TPackageUnit{"QSRepack", &QSRepack::RegisterPkg},
     TPackageUnit{"QSConjugate", &QSConjugate::RegisterPkg},
+    TPackageUnit{"QSCommonIirFilter", nullptr},
+    TPackageUnit{"QSBiQuadIir", &QSBiQuadIir::RegisterPkg},
     TPackageUnit{"QSToSquare", &QSToSquare::RegisterPkg},
     TPackageUnit{"QSMedian", &QSMedian::RegisterPkg},
     TPackageUnit{"QSApplyWindow", &QSApplyWindow::RegisterPkg},
@@ -61,8 +69,15 @@ constexpr std::array Units{
     TPackageUnit{"QSSignalGen", &QSSignalGen::RegisterPkg},
     TPackageUnit{"QSRandomGen", &QSRandomGen::RegisterPkg},
     TPackageUnit{"QSPlayer", &QSPlayer::RegisterPkg},
+    TPackageUnit{"QSLowPass", &QSLowPass::RegisterPkg},
     TPackageUnit{"QSLogger", &QSLogger::RegisterPkg},
+    TPackageUnit{"QSBandFilter", nullptr},
+    TPackageUnit{"QSHighPass", &QSHighPass::RegisterPkg},
     TPackageUnit{"QSGaussGen", &QSGaussGen::RegisterPkg},
+    TPackageUnit{"QSFir", &QSFir::RegisterPkg},
+    TPackageUnit{"QSBandStop", &QSBandStop::RegisterPkg},
+    TPackageUnit{"QSBandPass", &QSBandPass::RegisterPkg},
+    TPackageUnit{"QSIir", &QSIir::RegisterPkg},
     TPackageUnit{"QSSnapshot", &QSSnapshot::RegisterPkg},
     TPackageUnit{"QSSwitch", &QSSwitch::RegisterPkg},
     TPackageUnit{"QSCombFilter", &QSCombFilter::RegisterPkg},

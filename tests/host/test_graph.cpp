@@ -134,9 +134,8 @@ TEST_F(Graph, SavesTheBytesThatItLoaded) {
   EXPECT_EQ(Loaded.Run().Seconds, 0.5);
   EXPECT_EQ(Loaded.Save(), Text);
 
-  for (const char* Example :
-       {"/tone.json", "/recording.json", "/quantising.json", "/gating.json"}) {
-    const std::string Bytes = ReadFile(std::string(EXAMPLES) + Example);
+  for (const auto& Example : std::filesystem::directory_iterator(EXAMPLES)) {
+    const std::string Bytes = ReadFile(Example.path());
     EXPECT_EQ(TGraph(Bytes, Mistakes).Save(), Bytes);
   }
 }

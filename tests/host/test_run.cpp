@@ -428,6 +428,26 @@ TEST_F(Run, SaysWhatIsMostLikelyNotMeant) {
         {"Tone (TQSSignalGen) leads nowhere: the output of Again (TQSAbs) is linked to nothing"}}});
 }
 
+// A filter that cannot be made says so before a run and behind it, and what would do.
+TEST_F(Run, TellsWhatFiltersRemark) {
+  Graph({{"TQSSignalGen", "Tone", R"("SampleRate": 48000)"},
+         {"TQSLowPass", "Low", R"("FilterType": "ftIIR")"},
+         {"TQSHighPass", "High", R"("FilterType": "ftBiquadIIR")"},
+         {"TQSIir", "Own", R"("Taps": {"_Values": [1, 2, 0, 3]})"},
+         {"TQSLogger", "Log", R"("FileName": "%x.bin")"}},
+        R"(["Tone.OutputPin", "Low.InputPin"], ["Low.OutputPin", "High.InputPin"],
+           ["High.OutputPin", "Own.InputPin"], ["Own.OutputPin", "Log.InputPin"])",
+        R"({"samples": 500})");
+  const std::vector<const char*> Said{
+      "Low (TQSLowPass): passes its stream through unchanged: ",
+      "ftBiquadIIR, which takes this order",
+      "High (TQSHighPass): Frequency, 45000 Hz, is not below half the sample rate",
+      "Own (TQSIir): passes its stream through unchanged: A0 is 0"};
+  Expect({{"validate %g.json", 0, Said}, {"run %g.json", 0, Said}});
+  const char* const Repaired = " --set Low.Order=4 --set High.Frequency=20 --set Own.Taps=1,0,1,0";
+  EXPECT_EQ(Do("validate %g.json --strict" + std::string(Repaired)).Code, 0);
+}
+
 // Nothing runs where all depends on a source that is off; the program says so and fails, whichever
 // way the clocks go.
 TEST_F(Run, FailsWhereNothingRuns) {
