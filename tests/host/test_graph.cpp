@@ -6,6 +6,7 @@
 #include <tessalune/frame/runtime/QSComponentRegistry.h>
 #include <tests/host/Files.h>
 #include <tests/support/FormsProbe.h>
+#include <tests/support/Properties.h>
 
 #include <cmath>
 #include <map>
@@ -137,6 +138,27 @@ TEST_F(Graph, SavesTheBytesThatItLoaded) {
   for (const char* Example : {"/tone.json", "/recording.json"}) {
     const std::string Bytes = ReadFile(std::string(EXAMPLES) + Example);
     EXPECT_EQ(TGraph(Bytes, Mistakes).Save(), Bytes);
+  }
+}
+
+// Defaults are not stored; every other value is, and comes back.
+TEST_F(Graph, TakesAndSavesEveryPropertyOfEveryClass) {
+  for (const TComponentClass& Class : RegisteredComponents()) {
+    const std::string Name(Class.Published().ClassName());
+    SCOPED_TRACE(Name);
+    const std::string Bare =
+        R"({"tessalune": 1, "components": [{"class": ")" + Name + R"(", "name": "X"}]})";
+    TMistakes Mistakes("g");
+    TGraph Changed(Bare, Mistakes);
+    EXPECT_EQ(Changed.Save().find("properties"), std::string::npos);
+    tessalune::test::SetAllToAnother(*Changed.Components().at(0));
+    const TGraph Read(Changed.Save(), Mistakes);
+    ASSERT_TRUE(Mistakes.IsEmpty()) << Mistakes.Text();
+    tessalune::test::ForEachProperty(
+        *Read.Components().at(0),
+        [](TPersistent& APart, const TPublishedProperty& ARow, const std::string& APath) {
+          EXPECT_EQ(ARow.Get(APart), tessalune::test::Another(ARow)) << APath;
+        });
   }
 }
 
