@@ -6,7 +6,7 @@
 #include <tessalune/frame/streams/QSPumpable.h>
 #include <tessalune/frame/streams/QSStreamPins.h>
 #include <tessalune/frame/streams/QSValuePins.h>
-#include <tests/host/Files.h>
+#include <tests/support/Files.h>
 
 #include <algorithm>
 #include <csignal>
@@ -18,7 +18,7 @@ namespace tessalune::host::test {
 namespace {
 
 using tessalune::test::ReadFile;
-using tessalune::test::TTemporaryFolder;
+using tessalune::test::TTempDir;
 using tessalune::test::WriteFile;
 
 enum class TTrouble : std::uint8_t { None, Loses, Memory, Signal };
@@ -247,7 +247,7 @@ class Run : public testing::Test {
     }
   }
 
-  const TTemporaryFolder FFolder;
+  const TTempDir FFolder;
 };
 
 // Steps fall on their sample in all streams, also behind filters with threads of their own; those
@@ -470,7 +470,7 @@ TEST_F(Run, FailsWhereNothingRuns) {
 
 // The limit holds for a block whose count asks for 4 GiB, too.
 TEST_F(Run, CutsABlockWithACountAtTheLimit) {
-  WriteFile(FFolder / "in.bin", tessalune::test::Bytes<std::uint32_t>({0xFFFFFFF8}));
+  WriteFile(FFolder / "in.bin", tessalune::test::BytesOf<std::uint32_t>({0xFFFFFFF8}));
   std::filesystem::resize_file(FFolder / "in.bin", std::uintmax_t{5} << 30);
   Graph({{"TQSPlayer", "Play", R"("FileName": "%in.bin", "SavedBufferSizes": true)"},
          {"TQSAbs", "Fold", ""},
