@@ -288,9 +288,10 @@ TEST_F(Run, ChangesOnTheWay) {
   EXPECT_EQ(ReadFile(FFolder / "other.bin"), BytesOf<double>({1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 2, 2,
                                                               2, 2, 2, 2, 3, 3, 3, 3, 3, 3, 3, 3}));
 
-  Script("",
-         R"({"samples": 0, "set": {"Reel.Length": 4}}, {"samples": 1, "call": "Gauge.Interrupt"})");
-  Expect({{"run %g.json --realtime --set Reel.Length=4", 143, {"(interrupted)"}}});
+  Graph({{"TQSSignalGen", "Fast", ""}, {"TGauge", "Gauge", ""}},
+        R"(["Fast.OutputPin", "Gauge.InputPin"])",
+        R"({"realtime": true, "at": [{"samples": 1, "call": "Gauge.Interrupt"}]})");
+  Expect({{"run %g.json", 143, {"(interrupted)"}}});
 
   Script("", R"({"seconds": -1, "set": {"One.Valeu": 1, "Two.Value": 2, "Other.Threading": true}},
       {"set": {"Fast.SampleRate": 0}, "call": 3}, {"seconds": 1, "samples": 1},
