@@ -3,6 +3,7 @@
 #include <tessalune/control/QSSnapshot.h>
 #include <tessalune/control/QSSwitch.h>
 #include <tessalune/filters/QSAbs.h>
+#include <tessalune/filters/QSAdd.h>
 #include <tessalune/filters/QSApplyComplexConst.h>
 #include <tessalune/filters/QSApplyIntConst.h>
 #include <tessalune/filters/QSApplyRealConst.h>
@@ -15,9 +16,11 @@
 #include <tessalune/filters/QSFrequencyFilter.h>
 #include <tessalune/filters/QSIir.h>
 #include <tessalune/filters/QSMedian.h>
+#include <tessalune/filters/QSRealToComplex.h>
 #include <tessalune/filters/QSRealToInt.h>
 #include <tessalune/filters/QSRealTodB.h>
 #include <tessalune/filters/QSRemoveDC.h>
+#include <tessalune/filters/QSSubtract.h>
 #include <tessalune/filters/QSToSquare.h>
 #include <tessalune/package/TessalunePkg.h>
 #include <tessalune/sources/QSLogger.h>
@@ -50,6 +53,7 @@ constexpr std::array Units{
     TPackageUnit{"QSToSquare", &QSToSquare::RegisterPkg},
     TPackageUnit{"QSMedian", &QSMedian::RegisterPkg},
     TPackageUnit{"QSApplyWindow", &QSApplyWindow::RegisterPkg},
+    TPackageUnit{"QSPolarToCart", &QSPolarToCart::RegisterPkg},
     TPackageUnit{"QSCartToPolar", &QSCartToPolar::RegisterPkg},
     TPackageUnit{"QSComplexToReal", &QSComplexToReal::RegisterPkg},
     TPackageUnit{"QSIntToReal", &QSIntToReal::RegisterPkg},
@@ -57,6 +61,11 @@ constexpr std::array Units{
     TPackageUnit{"QSApplyRealConst", &QSApplyRealConst::RegisterPkg},
     TPackageUnit{"QSApplyIntConst", &QSApplyIntConst::RegisterPkg},
     TPackageUnit{"QSApplyComplexConst", &QSApplyComplexConst::RegisterPkg},
+    TPackageUnit{"QSRealToComplex", &QSRealToComplex::RegisterPkg},
+    TPackageUnit{"QSDivide", &QSDivide::RegisterPkg},
+    TPackageUnit{"QSSubtract", &QSSubtract::RegisterPkg},
+    TPackageUnit{"QSAdd", &QSAdd::RegisterPkg},
+    TPackageUnit{"QSMultiply", &QSMultiply::RegisterPkg},
     TPackageUnit{"QSSignalGen", &QSSignalGen::RegisterPkg},
     TPackageUnit{"QSRandomGen", &QSRandomGen::RegisterPkg},
     TPackageUnit{"QSPlayer", &QSPlayer::RegisterPkg},
@@ -72,6 +81,10 @@ constexpr std::array Units{
     TPackageUnit{"QSSnapshot", &QSSnapshot::RegisterPkg},
     TPackageUnit{"QSSwitch", &QSSwitch::RegisterPkg},
     TPackageUnit{"QSCombFilter", &QSCombFilter::RegisterPkg},
+    TPackageUnit{"QSAddComplex", &QSAddComplex::RegisterPkg},
+    TPackageUnit{"QSDivideComplex", &QSDivideComplex::RegisterPkg},
+    TPackageUnit{"QSMultiplyComplex", &QSMultiplyComplex::RegisterPkg},
+    TPackageUnit{"QSSubtractComplex", &QSSubtractComplex::RegisterPkg},
 };
 
 std::atomic<int> Initializations{0};

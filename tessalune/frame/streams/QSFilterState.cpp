@@ -20,7 +20,8 @@ void CheckMade(IppStatus AStatus, std::size_t ATaps) {
   if (AStatus == ippStsMemAllocErr)
     throw EQSException("there is no memory for a filter of " + NumberText(ATaps) +
                        " taps; give it fewer");
-  throw EQSException("the primitives take no such filter (status " + NumberText(static_cast<std::int32_t>(AStatus)) + ")");
+  throw EQSException("the primitives take no such filter (status " +
+                     NumberText(static_cast<std::int32_t>(AStatus)) + ")");
 }
 
 // AOf is "" or " of section 3".
