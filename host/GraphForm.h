@@ -17,11 +17,11 @@ constexpr std::int64_t GraphFormVersion = 1;
 // What a run changes on its way: an entry of "at".
 struct TRunStep {
   TPlace Place;
-  std::string Path;                     // "run.at[0]"
-  std::optional<std::int64_t> Samples;  // when: one of the two
-  std::optional<double> Seconds;
-  std::vector<TJsonNode> Set;    // members whose keys name properties
-  std::vector<TJsonNode> Calls;  // strings, the names of actions
+  std::string Path;                       // "run.at[0]"
+  std::optional<std::int64_t> Samples{};  // when: one of the two
+  std::optional<double> Seconds{};
+  std::vector<TJsonNode> Set{};    // members whose keys name properties
+  std::vector<TJsonNode> Calls{};  // strings, the names of actions
 };
 
 // What ends a run, whether it is paced by the sources' own clocks, what is watched, what changes.

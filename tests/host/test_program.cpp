@@ -1,5 +1,5 @@
 #include <gtest/gtest.h>
-#include <tests/host/Files.h>
+#include <tests/support/Files.h>
 #include <nlohmann/json.hpp>
 
 #include <signal.h>
@@ -15,9 +15,9 @@ namespace tessalune::host::test {
 namespace {
 
 using nlohmann::json;
-using tessalune::test::Bytes;
+using tessalune::test::BytesOf;
 using tessalune::test::ReadFile;
-using tessalune::test::TTemporaryFolder;
+using tessalune::test::TTempDir;
 using tessalune::test::WriteFile;
 
 // Runs the program that was built, in a folder of the test's own.
@@ -55,7 +55,7 @@ class Program : public testing::Test {
     return Values;
   }
 
-  const TTemporaryFolder FFolder;
+  const TTempDir FFolder;
   const std::string FTone = "'" EXAMPLES "/tone.json' ";
   const std::string FRecording = "'" EXAMPLES "/recording.json' ";
 };
@@ -121,7 +121,7 @@ TEST_F(Program, RunsTheExamplesOfQuantisingAndGating) {
 TEST_F(Program, PlaysARecordingToItsEnd) {
   std::vector<double> Samples(3000);
   for (std::size_t I = 0; I < Samples.size(); ++I) Samples[I] = static_cast<double>(I) - 1500;
-  WriteFile(FFolder / "recording.bin", Bytes(Samples));
+  WriteFile(FFolder / "recording.bin", BytesOf(Samples));
   for (const char* Clock : {"", " --realtime"}) {
     const TOutcome Outcome = Run("run --json " + FRecording + Clock);
     EXPECT_EQ(Outcome.Code, 0) << Outcome.Errors;
@@ -196,7 +196,7 @@ TEST_F(Program, TellsADiskThatIsFull) {
   std::mt19937 Random(1);  // what no encoding makes short
   std::vector<double> Noise(100000);
   for (double& Sample : Noise) Sample = static_cast<double>(Random() % 60000) - 30000;
-  WriteFile(FFolder / "a.bin", Bytes(Noise));
+  WriteFile(FFolder / "a.bin", BytesOf(Noise));
   for (const char* Name : {"x.csv", "x.wav", "x.flac"}) {
     const TOutcome Outcome = Run(std::string("convert --rate 8000 a.bin ") + Name, "ulimit -f 4;");
     EXPECT_EQ(Outcome.Code, 1);
@@ -210,14 +210,14 @@ TEST_F(Program, TellsADiskThatIsFull) {
 TEST_F(Program, ConvertsThroughPipes) {
   std::vector<double> Samples(50000);
   for (std::size_t I = 0; I < Samples.size(); ++I) Samples[I] = static_cast<double>(I % 1000);
-  WriteFile(FFolder / "a.bin", Bytes(Samples));
+  WriteFile(FFolder / "a.bin", BytesOf(Samples));
   for (const std::string Form : {"log", "csv", "wav", "flac"}) {
     const TOutcome Outcome = Run(
         "convert - - -q --from log --to-counts --rate 8000 --to " + Form +
         " < a.bin | '" PROGRAM "' convert - - -q --from-counts --from-sample 10 --to log --from " +
         Form);
     EXPECT_EQ(Outcome.Code, 0) << Form << Outcome.Errors;
-    EXPECT_TRUE(Outcome.Output == Bytes(Samples).substr(80)) << Form << Outcome.Errors;
+    EXPECT_TRUE(Outcome.Output == BytesOf(Samples).substr(80)) << Form << Outcome.Errors;
   }
   // Streams that end where a file would be found to end, too.
   struct TCase {

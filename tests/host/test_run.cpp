@@ -6,7 +6,7 @@
 #include <tessalune/frame/streams/QSPumpable.h>
 #include <tessalune/frame/streams/QSStreamPins.h>
 #include <tessalune/frame/streams/QSValuePins.h>
-#include <tests/host/Files.h>
+#include <tests/support/Files.h>
 
 #include <algorithm>
 #include <csignal>
@@ -17,8 +17,9 @@
 namespace tessalune::host::test {
 namespace {
 
+using tessalune::test::BytesOf;
 using tessalune::test::ReadFile;
-using tessalune::test::TTemporaryFolder;
+using tessalune::test::TTempDir;
 using tessalune::test::WriteFile;
 
 enum class TTrouble : std::uint8_t { None, Loses, Memory, Signal };
@@ -148,6 +149,7 @@ class TGauge final : public TLockComponent {
             .Pin("CountPin", &TGauge::CountPin, "")
             .Pin("HalfPin", &TGauge::HalfPin, "")
             .Pin("TurnPin", &TGauge::TurnPin, "")
+            .Action("Interrupt", &TGauge::Interrupt, "")
             .Action("Reset", &TGauge::Reset, "Counts anew.");
     return Table;
   }
@@ -157,6 +159,7 @@ class TGauge final : public TLockComponent {
   TKLRealSourcePin& HalfPin() { return FHalfPin; }
   TKLComplexSourcePin& TurnPin() { return FTurnPin; }
   void Reset() { FCount = 0; }
+  void Interrupt() { std::raise(SIGTERM); }
 
  private:
   void Take(std::int32_t ASamples) {
@@ -247,7 +250,7 @@ class Run : public testing::Test {
     }
   }
 
-  const TTemporaryFolder FFolder;
+  const TTempDir FFolder;
 };
 
 // Steps fall on their sample in all streams, also behind filters with threads of their own; those
@@ -257,46 +260,40 @@ TEST_F(Run, ChangesOnTheWay) {
   constexpr const char* Threaded =
       R"("ApplyOperation": "faoMultiply", "Value": 1, "Threading": {"Enabled": true})";
   WriteFile(FFolder / "tape", "");
-  const auto Script = [&](const std::string& ASteps) {
-    Graph({{"TReel", "Reel", R"("Tape": "%tape", "Length": 12)"},
-           {"TQSSignalGen", "Fast",
-            R"("SignalType": "stDc", "Offset": 1, "SampleRate": 16, "BufferSize": 7)"},
-           {"TQSApplyRealConst", "One", Gain},
-           {"TQSApplyRealConst", "Other", Threaded},
-           {"TQSLogger", "LogOne", R"("FileName": "%one.bin")"},
-           {"TQSLogger", "LogOther", R"("FileName": "%other.bin")"},
-           {"TGauge", "Gauge", ""}},
-          R"(["Reel.OutputPin", "One.InputPin"], ["One.OutputPin", "LogOne.InputPin"],
+  const auto Script = [&](const std::string& ALimit, const std::string& ASteps) {
+    Graph(
+        {{"TReel", "Reel", R"("Tape": "%tape")"},
+         {"TQSSignalGen", "Fast",
+          R"("SignalType": "stDc", "Amplitude": 0, "Offset": 1, "SampleRate": 16, "BufferSize": 7)"},
+         {"TQSApplyRealConst", "One", Gain},
+         {"TQSApplyRealConst", "Other", Threaded},
+         {"TQSLogger", "LogOne", R"("FileName": "%one.bin")"},
+         {"TQSLogger", "LogOther", R"("FileName": "%other.bin")"},
+         {"TGauge", "Gauge", ""}},
+        R"(["Reel.OutputPin", "One.InputPin"], ["One.OutputPin", "LogOne.InputPin"],
              ["Fast.OutputPin", "Other.InputPin"], ["Other.OutputPin", "LogOther.InputPin"],
              ["One.OutputPin", "Gauge.InputPin"])",
-          R"({"seconds": 1.5, "watch": ["Gauge.CountPin"], "at": [)" + ASteps + "]}");
+        "{" + ALimit + R"("watch": ["Gauge.CountPin"], "at": [)" + ASteps + "]}");
   };
-  const auto Logged = [&](const char* AName) {
-    const std::string Bytes = ReadFile(FFolder / AName);
-    std::string Digits;
-    for (std::size_t I = 0; I + sizeof(double) <= Bytes.size(); I += sizeof(double)) {
-      double Value = 0;
-      std::memcpy(&Value, Bytes.data() + I, sizeof(double));
-      Digits += static_cast<char>('0' + static_cast<int>(Value));
-    }
-    return Digits;
-  };
-  const std::string Steps = R"({"seconds": 1, "set": {"One.Value": 3, "Other.Value": 3}},
+  Script(R"("seconds": 1.5, )", R"(
+      {"seconds": 1, "set": {"One.Value": 3, "Other.Value": 3}},
       {"samples": 10, "set": {"One.Value": 9, "Other.Enabled": true}},
       {"samples": 10, "set": {"One.Value": 2, "Other.Value": 2}, "call": "Gauge.Reset"},
-      {"seconds": 7, "call": ["Gauge.Reset"]})";
-  Script(Steps);
+      {"seconds": 7, "call": ["Gauge.Reset"]})");
   Expect({{"run %g.json",
            0,
            {"Gauge.CountPin\t4\n", "Gauge.CountPin\t5\n", "Gauge.CountPin\t3\n",
-            "Note: run.at[3] (line 16) was not done: the run ended before 7 s"}}});
-  EXPECT_EQ(Logged("one.bin"), "111112223333");
-  EXPECT_EQ(Logged("other.bin"), "111111111122222233333333");
+            "Note: run.at[3] (line 13) was not done: the run ended before 7 s"}}});
+  EXPECT_EQ(ReadFile(FFolder / "one.bin"), BytesOf<double>({1, 1, 1, 1, 1, 2, 2, 2, 3, 3, 3, 3}));
+  EXPECT_EQ(ReadFile(FFolder / "other.bin"), BytesOf<double>({1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 2, 2,
+                                                              2, 2, 2, 2, 3, 3, 3, 3, 3, 3, 3, 3}));
 
-  Expect({{"run %g.json --realtime", 0, {}}});
-  EXPECT_EQ(Logged("other.bin").substr(0, 7) + Logged("other.bin").substr(21), "1111111333");
+  Graph({{"TQSSignalGen", "Fast", ""}, {"TGauge", "Gauge", ""}},
+        R"(["Fast.OutputPin", "Gauge.InputPin"])",
+        R"({"realtime": true, "at": [{"samples": 1, "call": "Gauge.Interrupt"}]})");
+  Expect({{"run %g.json", 143, {"(interrupted)"}}});
 
-  Script(R"({"seconds": -1, "set": {"One.Valeu": 1, "Two.Value": 2, "Other.Threading": true}},
+  Script("", R"({"seconds": -1, "set": {"One.Valeu": 1, "Two.Value": 2, "Other.Threading": true}},
       {"set": {"Fast.SampleRate": 0}, "call": 3}, {"seconds": 1, "samples": 1},
       {"seconds": 1, "call": ["Gauge.Rest", "One.Stop"], "then": 1},
       {"seconds": 2, "set": {"Fast.BufferSize": "much", "Reel.Tape": ["a"]}})");
@@ -312,7 +309,8 @@ TEST_F(Run, ChangesOnTheWay) {
             "run.at[1].call: an action to call, such as \"Shot.Snapshot\", is a string",
             "run.at[2]: an entry of \"at\" needs one of",
             "run.at[2]: an entry of \"at\" needs \"set\" or \"call\"",
-            "run.at[3].call[0]: Gauge (TGauge) has no action \"Rest\", only Reset; did you mean "
+            "run.at[3].call[0]: Gauge (TGauge) has no action \"Rest\", only Interrupt, Reset; did "
+            "you mean "
             "Reset?",
             "run.at[3].call[1]: One (TQSApplyRealConst) has no action \"Stop\", and no other",
             "run.at[3].then:", "run.at[4].set.Fast.BufferSize: Fast (TQSSignalGen): BufferSize",
@@ -428,6 +426,26 @@ TEST_F(Run, SaysWhatIsMostLikelyNotMeant) {
         {"Tone (TQSSignalGen) leads nowhere: the output of Again (TQSAbs) is linked to nothing"}}});
 }
 
+// A filter that cannot be made says so before a run and behind it, and what would do.
+TEST_F(Run, TellsWhatFiltersRemark) {
+  Graph({{"TQSSignalGen", "Tone", R"("SampleRate": 48000)"},
+         {"TQSLowPass", "Low", R"("FilterType": "ftIIR")"},
+         {"TQSHighPass", "High", R"("FilterType": "ftBiquadIIR")"},
+         {"TQSIir", "Own", R"("Taps": {"_Values": [1, 2, 0, 3]})"},
+         {"TQSLogger", "Log", R"("FileName": "%x.bin")"}},
+        R"(["Tone.OutputPin", "Low.InputPin"], ["Low.OutputPin", "High.InputPin"],
+           ["High.OutputPin", "Own.InputPin"], ["Own.OutputPin", "Log.InputPin"])",
+        R"({"samples": 500})");
+  const std::vector<const char*> Said{
+      "Low (TQSLowPass): passes its stream through unchanged: ",
+      "ftBiquadIIR, which takes this order",
+      "High (TQSHighPass): Frequency, 45000 Hz, is not below half the sample rate",
+      "Own (TQSIir): passes its stream through unchanged: A0 is 0"};
+  Expect({{"validate %g.json", 0, Said}, {"run %g.json", 0, Said}});
+  const char* const Repaired = " --set Low.Order=4 --set High.Frequency=20 --set Own.Taps=1,0,1,0";
+  EXPECT_EQ(Do("validate %g.json --strict" + std::string(Repaired)).Code, 0);
+}
+
 // Nothing runs where all depends on a source that is off; the program says so and fails, whichever
 // way the clocks go.
 TEST_F(Run, FailsWhereNothingRuns) {
@@ -450,7 +468,7 @@ TEST_F(Run, FailsWhereNothingRuns) {
 
 // The limit holds for a block whose count asks for 4 GiB, too.
 TEST_F(Run, CutsABlockWithACountAtTheLimit) {
-  WriteFile(FFolder / "in.bin", tessalune::test::Bytes<std::uint32_t>({0xFFFFFFF8}));
+  WriteFile(FFolder / "in.bin", tessalune::test::BytesOf<std::uint32_t>({0xFFFFFFF8}));
   std::filesystem::resize_file(FFolder / "in.bin", std::uintmax_t{5} << 30);
   Graph({{"TQSPlayer", "Play", R"("FileName": "%in.bin", "SavedBufferSizes": true)"},
          {"TQSAbs", "Fold", ""},
