@@ -134,7 +134,7 @@ TEST_F(Graph, SavesTheBytesThatItLoaded) {
   EXPECT_EQ(Loaded.Run().Seconds, 0.5);
   EXPECT_EQ(Loaded.Save(), Text);
 
-  for (const char* Example : {"/tone.json", "/recording.json"}) {
+  for (const char* Example : {"/tone.json", "/recording.json", "/arithmetic.json"}) {
     const std::string Bytes = ReadFile(std::string(EXAMPLES) + Example);
     EXPECT_EQ(TGraph(Bytes, Mistakes).Save(), Bytes);
   }
