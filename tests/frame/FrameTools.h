@@ -58,6 +58,16 @@ class TLatch {
   bool FOpen = false;
 };
 
+// A place at which a call stands until it is told to go on.
+struct TGate {
+  void Stand() {
+    Inside.Open();
+    GoOn.Wait();
+  }
+  TLatch Inside;
+  TLatch GoOn;
+};
+
 // Returns when the thread waits, through whatever, for this one: a wait for it would close a
 // circle, and this kind is the first to give way.
 inline void AwaitBlocked(TThreadKey AThread) {
@@ -164,6 +174,31 @@ class TRecorder {
 
 using TRealRecorder = TRecorder<TQSKLRealSinkPin>;
 using TLog = std::vector<std::string>;
+
+// Links the output of each to the input of the next: components, recorders, pins.
+template <class TSource, class TSink, class... TMore>
+void Link(TSource& ASource, TSink& ASink, TMore&... AMore) {
+  const auto ConnectTo = [&](TKLBasicPin& AInput) {
+    if constexpr (requires { ASource.OutputPin(); })
+      ASource.OutputPin().Connect(AInput);
+    else
+      ASource.Connect(AInput);
+  };
+  if constexpr (requires { ASink.InputPin(); })
+    ConnectTo(ASink.InputPin());
+  else if constexpr (requires { ASink.Pin; })
+    ConnectTo(ASink.Pin);
+  else
+    ConnectTo(ASink);
+  if constexpr (sizeof...(TMore) > 0) Link(ASink, AMore...);
+}
+inline bool IsBlock(IKLNotifyOperation& AOperation) {
+  return AOperation.IsType<TKLSuppliedOperation>();
+}
+inline bool IsStart(IKLNotifyOperation& AOperation) {
+  return AOperation.IsType<TKLStartOperation>();
+}
+inline bool IsStop(IKLNotifyOperation& AOperation) { return AOperation.IsType<TKLStopOperation>(); }
 
 // A real filter that passes its input on behind a hook of the test's.
 class THookFilter final : public TQSCommonRealFilter {

@@ -14,10 +14,6 @@ void SendStart(TRealFeed& APin, double ARate) {
 }
 void SendBlock(TRealFeed& APin) { APin.SubmitBuffer(TQSRealBuffer::CreateSize(4)); }
 
-bool IsBlock(IKLNotifyOperation& AOperation) { return AOperation.IsType<TKLSuppliedOperation>(); }
-bool IsStart(IKLNotifyOperation& AOperation) { return AOperation.IsType<TKLStartOperation>(); }
-bool IsStop(IKLNotifyOperation& AOperation) { return AOperation.IsType<TKLStopOperation>(); }
-
 // A place at which a thread stands until another one waits for it, or is told to go on.
 struct TStand {
   // Runs AWork, which has to wait for the thread that stands here, and lets that one go on.
@@ -160,8 +156,7 @@ TEST(AWaitForACall, GivesWayToACallThatNeedsWhatTheWaiterHolds) {
     Gen->SetOffset(1.0);
   };
   const auto Filter = Create<TQSApplyRealConst>();
-  Feed.Connect(Filter->InputPin());
-  Filter->OutputPin().Connect(Sink.Pin);
+  Link(Feed, *Filter, Sink);
   SendStart(Feed, 1.0);
   std::thread Pump([&] { SendBlock(Feed); });
   Inside.Wait();
@@ -357,8 +352,7 @@ TEST(AFilterWhoseQueueStaysFull, EndsWhileItsSourceGoesOn) {
     ++Block;
     while (Full < Block && Gen->OutputPin().IsConnected()) std::this_thread::yield();
   };
-  Gen->OutputPin().Connect(Filter->InputPin());
-  Filter->OutputPin().Connect(Sink.Pin);
+  Link(*Gen, *Filter, Sink);
   Gen->Start();
   std::atomic<bool> Done{false};
   int Sent = 0;
@@ -384,8 +378,7 @@ TEST(AFilterThatEnds, StillSendsWhatItsQueueHolds) {
     Inside.Open();
     GoOn.Wait();
   };
-  Feed.Connect(Filter->InputPin());
-  Filter->OutputPin().Connect(Sink.Pin);
+  Link(Feed, *Filter, Sink);
   SendStart(Feed, 1.0);
   for (int I = 0; I < 5; ++I) SendBlock(Feed);
   Inside.Wait();
@@ -395,22 +388,6 @@ TEST(AFilterThatEnds, StillSendsWhatItsQueueHolds) {
   Ender.Join();
   EXPECT_EQ(Sink.Count("block"), 5U);
   EXPECT_EQ(Sink.Log().back(), "stop");
-}
-
-TEST(AnOwnedComponent, MayBeLookedForWhileItEnds) {
-  const auto Host = Create<TComponent>();
-  std::atomic<bool> Done{false};
-  std::thread Looker([&] {
-    while (!Done) Host->FindComponent("Tone");
-  });
-  for (int I = 0; I < 200; ++I) {
-    auto& Gen = Create<TQSSignalGen>(*Host);
-    Gen.SetName("Tone");
-    TComponentEnd()(&Gen);
-  }
-  Done = true;
-  Looker.join();
-  EXPECT_EQ(Host->FindComponent("Tone"), nullptr);
 }
 
 // --- pin lists ---

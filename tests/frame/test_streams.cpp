@@ -89,7 +89,7 @@ TEST_F(TheClock, PausesWhileDisabledAndStopsForGood) {
 TEST_F(TheClock, StartsAnewInsideAHandlerAlsoOfABlockThatFails) {
   const THookRecord Hook;
   Sink.OnOperation = [&, Once = false](IKLNotifyOperation& AOperation) mutable {
-    if (!AOperation.IsType<TKLSuppliedOperation>() || std::exchange(Once, true)) return;
+    if (!IsBlock(AOperation) || std::exchange(Once, true)) return;
     Gen->Stop();
     Gen->Start();
     throw EQSException("sink is full");
@@ -103,7 +103,7 @@ TEST_F(TheClock, StartsAnewInsideAHandlerAlsoOfABlockThatFails) {
 TEST_F(TheClock, EndsTheStreamAndTellsTheHookWhenABlockFails) {
   const THookRecord Hook;
   Sink.OnOperation = [](IKLNotifyOperation& AOperation) {
-    if (AOperation.IsType<TKLSuppliedOperation>()) throw EQSException("sink is full");
+    if (IsBlock(AOperation)) throw EQSException("sink is full");
   };
   Run(100, 1000.0);
   EXPECT_FALSE(Gen->IsRunning());
@@ -197,7 +197,7 @@ class ALongTick : public ::testing::Test {
   TQSKLRealSinkPin Sink{{},
                         [this](TKLBasicPin&, TKLBasicPin*, const TGUID&,
                                IKLNotifyOperation& AOperation, TKLNotifyState) {
-                          if (AOperation.IsType<TKLSuppliedOperation>()) {
+                          if (IsBlock(AOperation)) {
                             ++Blocks;
                             if (OnBlock) OnBlock();
                           }

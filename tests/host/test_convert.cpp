@@ -2,7 +2,7 @@
 #include <host/convert/Convert.h>
 #include <host/convert/LogFile.h>
 #include <tessalune/frame/runtime/QSException.h>
-#include <tests/host/Files.h>
+#include <tests/support/Files.h>
 
 #include <sndfile.h>
 #include <sys/file.h>
@@ -16,9 +16,9 @@
 namespace tessalune::host::test {
 namespace {
 
-using tessalune::test::Bytes;
+using tessalune::test::BytesOf;
 using tessalune::test::ReadFile;
-using tessalune::test::TTemporaryFolder;
+using tessalune::test::TTempDir;
 using tessalune::test::WriteFile;
 
 class ConvertFiles : public testing::Test {
@@ -50,10 +50,10 @@ class ConvertFiles : public testing::Test {
   }
   std::string Read(const std::string& AName) { return ReadFile(FFolder / AName); }
 
-  const TTemporaryFolder FFolder;
+  const TTempDir FFolder;
 };
 
-std::string Count(std::uint32_t ACount) { return Bytes(std::vector{ACount}); }
+std::string Count(std::uint32_t ACount) { return BytesOf(std::vector{ACount}); }
 
 struct TTypeCase {
   TSampleType Type;
@@ -116,16 +116,16 @@ INSTANTIATE_TEST_SUITE_P(
     Types, EveryType,
     testing::Values(
         TTypeCase{TSampleType::Real,
-                  Bytes<double>({0.1, -32768, 32767.5, 0x1p-900, Huge, -0.0, 1.0 / 3}), false},
-        TTypeCase{TSampleType::Real, Bytes<double>({-32768, 32767.9921875, 0, 1, -0.5}), true},
-        TTypeCase{TSampleType::Complex, Bytes<double>({0.1, -3, 1e5, 7, 0, -1e-9, 2, 4}), false},
-        TTypeCase{TSampleType::Integer, Bytes<std::int32_t>({INT32_MIN, -1, 0, 1, INT32_MAX}),
+                  BytesOf<double>({0.1, -32768, 32767.5, 0x1p-900, Huge, -0.0, 1.0 / 3}), false},
+        TTypeCase{TSampleType::Real, BytesOf<double>({-32768, 32767.9921875, 0, 1, -0.5}), true},
+        TTypeCase{TSampleType::Complex, BytesOf<double>({0.1, -3, 1e5, 7, 0, -1e-9, 2, 4}), false},
+        TTypeCase{TSampleType::Integer, BytesOf<std::int32_t>({INT32_MIN, -1, 0, 1, INT32_MAX}),
                   false},
-        TTypeCase{TSampleType::Unsigned, Bytes<std::uint32_t>({0, 1, UINT32_MAX, 77}), false},
-        TTypeCase{TSampleType::Block, Bytes<std::uint8_t>({0, 1, 127, 128, 255}), true}));
+        TTypeCase{TSampleType::Unsigned, BytesOf<std::uint32_t>({0, 1, UINT32_MAX, 77}), false},
+        TTypeCase{TSampleType::Block, BytesOf<std::uint8_t>({0, 1, 127, 128, 255}), true}));
 
 TEST_F(ConvertFiles, NonFiniteAndSmallestNumbersPassATable) {
-  const std::string Log = Bytes<double>({Tiny, -INFINITY, INFINITY, std::nan("")});
+  const std::string Log = BytesOf<double>({Tiny, -INFINITY, INFINITY, std::nan("")});
   WriteLog("a.bin", Log);
   Convert("a.bin", "a.csv");
   Convert("a.csv", "b.bin");
@@ -147,9 +147,9 @@ TEST_F(ConvertFiles, SixteenBitsAreTheirNumbersAndChannelsAreChosen) {
   const auto Mixed = Convert("a.wav", "mix.bin");
   EXPECT_EQ(Mixed.Rate, 11025);
   EXPECT_EQ(Mixed.Remarks.size(), 1U);
-  EXPECT_EQ(Read("mix.bin"), Bytes<double>({-0.5, 0, 200}));
+  EXPECT_EQ(Read("mix.bin"), BytesOf<double>({-0.5, 0, 200}));
   Convert("a.wav", "second.bin", [](auto& AOptions) { AOptions.Channel = "2"; });
-  EXPECT_EQ(Read("second.bin"), Bytes<double>({32767, -1, 300}));
+  EXPECT_EQ(Read("second.bin"), BytesOf<double>({32767, -1, 300}));
   EXPECT_NE(Refusal("a.wav", "x.bin", [](auto& AOptions) { AOptions.Channel = "3"; })
                 .find("a number from 1 to 2"),
             std::string::npos);
@@ -164,11 +164,11 @@ TEST_F(ConvertFiles, SixteenBitsAreTheirNumbersAndChannelsAreChosen) {
 }
 
 TEST_F(ConvertFiles, WhatDoesNotFitIsClippedAndTold) {
-  WriteLog("a.bin", Bytes<double>({1.5, 2.5, 300, -1, std::nan(""), 7}));
+  WriteLog("a.bin", BytesOf<double>({1.5, 2.5, 300, -1, std::nan(""), 7}));
   Convert("a.bin", "a.csv");
   const auto Result =
       Convert("a.csv", "b.bin", [](auto& AOptions) { AOptions.Type = TSampleType::Block; });
-  EXPECT_EQ(Read("b.bin"), Bytes<std::uint8_t>({2, 2, 255, 0, 0, 7}));
+  EXPECT_EQ(Read("b.bin"), BytesOf<std::uint8_t>({2, 2, 255, 0, 0, 7}));
   ASSERT_EQ(Result.Remarks.size(), 2U);
   EXPECT_NE(Result.Remarks[0].find("2 numbers rounded"), std::string::npos) << Result.Remarks[0];
   EXPECT_NE(Result.Remarks[1].find("3 numbers clipped"), std::string::npos) << Result.Remarks[1];
@@ -177,14 +177,14 @@ TEST_F(ConvertFiles, WhatDoesNotFitIsClippedAndTold) {
 TEST_F(ConvertFiles, TablesAreReadAsPeopleWriteThem) {
   WriteFile(FFolder / "a.csv", "\xEF\xBB\xBFtime, \"level\",value\r\n0,+1.5,3\r\n\r\n1, -2 ,4");
   Convert("a.csv", "value.bin");
-  EXPECT_EQ(Read("value.bin"), Bytes<double>({3, 4}));
+  EXPECT_EQ(Read("value.bin"), BytesOf<double>({3, 4}));
   for (const char* Column : {"level", "2"}) {
     Convert("a.csv", "level.bin", [&](auto& AOptions) { AOptions.Channel = Column; });
-    EXPECT_EQ(Read("level.bin"), Bytes<double>({1.5, -2}));
+    EXPECT_EQ(Read("level.bin"), BytesOf<double>({1.5, -2}));
   }
   WriteFile(FFolder / "bare.csv", "1,2\n3,4\n");
   Convert("bare.csv", "bare.bin", [](auto& AOptions) { AOptions.Type = TSampleType::Complex; });
-  EXPECT_EQ(Read("bare.bin"), Bytes<double>({1, 2, 3, 4}));
+  EXPECT_EQ(Read("bare.bin"), BytesOf<double>({1, 2, 3, 4}));
 
   struct TCase {
     const char* Text;
@@ -202,7 +202,7 @@ TEST_F(ConvertFiles, TablesAreReadAsPeopleWriteThem) {
 
 // From log to log: counts come and go, types change, a part is taken, forwards and over records.
 TEST_F(ConvertFiles, LogsToLogs) {
-  const auto Plain = [](std::vector<double> ASamples) { return Bytes(ASamples); };
+  const auto Plain = [](std::vector<double> ASamples) { return BytesOf(ASamples); };
   const std::string Counted = Count(24) + Plain({0, 1, 2}) + Count(0) + Count(16) + Plain({3, 4.5});
   struct TCase {
     std::string Log;
@@ -226,7 +226,7 @@ TEST_F(ConvertFiles, LogsToLogs) {
                  Plain({4.5})},
            TCase{Plain({-1, 7, 2.5}),
                  [](auto& AOptions) { AOptions.ToType = TSampleType::Unsigned; },
-                 Bytes<std::uint32_t>({0, 7, 2})},
+                 BytesOf<std::uint32_t>({0, 7, 2})},
            TCase{Plain({1, 2, 3, 4}),
                  [](auto& AOptions) {
                    AOptions.Type = TSampleType::Complex;
@@ -255,7 +255,7 @@ TEST_F(ConvertFiles, LogsToLogs) {
 // What a process that was killed has left goes; what another one is writing, and what only looks
 // like it, stays.
 TEST_F(ConvertFiles, WhatWasLeftBehindGoes) {
-  WriteLog("a.bin", Bytes<double>({1}));
+  WriteLog("a.bin", BytesOf<double>({1}));
   for (const char* Name :
        {"a.csv.part1", "a.csv.part99999999", "a.csv.partial", "a.csv.part", "b.csv.part1"}) {
     WriteLog(Name, "left");
@@ -272,7 +272,7 @@ TEST_F(ConvertFiles, WhatWasLeftBehindGoes) {
 // A log that was cut: whole samples are kept, what is left out is told; a count that claims more
 // than there is refuses the file.
 TEST_F(ConvertFiles, CutLogs) {
-  const std::string Two = Bytes<double>({1, 2});
+  const std::string Two = BytesOf<double>({1, 2});
   struct TCase {
     std::string Log;
     bool HasCounts;
@@ -320,7 +320,7 @@ TEST_F(ConvertFiles, FilesBeyondFourGiB) {
 }
 
 TEST_F(ConvertFiles, RefusalsNameWhatWouldDo) {
-  WriteLog("a.bin", Bytes<double>({1}));
+  WriteLog("a.bin", BytesOf<double>({1}));
   WriteFile(FFolder / "not.wav", "RIFF, but no audio");
   std::filesystem::create_directory(FFolder / "folder.csv");
   struct TCase {
@@ -343,7 +343,7 @@ TEST_F(ConvertFiles, RefusalsNameWhatWouldDo) {
   EXPECT_NE(Refusal("a.bin", "a.bin", Same).find("the same file"), std::string::npos);
   const auto Odd = [](auto& AOptions) { AOptions.Rate = 8000, AOptions.Encoding = "float"; };
   EXPECT_NE(Refusal("a.bin", "x.flac", Odd).find("one of pcm8, pcm16, pcm24"), std::string::npos);
-  EXPECT_EQ(Read("a.bin"), Bytes<double>({1}));
+  EXPECT_EQ(Read("a.bin"), BytesOf<double>({1}));
 }
 
 }  // namespace

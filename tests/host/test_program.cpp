@@ -1,5 +1,5 @@
 #include <gtest/gtest.h>
-#include <tests/host/Files.h>
+#include <tests/support/Files.h>
 #include <nlohmann/json.hpp>
 
 #include <signal.h>
@@ -15,9 +15,9 @@ namespace tessalune::host::test {
 namespace {
 
 using nlohmann::json;
-using tessalune::test::Bytes;
+using tessalune::test::BytesOf;
 using tessalune::test::ReadFile;
-using tessalune::test::TTemporaryFolder;
+using tessalune::test::TTempDir;
 using tessalune::test::WriteFile;
 
 // Runs the program that was built, in a folder of the test's own.
@@ -55,7 +55,7 @@ class Program : public testing::Test {
     return Values;
   }
 
-  const TTemporaryFolder FFolder;
+  const TTempDir FFolder;
   const std::string FTone = "'" EXAMPLES "/tone.json' ";
   const std::string FRecording = "'" EXAMPLES "/recording.json' ";
 };
@@ -90,12 +90,38 @@ TEST_F(Program, RunsATonesGraphToTheSample) {
   EXPECT_TRUE(ReadFile(FFolder / "tone.bin") == Once);
 }
 
+TEST_F(Program, RunsTheExamplesOfQuantisingAndGating) {
+  const auto RunExample = [this](const std::string& AName) {
+    const TOutcome Outcome = Run("run --quiet '" EXAMPLES "/" + AName + "'");
+    EXPECT_EQ(Outcome.Code, 0) << Outcome.Errors;
+  };
+  RunExample("quantising.json");
+  const auto Exact = ReadReals("exact.bin");
+  const auto Quantised = ReadReals("quantised.bin");
+  ASSERT_EQ(Exact.size(), 4800U);
+  ASSERT_EQ(Quantised.size(), Exact.size());
+  for (std::size_t I = 0; I < Exact.size(); ++I) {
+    ASSERT_NEAR(127 * Quantised[I], std::nearbyint(127 * Exact[I]), 1e-12) << I;
+  }
+  RunExample("gating.json");
+  const auto Tone = ReadReals("ungated.bin");
+  ASSERT_EQ(Tone.size(), 8000U);
+  const auto Join = [&Tone](std::vector<double> AAll, std::initializer_list<int> ABounds) {
+    for (const int* Bound = ABounds.begin(); Bound != ABounds.end(); Bound += 2) {
+      AAll.insert(AAll.end(), Tone.begin() + Bound[0], Tone.begin() + Bound[1]);
+    }
+    return AAll;
+  };
+  EXPECT_EQ(ReadReals("gated.bin"), Join(std::vector<double>(80), {0, 2000, 4000, 7920}));
+  EXPECT_EQ(ReadReals("shots.bin"), Join({}, {4800, 5200, 6001, 6401}));
+}
+
 // A finite source ends the run, on the program's pump and on its own clock; the filter with a
 // thread of its own has worked off all blocks by then.
 TEST_F(Program, PlaysARecordingToItsEnd) {
   std::vector<double> Samples(3000);
   for (std::size_t I = 0; I < Samples.size(); ++I) Samples[I] = static_cast<double>(I) - 1500;
-  WriteFile(FFolder / "recording.bin", Bytes(Samples));
+  WriteFile(FFolder / "recording.bin", BytesOf(Samples));
   for (const char* Clock : {"", " --realtime"}) {
     const TOutcome Outcome = Run("run --json " + FRecording + Clock);
     EXPECT_EQ(Outcome.Code, 0) << Outcome.Errors;
@@ -170,7 +196,7 @@ TEST_F(Program, TellsADiskThatIsFull) {
   std::mt19937 Random(1);  // what no encoding makes short
   std::vector<double> Noise(100000);
   for (double& Sample : Noise) Sample = static_cast<double>(Random() % 60000) - 30000;
-  WriteFile(FFolder / "a.bin", Bytes(Noise));
+  WriteFile(FFolder / "a.bin", BytesOf(Noise));
   for (const char* Name : {"x.csv", "x.wav", "x.flac"}) {
     const TOutcome Outcome = Run(std::string("convert --rate 8000 a.bin ") + Name, "ulimit -f 4;");
     EXPECT_EQ(Outcome.Code, 1);
@@ -184,14 +210,14 @@ TEST_F(Program, TellsADiskThatIsFull) {
 TEST_F(Program, ConvertsThroughPipes) {
   std::vector<double> Samples(50000);
   for (std::size_t I = 0; I < Samples.size(); ++I) Samples[I] = static_cast<double>(I % 1000);
-  WriteFile(FFolder / "a.bin", Bytes(Samples));
+  WriteFile(FFolder / "a.bin", BytesOf(Samples));
   for (const std::string Form : {"log", "csv", "wav", "flac"}) {
     const TOutcome Outcome = Run(
         "convert - - -q --from log --to-counts --rate 8000 --to " + Form +
         " < a.bin | '" PROGRAM "' convert - - -q --from-counts --from-sample 10 --to log --from " +
         Form);
     EXPECT_EQ(Outcome.Code, 0) << Form << Outcome.Errors;
-    EXPECT_TRUE(Outcome.Output == Bytes(Samples).substr(80)) << Form << Outcome.Errors;
+    EXPECT_TRUE(Outcome.Output == BytesOf(Samples).substr(80)) << Form << Outcome.Errors;
   }
   // Streams that end where a file would be found to end, too.
   struct TCase {

@@ -2,23 +2,20 @@
 
 #include <gtest/gtest.h>
 #include <tessalune/primitives/Ippptypes.h>
+#include <tessalune/primitives/QSComplex.h>
 
-#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <random>
-#include <span>
+#include <type_traits>
 #include <vector>
 
-// What the tests of the primitives share.
+// Samples and comparisons of all tests of signals.
 namespace tessalune::test {
 
 constexpr long double Eps = 0x1p-53L;          // relative rounding error of a double
 constexpr long double ExtendedEps = 0x1p-64L;  // and of the 80-bit format
-
-// As many samples as make whole vectors of each instruction set and leave a rest.
-constexpr std::int32_t Several = 21;
 
 // Reproducible samples in [-ABound, ABound).
 inline std::vector<double> RandomSamples(std::size_t ACount, double ABound = 10.0) {
@@ -30,8 +27,14 @@ inline std::vector<double> RandomSamples(std::size_t ACount, double ABound = 10.
 }
 
 // The same value, sign of zero included; a NaN is as good as another.
-inline bool IsSame(double A, double B) {
-  return std::bit_cast<std::uint64_t>(A) == std::bit_cast<std::uint64_t>(B) || (A != A && B != B);
+template <class T>
+bool IsSame(const T& A, const T& B) {
+  if constexpr (std::is_same_v<T, TComplex>)
+    return IsSame(A.Re, B.Re) && IsSame(A.Im, B.Im);
+  else if constexpr (std::is_floating_point_v<T>)
+    return (A == B && std::signbit(A) == std::signbit(B)) || (A != A && B != B);
+  else
+    return A == B;
 }
 
 // |AActual - AExpected| <= ATolerance; a NaN fails.
@@ -41,35 +44,6 @@ inline testing::AssertionResult IsNear(double AActual, long double AExpected,
   if (Error <= ATolerance) return testing::AssertionSuccess();
   return testing::AssertionFailure() << AActual << " differs from " << AExpected << " by " << Error
                                      << ", allowed are " << ATolerance;
-}
-
-template <class T>
-bool IsSame(const T& A, const T& B) {
-  return A == B;
-}
-
-// An element-wise primitive, at every length up to that of X: ADefinition of each element, and not
-// a word behind.
-template <class TIn, class TOut, class TPrimitive, class TDefinition>
-void ExpectElements(const std::vector<TIn>& X, TOut AUntouched, TPrimitive APrimitive,
-                    TDefinition ADefinition) {
-  for (std::size_t Count = 1; Count <= X.size(); ++Count) {
-    std::vector<TOut> Y(Count + 1, AUntouched);
-    ASSERT_EQ(APrimitive(X.data(), Y.data(), static_cast<std::int32_t>(Count)), ippStsNoErr);
-    for (std::size_t I = 0; I < Count; ++I)
-      ASSERT_TRUE(IsSame(Y[I], static_cast<TOut>(ADefinition(X[I]))))
-          << testing::PrintToString(Y[I]) << " at " << I << " of " << Count;
-    ASSERT_EQ(Y[Count], AUntouched) << "behind " << Count;
-  }
-}
-
-// The values in turn, as many as make whole vectors of each type and instruction set and leave a
-// rest.
-template <class T>
-std::vector<T> Repeated(const std::vector<T>& AValues) {
-  std::vector<T> Result;
-  for (std::size_t I = 0; I < 70; ++I) Result.push_back(AValues[I % AValues.size()]);
-  return Result;
 }
 
 }  // namespace tessalune::test

@@ -50,43 +50,11 @@ class TSpectrumOracle {
     for (std::size_t Row = 0; Row < Rows; ++Row) {
       for (std::size_t I = 0; I < P; ++I)
         Terms[I] = Product(Parts[I][Row], FRoots[I * Row * AStride]);
-      Sums(Terms, Result.data() + Row, Rows, AStride * Rows);
+      for (std::size_t K = 0; K < P; ++K)
+        for (std::size_t I = 0; I < P; ++I)
+          Result[K * Rows + Row] += Product(Terms[I], FRoots[I * K % P * AStride * Rows]);
     }
     return Result;
-  }
-
-  // The sums over a prime count of terms, to ATarget and every ARows behind it. The roots of bins k
-  // and P - k and of terms j and P - j differ in signs only: one product serves four.
-  void Sums(std::vector<TExact>& ATerms, TExact* ATarget, std::size_t ARows,
-            std::size_t ARootStride) const {
-    const std::size_t P = ATerms.size();
-    if (P == 2) {
-      ATarget[0] = ATerms[0] + ATerms[1];
-      ATarget[ARows] = ATerms[0] - ATerms[1];
-      return;
-    }
-    for (std::size_t J = 1; 2 * J < P; ++J) {
-      const TExact Low = ATerms[J];
-      ATerms[J] += ATerms[P - J];
-      ATerms[P - J] = Low - ATerms[P - J];
-    }
-    ATarget[0] = ATerms[0];
-    for (std::size_t J = 1; 2 * J < P; ++J) ATarget[0] += ATerms[J];
-    for (std::size_t K = 1; 2 * K < P; ++K) {
-      TExact Even = ATerms[0];
-      TExact Odd = 0;
-      std::size_t Index = 0;
-      for (std::size_t J = 1; 2 * J < P; ++J) {
-        Index += K;
-        if (Index >= P) Index -= P;
-        const TExact Root = FRoots[Index * ARootStride];
-        Even += ATerms[J] * Root.real();
-        Odd += ATerms[P - J] * Root.imag();
-      }
-      const TExact Turned{-Odd.imag(), Odd.real()};
-      ATarget[K * ARows] = Even + Turned;
-      ATarget[(P - K) * ARows] = Even - Turned;
-    }
   }
 
   // Without the repair of infinities, which takes most of the time of operator*.

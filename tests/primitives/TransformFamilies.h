@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <tessalune/primitives/QSBasicDispatcher.h>
 #include <tessalune/primitives/QSDispatcher.h>
+#include <tessalune/primitives/QSHilbertDispatcher.h>
 
 #include <algorithm>
 #include <bit>
@@ -22,10 +23,10 @@
 namespace tessalune::test {
 
 enum class TDirection { Forward, Inverse };
-constexpr TDirection Directions[] = {TDirection::Forward, TDirection::Inverse};
 
-// What the samples and the bins are: both complex, or real samples with bins in one of the layouts.
-enum class TTransformLayout { Complex, Ccs, Perm };
+// What the samples and the bins are: both complex; real samples with bins in one of two layouts;
+// both real, of a cosine transform; real samples and, in place of bins, the analytic signal.
+enum class TTransformLayout { Complex, Ccs, Perm, Cosines, Analytic };
 
 #define TESSALUNE_TRANSFORM_FAMILY(Family, Kind, Spec, Type, Sample, Value, Shape, Fwd, Inv) \
   struct Family {                                                                            \
@@ -33,7 +34,10 @@ enum class TTransformLayout { Complex, Ccs, Perm };
     using TSample = Sample;                                                                  \
     using TPlan = Kind##Spec_##Spec;                                                         \
     static constexpr TTransformLayout Layout = TTransformLayout::Shape;                      \
+    static constexpr TDirection Directions[] = {TDirection::Forward, TDirection::Inverse};   \
     static constexpr bool TakesOrder = std::string_view(#Kind) == "FFT";                     \
+    static constexpr bool HasFlags = true, HasBuffer = true;                                 \
+    static constexpr std::int32_t OnStackPowers = sizeof(Value) == 8 ? 2048 : 4096;          \
     static constexpr auto& InitAlloc = ipps##Kind##InitAlloc_##Spec;                         \
     static constexpr auto& Free = ipps##Kind##Free_##Spec;                                   \
     static constexpr auto& GetBufSize = ipps##Kind##GetBufSize_##Spec;                       \
@@ -57,8 +61,59 @@ TESSALUNE_TRANSFORM_FAMILY(TRealDft32, DFT, R_32f,  32f,  float,    float,  Ccs,
 // clang-format on
 #undef TESSALUNE_TRANSFORM_FAMILY
 
+// A plan of a cosine transform has one direction; the hint decides on the road.
+#define TESSALUNE_COSINE_FAMILY(Family, Kind, Direction, Hint)                                    \
+  struct Family {                                                                                 \
+    using TValue = double;                                                                        \
+    using TSample = double;                                                                       \
+    using TPlan = DCT##Kind##Spec_64f;                                                            \
+    static constexpr TTransformLayout Layout = TTransformLayout::Cosines;                         \
+    static constexpr TDirection Directions[] = {TDirection::Direction};                           \
+    static constexpr bool TakesOrder = false, HasFlags = false, HasBuffer = true;                 \
+    static constexpr bool IsAccurate = ippAlgHint##Hint == ippAlgHintAccurate;                    \
+    static constexpr std::int32_t OnStackPowers = 1024;                                           \
+    static IppStatus InitAlloc(TPlan** APlan, std::int32_t ALength, std::int32_t, std::int32_t) { \
+      return ippsDCT##Kind##InitAlloc_64f(APlan, ALength, ippAlgHint##Hint);                      \
+    }                                                                                             \
+    static constexpr auto& Free = ippsDCT##Kind##Free_64f;                                        \
+    static constexpr auto& GetBufSize = ippsDCT##Kind##GetBufSize_64f;                            \
+    static constexpr auto &Forward = ippsDCT##Kind##_64f, &Inverse = Forward;                     \
+    static constexpr const char* Name = #Family;                                                  \
+    static constexpr const char* Primitives[] = {                                                 \
+        "ippsDCT" #Kind "InitAlloc_64f", "ippsDCT" #Kind "Free_64f",                              \
+        "ippsDCT" #Kind "GetBufSize_64f", "ippsDCT" #Kind "_64f"};                                \
+  };
+TESSALUNE_COSINE_FAMILY(TFastDct, Fwd, Forward, Fast)
+TESSALUNE_COSINE_FAMILY(TAccurateDct, Fwd, Forward, Accurate)
+TESSALUNE_COSINE_FAMILY(TFastInverseDct, Inv, Inverse, Fast)
+TESSALUNE_COSINE_FAMILY(TAccurateInverseDct, Inv, Inverse, Accurate)
+#undef TESSALUNE_COSINE_FAMILY
+
+struct THilbert {
+  using TValue = float;
+  using TSample = float;
+  using TPlan = HilbertSpec_32f32fc;
+  static constexpr TTransformLayout Layout = TTransformLayout::Analytic;
+  static constexpr TDirection Directions[] = {TDirection::Forward};
+  static constexpr bool TakesOrder = false, HasFlags = false, HasBuffer = false;
+  static constexpr std::int32_t OnStackPowers = 4096;
+  static IppStatus InitAlloc(TPlan** APlan, std::int32_t ALength, std::int32_t, std::int32_t) {
+    return ippsHilbertInitAlloc_32f32fc(APlan, ALength, ippAlgHintNone);
+  }
+  static IppStatus Forward(const float* ASource, float* ATarget, const TPlan* APlan,
+                           std::uint8_t*) {
+    return ippsHilbert_32f32fc(ASource, reinterpret_cast<Ipp32fc*>(ATarget), APlan);
+  }
+  static constexpr auto& Inverse = Forward;
+  static constexpr auto& Free = ippsHilbertFree_32f32fc;
+  static constexpr const char* Name = "THilbert";
+  static constexpr const char* Primitives[] = {"ippsHilbertInitAlloc_32f32fc",
+                                               "ippsHilbertFree_32f32fc", "ippsHilbert_32f32fc"};
+};
+
 using TTransformFamilies =
-    testing::Types<TDft64, TRealDft64, TFft64, TRealFft64, TPermFft64, TDft32, TRealDft32>;
+    testing::Types<TDft64, TRealDft64, TFft64, TRealFft64, TPermFft64, TDft32, TRealDft32, TFastDct,
+                   TAccurateDct, TFastInverseDct, TAccurateInverseDct, THilbert>;
 
 // AFunction.operator()<family>() for each of them.
 template <class... TFamilies, class TFunction>
@@ -97,6 +152,7 @@ std::size_t SampleValues(std::int32_t ALength) {
 template <class TFamily>
 std::size_t BinValues(std::int32_t ALength) {
   const auto Length = static_cast<std::size_t>(ALength);
+  if (TFamily::Layout == TTransformLayout::Analytic) return 2 * Length;
   return TFamily::Layout == TTransformLayout::Ccs ? Length / 2 * 2 + 2
                                                   : SampleValues<TFamily>(ALength);
 }
@@ -135,8 +191,10 @@ class TOwnPlan {
 
   typename TFamily::TPlan* get() const { return FPlan; }
   std::int32_t BufferSize() const {
-    std::int32_t Result = -1;
-    EXPECT_EQ(TFamily::GetBufSize(FPlan, &Result), ippStsNoErr);
+    std::int32_t Result = TFamily::HasBuffer ? -1 : 0;
+    if constexpr (TFamily::HasBuffer) {
+      EXPECT_EQ(TFamily::GetBufSize(FPlan, &Result), ippStsNoErr);
+    }
     return Result;
   }
 
@@ -163,6 +221,7 @@ class TReferenceSpectrum {
   // What a transform takes. Parts that it has to ignore are not numbers.
   template <class TFamily>
   std::vector<typename TFamily::TValue> Source(TDirection ADirection) const {
+    if (TFamily::Layout == TTransformLayout::Cosines) ADirection = TDirection::Forward;
     std::vector<TExact> Values;
     for (std::size_t I = 0; I < FSamples.size(); ++I) {
       const TExact Mirror = FSamples[(FSamples.size() - I) % FSamples.size()];
@@ -182,6 +241,7 @@ class TReferenceSpectrum {
   // What it makes of that, before any division.
   template <class TFamily>
   std::vector<long double> Result(TDirection ADirection) const {
+    if (TFamily::Layout == TTransformLayout::Cosines) return Cosines(ADirection);
     std::vector<TExact> Values;
     for (std::size_t I = 0; I < FSpectrum.size(); ++I) {
       const TExact Mirror = FSpectrum[(FSpectrum.size() - I) % FSpectrum.size()];
@@ -193,6 +253,7 @@ class TReferenceSpectrum {
       else
         Values.push_back(2.0L * Mirror);
     }
+    if (TFamily::Layout == TTransformLayout::Analytic) return AnalyticSignal(Values);
     return ADirection == TDirection::Forward ? Bins<TFamily>(Values, 0) : Samples<TFamily>(Values);
   }
 
@@ -220,6 +281,44 @@ class TReferenceSpectrum {
     if (TFamily::Layout == TTransformLayout::Perm) {
       if (Length > 1) Result[1] = AValues[Length / 2].real();
       Result.resize(Length);
+    }
+    return Result;
+  }
+
+  // By transforms of twice the length, of the real parts: forward the sums over n of
+  // x[n] cos(pi k (2 n + 1) / 2 N), scaled by sqrt(2 / N), or sqrt(1 / N) of bin 0; and back.
+  std::vector<long double> Cosines(TDirection ADirection) const {
+    const std::size_t N = FSamples.size();
+    const TSpectrumOracle Oracle(2 * N);
+    std::vector<TExact> Values(2 * N), Factors;
+    for (std::size_t K = 0; K < N; ++K) {
+      const auto Length = static_cast<long double>(N);
+      Factors.push_back(std::polar(std::sqrt((K == 0 ? 1 : 2) / Length),
+                                   std::numbers::pi_v<long double> * K / (2 * Length)));
+      Values[K] = FSamples[K].real();
+    }
+    if (ADirection == TDirection::Inverse)
+      for (std::size_t K = 0; K < N; ++K) Values[K] *= Factors[K];
+    Values = ADirection == TDirection::Forward ? Oracle.Forward(Values) : Oracle.Inverse(Values);
+    std::vector<long double> Result;
+    for (std::size_t K = 0; K < N; ++K)
+      Result.push_back(ADirection == TDirection::Forward
+                           ? (Values[K] * std::conj(Factors[K])).real()
+                           : Values[K].real());
+    return Result;
+  }
+
+  // Of the bins from 0 to N/2, those in between doubled.
+  static std::vector<long double> AnalyticSignal(std::vector<TExact> ABins) {
+    const std::size_t N = ABins.size();
+    for (std::size_t K = 0; K < N; ++K) {
+      const long double Weight = K == 0 || 2 * K == N ? 1 : 2 * K < N ? 2 : 0;
+      ABins[K] *= Weight / static_cast<long double>(N);
+    }
+    std::vector<long double> Result;
+    for (const TExact& X : TSpectrumOracle(N).Inverse(ABins)) {
+      Result.push_back(X.real());
+      Result.push_back(X.imag());
     }
     return Result;
   }
@@ -267,17 +366,26 @@ inline TTestedRoad RoadOfComplex(std::int32_t ALength, std::int32_t AMostOfSums)
   return ALength <= AMostOfSums ? TTestedRoad::Sums : TTestedRoad::Convolution;
 }
 
-// The greatest relative error of a transform, in rounding errors, as Transforms.h tells it.
+// The greatest relative error of a transform, in rounding errors, as the headers tell it.
 template <class TFamily>
 long double ErrorBound(std::int32_t ALength) {
+  const long double Growth = std::sqrt(std::log2(static_cast<long double>(ALength)));
+  const bool IsPowerOfTwo = std::has_single_bit(static_cast<std::uint32_t>(ALength));
+  if constexpr (TFamily::Layout == TTransformLayout::Analytic)  // of two transforms
+    return IsPowerOfTwo ? 2 * (1.2L * Growth + 1) : 2 * (4 * std::sqrt(Growth * Growth + 2) + 2);
+  if constexpr (TFamily::Layout == TTransformLayout::Cosines) {
+    const long double Root = std::sqrt(static_cast<long double>(ALength));
+    if (!IsPowerOfTwo) return ALength <= 100 ? 2 + Root : 6 * Growth;
+    if (ALength <= 8) return 2;
+    return TFamily::IsAccurate && ALength > 512 ? 1.2L * Growth + 2 : 4 * Root;
+  }
   const bool IsReal = TFamily::Layout != TTransformLayout::Complex;
   const std::int32_t Inner = IsReal && ALength % 2 == 0 ? ALength / 2 : ALength;
-  const long double Length = ALength;
   switch (RoadOfComplex(Inner, IsReal && ALength % 2 != 0 ? 180 : 150)) {
     case TTestedRoad::Mixed:
-      return 1.2L * std::sqrt(std::log2(Length)) + 1;
+      return 1.2L * Growth + 1;
     case TTestedRoad::Sums:
-      return 1 + std::sqrt(Length);
+      return 1 + std::sqrt(static_cast<long double>(ALength));
     default:
       const auto Circle = std::bit_ceil(static_cast<std::uint32_t>(2 * Inner - 1));
       return 4 * std::sqrt(std::log2(static_cast<long double>(Circle))) + 2;

@@ -1,4 +1,4 @@
-#include "Samples.h"
+#include "Vectors.h"
 
 #include <tessalune/primitives/QSBasicDispatcher.h>
 

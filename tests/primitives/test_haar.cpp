@@ -1,16 +1,9 @@
-#include "Samples.h"
+#include "Vectors.h"
 
 #include <tessalune/primitives/QSDispatcher.h>
 
-#include <limits>
-
 namespace tessalune::test {
 namespace {
-
-constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double Inf = std::numeric_limits<double>::infinity();
-
-using TSamples = std::vector<double>;
 
 void ExpectPairs(const TSamples& X) {
   TSamples Low(X.size() + 1, 9), High(X.size() + 1, 9);

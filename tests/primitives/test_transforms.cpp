@@ -5,24 +5,6 @@
 namespace tessalune::test {
 namespace {
 
-TEST(SpectrumOracle, IsTheSumOfTheDefinition) {
-  for (std::int32_t Length = 1; Length <= 60; ++Length) {
-    std::vector<TExact> X(static_cast<std::size_t>(Length));
-    for (std::size_t I = 0; I < X.size(); ++I) X[I] = {1.0L * I, I % 3 == 0 ? -7.0L : 2.0L};
-    const std::vector<TExact> Y = TSpectrumOracle(X.size()).Forward(X);
-    for (std::size_t K = 0; K < X.size(); ++K) {
-      TExact Sum = 0;
-      long double Magnitudes = 0;
-      for (std::size_t I = 0; I < X.size(); ++I) {
-        const long double Turns = static_cast<long double>(I * K % X.size()) / Length;
-        Sum += X[I] * std::polar(1.0L, -2 * std::numbers::pi_v<long double> * Turns);
-        Magnitudes += std::abs(X[I]);
-      }
-      EXPECT_LE(std::abs(Y[K] - Sum), 0x1p-60L * Magnitudes) << Length << ", " << K;
-    }
-  }
-}
-
 // Both directions of one family, in place and not, with the memory that they take and give to the
 // value: a transform that touches more of it crashes.
 template <class TFamily>
@@ -30,18 +12,17 @@ void ExpectAccurate(const TReferenceSpectrum& AReference,
                     std::int32_t AFlag = IPP_FFT_NODIV_BY_ANY) {
   using TValue = typename TFamily::TValue;
   const std::int32_t Length = AReference.Length();
-  if (!HasLength<TFamily>(Length)) return;
+  if (!HasLength<TFamily>(Length) || (!TFamily::HasFlags && Length > 4096)) return;
+  if (!TFamily::HasFlags && AFlag != IPP_FFT_NODIV_BY_ANY) return;
   const TOwnPlan<TFamily> Plan(Length, AFlag);
-  for (const TDirection Direction : Directions) {
+  for (const TDirection Direction : TFamily::Directions) {
     SCOPED_TRACE(testing::Message()
                  << TFamily::Name << (Direction == TDirection::Forward ? " forward" : " inverse")
                  << ", length " << Length << ", flag " << AFlag);
     const std::vector<long double> Expected = AReference.Result<TFamily>(Direction);
     const long double Scale = ScaleOf(AFlag, Direction, Length);
     const long double Bound = ErrorBound<TFamily>(Length);
-    std::int32_t BufSize = 0;
-    ASSERT_EQ(TFamily::GetBufSize(Plan.get(), &BufSize), ippStsNoErr);
-    const std::vector<std::uint8_t> Buffer(static_cast<std::size_t>(BufSize));
+    const std::vector<std::uint8_t> Buffer(static_cast<std::size_t>(Plan.BufferSize()));
     for (const TGuardedSide Side : {TGuardedSide::Front, TGuardedSide::Back}) {
       std::vector<TValue> Values = AReference.Source<TFamily>(Direction);
       const TGuarded<TValue> Source(Values, Side);
@@ -51,9 +32,10 @@ void ExpectAccurate(const TReferenceSpectrum& AReference,
       const TGuarded<std::uint8_t> Work(Buffer, Side);
       ASSERT_EQ(Transform<TFamily>(Direction, Source.data(), Target.data(), Plan.get()),
                 ippStsNoErr);
+      EXPECT_LE(RelativeError(Target.data(), Expected, Scale), Bound);
+      if (TFamily::Layout == TTransformLayout::Analytic) continue;
       ASSERT_EQ(Transform<TFamily>(Direction, Both.data(), Both.data(), Plan.get(), Work.data()),
                 ippStsNoErr);
-      EXPECT_LE(RelativeError(Target.data(), Expected, Scale), Bound);
       EXPECT_LE(RelativeError(Both.data(), Expected, Scale), Bound) << "in place";
     }
   }
@@ -65,13 +47,14 @@ void ExpectAllAccurate(std::int32_t ALength, std::int32_t AFlag = IPP_FFT_NODIV_
 }
 
 TEST(Transforms, AreAccurateAtEveryShortLength) {
-  for (std::int32_t Length = 1; Length <= 2048; ++Length) ExpectAllAccurate(Length);
+  for (std::int32_t Length = 1; Length <= 600; ++Length) ExpectAllAccurate(Length);
 }
 
 // Mixed radices up to the largest ones, convolutions, and real samples over each of them.
 TEST(Transforms, AreAccurateAtLongLengthsOfEveryRoad) {
-  for (const std::int32_t Length : {4096, 4099, 8191, 8192, 2 * 4099, 16384, 22201, 30375, 32768,
-                                    44100, 59049, 48000, 65536, 131072, 1 << 20})
+  for (const std::int32_t Length :
+       {1000,  1021,  1024,  1511,  2048,  2310,  4096,  4099,  8192,   2 * 4099,
+        16384, 22201, 30375, 32768, 44100, 59049, 48000, 65536, 131072, 1 << 20})
     ExpectAllAccurate(Length);
 }
 
@@ -91,8 +74,9 @@ TEST(Transforms, ShowInfinitiesAndNansInEveryBinAndSample) {
     for (const std::int32_t Length : {1,  2,   3,   4,   5,   8,   13,  16,  30,   45,  59,
                                       94, 149, 151, 179, 181, 256, 302, 360, 1024, 8192}) {
       if (!HasLength<TFamily>(Length)) continue;
+      if (TFamily::Layout == TTransformLayout::Analytic && Length < 3) continue;
       const TOwnPlan<TFamily> Plan(Length);
-      for (const TDirection Direction : Directions)
+      for (const TDirection Direction : TFamily::Directions)
         for (const TValue Value :
              {std::numeric_limits<TValue>::quiet_NaN(), -std::numeric_limits<TValue>::infinity()}) {
           std::vector<TValue> Source(SourceValues<TFamily>(Direction, Length), TValue(0.5));
@@ -103,17 +87,18 @@ TEST(Transforms, ShowInfinitiesAndNansInEveryBinAndSample) {
             std::vector<TValue> Target(TargetValues<TFamily>(Direction, Length));
             ASSERT_EQ(Transform<TFamily>(Direction, Changed.data(), Target.data(), Plan.get()),
                       ippStsNoErr);
-            const bool IsReal = TFamily::Layout != TTransformLayout::Complex;
+            const bool IsCosines = TFamily::Layout == TTransformLayout::Cosines;
+            const bool IsReal = TFamily::Layout != TTransformLayout::Complex && !IsCosines;
             const bool IsSamples = IsReal && Direction == TDirection::Inverse;
             const bool IsPerm = TFamily::Layout == TTransformLayout::Perm;
             std::size_t Next = 0;
             for (std::size_t I = 0; I < Target.size(); I = Next) {
-              const bool IsPair = !IsSamples && !(IsPerm && I < 2);
+              const bool IsPair = !IsCosines && !IsSamples && !(IsPerm && I < 2);
               Next = I + (IsPair ? 2 : 1);
               // The cosine of a bin's real part in a sample, Index / 2 and I, may be 0.
               const auto N = static_cast<std::size_t>(Length);
               if (IsSamples && 2 * Index * I % (2 * N) == N) continue;
-              EXPECT_FALSE(std::isfinite(Target[I]) && (!IsPair || std::isfinite(Target[I + 1])))
+              ASSERT_FALSE(std::isfinite(Target[I]) && (!IsPair || std::isfinite(Target[I + 1])))
                   << TFamily::Name << ", " << static_cast<int>(Direction) << ", length " << Length
                   << ", input " << Index << ", result " << I << " of " << Value;
             }
@@ -123,7 +108,19 @@ TEST(Transforms, ShowInfinitiesAndNansInEveryBinAndSample) {
   });
 }
 
-// Drawn at random: family, length, flag, direction, memory.
+// The bins of a constant are 0, but for one that is N times as large.
+TEST(Transforms, AnAnalyticSignalOverflowsOnlyIfItsSumDoes) {
+  const float Large = 6e37F;
+  for (const float Sign : {1.0F, -1.0F}) {
+    const std::vector<float> X = {Large, Sign * Large, Large, Sign * Large};
+    std::vector<float> Y(8);
+    ASSERT_EQ(THilbert::Forward(X.data(), Y.data(), TOwnPlan<THilbert>(4).get(), nullptr),
+              ippStsNoErr);
+    for (std::size_t I = 0; I < 8; ++I) EXPECT_EQ(Y[I], I % 2 == 0 ? X[I / 2] : 0) << I;
+  }
+}
+
+// Drawn at random: length, flag, direction, memory.
 TEST(Transforms, AreAccurateHoweverTheyAreCalled) {
   std::mt19937 Engine(20240607);
   const auto Draw = [&](int ABelow) {
@@ -133,13 +130,13 @@ TEST(Transforms, AreAccurateHoweverTheyAreCalled) {
     const auto Length = static_cast<std::int32_t>(std::exp2(Draw(1229) / 100.0));
     const TReferenceSpectrum Reference(Length);
     const std::int32_t Flag = 1 << Draw(4);
-    const TDirection Direction = Directions[Draw(2)];
+    const TDirection Direction = TDft64::Directions[Draw(2)];
     const bool InPlace = Draw(2) == 0;
     const bool HasBuffer = Draw(2) == 0;
     const auto Shift = static_cast<std::size_t>(Draw(9));  // of the data, against a vector
     ForEachFamily([&]<class TFamily>() {
       using TValue = typename TFamily::TValue;
-      if (!HasLength<TFamily>(Length)) return;
+      if (!HasLength<TFamily>(Length) || !TFamily::HasFlags) return;
       const TOwnPlan<TFamily> Plan(Length, Flag);
       const std::vector<TValue> Source = Reference.Source<TFamily>(Direction);
       const std::vector<long double> Expected = Reference.Result<TFamily>(Direction);

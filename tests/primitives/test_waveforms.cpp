@@ -1,4 +1,4 @@
-#include "Samples.h"
+#include "Vectors.h"
 
 #include <tessalune/primitives/QSBasicDispatcher.h>
 #include <tessalune/primitives/QSDispatcher.h>
@@ -11,7 +11,6 @@ namespace {
 
 constexpr double Pi = std::numbers::pi;
 constexpr double TwoPi = 2 * Pi;
-constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 
 // Angle of sample ASample, with the waveforms' value of two pi.
 long double AngleAt(double ARelFreq, double APhase, std::size_t ASample) {

@@ -3,11 +3,13 @@
 
 #include <tessalune/sources/QSFileFailure.h>
 #include <tessalune/sources/QSLogger.h>
+#include <tessalune/sources/QSPlayer.h>
 #include <tessalune/sources/QSSignalGen.h>
 
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 #include <limits>
 #include <string>
 #include <utility>
@@ -155,40 +157,53 @@ TEST(Logger, OpensForABlockWithoutAStartAndForLog) {
 
 // --- what cannot be opened or written ---
 
-TEST(Logger, TellsWhatCannotBeOpenedAndTriesAgainWithEachBlock) {
-  for (const char* Place : {"folder", "file/below", "missing/file"}) {
-    TRig Rig;
-    std::filesystem::create_directory(Rig.Dir / "folder");
-    WriteFile(Rig.Dir / "file", {1});
-    const std::string Name = Rig.Dir / Place;
+// Of both classes that have a file: named, told to OnError or raised, and nothing while designed.
+TEST(Files, ThatCannotBeOpenedAreTold) {
+  const TTempDir Dir;
+  std::filesystem::create_directory(Dir / "folder");
+  WriteFile(Dir / "file", {1});
+  const auto Expect = [&](auto& AComponent, const char* APlace,
+                          const std::function<void()>& AOpen) {
+    const std::string Name = Dir / APlace;
     const std::string Message = "Can't open file : " + Name + " .";
-    Rig.Logger->SetFileName(Name);
+    AComponent.SetFileName(Name);
     try {
-      Rig.Feed.Start();
+      AOpen();
       ADD_FAILURE() << "opened " << Name;
     } catch (const EQSFileException& Error) {
       EXPECT_EQ(Error.what(), Message + " - 4294967295 - FFFFFFFF");
-      EXPECT_NE(Error.Detail().find("TQSLogger"), std::string::npos);
+      EXPECT_NE(Error.Detail().find(AComponent.Describe()), std::string::npos);
       EXPECT_NE(Error.Detail().find(Name), std::string::npos);
     }
-    Rig.Handle();
-    Rig.Feed.Start();
-    Rig.Feed.Send({1});
-    Rig.Feed.Send({2});
-    EXPECT_EQ(Rig.Errors, std::vector<std::string>(3, Message)) << Place;
-    Rig.Logger->SetOnError({});
-    Rig.Logger->SetDesigning(true);
-    EXPECT_NO_THROW(Rig.Feed.Send({3}));
+    std::vector<std::string> Told;
+    AComponent.SetOnError(
+        [&](TObject&, const std::string& AMessage, std::int32_t ACode, bool& AHandled) {
+          EXPECT_EQ(ACode, -1);
+          Told.push_back(AMessage);
+          AHandled = true;
+        });
+    AOpen();
+    EXPECT_EQ(Told, std::vector<std::string>{Message});
+    AComponent.SetOnError({});
+    AComponent.SetDesigning(true);
+    EXPECT_NO_THROW(AOpen());
+  };
+  for (const char* Place : {"folder", "file/below", "missing/file"}) {
+    TRig Rig;
+    Expect(*Rig.Logger, Place, [&] { Rig.Feed.Start(); });
     EXPECT_EQ(Rig.Closed, 0);
-    // Once the name is good, the stream goes on.
-    Rig.Logger->SetFileName(Rig.File);
-    Rig.Feed.Send({4});
-    EXPECT_EQ(ReadFile(Rig.File), TBytes{4});
-    EXPECT_TRUE(std::filesystem::is_directory(Rig.Dir / "folder"));
+    const auto Player = Create<TQSPlayer>();
+    TProbe<double> Out(Player->OutputPin());
+    Player->SetClockSource(TQSClockSource::csExternal);
+    Expect(*Player, Place, [&] { Player->Start(); });
+    EXPECT_FALSE(Player->IsRunning());
+    EXPECT_FALSE(Player->Pump());
+    EXPECT_TRUE(Out.StartRates.empty());
   }
+  EXPECT_TRUE(std::filesystem::is_directory(Dir / "folder"));
 }
 
-// Also under a name that opened before; a block behind the stop is late all the same.
+// Under a name that opened before; a block behind the stop is late all the same.
 TEST(Logger, TriesAgainWithEachBlockUntilTheStop) {
   TRig Rig;
   std::filesystem::create_directory(Rig.Dir / "folder");
@@ -257,31 +272,6 @@ TEST(Logger, CountsWhatAFullDiskLosesAndLeavesTheDeviceThere) {
 }
 
 // --- handlers that act on what they are called from ---
-
-TEST(Logger, MayEndInItsOwnOnFileCloseAndOnError) {
-  for (const bool OnError : {false, true}) {
-    TRig Rig;
-    Rig.Logger->SetCeiling(2);
-    Rig.Logger->SetOnFileClose([&](TObject&) {
-      Rig.Logger.reset();
-      ++Rig.Closed;
-    });
-    if (OnError) {
-      Rig.Logger->SetFileName(Rig.Dir / "missing/file");
-      Rig.Logger->SetOnError([&](TObject&, const std::string&, std::int32_t, bool& AHandled) {
-        Rig.Logger.reset();
-        AHandled = true;
-      });
-    }
-    Rig.Feed.Start();
-    Rig.Feed.Send({1, 2, 3});
-    Rig.Feed.Send({4});
-    EXPECT_EQ(Rig.Logger, nullptr);
-    EXPECT_EQ(Rig.Closed, OnError ? 0 : 1);
-    EXPECT_FALSE(Rig.Feed.Pin.IsConnected());
-    RunMainThread();
-  }
-}
 
 TEST(Logger, MayStopItsSourceWhenItsFileIsFull) {
   TTempDir Dir;

@@ -66,47 +66,43 @@ long double PhaseError(long double ARatio, const std::vector<std::int32_t>& ASiz
 
 // --- waveforms ---
 
-TEST(SignalGen, ToneIsOneCosineAcrossBlocks) {
-  for (const double Frequency : {0.001, 37.31, 250.0, 499.9})
-    for (const double Phase : {0.0, 1.25, 6.2}) {
-      TRig Rig;
-      Rig.Gen->SetFrequency(Frequency);
-      Rig.Gen->SetPhase(Phase);
-      Rig.Gen->SetOffset(0.5);
-      const auto Y = Rig.Pump(OddSizes);
-      const long double Ratio = Frequency / 1000.0L;
-      // The recurrence's own error: some 20 roundings a step of two samples, which grow at most as
-      // sin((m + 1) w) / sin(w) does; the longest block has 1024 steps.
-      const long double Growth = std::min(1024.0L, 1 / std::fabs(std::sin(2 * TrueTwoPi * Ratio)));
-      const long double Bound =
-          3.0L * (PhaseError(Ratio, OddSizes) + Eps + 20 * ExtendedEps * 1024 * Growth) +
-          Eps * 3.5L;
-      for (std::size_t N = 0; N < Y.size(); ++N)
-        ASSERT_TRUE(IsNear(Y[N], 3.0L * std::cos(TrueTwoPi * Ratio * N + Phase) + 0.5L, Bound))
-            << Frequency << " Hz, phase " << Phase << ", sample " << N;
-    }
-}
-
-TEST(SignalGen, TriangleFallsForPiPlusAsymmetryRadiansAndRisesForTheRest) {
-  for (const double Asymmetry : {0.0, 1.5, -2.5})
-    for (const double Frequency : {3.21, 123.4, 470.0}) {
-      TRig Rig(stTriangle);
-      Rig.Gen->SetFrequency(Frequency);
-      Rig.Gen->SetAsymmetry(Asymmetry);
-      Rig.Gen->SetPhase(0.7);
-      const auto Y = Rig.Pump(OddSizes);
-      const long double Ratio = Frequency / 1000.0L;
-      const long double Fall = TrueTwoPi / 2 + Asymmetry;
-      const long double Rise = TrueTwoPi - Fall;
-      const long double Steepest = 2 * 3.0L / std::min(Fall, Rise);
-      for (std::size_t N = 0; N < Y.size(); ++N) {
-        const long double Angle = std::fmod(TrueTwoPi * Ratio * N + 0.7, TrueTwoPi);
-        const long double Expected =
-            Angle < Fall ? 1 - 2 * Angle / Fall : 2 * (Angle - Fall) / Rise - 1;
-        ASSERT_TRUE(IsNear(Y[N], 3.0L * Expected, 3 * Eps + Steepest * PhaseError(Ratio, OddSizes)))
-            << Frequency << " Hz, asymmetry " << Asymmetry << ", sample " << N;
+// A triangle falls for pi plus Asymmetry radians and rises for the rest.
+TEST(SignalGen, ToneAndTriangleAreOneFormAcrossBlocks) {
+  struct TForm {
+    TQSSignalType Type;
+    double Asymmetry;
+  };
+  for (const TForm& Form :
+       {TForm{stTone, 0.0}, {stTriangle, 0.0}, {stTriangle, 1.5}, {stTriangle, -2.5}})
+    for (const double Frequency : {0.001, 3.21, 37.31, 123.4, 250.0, 499.9})
+      for (const double Phase : {0.0, 1.25, 6.2}) {
+        TRig Rig(Form.Type);
+        Rig.Gen->SetFrequency(Frequency);
+        Rig.Gen->SetAsymmetry(Form.Asymmetry);
+        Rig.Gen->SetPhase(Phase);
+        Rig.Gen->SetOffset(0.5);
+        const auto Y = Rig.Pump(OddSizes);
+        const long double Ratio = Frequency / 1000.0L;
+        const long double Fall = TrueTwoPi / 2 + Form.Asymmetry;
+        const long double Rise = TrueTwoPi - Fall;
+        const long double Steepest = Form.Type == stTone ? 1 : 2 / std::min(Fall, Rise);
+        // The tone's recurrence: some 20 roundings a step of two samples, which grow at most as
+        // sin((m + 1) w) / sin(w) does; the longest block has 1024 steps.
+        const long double Growth =
+            std::min(1024.0L, 1 / std::fabs(std::sin(2 * TrueTwoPi * Ratio)));
+        const long double Bound =
+            3 * (Steepest * PhaseError(Ratio, OddSizes) + 20 * ExtendedEps * 1024 * Growth) +
+            7 * Eps;
+        for (std::size_t N = 0; N < Y.size(); ++N) {
+          const long double Angle = std::fmod(TrueTwoPi * Ratio * N + Phase, TrueTwoPi);
+          const long double Triangle =
+              Angle < Fall ? 1 - 2 * Angle / Fall : 2 * (Angle - Fall) / Rise - 1;
+          const long double Expected = Form.Type == stTone ? std::cos(Angle) : Triangle;
+          ASSERT_TRUE(IsNear(Y[N], 3 * Expected + 0.5L, Bound))
+              << Frequency << " Hz, asymmetry " << Form.Asymmetry << ", phase " << Phase
+              << ", sample " << N;
+        }
       }
-    }
 }
 
 TEST(SignalGen, SquareIsLowForTheFirstPartOfACycleByTheScaleOfItsAsymmetry) {
@@ -159,61 +155,17 @@ TEST(SignalGen, SawToothRisesFromPeakToPeakHoweverBlocksCutIt) {
       }
 }
 
-// A saw tooth by its steps, sample by sample: N samples a cycle, the phase in samples of the cycle,
-// the debt that rounding leaves, and the ramp that pays it back.
-class TSawModel {
- public:
-  TSawModel(double APeak, double ARatio) : FPeak(APeak), FCycle(1 / ARatio) {}
-
-  std::vector<double> Block(int ALen) {
-    const auto N = static_cast<int>(std::nearbyint(FCycle));
-    const double Slope = 2 * FPeak / N;
-    std::vector<double> Y;
-    const auto Ramp = [&](int ACount, double APlace) {
-      for (int I = 0; I < ACount && std::ssize(Y) < ALen; ++I)
-        Y.push_back(AsFloat(APlace * Slope - FPeak) + AsFloat(Slope) * I);
-    };
-    int Phase = static_cast<int>(std::nearbyint(FTurns * FCycle));
-    const bool OutlastsBlock = N - Phase + 1 > ALen;
-    FDebt += N - FCycle;
-    if (Phase > 0 || OutlastsBlock) {
-      const double Extra = std::max<double>(std::trunc(FDebt), Phase - N);  // what is left of it
-      FDebt -= Extra;
-      Ramp(OutlastsBlock ? ALen : N - Phase + static_cast<int>(Extra), Phase - Extra);
-      if (!OutlastsBlock) Y.push_back(FPeak);
-    }
-    while (ALen - std::ssize(Y) >= N + 1) {
-      Ramp(N, 0);
-      Y.push_back(FPeak);
-    }
-    Phase = OutlastsBlock ? Phase + ALen : ALen - static_cast<int>(std::ssize(Y));
-    Ramp(ALen, 0);
-    FTurns = 1.0 * Phase / N;
-    return Y;
-  }
-
- private:
-  static double AsFloat(double AValue) { return static_cast<double>(static_cast<float>(AValue)); }
-
-  const double FPeak;
-  const double FCycle;
-  double FTurns = 0;
-  double FDebt = 0;
-};
-
-// A cycle of no whole number of samples: what rounding leaves is made up for, sample by sample.
+// Of a cycle of no whole number of samples, N rounded, a tooth has N + 1 samples; by what rounding
+// leaves, a block's first one has more or fewer.
 TEST(SignalGen, SawToothPaysWhatRoundingItsCycleLeaves) {
-  for (const double Cycle : {100.4, 30.3, 4096.3, 99.6, 29.7, 4095.7}) {
+  for (const double Cycle : {100.4, 30.3, 99.6, 29.7}) {
     TRig Rig(stSawToothUp);
     Rig.Gen->SetFrequency(1000.0 / Cycle);
-    TSawModel Model(3.0, Rig.Gen->Frequency() / 1000.0);
-    for (int Block = 0; Block < 400; ++Block) {
-      const auto Expected = Model.Block(1024);
-      const auto& Y = Rig.Pump(1024);
-      for (std::size_t I = 0; I < Y.size(); ++I)
-        ASSERT_TRUE(IsNear(Y[I], Expected[I], 12 * Eps))
-            << "cycle of " << Cycle << ", block " << Block << ", sample " << I;
-    }
+    double Teeth = 0;
+    for (int Block = 0; Block < 2000; ++Block)
+      for (const double Sample : Rig.Pump(1024)) Teeth += Sample == 3.0 ? 1 : 0;
+    const double N = std::round(Cycle);
+    EXPECT_NEAR(Teeth, 2000 * (1024 - (N - Cycle)) / (N + 1), 1.5) << Cycle;
   }
 }
 
@@ -342,64 +294,6 @@ TEST(SignalGen, AChangeTakesEffectWithTheNextBlockAndThePhaseRunsOn) {
 }
 
 // --- values, sinks, bounds ---
-
-// Sinks of single values get the samples of the blocks, whether a sink takes blocks or none does.
-TEST(SignalGen, SingleValueSinksGetTheSameSignal) {
-  TRig Blocks(stTriangle);
-  const std::vector<double> Expected = Blocks.Pump({16, 16, 16});
-  for (const bool WithBlocks : {true, false}) {
-    TRig Rig(stTriangle);
-    std::vector<double> Values;
-    double Rate = 0;
-    TKLRealSinkPin Sink({}, [&](TKLBasicPin&, TKLBasicPin*, const TGUID&,
-                                IKLNotifyOperation& AOperation, TKLNotifyState) {
-      if (AOperation.IsType<TKLTypedSuppliedOperation<double>>())
-        Values.push_back(AOperation.GetInstance<TKLTypedSuppliedOperation<double>>().Value);
-      if (AOperation.IsType<TKLStartRateOperation>())
-        Rate = AOperation.GetInstance<TKLStartRateOperation>().Rate;
-      return TKLNotifyResult{};
-    });
-    Rig.Gen->OutputPin().Connect(Sink);
-    if (!WithBlocks) Rig.Gen->OutputPin().Disconnect(Rig.Out.Pin);
-    Rig.Gen->SetBufferSize(16);
-    Rig.Gen->Start();
-    for (int I = 0; I < 3; ++I) Rig.Gen->Pump();
-    EXPECT_EQ(Values, Expected) << WithBlocks;
-    EXPECT_EQ(Rate, 1000.0) << WithBlocks;
-  }
-}
-
-TEST(SignalGen, RefusesWhatIsOutOfBoundsAndNamesIt) {
-  struct TCase {
-    void (TQSSignalGen::*Set)(double);
-    double (TQSSignalGen::*Get)() const;
-    const char* Name;
-    std::vector<double> Refused;
-  };
-  const TCase Cases[] = {
-      {&TQSSignalGen::SetAmplitude, &TQSSignalGen::Amplitude, "Amplitude", {-1.0, NaN}},
-      {&TQSSignalGen::SetFrequency, &TQSSignalGen::Frequency, "Frequency", {0.0, -5.0, NaN}},
-      {&TQSSignalGen::SetAsymmetry, &TQSSignalGen::Asymmetry, "Asymmetry", {3.15, -3.15, NaN}},
-      {&TQSSignalGen::SetPhase, &TQSSignalGen::Phase, "Phase", {NaN, Infinity, -Infinity}},
-  };
-  const auto Gen = Create<TQSSignalGen>();
-  Gen->SetName("Test tone");
-  const auto Refuses = [&](auto ASet, auto AGet, const std::string& AName, double AValue) {
-    const double Before = ((*Gen).*AGet)();
-    try {
-      ((*Gen).*ASet)(AValue);
-      ADD_FAILURE() << AName << " takes " << AValue;
-    } catch (const EQSException& Error) {
-      const std::string Text = Error.what();
-      EXPECT_NE(Text.find("Test tone (TQSSignalGen): " + AName), std::string::npos) << Text;
-    }
-    EXPECT_EQ(((*Gen).*AGet)(), Before);
-  };
-  for (const TCase& Case : Cases)
-    for (const double Value : Case.Refused) Refuses(Case.Set, Case.Get, Case.Name, Value);
-  for (const double Value : {0.0, -44100.0, NaN})
-    Refuses(&TQSCommonGen::SetSampleRate, &TQSCommonGen::SampleRate, "SampleRate", Value);
-}
 
 }  // namespace
 }  // namespace tessalune::test

@@ -14,7 +14,7 @@
 
 namespace tessalune::test {
 
-using TBytes = std::vector<char>;
+using TBytes = std::string;
 
 // A folder of its own, which goes with its content.
 class TTempDir {
@@ -30,6 +30,13 @@ class TTempDir {
     std::filesystem::remove_all(FPath, Ignored);
   }
   std::string operator/(const std::string& AName) const { return (FPath / AName).string(); }
+  // What is in it.
+  std::vector<std::string> Names() const {
+    std::vector<std::string> Names;
+    for (const auto& Entry : std::filesystem::directory_iterator(FPath))
+      Names.push_back(Entry.path().filename().string());
+    return Names;
+  }
 
  private:
   std::filesystem::path FPath;
@@ -50,7 +57,7 @@ inline void WriteFile(const std::string& AName, const TBytes& ABytes) {
 // The bytes of samples, as they lie in memory.
 template <class T>
 TBytes BytesOf(const std::vector<T>& ASamples) {
-  TBytes Bytes(ASamples.size() * sizeof(T));
+  TBytes Bytes(ASamples.size() * sizeof(T), '\0');
   if (!Bytes.empty()) std::memcpy(Bytes.data(), ASamples.data(), Bytes.size());
   return Bytes;
 }
@@ -66,7 +73,7 @@ TBytes LogOf(const std::vector<std::vector<T>>& ABlocks, bool AWithCounts) {
         Log.push_back(static_cast<char>(Data.size() >> (8 * Byte)));
       }
     }
-    Log.insert(Log.end(), Data.begin(), Data.end());
+    Log += Data;
   }
   return Log;
 }
