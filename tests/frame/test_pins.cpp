@@ -127,10 +127,11 @@ TEST(ComboPins, CarryEitherFormWithTheStartTranslated) {
     TRecorder<TKLRealSinkPin> Values;
     Source.Connect(BlockSink ? static_cast<TKLBasicPin&>(Blocks.Pin) : Values.Pin);
     EXPECT_EQ(Source.HasBlockSinks(), BlockSink);
-    Source.Notify(MakeRef<TKLStartSampleRateOperation>(8000.0));
     if (BlockSource) {
+      Source.Notify(MakeRef<TKLStartSampleRateOperation>(8000.0));
       Source.SubmitBuffer(TQSRealBuffer::CreateData(Samples.data(), 3));
     } else {
+      Source.Notify(MakeRef<TKLStartRateOperation>(8000.0));
       for (const double Sample : Samples) Source.SubmitReal(Sample);
     }
     Source.EndStop();
