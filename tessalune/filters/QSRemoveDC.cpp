@@ -34,9 +34,8 @@ std::vector<std::string> TQSRemoveDC::Remarks() const {
 
 std::vector<std::string> TQSRemoveDC::RemarksFor(double ASampleRate) const {
   if (ASampleRate == 0.0 || ASampleRate >= LeastRate) return {};
-  return {"at " + NumberText(ASampleRate) +
-          " samples a second its filter is not stable, so the stream " +
-          "passes unchanged; it takes " + NumberText(LeastRate) + " or more"};
+  return {"at " + NumberText(ASampleRate) + " samples a second its filter is not stable, so the " +
+          "stream passes unchanged; it takes " + NumberText(LeastRate) + " or more"};
 }
 
 void TQSRemoveDC::FilterInternalOperation(const TRef<IQSRealBuffer>& AInBuffer,

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <map>
 #include <memory>
+#include <ostream>
 #include <random>
 #include <string>
 
@@ -103,6 +104,10 @@ struct TCase {
   TComponentClass Class;
   const TKLDataType* Type;
 };
+
+void PrintTo(const TCase& ACase, std::ostream* AOut) {
+  *AOut << ACase.Class.Published().ClassName() << ' ' << ACase.Type->Word;
+}
 
 struct TStage {
   const TCase& Case;
