@@ -57,6 +57,7 @@ struct TLoadedGraph {
       Graph->Run().Watch.back().Path = "--watch " + Name;
     }
     Watched = FindWatched(*Graph, Graph->Run(), Mistakes);
+    Script.emplace(*Graph, Mistakes);
     if (!AOptions.WatchFile.empty() && Graph->Run().Watch.empty()) {
       Mistakes.Add({}, "--watch-file " + AOptions.WatchFile,
                    "nothing is watched; name a pin with --watch Component.Pin");
@@ -66,6 +67,7 @@ struct TLoadedGraph {
   TMistakes Mistakes;
   std::optional<TGraph> Graph;
   std::vector<TWatched> Watched;
+  std::optional<TScript> Script;
 };
 
 int TellMistakes(const TMistakes& AMistakes, bool AJson) {
@@ -87,7 +89,7 @@ int RunLoaded(TLoadedGraph& ALoaded, const TOptions& AOptions, TReporter& ARepor
   }
   Settings.Realtime = Settings.Realtime || AOptions.Run.Realtime;
   TInterrupt Interrupt;
-  TRun Run(*ALoaded.Graph, Settings, ALoaded.Watched, Interrupt, AReporter);
+  TRun Run(*ALoaded.Graph, Settings, ALoaded.Watched, *ALoaded.Script, Interrupt, AReporter);
   TRunResult Result = Run.Run();
   AReporter.Summary(Result);
   switch (Result.End) {

@@ -22,8 +22,10 @@ std::vector<std::string_view> NamesOf(const std::vector<const TRow*>& ARows) {
 
 std::string Quote(std::string_view AText) { return '"' + std::string(AText) + '"'; }
 
-// Walks "Threading.Enabled" down the sub-objects and sets the property at its end.
-void SetByPath(TPersistent& AObject, std::string_view APath, std::string_view AValue) {
+}  // namespace
+
+void SetByPath(TPersistent& AObject, std::string_view APath,
+               const std::function<TPropertyValue(const TPublishedProperty&)>& AValue) {
   const std::size_t Dot = APath.find('.');
   const std::string_view Name = APath.substr(0, Dot);
   const TPublishedTable& Table = AObject.PublishedTable();
@@ -36,7 +38,7 @@ void SetByPath(TPersistent& AObject, std::string_view APath, std::string_view AV
   const TPublishedProperty* Content =
       IsObject ? Row->Object(AObject).PublishedTable().ContentRow() : nullptr;
   if (Content != nullptr && Dot == std::string_view::npos) {
-    return Content->Set(Row->Object(AObject), Content->Parse(AValue));
+    return Content->Set(Row->Object(AObject), AValue(*Content));
   }
   if (IsObject != (Dot != std::string_view::npos)) {
     throw EQSException(
@@ -48,10 +50,8 @@ void SetByPath(TPersistent& AObject, std::string_view APath, std::string_view AV
   }
   if (IsObject) return SetByPath(Row->Object(AObject), APath.substr(Dot + 1), AValue);
   if (!Row->Set) throw EQSException(std::string(Name) + " can only be read");
-  Row->Set(AObject, Row->Parse(AValue));
+  Row->Set(AObject, AValue(*Row));
 }
-
-}  // namespace
 
 TGraph::TGraph(std::string_view AText, TMistakes& AMistakes) {
   auto Document = ParseJson(AText, AMistakes);
@@ -251,20 +251,31 @@ void TGraph::Set(const std::string& AAssignment, TMistakes& AMistakes) {
   if (Equals == std::string::npos || Dot > Equals) {
     return Tell("expected is Component.Property=value");
   }
-  const std::string Name = AAssignment.substr(0, Dot);
-  const auto Found = FByName.find(Name);
-  if (Found == FByName.end()) {
-    return Tell("there is no component " + Quote(Name) + SuggestName(Name, ComponentNames()));
-  }
-  TComponent* const Component = FEntries[Found->second].Component.get();
-  if (Component == nullptr) return;
+  const std::string_view Assignment = AAssignment;
+  const TNamed Named =
+      FindNamed(Assignment.substr(0, Equals), {}, "--set " + AAssignment, AMistakes);
+  if (Named.Component == nullptr) return;
   try {
-    const std::string_view Assignment = AAssignment;
-    SetByPath(*Component, Assignment.substr(Dot + 1, Equals - Dot - 1),
-              Assignment.substr(Equals + 1));
+    SetByPath(*Named.Component, Named.Name, [&](const TPublishedProperty& ARow) {
+      return ARow.Parse(Assignment.substr(Equals + 1));
+    });
   } catch (const EQSException& Error) {
     Tell(Error.what());
   }
+}
+
+TGraph::TNamed TGraph::FindNamed(std::string_view AText, TPlace APlace, const std::string& APath,
+                                 TMistakes& AMistakes) const {
+  const std::size_t Dot = std::min(AText.find('.'), AText.size());
+  const std::string Name(AText.substr(0, Dot));
+  const auto Found = FByName.find(Name);
+  if (Found != FByName.end()) {
+    return {FEntries[Found->second].Component.get(), AText.substr(std::min(Dot + 1, AText.size()))};
+  }
+  AMistakes.Add(APlace, APath,
+                "there is no component " + Quote(Name) +
+                    (AMistakes.TakesSuggestions() ? SuggestName(Name, ComponentNames()) : ""));
+  return {};
 }
 
 TGraph::TWhere TGraph::Where(const TComponent& AComponent, std::string_view AProperty) const {

@@ -6,6 +6,7 @@
 #include <tessalune/frame/pins/KLPins.h>
 #include <tessalune/frame/runtime/VBComponent.h>
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -14,6 +15,11 @@
 #include <vector>
 
 namespace tessalune::host {
+
+// Walks "Threading.Enabled" down the sub-objects and sets the property at its end to what AValue
+// gives for its row. Raises EQSException if there is no such property, or if it refuses the value.
+void SetByPath(TPersistent& AObject, std::string_view APath,
+               const std::function<TPropertyValue(const TPublishedProperty&)>& AValue);
 
 class TGraph {
  public:
@@ -29,6 +35,16 @@ class TGraph {
   // Sets a property as a command line gives it: "Tone.Frequency=440",
   // "Filter.Threading.Enabled=true".
   void Set(const std::string& AAssignment, TMistakes& AMistakes);
+
+  // What AText, a string or the key of a member "Component.Name", names: the component, and what
+  // stands behind the dot. No component: there is none of that name (told at APlace), or it could
+  // not be made.
+  struct TNamed {
+    TComponent* Component = nullptr;
+    std::string_view Name;
+  };
+  TNamed FindNamed(std::string_view AText, TPlace APlace, const std::string& APath,
+                   TMistakes& AMistakes) const;
 
   // A link whose type nobody said, where it could have been another sample type: "Play (TQSPlayer).
   // OutputPin to Line (TQSDelayLine).InputPin". In the order of the file; of links that take their

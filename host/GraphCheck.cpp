@@ -3,6 +3,8 @@
 #include "GraphWalk.h"
 #include "Words.h"
 
+#include <tessalune/frame/runtime/QSReports.h>
+
 #include <algorithm>
 
 namespace tessalune::host {
@@ -95,11 +97,33 @@ class TCheck {
   std::vector<TWarning> FWarnings;
 };
 
+// Of the streams that will come to a component; 0 if they differ or nobody can tell.
+double RateAt(TComponent& AComponent) {
+  double Rate = 0.0;
+  for (const TNamedPin& Each : PinsOf(AComponent, TKLPinDirection::Sink)) {
+    const TOrigins Origins = OriginsOf(*Each.Pin);
+    if (Origins.HasOther) return 0.0;
+    for (TComponent* Source : Origins.Sources) {
+      const double ItsRate = dynamic_cast<IPumpable&>(*Source).SampleRate();
+      if (Rate != 0.0 && ItsRate != Rate) return 0.0;
+      Rate = ItsRate;
+    }
+  }
+  return Rate;
+}
+
 }  // namespace
 
 std::vector<TWarning> CheckGraph(const TGraph& AGraph) { return TCheck(AGraph).Run(); }
 
 void TellWarnings(const TGraph& AGraph, TMistakes& AMistakes) {
+  for (TComponent* Component : AGraph.Components()) {
+    const auto* Remarks = dynamic_cast<const IRemarks*>(Component);
+    if (Remarks == nullptr) continue;
+    const TGraph::TWhere Where = AGraph.Where(*Component, "");
+    for (const std::string& Remark : Remarks->RemarksFor(RateAt(*Component)))
+      AMistakes.Add(Where.Place, Where.Path, Component->Describe() + ": " + Remark);
+  }
   for (const TWarning& Warning : CheckGraph(AGraph)) {
     if (Warning.Component == nullptr) {
       AMistakes.Add({}, "", Warning.Text);

@@ -17,7 +17,8 @@ struct TWarning {
 // run.
 std::vector<TWarning> CheckGraph(const TGraph& AGraph);
 
-// The same as mistakes, by their places.
+// The same as mistakes, by their places, and what components remark of the streams that they will
+// get.
 void TellWarnings(const TGraph& AGraph, TMistakes& AMistakes);
 
 }  // namespace tessalune::host

@@ -103,25 +103,9 @@ class TFormReader {
   }
 
   void ReadRun(const TJsonNode& ANode) {
-    CheckMembers(ANode, "\"run\"", {"samples", "seconds", "realtime", "watch"});
-    if (const TJsonNode* Samples = ANode.Find("samples")) {
-      const auto Value = Samples->Value();
-      const auto* Count = Value ? std::get_if<std::int64_t>(&*Value) : nullptr;
-      if (Count != nullptr && *Count > 0) {
-        FForm.Run.Samples = *Count;
-      } else {
-        Add(*Samples, "expected is a whole number of samples above 0");
-      }
-    }
-    if (const TJsonNode* Seconds = ANode.Find("seconds")) {
-      const auto Value = Seconds->Value().value_or(std::string());
-      const auto Length = ValueAs<double>(Value).value_or(0.0);
-      if (Length > 0) {
-        FForm.Run.Seconds = Length;
-      } else {
-        Add(*Seconds, "expected is a number of seconds above 0");
-      }
-    }
+    CheckMembers(ANode, "\"run\"", {"samples", "seconds", "realtime", "watch", "at"});
+    FForm.Run.Samples = ReadSamples(ANode, 1, "above 0");
+    FForm.Run.Seconds = ReadSeconds(ANode, "above 0", [](double AValue) { return AValue > 0; });
     if (const TJsonNode* Realtime = Optional(ANode, "realtime", TJsonKind::Boolean)) {
       FForm.Run.Realtime = std::get<bool>(*Realtime->Value());
     }
@@ -132,6 +116,56 @@ class TFormReader {
         }
       }
     }
+    if (const TJsonNode* Steps = Optional(ANode, "at", TJsonKind::Array)) {
+      for (const TJsonNode& Step : Steps->Items) ReadStep(Step);
+    }
+  }
+
+  void ReadStep(const TJsonNode& ANode) {
+    constexpr std::string_view What = "an entry of \"at\"";
+    if (!IsKind(ANode, TJsonKind::Object, What)) return;
+    CheckMembers(ANode, What, {"samples", "seconds", "set", "call"});
+    TRunStep Step{.Place = ANode.Place, .Path = ANode.Path};
+    Step.Samples = ReadSamples(ANode, 0, "from 0");
+    Step.Seconds = ReadSeconds(ANode, "from 0", [](double AValue) { return AValue >= 0; });
+    if ((ANode.Find("samples") == nullptr) == (ANode.Find("seconds") == nullptr)) {
+      Add(ANode, std::string(What) +
+                     " needs one of \"seconds\" and \"samples\": the moment of the stream at which "
+                     "it takes effect");
+    }
+    if (const TJsonNode* Set = Optional(ANode, "set", TJsonKind::Object)) Step.Set = Set->Items;
+    if (const TJsonNode* Call = ANode.Find("call")) {
+      Step.Calls = Call->Kind == TJsonKind::Array ? Call->Items : std::vector<TJsonNode>{*Call};
+      std::erase_if(Step.Calls, [this](const TJsonNode& AEach) {
+        return !IsKind(AEach, TJsonKind::String, "an action to call, such as \"Shot.Snapshot\",");
+      });
+    }
+    if (ANode.Find("set") == nullptr && ANode.Find("call") == nullptr) {
+      Add(ANode, std::string(What) + " needs \"set\" or \"call\": what it does");
+    }
+    FForm.Run.At.push_back(std::move(Step));
+  }
+
+  std::optional<std::int64_t> ReadSamples(const TJsonNode& ANode, std::int64_t ALeast,
+                                          std::string_view ARange) {
+    const TJsonNode* Samples = ANode.Find("samples");
+    if (Samples == nullptr) return std::nullopt;
+    const auto Value = Samples->Value();
+    const auto* Count = Value ? std::get_if<std::int64_t>(&*Value) : nullptr;
+    if (Count != nullptr && *Count >= ALeast) return *Count;
+    Add(*Samples, "expected is a whole number of samples " + std::string(ARange));
+    return std::nullopt;
+  }
+
+  template <class TIsGood>
+  std::optional<double> ReadSeconds(const TJsonNode& ANode, std::string_view ARange,
+                                    TIsGood AIsGood) {
+    const TJsonNode* Seconds = ANode.Find("seconds");
+    if (Seconds == nullptr) return std::nullopt;
+    const auto Value = ValueAs<double>(Seconds->Value().value_or(std::string()));
+    if (Value && AIsGood(*Value)) return Value;
+    Add(*Seconds, "expected is a number of seconds " + std::string(ARange));
+    return std::nullopt;
   }
 
   TMistakes& FMistakes;

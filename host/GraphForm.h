@@ -14,12 +14,23 @@ namespace tessalune::host {
 // The version of the form that this program reads and writes.
 constexpr std::int64_t GraphFormVersion = 1;
 
-// What ends a run, whether it is paced by the sources' own clocks, and what is watched.
+// What a run changes on its way: an entry of "at".
+struct TRunStep {
+  TPlace Place;
+  std::string Path;                       // "run.at[0]"
+  std::optional<std::int64_t> Samples{};  // when: one of the two
+  std::optional<double> Seconds{};
+  std::vector<TJsonNode> Set{};    // members whose keys name properties
+  std::vector<TJsonNode> Calls{};  // strings, the names of actions
+};
+
+// What ends a run, whether it is paced by the sources' own clocks, what is watched, what changes.
 struct TRunSettings {
   std::optional<std::int64_t> Samples;  // of each source
   std::optional<double> Seconds;        // of stream time
   bool Realtime = false;
   std::vector<TJsonNode> Watch;  // strings, the names of pins
+  std::vector<TRunStep> At;
 };
 
 // Places in a document that has the form as far as they are there.

@@ -126,4 +126,35 @@ std::vector<TComponent*> DeadEndsOf(TComponent& ASource) {
   return IsKept ? std::vector<TComponent*>() : Ends;
 }
 
+// Each component is noted when all behind it have been: the order of the notes is the one upstream.
+std::vector<TComponent*> Downstream(const std::vector<TComponent*>& AComponents) {
+  struct TStep {
+    TComponent* At;
+    std::vector<TComponent*> Next;
+  };
+  std::vector<TComponent*> Order;
+  std::unordered_set<TComponent*> Seen;
+  std::vector<TStep> Path;
+  const auto Enter = [&](TComponent* AAt) {
+    if (Seen.insert(AAt).second) {
+      Path.push_back({AAt, Neighbours(*AAt, TKLPinDirection::Source)});
+    }
+  };
+  for (TComponent* Component : AComponents) {
+    Enter(Component);
+    while (!Path.empty()) {
+      if (Path.back().Next.empty()) {
+        Order.push_back(Path.back().At);
+        Path.pop_back();
+        continue;
+      }
+      TComponent* const Next = Path.back().Next.back();
+      Path.back().Next.pop_back();
+      Enter(Next);
+    }
+  }
+  std::reverse(Order.begin(), Order.end());
+  return Order;
+}
+
 }  // namespace tessalune::host

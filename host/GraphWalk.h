@@ -41,4 +41,7 @@ TKLBasicPin* LinkedTicks(IPumpable& ASource);
 // nothing. Empty if somewhere it is kept, or if the source is linked to nothing at all.
 std::vector<TComponent*> DeadEndsOf(TComponent& ASource);
 
+// The components in an order in which each stands behind all that it gets something from.
+std::vector<TComponent*> Downstream(const std::vector<TComponent*>& AComponents);
+
 }  // namespace tessalune::host

@@ -1,5 +1,7 @@
 #include "JsonStreams.h"
 
+#include <tessalune/frame/runtime/QSException.h>
+
 #include <utility>
 
 namespace tessalune::host {
@@ -202,6 +204,35 @@ void TJsonWriter::WriteArray(std::string_view AName,
 
 bool TJsonWriter::WantsDefault(std::string_view AName) const {
   return FNode.Find(AName) != nullptr;
+}
+
+TPropertyValue PropertyValueOf(const TJsonNode& ANode, const TPublishedProperty& ARow) {
+  const auto Refuse = [&ARow](const TJsonNode& AAt) {
+    throw EQSException(std::string(ARow.Name) + " is " + ARow.Expected() + "; here stands " +
+                       std::string(JsonKindText(AAt.Kind)));
+  };
+  const auto Plain = [&](const TJsonNode& AAt, TPropertyKind AKind) {
+    const auto Value = AAt.Value();
+    if (!Value) Refuse(AAt);
+    return AKind == TPropertyKind::Double ? WithNonFinite(*Value) : *Value;
+  };
+  if (ANode.Kind != TJsonKind::Array) return Plain(ANode, ARow.Kind);
+  TPropertyList List;
+  for (const TJsonNode& Element : ANode.Items) {
+    if (ARow.ItemTable == nullptr) {
+      List.Items.push_back(Plain(Element, ARow.Element));
+      continue;
+    }
+    if (Element.Kind != TJsonKind::Object) Refuse(Element);
+    TPropertyRecord Record;
+    for (const TJsonNode& Member : Element.Items) {
+      const TPublishedProperty* Row = ARow.ItemTable().FindProperty(Member.Key);
+      Record.Members.push_back({Member.Key, Row != nullptr ? PropertyValueOf(Member, *Row)
+                                                           : Plain(Member, TPropertyKind::String)});
+    }
+    List.Items.push_back(std::move(Record));
+  }
+  return List;
 }
 
 namespace {

@@ -55,6 +55,10 @@ class TJsonWriter final : public IWriter {
   TJsonNode& FNode;
 };
 
+// The value that ANode means for a property: a plain one, an array's or a collection's list. Raises
+// EQSException for null, and for an object where none may stand.
+TPropertyValue PropertyValueOf(const TJsonNode& ANode, const TPublishedProperty& ARow);
+
 // Gives members that bear an older name of a property its name of today, and takes those away that
 // have no use any more.
 void RenewNames(TJsonNode& ANode, const TPersistent& AObject);

@@ -155,6 +155,14 @@ std::string EventsText(TPersistent& AObject, const std::string& APath) {
   return Text;
 }
 
+std::string ActionsText(const TPublishedTable& ATable) {
+  std::string Text;
+  for (const TPublishedAction* Row : ATable.Actions()) {
+    Text += "  " + std::string(Row->Name) + '\n' + Wrapped(Row->Doc, NameWidth + 2);
+  }
+  return Text.empty() ? "" : "\nActions\n" + Text;
+}
+
 // --- JSON ---
 
 ordered_json RangeJson(const TValueRange<double>& ARange) {
@@ -275,7 +283,8 @@ std::string DescribeText(const TComponentClass& AClass) {
   for (const TPublishedPin* Row : Table.Pins()) Text += PinText(*Row, *Sample);
   Text += "\nProperties\n" + PropertiesText(*Sample, "");
   const std::string Events = EventsText(*Sample, "");
-  return Events.empty() ? Text : Text + "\nEvents\n" + Events;
+  if (!Events.empty()) Text += "\nEvents\n" + Events;
+  return Text + ActionsText(Table);
 }
 
 ordered_json DescribeJson(const TComponentClass& AClass) {
@@ -287,6 +296,10 @@ ordered_json DescribeJson(const TComponentClass& AClass) {
                     {"doc", Table.Doc()},
                     {"pins", PinsJson(*Sample)}};
   AddObjectJson(Json, *Sample);
+  Json["actions"] = ordered_json::array();
+  for (const TPublishedAction* Row : Table.Actions()) {
+    Json["actions"].push_back({{"name", Row->Name}, {"doc", Row->Doc}});
+  }
   return Json;
 }
 

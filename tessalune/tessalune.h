@@ -18,6 +18,7 @@
 #include <tessalune/primitives/VBMalloc.h>
 
 #include <tessalune/frame/containers/QSReals.h>
+#include <tessalune/frame/containers/QSRing.h>
 #include <tessalune/frame/containers/VBCollections.h>
 #include <tessalune/frame/containers/VBLockArray.h>
 #include <tessalune/frame/containers/VBLockContainer.h>
@@ -50,18 +51,28 @@
 #include <tessalune/frame/runtime/VBComponent.h>
 #include <tessalune/frame/streams/QSCommonFilter.h>
 #include <tessalune/frame/streams/QSCommonGen.h>
+#include <tessalune/frame/streams/QSDelayQueue.h>
+#include <tessalune/frame/streams/QSDelayValue.h>
+#include <tessalune/frame/streams/QSFilterFrequencyResponse.h>
 #include <tessalune/frame/streams/QSFilterPrototype.h>
 #include <tessalune/frame/streams/QSFilterSections.h>
+#include <tessalune/frame/streams/QSFilterState.h>
 #include <tessalune/frame/streams/QSFilterThread.h>
 #include <tessalune/frame/streams/QSFilterTypes.h>
 #include <tessalune/frame/streams/QSFirDesign.h>
 #include <tessalune/frame/streams/QSKaiser.h>
+#include <tessalune/frame/streams/QSMultiInput.h>
 #include <tessalune/frame/streams/QSPumpable.h>
+#include <tessalune/frame/streams/QSQueuedPins.h>
+#include <tessalune/frame/streams/QSRecentSamples.h>
 #include <tessalune/frame/streams/QSSimpleDataBuffer.h>
 #include <tessalune/frame/streams/QSStreamPins.h>
 #include <tessalune/frame/streams/QSStreamTypes.h>
+#include <tessalune/frame/streams/QSStretch.h>
+#include <tessalune/frame/streams/QSTapsFilter.h>
 #include <tessalune/frame/streams/QSTapsResponse.h>
 #include <tessalune/frame/streams/QSValuePins.h>
+#include <tessalune/frame/streams/QSVariantStorages.h>
 #include <tessalune/frame/streams/QSWindowCalculator.h>
 #include <tessalune/frame/streams/QSWindowFilter.h>
 
@@ -72,13 +83,32 @@
 #include <tessalune/sources/QSSignalGen.h>
 
 #include <tessalune/filters/QSAbs.h>
+#include <tessalune/filters/QSAdd.h>
 #include <tessalune/filters/QSApplyComplexConst.h>
 #include <tessalune/filters/QSApplyIntConst.h>
 #include <tessalune/filters/QSApplyRealConst.h>
+#include <tessalune/filters/QSApplyWindow.h>
+#include <tessalune/filters/QSBandFilter.h>
+#include <tessalune/filters/QSCombFilter.h>
 #include <tessalune/filters/QSComplexToReal.h>
 #include <tessalune/filters/QSConjugate.h>
+#include <tessalune/filters/QSFir.h>
+#include <tessalune/filters/QSFrequencyFilter.h>
+#include <tessalune/filters/QSIir.h>
+#include <tessalune/filters/QSMedian.h>
+#include <tessalune/filters/QSRealToComplex.h>
 #include <tessalune/filters/QSRealToInt.h>
 #include <tessalune/filters/QSRealTodB.h>
+#include <tessalune/filters/QSRemoveDC.h>
+#include <tessalune/filters/QSSimpleFilter.h>
+#include <tessalune/filters/QSSubtract.h>
 #include <tessalune/filters/QSToSquare.h>
+
+#include <tessalune/control/QSBlockBuilder.h>
+#include <tessalune/control/QSControlFilter.h>
+#include <tessalune/control/QSDelayLine.h>
+#include <tessalune/control/QSRepack.h>
+#include <tessalune/control/QSSnapshot.h>
+#include <tessalune/control/QSSwitch.h>
 
 #include <tessalune/package/TessalunePkg.h>

@@ -1,8 +1,10 @@
 #include "Runner.h"
 
+#include <host/GraphWalk.h>
 #include <host/Words.h>
 
 #include <tessalune/frame/runtime/QSMainThread.h>
+#include <tessalune/frame/streams/QSFilterThread.h>
 
 #include <algorithm>
 #include <functional>
@@ -68,11 +70,12 @@ std::int64_t TRunResult::LostBy(const TComponent& AComponent) const {
 
 // The hook and the queue wake the main loop; both are given back at the end.
 TRun::TRun(const TGraph& AGraph, const TRunSettings& ASettings, std::vector<TWatched> AWatched,
-           TInterrupt& AInterrupt, IRunObserver& AObserver)
+           TScript& AScript, TInterrupt& AInterrupt, IRunObserver& AObserver)
     : FGraph(AGraph),
       FSettings(ASettings),
       FInterrupt(AInterrupt),
       FObserver(AObserver),
+      FScript(AScript),
       FSources(
           AGraph, ASettings, [this] { return !MayGoOn(); }, FWakeUp),
       FValues(
@@ -115,12 +118,15 @@ void TRun::ListenTo(TComponent& AComponent) {
 
 TRunResult TRun::Run() {
   FStart = TSteady::now();
+  SetCuts();
   FSources.Start(*FErrors);
   if (!FSettings.Realtime) {
-    FSources.Pump(*FErrors, [this] {
-      Report();
-      return MayGoOn();
-    });
+    FSources.Pump(
+        *FErrors, [this] { DoSteps(); },
+        [this] {
+          Report();
+          return MayGoOn();
+        });
   }
   WaitForClocks();
   const bool EndedAlone = FSources.IsOver();
@@ -135,11 +141,33 @@ void TRun::WaitForClocks() {
   while (!FSources.IsOver() && MayGoOn()) {
     FWakeUp->Wait(ReportPeriod);
     FErrors->Catch(nullptr, [] { MainThread().Process(); });
+    while (FSources.AnyIsAtCut() && MayGoOn()) DoSteps();
     for (const auto& Source : FSources.All()) {
       FErrors->Catch(&Source->Component(), [&] { Source->StopIfSilent(TSteady::now() - FStart); });
     }
     Report();
   }
+}
+
+void TRun::SetCuts() {
+  FSources.SetCuts([this](double ARate) {
+    return FScript.IsOver() ? TSource::NoCut : FScript.NextSample(ARate);
+  });
+}
+
+// What the sources have made is worked off first, so that filters with threads of their own change
+// at the same sample.
+void TRun::DoSteps() {
+  FErrors->Catch(nullptr, [this] {
+    FSources.Between([this] {
+      for (TComponent* Component : Downstream(FGraph.Components())) {
+        if (auto* const Filter = dynamic_cast<IFlushable*>(Component)) Filter->FlushQueue();
+      }
+      FScript.DoNext(*FErrors);
+    });
+    MainThread().Process();
+  });
+  SetCuts();
 }
 
 bool TRun::MayGoOn() const { return FInterrupt.Signal() == 0 && FErrors->IsEmpty(); }
@@ -222,6 +250,9 @@ void TRun::AddRemarks(TRunResult& AResult) const {
     if (Source->Drive() != TSource::TDrive::OwnClock) continue;
     const TClockLag Lag = Source->Gen().ClockLag();
     if (Lag.Greatest >= TellableLag) AResult.Remarks.push_back(LagText(*Source, Lag));
+  }
+  if (FErrors->IsEmpty()) {
+    for (const std::string& Remark : FScript.Remarks()) AResult.Remarks.push_back(Remark);
   }
   for (const TComponent* Component : FGraph.Components()) {
     const auto* Remarks = dynamic_cast<const IRemarks*>(Component);

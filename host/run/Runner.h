@@ -3,6 +3,7 @@
 
 #include "Errors.h"
 #include "Interrupt.h"
+#include "Script.h"
 #include "Sources.h"
 #include "Values.h"
 
@@ -87,9 +88,9 @@ struct TRunResult {
 // time.
 class TRun {
  public:
-  // AWatched are the pins whose values AObserver hears of.
+  // AWatched are the pins whose values AObserver hears of, AScript is what changes on the way.
   TRun(const TGraph& AGraph, const TRunSettings& ASettings, std::vector<TWatched> AWatched,
-       TInterrupt& AInterrupt, IRunObserver& AObserver);
+       TScript& AScript, TInterrupt& AInterrupt, IRunObserver& AObserver);
   TRun(const TRun&) = delete;
   ~TRun();
 
@@ -101,6 +102,8 @@ class TRun {
 
   void ListenTo(TComponent& AComponent);
   void WaitForClocks();
+  void SetCuts();
+  void DoSteps();
   bool MayGoOn() const;
   void Report();
   void StopSources();
@@ -117,6 +120,7 @@ class TRun {
   const std::shared_ptr<TErrors> FErrors = std::make_shared<TErrors>(FWakeUp);
   const std::vector<TWarning> FWarnings =
       CheckGraph(FGraph);  // before the run's own links are made
+  TScript& FScript;
   TSources FSources;
   TValues FValues;
   TUnhandledExceptionHook FHook;

@@ -61,7 +61,7 @@ void TSource::Start() {
 void TSource::Pump() {
   const std::int64_t Before = FPosition;
   if (!FGen.Pump() || FPosition != Before) return;
-  FPosition += FGen.BufferSize();
+  FPosition += std::min<std::int64_t>(FGen.BufferSize(), NextBorder() - FPosition);
   if (HasReachedLimit()) FGen.Stop();
 }
 
@@ -84,12 +84,27 @@ void TSource::Count(std::int64_t ASamples) {
     FWasCutShort = true;
     FGen.Stop();
   } else {
+    if (IsAtCut()) FSettings.WakeUp->Wake();
     ShortenNextBlock();
   }
 }
 
+void TSource::SetCut(std::int64_t ASamples) {
+  FCut = ASamples;
+  if (Drive() != TDrive::Pumped) return;
+  FGen.LimitBlock(NoCut);
+  ShortenNextBlock();
+}
+
 void TSource::ShortenNextBlock() {
-  if (FSettings.Limit) FGen.LimitBlock(*FSettings.Limit - FPosition);
+  const std::int64_t Border = NextBorder();
+  if (Border != NoCut) FGen.LimitBlock(Border - FPosition);
+}
+
+// A source with a clock of its own does not stop at a cut.
+std::int64_t TSource::NextBorder() const {
+  const std::int64_t Cut = Drive() == TDrive::Pumped && !IsAtCut() ? FCut.load() : NoCut;
+  return std::min(FSettings.Limit.value_or(NoCut), Cut);
 }
 
 void TSource::StopIfSilent(std::chrono::duration<double> AElapsed) {

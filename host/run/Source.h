@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 
@@ -46,6 +47,12 @@ class TSource {
   bool HasStarted() const { return FHasStarted; }
   bool HasEnded() const { return *FHasEnded; }
   bool IsGoing() const { return HasStarted() && !HasEnded(); }
+  // The samples behind which something is to happen before the next block: a block that this class
+  // pumps ends there; NoCut: none. A source on a clock of its own wakes the main loop then.
+  static constexpr std::int64_t NoCut = std::numeric_limits<std::int64_t>::max();
+  void SetCut(std::int64_t ASamples);
+  bool IsAtCut() const { return FPosition >= FCut; }
+
   bool HasReachedLimit() const { return FSettings.Limit && FPosition >= *FSettings.Limit; }
   // Ended because the run had to.
   bool WasCutShort() const { return FWasCutShort; }
@@ -66,14 +73,16 @@ class TSource {
 
   void Watch();
   void Count(std::int64_t ASamples);
-  // Before the block that reaches the limit: shortens it to end there.
+  // Before the block that reaches the limit or the cut: shortens it to end there.
   void ShortenNextBlock();
+  std::int64_t NextBorder() const;
 
   TComponent& FComponent;
   IPumpable& FGen;
   const TSettings FSettings;
   std::atomic<std::int64_t> FDelivered{0};
   std::atomic<std::int64_t> FPosition{0};
+  std::atomic<std::int64_t> FCut{NoCut};
   std::atomic<bool> FHasStarted{false};
   std::atomic<bool> FWasCutShort{false};
   const std::shared_ptr<std::atomic<bool>> FHasEnded = std::make_shared<std::atomic<bool>>(false);

@@ -2,11 +2,13 @@
 
 #include <host/GraphWalk.h>
 
+#include <tessalune/frame/runtime/QSException.h>
 #include <tessalune/frame/runtime/QSMainThread.h>
 
 #include <algorithm>
 #include <cmath>
 #include <queue>
+#include <thread>
 #include <utility>
 
 namespace tessalune::host {
@@ -120,7 +122,8 @@ bool TSources::AnyHasStarted() const {
 
 // --- the run ---
 
-void TSources::Pump(TErrors& AErrors, const std::function<bool()>& ABetween) {
+void TSources::Pump(TErrors& AErrors, const std::function<void()>& AAtCut,
+                    const std::function<bool()>& ABetween) {
   const auto IsAhead = [](const TSource* ALeft, const TSource* ARight) {
     return ALeft->StreamTime() > ARight->StreamTime();
   };
@@ -128,9 +131,22 @@ void TSources::Pump(TErrors& AErrors, const std::function<bool()>& ABetween) {
   for (const auto& Source : FSources) {
     if (Source->Drive() == TSource::TDrive::Pumped && Source->IsGoing()) Queue.push(Source.get());
   }
-  while (!Queue.empty() && ABetween()) {
+  std::vector<TSource*> AtCut;
+  while (ABetween()) {
+    if (Queue.empty()) {
+      if (AtCut.empty()) return;
+      AAtCut();
+      for (TSource* const Source : std::exchange(AtCut, {})) {
+        if (!Source->HasEnded()) Queue.push(Source);
+      }
+      continue;
+    }
     TSource* const Source = Queue.top();
     Queue.pop();
+    if (Source->IsAtCut()) {
+      AtCut.push_back(Source);
+      continue;
+    }
     AErrors.Catch(&Source->Component(), [&] {
       Source->Pump();
       MainThread().Process();
@@ -141,6 +157,40 @@ void TSources::Pump(TErrors& AErrors, const std::function<bool()>& ABetween) {
       return;
     }
   }
+}
+
+void TSources::SetCuts(const std::function<std::int64_t(double)>& ASampleOf) {
+  for (const auto& Source : FSources) Source->SetCut(ASampleOf(Source->Gen().SampleRate()));
+}
+
+bool TSources::AnyIsAtCut() const {
+  return std::any_of(FSources.begin(), FSources.end(),
+                     [](const auto& AEach) { return AEach->IsGoing() && AEach->IsAtCut(); });
+}
+
+// A source makes a block inside its lock. Where a handler in a block of one waits for another, the
+// locks cannot be had together: then once more.
+void TSources::Between(const std::function<void()>& ADo) {
+  bool IsDone = false;
+  while (!IsDone) {
+    try {
+      Between(0, [&] {
+        IsDone = true;
+        ADo();
+      });
+    } catch (const EQSException&) {
+      if (IsDone) throw;
+      std::this_thread::yield();
+    }
+  }
+}
+
+void TSources::Between(std::size_t AIndex, const std::function<void()>& ADo) {
+  if (AIndex == FSources.size()) return ADo();
+  const auto* const Component = dynamic_cast<TLockComponent*>(&FSources[AIndex]->Component());
+  std::optional<ILockSection> Section;
+  if (Component != nullptr) Section.emplace(Component->WriteLock());
+  Between(AIndex + 1, ADo);
 }
 
 bool TSources::IsGoing(const TSource& ASource) const {

@@ -32,8 +32,16 @@ class TSources {
   const std::vector<std::string>& NotRun() const { return FNotRun; }
 
   // Pumps, until nothing is left to pump, the source that is furthest behind, so that streams that
-  // meet stay together. ABetween, behind each pump, is false to end it.
-  void Pump(TErrors& AErrors, const std::function<bool()>& ABetween);
+  // meet stay together. AtCut, when all stand at the cuts that SetCuts gave them, sets the next;
+  // ABetween, behind each pump, is false to end it.
+  void Pump(TErrors& AErrors, const std::function<void()>& AAtCut,
+            const std::function<bool()>& ABetween);
+
+  // ASampleOf gives the sample of a source with that rate before which something is to happen.
+  void SetCuts(const std::function<std::int64_t(double)>& ASampleOf);
+  bool AnyIsAtCut() const;
+  // Runs ADo between two blocks of all sources.
+  void Between(const std::function<void()>& ADo);
 
   // True if nothing is left to run, or if all that ends by itself has.
   bool IsOver() const;
@@ -54,6 +62,7 @@ class TSources {
   void Add(TComponent& AComponent, const TRunSettings& ASettings);
   void FindTickers();
   void StartOne(TSource& ASource, TErrors& AErrors);
+  void Between(std::size_t AIndex, const std::function<void()>& ADo);
   // A source that is ticked goes on for as long as something ticks it.
   bool IsGoing(const TSource& ASource) const;
 

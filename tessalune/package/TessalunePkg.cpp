@@ -1,11 +1,26 @@
+#include <tessalune/control/QSDelayLine.h>
+#include <tessalune/control/QSRepack.h>
+#include <tessalune/control/QSSnapshot.h>
+#include <tessalune/control/QSSwitch.h>
 #include <tessalune/filters/QSAbs.h>
+#include <tessalune/filters/QSAdd.h>
 #include <tessalune/filters/QSApplyComplexConst.h>
 #include <tessalune/filters/QSApplyIntConst.h>
 #include <tessalune/filters/QSApplyRealConst.h>
+#include <tessalune/filters/QSApplyWindow.h>
+#include <tessalune/filters/QSBandFilter.h>
+#include <tessalune/filters/QSCombFilter.h>
 #include <tessalune/filters/QSComplexToReal.h>
 #include <tessalune/filters/QSConjugate.h>
+#include <tessalune/filters/QSFir.h>
+#include <tessalune/filters/QSFrequencyFilter.h>
+#include <tessalune/filters/QSIir.h>
+#include <tessalune/filters/QSMedian.h>
+#include <tessalune/filters/QSRealToComplex.h>
 #include <tessalune/filters/QSRealToInt.h>
 #include <tessalune/filters/QSRealTodB.h>
+#include <tessalune/filters/QSRemoveDC.h>
+#include <tessalune/filters/QSSubtract.h>
 #include <tessalune/filters/QSToSquare.h>
 #include <tessalune/package/TessalunePkg.h>
 #include <tessalune/sources/QSLogger.h>
@@ -25,10 +40,20 @@ constexpr std::array Units{
     TPackageUnit{"QSHilbertDispatcher", nullptr},
     TPackageUnit{"QSSubDispatcher", nullptr},
     TPackageUnit{"QSDispatcher", nullptr},
+    TPackageUnit{"QSFrequencyFilter", nullptr},
+    TPackageUnit{"QSSimpleFilter", nullptr},
+    TPackageUnit{"QSRemoveDC", &QSRemoveDC::RegisterPkg},
     TPackageUnit{"QSAbs", &QSAbs::RegisterPkg},
+    TPackageUnit{"QSDelayLine", &QSDelayLine::RegisterPkg},
     TPackageUnit{"QSRealTodB", &QSRealTodB::RegisterPkg},
+    TPackageUnit{"QSRepack", &QSRepack::RegisterPkg},
     TPackageUnit{"QSConjugate", &QSConjugate::RegisterPkg},
+    TPackageUnit{"QSCommonIirFilter", nullptr},
+    TPackageUnit{"QSBiQuadIir", &QSBiQuadIir::RegisterPkg},
     TPackageUnit{"QSToSquare", &QSToSquare::RegisterPkg},
+    TPackageUnit{"QSMedian", &QSMedian::RegisterPkg},
+    TPackageUnit{"QSApplyWindow", &QSApplyWindow::RegisterPkg},
+    TPackageUnit{"QSPolarToCart", &QSPolarToCart::RegisterPkg},
     TPackageUnit{"QSCartToPolar", &QSCartToPolar::RegisterPkg},
     TPackageUnit{"QSComplexToReal", &QSComplexToReal::RegisterPkg},
     TPackageUnit{"QSIntToReal", &QSIntToReal::RegisterPkg},
@@ -36,11 +61,30 @@ constexpr std::array Units{
     TPackageUnit{"QSApplyRealConst", &QSApplyRealConst::RegisterPkg},
     TPackageUnit{"QSApplyIntConst", &QSApplyIntConst::RegisterPkg},
     TPackageUnit{"QSApplyComplexConst", &QSApplyComplexConst::RegisterPkg},
+    TPackageUnit{"QSRealToComplex", &QSRealToComplex::RegisterPkg},
+    TPackageUnit{"QSDivide", &QSDivide::RegisterPkg},
+    TPackageUnit{"QSSubtract", &QSSubtract::RegisterPkg},
+    TPackageUnit{"QSAdd", &QSAdd::RegisterPkg},
+    TPackageUnit{"QSMultiply", &QSMultiply::RegisterPkg},
     TPackageUnit{"QSSignalGen", &QSSignalGen::RegisterPkg},
     TPackageUnit{"QSRandomGen", &QSRandomGen::RegisterPkg},
     TPackageUnit{"QSPlayer", &QSPlayer::RegisterPkg},
+    TPackageUnit{"QSLowPass", &QSLowPass::RegisterPkg},
     TPackageUnit{"QSLogger", &QSLogger::RegisterPkg},
+    TPackageUnit{"QSBandFilter", nullptr},
+    TPackageUnit{"QSHighPass", &QSHighPass::RegisterPkg},
     TPackageUnit{"QSGaussGen", &QSGaussGen::RegisterPkg},
+    TPackageUnit{"QSFir", &QSFir::RegisterPkg},
+    TPackageUnit{"QSBandStop", &QSBandStop::RegisterPkg},
+    TPackageUnit{"QSBandPass", &QSBandPass::RegisterPkg},
+    TPackageUnit{"QSIir", &QSIir::RegisterPkg},
+    TPackageUnit{"QSSnapshot", &QSSnapshot::RegisterPkg},
+    TPackageUnit{"QSSwitch", &QSSwitch::RegisterPkg},
+    TPackageUnit{"QSCombFilter", &QSCombFilter::RegisterPkg},
+    TPackageUnit{"QSAddComplex", &QSAddComplex::RegisterPkg},
+    TPackageUnit{"QSDivideComplex", &QSDivideComplex::RegisterPkg},
+    TPackageUnit{"QSMultiplyComplex", &QSMultiplyComplex::RegisterPkg},
+    TPackageUnit{"QSSubtractComplex", &QSSubtractComplex::RegisterPkg},
 };
 
 std::atomic<int> Initializations{0};

@@ -82,11 +82,6 @@ std::string TQSPlayer::ReadError() const {
   return Reason == 0 ? std::string() : std::generic_category().message(Reason);
 }
 
-void TQSPlayer::LimitBlock(std::int64_t ASamples) {
-  TQSCommonBaseRealGen::LimitBlock(ASamples);
-  FBlockLimit = ASamples;
-}
-
 std::vector<TLoss> TQSPlayer::Losses() const {
   const std::int64_t Missed = Missing();
   const std::string Reason = ReadError();

@@ -95,7 +95,6 @@ class TQSPlayer : public TQSCommonBaseRealGen, public IFileUser, public ILossRep
 
   // What a host asks of any source and any component with a file. The limit cuts blocks of a file
   // with counts, too; what is left of a cut block is not sent.
-  void LimitBlock(std::int64_t ASamples) override;
   bool EndsByItself() const override { return FMode == TQSPlayerMode::pmStop; }
   std::optional<std::int64_t> Length() const override { return SamplesCount(); }
   std::vector<TUsedFile> UsedFiles() const override;
@@ -139,7 +138,6 @@ class TQSPlayer : public TQSCommonBaseRealGen, public IFileUser, public ILossRep
   std::int64_t FFileBytes = 0;                // the file's length, as far as it is known
   std::atomic<std::int64_t> FPlayedBytes{0};  // of samples, since the file's beginning
   std::int32_t FSampleSize = 0;               // 0 without a sink
-  TField<std::int64_t> FBlockLimit{std::numeric_limits<std::int64_t>::max()};  // samples
   TEvent<TQSErrorEvent> FOnError;
   bool FStreamStarted = false;
   bool FEndQueued = false;

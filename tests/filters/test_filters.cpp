@@ -7,6 +7,8 @@
 #include <tessalune/filters/QSApplyRealConst.h>
 #include <tessalune/filters/QSComplexToReal.h>
 #include <tessalune/filters/QSConjugate.h>
+#include <tessalune/filters/QSFir.h>
+#include <tessalune/filters/QSIir.h>
 #include <tessalune/filters/QSRealToInt.h>
 #include <tessalune/filters/QSRealTodB.h>
 #include <tessalune/filters/QSToSquare.h>
@@ -349,11 +351,15 @@ class FilterOf : public testing::Test {
         if (Row->Name.ends_with("Value")) Row->Set(AFilter, std::int64_t{3});
       }
     }
+    if constexpr (requires { AFilter.BiQuads(); }) AFilter.BiQuads().SetValues({2, 0, 0, 1, 0, 0});
+    if constexpr (requires { AFilter.Taps().Add(2); }) AFilter.Taps().SetValues({2});
+    if constexpr (requires { AFilter.Taps().Add(1, 2); }) AFilter.Taps().SetValues({2, 0, 1, 0});
   }
   static std::vector<T> Block() { return std::vector<T>(5, T{-2}); }
 };
-using TFilters = testing::Types<TQSAbs, TQSToSquare, TQSRealTodB, TQSApplyRealConst,
-                                TQSApplyIntConst, TQSApplyComplexConst, TQSConjugate>;
+using TFilters =
+    testing::Types<TQSAbs, TQSToSquare, TQSRealTodB, TQSApplyRealConst, TQSApplyIntConst,
+                   TQSApplyComplexConst, TQSConjugate, TQSFir, TQSIir, TQSBiQuadIir>;
 TYPED_TEST_SUITE(FilterOf, TFilters);
 
 TYPED_TEST(FilterOf, PassesTheBlockItselfWhileItIsDisabled) {

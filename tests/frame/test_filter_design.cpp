@@ -192,5 +192,52 @@ TEST(FilterDesign, NearTheEndsOnlyTheRoundingOfCoefficientsRemains) {
   }
 }
 
+// What the sections make of the samples, without rounding.
+TTaps Cascade(const TTaps& ATaps, const TTaps& ASamples) {
+  std::vector<TExtended> X(ASamples.begin(), ASamples.end());
+  for (std::size_t I = 0; I < ATaps.size(); I += 6) {
+    const double* C = &ATaps[I];
+    TExtended First = 0, Second = 0;
+    for (TExtended& Sample : X) {
+      const TExtended Y = C[0] * Sample + First;
+      First = C[1] * Sample - C[4] * Y + Second;
+      Second = C[2] * Sample - C[5] * Y;
+      Sample = Y;
+    }
+  }
+  TTaps Result;
+  for (const TExtended Sample : X) Result.push_back(static_cast<double>(Sample));
+  return Result;
+}
+
+TEST(FilterDesign, SectionsAddLittleNoiseAndOverflowNoSoonerThanTheWhole) {
+  TTaps Noise(4000);
+  std::mt19937_64 Engine(1);
+  for (double& X : Noise) X = std::uniform_real_distribution<double>(-1, 1)(Engine);
+  for (const TAsked& Asked : RecursiveCases({0.01, 0.011, 0.1, 0.49}, {5, 41})) {
+    const TTaps Taps = Asked.Design()->GetTaps();
+    const TTaps Exact = Cascade(Taps, Noise);
+    TTaps Output(Noise.size());
+    IppsIIRState_64f* State = nullptr;
+    const auto Sections = static_cast<int>(Taps.size() / 6);
+    ASSERT_EQ(ippsIIRInitAlloc_BiQuad_64f(&State, Taps.data(), Sections, nullptr), ippStsNoErr);
+    ippsIIR_64f(Noise.data(), Output.data(), static_cast<int>(Noise.size()), State);
+    ippsIIRFree_64f(State);
+    double Worst = 0, Largest = 0;
+    for (std::size_t I = 0; I < Exact.size(); ++I) {
+      Largest = std::max(Largest, std::fabs(Exact[I]));
+      if (const double E = std::fabs(Output[I] - Exact[I]); !(E <= Worst)) Worst = E;
+    }
+    EXPECT_LE(Worst, 1e-11 * Largest) << Asked.Text();
+
+    double Peak = 0;
+    for (const TExtended F : TestFrequencies(Asked))
+      for (std::size_t I = 6; I < Taps.size(); I += 6)
+        Peak = std::max(Peak, QSTapsResponse(ftBiquadIIR, {Taps.data(), I}, F).Magnitude);
+    EXPECT_LE(Peak, 1.0 / (8 * (2 * Asked.Order * (Asked.Kind >= dfBandPass ? 2 : 1) + 1)))
+        << Asked.Text();
+  }
+}
+
 }  // namespace
 }  // namespace tessalune::test

@@ -9,6 +9,7 @@
 #include <tests/support/Properties.h>
 
 #include <cmath>
+#include <filesystem>
 #include <map>
 
 namespace tessalune::host::test {
@@ -93,8 +94,8 @@ TEST_F(Graph, SavesWhatItLoaded) {
   const std::string Saved = Loaded.Save();
   EXPECT_EQ(Words(Saved), Words(Text));
   EXPECT_EQ(TGraph(Saved, Mistakes).Save(), Saved);
-  for (const char* Example : {"/tone.json", "/recording.json"}) {
-    const std::string Bytes = ReadFile(std::string(EXAMPLES) + Example);
+  for (const auto& Example : std::filesystem::directory_iterator(EXAMPLES)) {
+    const std::string Bytes = ReadFile(Example.path());
     EXPECT_EQ(TGraph(Bytes, Mistakes).Save(), Bytes);
   }
 }

@@ -90,6 +90,32 @@ TEST_F(Program, RunsATonesGraphToTheSample) {
   EXPECT_TRUE(ReadFile(FFolder / "tone.bin") == Once);
 }
 
+TEST_F(Program, RunsTheExamplesOfQuantisingAndGating) {
+  const auto RunExample = [this](const std::string& AName) {
+    const TOutcome Outcome = Run("run --quiet '" EXAMPLES "/" + AName + "'");
+    EXPECT_EQ(Outcome.Code, 0) << Outcome.Errors;
+  };
+  RunExample("quantising.json");
+  const auto Exact = ReadReals("exact.bin");
+  const auto Quantised = ReadReals("quantised.bin");
+  ASSERT_EQ(Exact.size(), 4800U);
+  ASSERT_EQ(Quantised.size(), Exact.size());
+  for (std::size_t I = 0; I < Exact.size(); ++I) {
+    ASSERT_NEAR(127 * Quantised[I], std::nearbyint(127 * Exact[I]), 1e-12) << I;
+  }
+  RunExample("gating.json");
+  const auto Tone = ReadReals("ungated.bin");
+  ASSERT_EQ(Tone.size(), 8000U);
+  const auto Join = [&Tone](std::vector<double> AAll, std::initializer_list<int> ABounds) {
+    for (const int* Bound = ABounds.begin(); Bound != ABounds.end(); Bound += 2) {
+      AAll.insert(AAll.end(), Tone.begin() + Bound[0], Tone.begin() + Bound[1]);
+    }
+    return AAll;
+  };
+  EXPECT_EQ(ReadReals("gated.bin"), Join(std::vector<double>(80), {0, 2000, 4000, 7920}));
+  EXPECT_EQ(ReadReals("shots.bin"), Join({}, {4800, 5200, 6001, 6401}));
+}
+
 // A finite source ends the run, on the program's pump and on its own clock; the filter with a
 // thread of its own has worked off all blocks by then.
 TEST_F(Program, PlaysARecordingToItsEnd) {

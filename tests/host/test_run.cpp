@@ -10,12 +10,14 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstring>
 #include <limits>
 #include <new>
 
 namespace tessalune::host::test {
 namespace {
 
+using tessalune::test::BytesOf;
 using tessalune::test::ReadFile;
 using tessalune::test::TTempDir;
 using tessalune::test::WriteFile;
@@ -146,7 +148,9 @@ class TGauge final : public TLockComponent {
             .Pin("InputPin", &TGauge::InputPin, "", true)
             .Pin("CountPin", &TGauge::CountPin, "")
             .Pin("HalfPin", &TGauge::HalfPin, "")
-            .Pin("TurnPin", &TGauge::TurnPin, "");
+            .Pin("TurnPin", &TGauge::TurnPin, "")
+            .Action("Interrupt", &TGauge::Interrupt, "")
+            .Action("Reset", &TGauge::Reset, "Counts anew.");
     return Table;
   }
   const TPublishedTable& PublishedTable() const override { return Published(); }
@@ -154,6 +158,8 @@ class TGauge final : public TLockComponent {
   TKLIntRangedSourcePin& CountPin() { return FCountPin; }
   TKLRealSourcePin& HalfPin() { return FHalfPin; }
   TKLComplexSourcePin& TurnPin() { return FTurnPin; }
+  void Reset() { FCount = 0; }
+  void Interrupt() { std::raise(SIGTERM); }
 
  private:
   void Take(std::int32_t ASamples) {
@@ -246,6 +252,70 @@ class Run : public testing::Test {
 
   const TTempDir FFolder;
 };
+
+// Steps fall on their sample in all streams, also behind filters with threads of their own; those
+// for the same moment keep their order. On clocks of their own sources are stepped between blocks.
+TEST_F(Run, ChangesOnTheWay) {
+  constexpr const char* Gain = R"("ApplyOperation": "faoMultiply", "Value": 1)";
+  constexpr const char* Threaded =
+      R"("ApplyOperation": "faoMultiply", "Value": 1, "Threading": {"Enabled": true})";
+  WriteFile(FFolder / "tape", "");
+  const auto Script = [&](const std::string& ALimit, const std::string& ASteps) {
+    Graph(
+        {{"TReel", "Reel", R"("Tape": "%tape")"},
+         {"TQSSignalGen", "Fast",
+          R"("SignalType": "stDc", "Amplitude": 0, "Offset": 1, "SampleRate": 16, "BufferSize": 7)"},
+         {"TQSApplyRealConst", "One", Gain},
+         {"TQSApplyRealConst", "Other", Threaded},
+         {"TQSLogger", "LogOne", R"("FileName": "%one.bin")"},
+         {"TQSLogger", "LogOther", R"("FileName": "%other.bin")"},
+         {"TGauge", "Gauge", ""}},
+        R"(["Reel.OutputPin", "One.InputPin"], ["One.OutputPin", "LogOne.InputPin"],
+             ["Fast.OutputPin", "Other.InputPin"], ["Other.OutputPin", "LogOther.InputPin"],
+             ["One.OutputPin", "Gauge.InputPin"])",
+        "{" + ALimit + R"("watch": ["Gauge.CountPin"], "at": [)" + ASteps + "]}");
+  };
+  Script(R"("seconds": 1.5, )", R"(
+      {"seconds": 1, "set": {"One.Value": 3, "Other.Value": 3}},
+      {"samples": 10, "set": {"One.Value": 9, "Other.Enabled": true}},
+      {"samples": 10, "set": {"One.Value": 2, "Other.Value": 2}, "call": "Gauge.Reset"},
+      {"seconds": 7, "call": ["Gauge.Reset"]})");
+  Expect({{"run %g.json",
+           0,
+           {"Gauge.CountPin\t4\n", "Gauge.CountPin\t5\n", "Gauge.CountPin\t3\n",
+            "Note: run.at[3] (line 13) was not done: the run ended before 7 s"}}});
+  EXPECT_EQ(ReadFile(FFolder / "one.bin"), BytesOf<double>({1, 1, 1, 1, 1, 2, 2, 2, 3, 3, 3, 3}));
+  EXPECT_EQ(ReadFile(FFolder / "other.bin"), BytesOf<double>({1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 2, 2,
+                                                              2, 2, 2, 2, 3, 3, 3, 3, 3, 3, 3, 3}));
+
+  Graph({{"TQSSignalGen", "Fast", ""}, {"TGauge", "Gauge", ""}},
+        R"(["Fast.OutputPin", "Gauge.InputPin"])",
+        R"({"realtime": true, "at": [{"samples": 1, "call": "Gauge.Interrupt"}]})");
+  Expect({{"run %g.json", 143, {"(interrupted)"}}});
+
+  Script("", R"({"seconds": -1, "set": {"One.Valeu": 1, "Two.Value": 2, "Other.Threading": true}},
+      {"set": {"Fast.SampleRate": 0}, "call": 3}, {"seconds": 1, "samples": 1},
+      {"seconds": 1, "call": ["Gauge.Rest", "One.Stop"], "then": 1},
+      {"seconds": 2, "set": {"Fast.BufferSize": "much", "Reel.Tape": ["a"]}})");
+  Expect({{"run %g.json",
+           2,
+           {"run.at[0].seconds: expected is a number of seconds from 0",
+            "run.at[0].set.One.Valeu: TQSApplyRealConst has no property \"Valeu\"; did you mean "
+            "Value?",
+            "run.at[0].set.Two.Value: there is no component \"Two\"",
+            "run.at[0].set.Other.Threading: Threading is",
+            "run.at[1].set.Fast.SampleRate: Fast (TQSSignalGen): SampleRate",
+            "run.at[1]: an entry of \"at\" needs one of \"seconds\" and \"samples\"",
+            "run.at[1].call: an action to call, such as \"Shot.Snapshot\", is a string",
+            "run.at[2]: an entry of \"at\" needs one of",
+            "run.at[2]: an entry of \"at\" needs \"set\" or \"call\"",
+            "run.at[3].call[0]: Gauge (TGauge) has no action \"Rest\", only Interrupt, Reset; did "
+            "you mean "
+            "Reset?",
+            "run.at[3].call[1]: One (TQSApplyRealConst) has no action \"Stop\", and no other",
+            "run.at[3].then:", "run.at[4].set.Fast.BufferSize: Fast (TQSSignalGen): BufferSize",
+            "run.at[4].set.Reel.Tape: "}}});
+}
 
 // A class that the program has never heard of is pumped, cut at the limit, watched, and asked for
 // its file, its losses and its remarks.
@@ -356,6 +426,26 @@ TEST_F(Run, SaysWhatIsMostLikelyNotMeant) {
         {"Tone (TQSSignalGen) leads nowhere: the output of Again (TQSAbs) is linked to nothing"}}});
 }
 
+// A filter that cannot be made says so before a run and behind it, and what would do.
+TEST_F(Run, TellsWhatFiltersRemark) {
+  Graph({{"TQSSignalGen", "Tone", R"("SampleRate": 48000)"},
+         {"TQSLowPass", "Low", R"("FilterType": "ftIIR")"},
+         {"TQSHighPass", "High", R"("FilterType": "ftBiquadIIR")"},
+         {"TQSIir", "Own", R"("Taps": {"_Values": [1, 2, 0, 3]})"},
+         {"TQSLogger", "Log", R"("FileName": "%x.bin")"}},
+        R"(["Tone.OutputPin", "Low.InputPin"], ["Low.OutputPin", "High.InputPin"],
+           ["High.OutputPin", "Own.InputPin"], ["Own.OutputPin", "Log.InputPin"])",
+        R"({"samples": 500})");
+  const std::vector<const char*> Said{
+      "Low (TQSLowPass): passes its stream through unchanged: ",
+      "ftBiquadIIR, which takes this order",
+      "High (TQSHighPass): Frequency, 45000 Hz, is not below half the sample rate",
+      "Own (TQSIir): passes its stream through unchanged: A0 is 0"};
+  Expect({{"validate %g.json", 0, Said}, {"run %g.json", 0, Said}});
+  const char* const Repaired = " --set Low.Order=4 --set High.Frequency=20 --set Own.Taps=1,0,1,0";
+  EXPECT_EQ(Do("validate %g.json --strict" + std::string(Repaired)).Code, 0);
+}
+
 // Nothing runs where all depends on a source that is off; the program says so and fails, whichever
 // way the clocks go.
 TEST_F(Run, FailsWhereNothingRuns) {
@@ -374,6 +464,27 @@ TEST_F(Run, FailsWhereNothingRuns) {
   Graph({}, "");
   Expect({{"run %g.json", 1, {"nothing ran: there is no source"}},
           {"validate %g.json --strict", 2, {"the graph has no source"}}});
+}
+
+// Streams that should meet and cannot: one that never comes is told, what a queue has to drop
+// fails.
+TEST_F(Run, TellsInputsThatDoNotMeet) {
+  Graph({{"TQSSignalGen", "Clock", R"("Enabled": false)"},
+         {"TQSSignalGen", "Tone", ""},
+         {"TQSSignalGen", "Other", R"("BufferSize": 100000)"},
+         {"TQSMultiply", "Mix", ""},
+         {"TQSLogger", "Log", R"("FileName": "%x.bin")"}},
+        R"(["Clock.OutputPin", "Tone.ClockInputPin"], ["Other.OutputPin", "Mix.InputPins[0]"],
+           ["Tone.OutputPin", "Mix.InputPins[1]"], ["Mix.OutputPin", "Log.InputPin"])",
+        R"({"samples": 1000000})");
+  Expect({{"run %g.json",
+           0,
+           {"Mix (TQSMultiply): nothing came out, since InputPins[1] is linked but no stream"}},
+          {"run %g.json --samples 1100000",
+           1,
+           {"Mix (TQSMultiply): InputPins[0] ran more than 1024000 samples ahead",
+            "so 100000 of its samples were dropped"}},
+          {"run %g.json --set Tone.Enabled=false", 0, {"8000000 bytes"}}});
 }
 
 // The limit holds for a block whose count asks for 4 GiB, too.

@@ -158,6 +158,11 @@ void TKLBasicPin::AddFunctionSource(TKLBasicPin& ASink) {
   FFunctionSources.push_back(&ASink);
 }
 
+void TKLBasicPin::RemoveFunctionSource(TKLBasicPin& ASink) {
+  const TKLTopology::TGuard Guard;
+  std::erase(FFunctionSources, &ASink);
+}
+
 void TKLBasicPin::AddDataTypeSource(TKLBasicPin& ASink) {
   const TKLTopology::TGuard Guard;
   if (std::find(FDataTypeSources.begin(), FDataTypeSources.end(), &ASink) ==

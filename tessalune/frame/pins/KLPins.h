@@ -119,6 +119,7 @@ class TKLBasicPin : private TComponentPart {
 
   // Sink pins of the same component from which this source pin's data derives.
   void AddFunctionSource(TKLBasicPin& ASink);
+  void RemoveFunctionSource(TKLBasicPin& ASink);
   // Sink pins of the same component whose type this source pin takes over.
   void AddDataTypeSource(TKLBasicPin& ASink);
   void RemoveDataTypeSource(TKLBasicPin& ASink);

@@ -17,6 +17,7 @@ class TObject;
 using TNotifyEvent = std::function<void(TObject& ASender)>;
 using TQSSignalProgressEvent =
     std::function<void(TObject& ASender, std::int64_t ATotal, std::int64_t APosition)>;
+using TQSRealNotifyEvent = std::function<void(TObject& ASender, double AValue)>;
 using TQSErrorEvent = std::function<void(TObject& ASender, const std::string& AMessage,
                                          std::int32_t AErrorCode, bool& AHandled)>;
 

@@ -242,6 +242,11 @@ std::vector<const TPublishedEvent*> TPublishedTable::Events() const {
                     FEvents);
 }
 
+std::vector<const TPublishedAction*> TPublishedTable::Actions() const {
+  return BasesFirst(
+      FParent != nullptr ? FParent->Actions() : std::vector<const TPublishedAction*>(), FActions);
+}
+
 std::vector<const TPublishedOlderForm*> TPublishedTable::OlderForms() const {
   return BasesFirst(
       FParent != nullptr ? FParent->OlderForms() : std::vector<const TPublishedOlderForm*>(),

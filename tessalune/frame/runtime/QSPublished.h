@@ -109,6 +109,13 @@ struct TPublishedEvent {
   std::function<void(TPersistent&, TEventListener)> Listen;
 };
 
+// Something that a component does when it is told to, beside its stream.
+struct TPublishedAction {
+  std::string_view Name;
+  std::string_view Doc;
+  std::function<void(TPersistent&)> Do;
+};
+
 // Raises the EQSException for a value of the wrong type.
 [[noreturn]] void RefuseType(const TPersistent& AObject, const TPublishedProperty& AProperty,
                              const TPropertyValue& AValue);
@@ -173,6 +180,8 @@ class TPublishedTable {
   TPublishedTable&& Event(std::string_view AName,
                           void (TOwner::*ASet)(std::function<void(TSender&, TArgs...)>),
                           std::vector<std::string_view> AArguments, std::string_view ADoc) &&;
+  template <class TOwner>
+  TPublishedTable&& Action(std::string_view AName, void (TOwner::*ADo)(), std::string_view ADoc) &&;
 
   std::string_view ClassName() const { return FClass.Name; }
   std::string_view DisplayName() const { return FClass.DisplayName; }
@@ -183,6 +192,7 @@ class TPublishedTable {
   std::vector<const TPublishedProperty*> Properties() const;
   std::vector<const TPublishedPin*> Pins() const;
   std::vector<const TPublishedEvent*> Events() const;
+  std::vector<const TPublishedAction*> Actions() const;
   std::vector<const TPublishedOlderForm*> OlderForms() const;
 
   // By name, or by older name; null if there is none.
@@ -198,6 +208,7 @@ class TPublishedTable {
   std::vector<TPublishedProperty> FProperties;
   std::vector<TPublishedPin> FPins;
   std::vector<TPublishedEvent> FEvents;
+  std::vector<TPublishedAction> FActions;
   std::vector<TPublishedOlderForm> FOlderForms;
   std::optional<std::size_t> FContent;  // index in FProperties
 };
@@ -404,6 +415,14 @@ TPublishedTable&& TPublishedTable::PinList(const TPropertyInfo<std::uint32_t>& A
     if (!Count) RefuseType(AObject, *Table.FindProperty(Name), AValue);
     List(AObject).SetCount(*Count);
   };
+  return std::move(*this);
+}
+
+template <class TOwner>
+TPublishedTable&& TPublishedTable::Action(std::string_view AName, void (TOwner::*ADo)(),
+                                          std::string_view ADoc) && {
+  FActions.push_back(
+      {AName, ADoc, [ADo](TPersistent& AObject) { (static_cast<TOwner&>(AObject).*ADo)(); }});
   return std::move(*this);
 }
 

@@ -57,6 +57,9 @@ class IRemarks {
  public:
   // Each as a host shows it behind the component's description; none if all is as it should be.
   virtual std::vector<std::string> Remarks() const = 0;
+  // Those that a stream of ASampleRate Hz would bring (0: nobody knows the rate), for a host that
+  // looks at a graph and does not run it.
+  virtual std::vector<std::string> RemarksFor(double /*ASampleRate*/) const { return {}; }
 
  protected:
   ~IRemarks() = default;

@@ -29,13 +29,14 @@ class TVBInputOutputLockComponent : public TLockComponent {
 };
 
 // The base of all filters with one input; publishes Threading.
-class TQSBasicThreadedFilter : public TVBInputOutputLockComponent {
+class TQSBasicThreadedFilter : public TVBInputOutputLockComponent, public IFlushable {
  public:
   explicit TQSBasicThreadedFilter(TConstruct AConstruct);
   static const TPublishedTable& Published();
   const TPublishedTable& PublishedTable() const override { return Published(); }
 
   TQSThreading& Threading() { return FThreading; }
+  bool FlushQueue() override;
 
  protected:
   virtual bool IsEnabled() { return true; }
@@ -63,9 +64,6 @@ class TQSBasicThreadedFilter : public TVBInputOutputLockComponent {
   // The event for an input pin: keeps what is no block behind the blocks that are queued, then
   // calls SinkDispatch.
   TKLNotifyEvent SinkEvent();
-  // Waits until the filter's thread, if there is one, has worked off its queue; false if it cannot
-  // wait.
-  bool FlushQueue();
 
   std::atomic<bool> FRunning{false};  // between StreamStart and StreamStop
 

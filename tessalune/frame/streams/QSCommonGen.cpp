@@ -504,10 +504,6 @@ void TQSCommonBufferGen::SetBufferSize(std::int32_t AValue) {
   NotifySetter(BufferSizeInfo, FBufferSize, AValue);
 }
 
-void TQSCommonBufferGen::LimitBlock(std::int64_t ASamples) {
-  if (ASamples < FBufferSize) SetBufferSize(static_cast<std::int32_t>(ASamples));
-}
-
 void TQSCommonBufferGen::RefuseMemory(std::int64_t ABytes, std::string_view AAdvice) const {
   throw EQSException(Describe() + ": there is no memory for a block of " + NumberText(ABytes) +
                      " bytes; " + std::string(AAdvice));

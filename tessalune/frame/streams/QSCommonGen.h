@@ -244,19 +244,21 @@ class TQSCommonBufferGen : public TQSCommonGen {
   // at the next block. Memory that is not to be had fails the block with an EQSException.
   std::int32_t BufferSize() const final { return FBufferSize; }
   void SetBufferSize(std::int32_t AValue);
-  // Sets BufferSize down where it is larger.
-  void LimitBlock(std::int64_t ASamples) override;
+  void LimitBlock(std::int64_t ASamples) override { FBlockLimit = ASamples; }
 
   // The stream has begun and its sinks know. Fires on the thread that started it.
   void SetOnStart(TNotifyEvent AHandler) { NotifySetter("OnStart", FOnStart, std::move(AHandler)); }
 
  protected:
-  std::int32_t GetBufferSize() const override { return FBufferSize; }
+  std::int32_t GetBufferSize() const override {
+    return static_cast<std::int32_t>(std::min<std::int64_t>(FBufferSize, FBlockLimit));
+  }
   void FireStart() override { FireEvent(FOnStart); }
   // There is no memory for a block of so many bytes; AAdvice says what to do. An EQSException.
   [[noreturn]] void RefuseMemory(std::int64_t ABytes, std::string_view AAdvice) const;
 
   TField<std::int32_t> FBufferSize;
+  TField<std::int64_t> FBlockLimit{std::numeric_limits<std::int64_t>::max()};
 
  private:
   TEvent<TNotifyEvent> FOnStart;

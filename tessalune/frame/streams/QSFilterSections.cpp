@@ -1,6 +1,7 @@
 #include <tessalune/frame/streams/QSFilterSections.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <limits>
 #include <numbers>
@@ -24,18 +25,7 @@ TQSPolePair FromAnalogue(long double ASum, long double AProduct) {
   Result.A1 = -2.0L * (1.0L - AProduct) / D;
   Result.A2 = (1.0L + ASum + AProduct) / D;
   Result.Denominator = {4.0L * AProduct / D, 4.0L / D, -2.0L * ASum / D};
-  const long double Discriminant = ASum * ASum / 4.0L - AProduct;
-  if (Discriminant < 0.0L) {
-    Result.Distance = Result.Denominator.EndsApart / (1.0L + std::sqrt(Result.A2));
-    Result.Tangent = std::sqrt(AProduct);
-    return Result;
-  }
-  const long double Large = ASum / 2.0L - std::sqrt(Discriminant);  // the sum is negative
-  const long double Small = AProduct / Large;
-  const long double FromOne = -2.0L * Small / (1.0L - Small);
-  const long double FromMinusOne = 2.0L / (1.0L - Large);
-  Result.Distance = std::min(FromOne, FromMinusOne);
-  Result.Tangent = FromOne < FromMinusOne ? 0.0L : std::numeric_limits<long double>::infinity();
+  Result.Tangent = std::sqrt(AProduct);
   return Result;
 }
 
@@ -45,48 +35,50 @@ TQSPolePair FromAnalogue(long double ARealPole) {
   Result.A1 = -Pole;
   Result.Denominator = {-2.0L * ARealPole / (1.0L - ARealPole), 2.0L / (1.0L - ARealPole), 1.0L};
   Result.IsSingle = true;
-  Result.Distance = std::min(Result.Denominator.AtOne, Result.Denominator.AtMinusOne);
   Result.Tangent = Pole > 0.0L ? 0.0L : std::numeric_limits<long double>::infinity();
   return Result;
 }
 
-// The numerators of sections: c0 is 1.
-struct TZeroPair {
-  double C1 = 0.0;
-  double C2 = 0.0;
+// A section of a chain: its poles and its numerator 1 + C1 / z + C2 / z^2.
+struct TSection {
+  const TQSPolePair* Poles;
+  double C1;
+  double C2;
 };
 
-// Takes zeros out of what the filter has, the nearest ones first.
-class TZeroStore {
- public:
-  explicit TZeroStore(const TQSPolesAndZeros& AFilter)
-      : FAtOne(AFilter.ZerosAtOne),
-        FAtMinusOne(AFilter.ZerosAtMinusOne),
-        FHasNotches(AFilter.NotchPairs > 0),
-        FNotch(static_cast<double>(2.0L * (AFilter.Centre.Sin * AFilter.Centre.Sin -
-                                           AFilter.Centre.Cos * AFilter.Centre.Cos))) {}
-
-  TZeroPair TakeFor(const TQSPolePair& APoles) {
-    if (FHasNotches) return {FNotch, 1.0};
-    const double First = Take(APoles);
-    if (APoles.IsSingle) return {-First, 0.0};
-    const double Second = Take(APoles);
-    return {-First - Second, First * Second};
+// The sections in the order in which they filter.
+std::vector<TSection> Chain(const TQSPolesAndZeros& AFilter) {
+  const std::vector<TQSPolePair>& Pairs = AFilter.Poles;
+  const bool IsBandPass = AFilter.ZerosAtOne > 0 && AFilter.ZerosAtMinusOne > 0;
+  const bool HasNotches = AFilter.NotchPairs > 0;
+  const auto Notch = static_cast<double>(AFilter.NotchC1());
+  const auto SectionOf = [&](std::size_t AIndex, bool AIsUpper) -> TSection {
+    const TQSPolePair& Pair = Pairs[AIndex];
+    if (HasNotches) return {&Pair, Notch, 1.0};
+    if (IsBandPass && AIndex == 0 && Pairs.size() % 2 == 1) return {&Pair, 0.0, -1.0};
+    const bool AtOne = IsBandPass ? !AIsUpper : AFilter.ZerosAtOne > 0;
+    const double C1 = AtOne ? -1.0 : 1.0;
+    return Pair.IsSingle ? TSection{&Pair, C1, 0.0} : TSection{&Pair, 2.0 * C1, 1.0};
+  };
+  // What one pole pair of the prototype has become stays together; of a real pole that is one pair.
+  const std::size_t Group = IsBandPass || HasNotches ? 2 : 1;
+  const std::size_t Groups = (Pairs.size() + Group - 1) / Group;
+  const std::size_t Lone = Group * Groups - Pairs.size();
+  std::vector<TSection> Result;
+  Result.reserve(Pairs.size());
+  const std::size_t Size = std::bit_ceil(Groups);
+  for (std::size_t I = 0, Reversed = 0; I < Size; ++I) {
+    if (Reversed < Groups) {
+      const std::size_t First = Reversed == 0 ? 0 : Group * Reversed - Lone;
+      const std::size_t Last = Group * (Reversed + 1) - Lone;
+      for (std::size_t J = First; J < Last; ++J) Result.push_back(SectionOf(J, J > First));
+    }
+    std::size_t Bit = Size / 2;
+    for (; (Reversed & Bit) != 0; Bit /= 2) Reversed ^= Bit;
+    Reversed |= Bit;
   }
-
- private:
-  double Take(const TQSPolePair& APoles) {
-    const bool IsNearOne = APoles.A1 < 0.0L;
-    const bool TakesOne = FAtMinusOne == 0 || (IsNearOne && FAtOne > 0);
-    --(TakesOne ? FAtOne : FAtMinusOne);
-    return TakesOne ? 1.0 : -1.0;
-  }
-
-  std::size_t FAtOne;
-  std::size_t FAtMinusOne;
-  bool FHasNotches;
-  double FNotch;
-};
+  return Result;
+}
 
 // The squared magnitude of a quadratic: for scaling, where double does.
 struct TSquare {
@@ -214,8 +206,8 @@ TQSPolesAndZeros QSToDigital(const TQSPrototype& APrototype, const TQSBand& ABan
     const TQSExtended Minus = Half - Root;
     const TQSExtended Large = Plus.Norm() > Minus.Norm() ? Plus : Minus;  // nothing cancelled
     const TQSExtended Small = TQSExtended{SquaredCentre, 0.0L} / Large;
-    Result.Poles.push_back(FromAnalogue(2.0L * Large.Re, Large.Norm()));
     Result.Poles.push_back(FromAnalogue(2.0L * Small.Re, Small.Norm()));
+    Result.Poles.push_back(FromAnalogue(2.0L * Large.Re, Large.Norm()));
   }
   Result.Order = IsBand ? 2 * PrototypeOrder : PrototypeOrder;
   Result.Centre = TQSFrequencyPoint::FromTangent(std::sqrt(SquaredCentre));
@@ -228,15 +220,7 @@ TQSPolesAndZeros QSToDigital(const TQSPrototype& APrototype, const TQSBand& ABan
 }
 
 TQSCoefficients QSSections(const TQSPolesAndZeros& AFilter) {
-  // From the nearest to the circle outwards, for the pairing; the chain is the other way round.
-  std::vector<TQSPolePair> Pairs = AFilter.Poles;
-  std::stable_sort(Pairs.begin(), Pairs.end(),
-                   [](const auto& X, const auto& Y) { return X.Distance < Y.Distance; });
-  TZeroStore Zeros(AFilter);
-  std::vector<TZeroPair> Numerators;
-  Numerators.reserve(Pairs.size());
-  for (const TQSPolePair& Pair : Pairs) Numerators.push_back(Zeros.TakeFor(Pair));
-
+  const std::vector<TSection> Sections = Chain(AFilter);
   const std::vector<TQSFrequencyPoint> Points = Peaks(AFilter);
   std::vector<double> SquaredCos, SquaredSin;
   for (const TQSFrequencyPoint& Point : Points) {
@@ -247,19 +231,18 @@ TQSCoefficients QSSections(const TQSPolesAndZeros& AFilter) {
   std::vector<double> Gains(Points.size(), 1.0);
   long double AtReference = 1.0L;
   double RoundingBound = 0.0;
-  bool IsUsable = !Pairs.empty();
+  bool IsUsable = !Sections.empty();
   // A power of two, and twice what is promised, for what lies between the points.
   const double Headroom =
       std::exp2(-std::ceil(std::log2(16.0 * static_cast<double>(2 * AFilter.Order + 1))));
 
   TQSCoefficients Result;
-  Result.Taps.reserve(6 * Pairs.size());
-  for (std::size_t I = Pairs.size(); I-- > 0;) {
-    const auto A1 = static_cast<double>(Pairs[I].A1);
-    const auto A2 = static_cast<double>(Pairs[I].A2);
+  Result.Taps.reserve(6 * Sections.size());
+  for (const TSection& Section : Sections) {
+    const auto A1 = static_cast<double>(Section.Poles->A1);
+    const auto A2 = static_cast<double>(Section.Poles->A2);
     const TQSQuadratic Denominator = TQSQuadratic::FromCoefficients(1.0L, A1, A2);
-    const TQSQuadratic Numerator =
-        TQSQuadratic::FromCoefficients(1.0L, Numerators[I].C1, Numerators[I].C2);
+    const TQSQuadratic Numerator = TQSQuadratic::FromCoefficients(1.0L, Section.C1, Section.C2);
     IsUsable = IsUsable && Denominator.AtOne > 0.0L && Denominator.AtMinusOne > 0.0L &&
                Denominator.EndsApart > 0.0L;
     const TSquare Top(Numerator);
@@ -277,12 +260,13 @@ TQSCoefficients QSSections(const TQSPolesAndZeros& AFilter) {
                                                  Denominator.At(AFilter.Reference).Norm());
     // The last one brings the whole to the gain that it should have, but for one rounding.
     const double Scale = Result.Taps.empty() ? Headroom : 1.0;
-    const auto Gain = I == 0 ? static_cast<double>(AFilter.Gain / (AtReference * RawAtReference))
-                             : Scale / std::sqrt(Peak);
+    const auto Gain = &Section == &Sections.back()
+                          ? static_cast<double>(AFilter.Gain / (AtReference * RawAtReference))
+                          : Scale / std::sqrt(Peak);
     for (double& Square : Gains) Square /= Peak;
     AtReference *= RawAtReference * Gain;
     IsUsable = IsUsable && std::isnormal(Gain);
-    for (const double Tap : {Gain, Gain * Numerators[I].C1, Gain * Numerators[I].C2, 1.0, A1, A2})
+    for (const double Tap : {Gain, Gain * Section.C1, Gain * Section.C2, 1.0, A1, A2})
       Result.Taps.push_back(Tap);
   }
   if (IsUsable && RoundingBound < ResponseTolerance) return Result;
@@ -292,8 +276,7 @@ TQSCoefficients QSSections(const TQSPolesAndZeros& AFilter) {
 TQSCoefficients QSDirectForm(const TQSPolesAndZeros& AFilter) {
   TPolynomial A{1.0L}, B{1.0L};
   for (const TQSPolePair& Pair : AFilter.Poles) MultiplyBy(A, Pair.A1, Pair.A2);
-  const long double Notch =
-      2.0L * (AFilter.Centre.Sin * AFilter.Centre.Sin - AFilter.Centre.Cos * AFilter.Centre.Cos);
+  const long double Notch = AFilter.NotchC1();
   for (std::size_t I = 0; I < AFilter.ZerosAtOne; ++I) MultiplyBy(B, -1.0L, 0.0L);
   for (std::size_t I = 0; I < AFilter.ZerosAtMinusOne; ++I) MultiplyBy(B, 1.0L, 0.0L);
   for (std::size_t I = 0; I < AFilter.NotchPairs; ++I) MultiplyBy(B, Notch, 1.0L);

@@ -53,12 +53,13 @@ struct TQSPolePair {
   long double A2 = 0.0L;
   TQSQuadratic Denominator;
   bool IsSingle = false;
-  long double Distance = 0.0L;  // of the pole that is nearest to the unit circle, from it
-  long double Tangent = 0.0L;   // tan(w / 2) about where it resonates
+  long double Tangent = 0.0L;  // tan(w / 2) about where it resonates
 };
 
 // A recursive filter as poles, zeros and gain.
 struct TQSPolesAndZeros {
+  // In the order of the prototype's poles. A band has two pairs for each pair of those, first the
+  // lower one, and one pair for a real pole.
   std::vector<TQSPolePair> Poles;
   std::size_t ZerosAtOne = 0;
   std::size_t ZerosAtMinusOne = 0;
@@ -67,6 +68,9 @@ struct TQSPolesAndZeros {
   TQSFrequencyPoint Reference;  // where the magnitude is Gain
   long double Gain = 1.0L;
   std::size_t Order = 0;  // poles in all
+
+  // The middle coefficient of the numerator 1 + C1 / z + 1 / z^2 of a notch.
+  long double NotchC1() const { return 2.0L * (Centre.Sin * Centre.Sin - Centre.Cos * Centre.Cos); }
 };
 
 // The bilinear transform s = (z - 1) / (z + 1) of the prototype, turned into the band on the axis
@@ -84,10 +88,18 @@ struct TQSCoefficients {
 };
 
 // A chain of sections, six taps each: B0, B1, B2, 1, A1, A2.
-//   Pairing   The pole pair nearest to the unit circle takes the zeros nearest to it, and so on.
-//   Order     Those nearest to the circle come last. (Both: Jackson 1970, "Roundoff-noise analysis
-//             for fixed-point digital filters realized in cascade or parallel form", IEEE Trans.
-//             Audio Electroacoust. 18.)
+//   Pairing   The lower pole pair of a band pass takes zeros at 1, the upper one at -1, so that
+//   each
+//             section passes the whole band.
+//   Order     The prototype's poles in bit-reversed order of their places on their arc, those of a
+//             band that came from one pair together. What rounding adds behind a section reaches
+//             the output with the gain of the rest of the chain, the whole one over that of the
+//             sections passed, so the gain of the sections passed must not fall far below its peak
+//             anywhere in the pass band. In the order of the arc it falls by 1e10 and more; poles
+//             spread evenly at each step keep it flat, as they do for the products of Newton's
+//             interpolation. The noise of all stays below 1e-11 of the largest output for
+//             orders to 41. (Fischer and Reichel 1989, "Newton interpolation in Fejer and
+//             Chebyshev points", Math. Comp. 53.)
 //   Gain      That of the input to each section's output but the last is at all frequencies at
 //             most 1 / (8 (2 n + 1)), n the poles in all: the sum of the magnitudes of an impulse
 //             response is at most 2 n + 1 times its largest gain (Boyd and Doyle 1987, "Comparison

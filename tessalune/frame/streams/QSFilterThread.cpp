@@ -1,3 +1,4 @@
+#include <tessalune/frame/containers/QSRing.h>
 #include <tessalune/frame/streams/QSFilterThread.h>
 
 #include <utility>
@@ -65,36 +66,6 @@ void TQSThreading::SetOnQueueFull(TNotifyEvent AHandler) {
 void TQSThreading::FireQueueFull() { FOnQueueFull(FOwner); }
 
 namespace {
-
-// Operations in the order of their coming; memory is taken only when it grows.
-class TOperationRing {
- public:
-  std::size_t Count() const { return FCount; }
-  void Push(TRef<IKLNotifyOperation> AOperation) {
-    if (FCount == FSlots.size()) Grow();
-    FSlots[(FFirst + FCount++) % FSlots.size()] = std::move(AOperation);
-  }
-  TRef<IKLNotifyOperation> Pop() {
-    TRef<IKLNotifyOperation> Operation = std::move(FSlots[FFirst]);
-    FFirst = (FFirst + 1) % FSlots.size();
-    --FCount;
-    return Operation;
-  }
-
- private:
-  void Grow() {
-    std::vector<TRef<IKLNotifyOperation>> Slots(FSlots.size() * 2 + 8);
-    for (std::size_t I = 0; I < FCount; ++I) {
-      Slots[I] = std::move(FSlots[(FFirst + I) % FSlots.size()]);
-    }
-    FSlots = std::move(Slots);
-    FFirst = 0;
-  }
-
-  std::vector<TRef<IKLNotifyOperation>> FSlots;
-  std::size_t FFirst = 0;
-  std::size_t FCount = 0;
-};
 
 class TQSFilterThread final : public IQSFilterThread {
  public:
@@ -187,9 +158,9 @@ class TQSFilterThread final : public IQSFilterThread {
   TQSThreading& FThreading;
   const std::function<void(IKLNotifyOperation&)> FWork;
   std::mutex FMutex;
-  std::condition_variable FPushed;     // the thread waits for work
-  std::condition_variable FWorkedOff;  // others wait for room, or for the end of the work
-  TOperationRing FRing;
+  std::condition_variable FPushed;          // the thread waits for work
+  std::condition_variable FWorkedOff;       // others wait for room, or for the end of the work
+  TQSRing<TRef<IKLNotifyOperation>> FRing;  // in the order of their coming
   TThreadKey FKey = nullptr;
   bool FBusy = false;
   bool FEnded = false;

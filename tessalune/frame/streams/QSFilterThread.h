@@ -77,6 +77,18 @@ class TQSThreading final : public TLockPersistent {
   TEvent<TNotifyEvent> FOnQueueFull;
 };
 
+// A component that may work off on a thread of its own what has arrived. A host asks each component
+// by dynamic_cast.
+class IFlushable {
+ public:
+  // Waits until all that has arrived was worked off; false if it cannot wait: on that thread
+  // itself, or where it waits for the caller.
+  virtual bool FlushQueue() = 0;
+
+ protected:
+  ~IFlushable() = default;
+};
+
 // The thread on which a filter computes. Operations leave the queue in the order in which they
 // came, each as a call into the filter.
 class IQSFilterThread : public IThread {

@@ -65,7 +65,7 @@ class IPumpable {
   virtual double SampleRate() const = 0;        // Hz
   virtual std::int32_t BufferSize() const = 0;  // samples a block
   // From the next block on none holds more than ASamples samples (at least 1), whatever it is that
-  // tells how long a block is.
+  // tells how long a block is, until the next call. BufferSize stays.
   virtual void LimitBlock(std::int64_t ASamples) = 0;
 
   // True if the stream ends without being stopped, and the samples that it has in all: empty while

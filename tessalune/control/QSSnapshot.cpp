@@ -1,0 +1,101 @@
+#include <tessalune/control/QSSnapshot.h>
+#include <tessalune/frame/runtime/QSCategories.h>
+#include <tessalune/frame/runtime/QSComponentRegistry.h>
+
+#include <new>
+#include <utility>
+
+namespace tessalune {
+namespace {
+
+constexpr TPropertyInfo<std::int32_t> SnapShotSizeInfo{.Name = "SnapShotSize",
+                                                       .Default = 1024,
+                                                       .Bounds = AtLeast(1),
+                                                       .Unit = "samples",
+                                                       .Doc = "Samples of a snapshot."};
+
+}  // namespace
+
+TQSSnapshot::TQSSnapshot(TConstruct AConstruct)
+    : TQSControlFilter(AConstruct),
+      FSnapshotPin({*this, FLock}, [this](TKLBasicPin&, TKLBasicPin*, const TGUID&,
+                                          IKLNotifyOperation& AOperation, TKLNotifyState) {
+        if (AOperation.IsType<TKLClockOperation>()) Snapshot();
+        return TKLNotifyResult{};
+      }) {}
+
+const TPublishedTable& TQSSnapshot::Published() {
+  static const TPublishedTable Table =
+      TPublishedTable({.Name = "TQSSnapshot",
+                       .DisplayName = "Take Signal Snapshot",
+                       .Category = categories::Filters,
+                       .Doc = "Each time it is told to, the next SnapShotSize samples of the "
+                              "stream, of any sample type, in one block; nothing between. Disabled "
+                              "it catches nothing. Works on the thread that delivers, whatever "
+                              "Threading says."},
+                      &TQSControlFilter::Published())
+          .Pin("SnapshotPin", &TQSSnapshot::SnapshotPin,
+               "Ticks that ask for a snapshot; every stream can tick.")
+          .Property(SnapShotSizeInfo, &TQSSnapshot::SnapShotSize, &TQSSnapshot::SetSnapShotSize)
+          .Action("Snapshot", &TQSSnapshot::Snapshot, "Asks for a snapshot.")
+          .Event("OnSnapshot", &TQSSnapshot::SetOnSnapshot, {"Buffer"},
+                 "A snapshot is complete and goes out next.");
+  return Table;
+}
+
+void TQSSnapshot::SetSnapShotSize(std::int32_t AValue) {
+  NotifySetter(SnapShotSizeInfo, FBufferSize, AValue, [this] { Cancel(); });
+}
+
+void TQSSnapshot::SetOnSnapshot(TQSSnapshotEvent AHandler) {
+  NotifySetter("OnSnapshot", FOnSnapshot, std::move(AHandler));
+}
+
+void TQSSnapshot::Cancel() {
+  FCollecting = false;
+  FForgets = true;
+}
+
+void TQSSnapshot::StreamStart() {
+  TQSControlFilter::StreamStart();
+  Cancel();
+}
+
+// The stream behind it is one of its own: a pump that claimed it would get no blocks.
+TKLNotifyResult TQSSnapshot::SinkDispatch(TKLBasicPin& ASender, TKLBasicPin* AOtherPin,
+                                          const TGUID& ADataTypeID, IKLNotifyOperation& AOperation,
+                                          TKLNotifyState AState) {
+  if (AOperation.IsType<TKLStopOperation>()) StreamStop();
+  if (AOperation.IsType<TKLStartOperation>() || AOperation.IsType<TKLStopOperation>() ||
+      AOperation.IsType<TKLIgnoreStreamOperation>() ||
+      (FCollecting && IsEnabled() && AOperation.IsType<TKLSuppliedBufferOperation>())) {
+    TQSControlFilter::SinkDispatch(ASender, AOtherPin, ADataTypeID, AOperation, AState);
+  }
+  return {};
+}
+
+TKLNotifyResult TQSSnapshot::IntSingleBufferOperation(TRef<IQSDataBuffer> ABuffer) {
+  if (FForgets.load(std::memory_order_relaxed) && FForgets.exchange(false)) FBuilder.Clear();
+  const std::int32_t Size = FBufferSize;
+  try {
+    FBuilder.Take(*ABuffer, 0, Size);
+  } catch (const std::bad_alloc&) {
+    RefuseMemory(std::int64_t{Size} * ABuffer->GetElementSize(),
+                 "SnapShotSize is " + NumberText(Size) + ", a smaller one takes less");
+  }
+  ABuffer = nullptr;
+  if (FBuilder.Held() == Size) Process();
+  return {};
+}
+
+void TQSSnapshot::Process() {
+  FCollecting = false;
+  TRef<IQSGenericBuffer> Caught = FBuilder.Release();
+  FireEvent(FOnSnapshot, Caught);
+  FOutputPin.SubmitBuffer(std::move(Caught));
+  FCollecting = false;
+}
+
+void QSSnapshot::RegisterPkg() { RegisterComponents({ClassOf<TQSSnapshot>()}); }
+
+}  // namespace tessalune

@@ -1,0 +1,119 @@
+#include <tessalune/filters/QSSimpleFilter.h>
+
+#include <algorithm>
+#include <limits>
+
+namespace tessalune {
+namespace {
+
+constexpr TPropertyInfo<std::int32_t> OrderInfo{
+    .Name = "Order",
+    .Default = 41,
+    .Bounds = AtLeast<std::int32_t>(1),
+    .Design = Between<std::int32_t>(1, 1001),
+    .OldName = "NumTaps",
+    .Doc =
+        "Taps of ftFIR (a high pass and a band stop have one more where the number is even); of "
+        "the others the order of the prototype, a band filter has twice as many poles."};
+constexpr TPropertyInfo<TQSFilterType> FilterTypeInfo{
+    .Name = "FilterType",
+    .Default = TQSFilterType::ftFIR,
+    .Doc =
+        "How the filter computes: a finite response, or a recursive one as one direct form (for "
+        "low orders) or as a chain of sections (for any)."};
+constexpr TPropertyInfo<TQSWindowType> WindowTypeInfo{
+    .Name = "WindowType", .Default = TQSWindowType::wtHamming, .Doc = "The window of ftFIR."};
+constexpr TPropertyInfo<TQSIIRFilterType> IIRFilterTypeInfo{
+    .Name = "IIRFilterType",
+    .Default = TQSIIRFilterType::iirButterworth,
+    .Doc = "The prototype of ftIIR and ftBiquadIIR."};
+constexpr TPropertyInfo<double> AlphaInfo{
+    .Name = "Alpha",
+    .Default = 1.0,
+    .Design = Between(0.0, 1.0),
+    .Doc = "Of wtKaiser the shape, from 0 to 1; of iirChebyshev the ripple in dB, above 0."};
+
+}  // namespace
+
+const TPublishedTable& TQSSimpleFilter::Published() {
+  static const TPublishedTable Table =
+      TPublishedTable({.Name = "TQSSimpleFilter"}, &TQSCommonTapsFilter::Published())
+          .Property(OrderInfo, &TQSSimpleFilter::Order, &TQSSimpleFilter::SetOrder)
+          .Property(FilterTypeInfo, &TQSSimpleFilter::FilterType, &TQSSimpleFilter::SetFilterType)
+          .Property(WindowTypeInfo, &TQSSimpleFilter::WindowType, &TQSSimpleFilter::SetWindowType)
+          .Property(IIRFilterTypeInfo, &TQSSimpleFilter::IIRFilterType,
+                    &TQSSimpleFilter::SetIIRFilterType)
+          .Property(AlphaInfo, &TQSSimpleFilter::Alpha, &TQSSimpleFilter::SetAlpha)
+          .OlderForm("DesignSampleRate", "", &TQSSimpleFilter::DropForm,
+                     "The rate at which a design tool showed the filter.");
+  return Table;
+}
+
+void TQSSimpleFilter::SetOrder(std::int32_t AValue) {
+  NotifySetter(OrderInfo, FOrder, AValue, [this] { Init(); });
+}
+
+void TQSSimpleFilter::SetFilterType(TQSFilterType AValue) {
+  NotifySetter(FilterTypeInfo, FFilterType, AValue, [this] { Init(); });
+}
+
+void TQSSimpleFilter::SetWindowType(TQSWindowType AValue) {
+  NotifySetter(WindowTypeInfo, FWindowType, AValue, [this] { Init(); });
+}
+
+void TQSSimpleFilter::SetIIRFilterType(TQSIIRFilterType AValue) {
+  NotifySetter(IIRFilterTypeInfo, FIIRFilterType, AValue, [this] { Init(); });
+}
+
+void TQSSimpleFilter::SetAlpha(double AValue) {
+  NotifySetter(AlphaInfo, FAlpha, AValue, [this] { Init(); });
+}
+
+// --- the design ---
+
+TRef<IQSFilterInfo> TQSSimpleFilter::GetFilterInfo(double ASampleRate) const {
+  const TEdges Limited = Edges(ASampleRate);
+  return QSFilterCalc(FFilterType, FDesignType, FOrder, Limited.First, Limited.Second, ASampleRate,
+                      FWindowType, FIIRFilterType, FAlpha);
+}
+
+TQSTapsDesign TQSSimpleFilter::IntInit(double ASampleRate) const {
+  if (!(ASampleRate > 0.0)) return {};
+  const TRef<IQSFilterInfo> Info = GetFilterInfo(ASampleRate);
+  return {FFilterType, Info->GetTaps(), Info->Error()};
+}
+
+std::vector<std::string> TQSSimpleFilter::DesignNotes(double ASampleRate) const {
+  std::vector<std::string> Notes = Edges(ASampleRate).Notes;
+  const std::int32_t Count = FOrder;
+  const bool NeedsOdd = FDesignType == TQSDesignFilterType::dfHighPass ||
+                        FDesignType == TQSDesignFilterType::dfBandStop;
+  if (NeedsOdd && FFilterType == TQSFilterType::ftFIR && Count % 2 == 0)
+    Notes.push_back("has " + NumberText(std::int64_t{Count} + 1) + " taps and not " +
+                    NumberText(Count) +
+                    ": an even number lets nothing through at half the sample rate; set Order to "
+                    "an odd number");
+  return Notes;
+}
+
+void TQSSimpleFilter::LimitEdge(double& AEdge, const char* AName, double ASampleRate,
+                                std::vector<std::string>& ANotes) {
+  if (AEdge / ASampleRate < 0.5) return;
+  const double Limit = 0.49999 * ASampleRate;
+  ANotes.push_back(std::string(AName) + ", " + NumberText(AEdge) +
+                   " Hz, is not below half the sample rate: the filter is designed with " +
+                   NumberText(Limit) + " Hz");
+  AEdge = Limit;
+}
+
+void TQSSimpleFilter::SetRateFor(double AFrequency) {
+  constexpr double Max = std::numeric_limits<double>::max();
+  SetSampleRateProp(AFrequency >= Max / 4.0 ? Max : std::max(4.0 * AFrequency, 1.0));
+}
+
+void TQSSimpleFilter::StreamStop() {
+  TQSCommonTapsFilter::StreamStop();
+  FreeFilter();
+}
+
+}  // namespace tessalune
