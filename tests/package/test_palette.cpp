@@ -88,17 +88,14 @@ const std::map<std::string_view, void (*)(TComponent&)> Prepared{
     {"TQSRepack", [](TComponent& AIt) { dynamic_cast<TQSRepack&>(AIt).SetBufferSize(9); }},
     {"TQSFir",
      [](TComponent& AIt) {
-       dynamic_cast<TQSFir&>(AIt).Taps().SetValues({0.5, 0.25, -0.125});
+       dynamic_cast<TQSFir&>(AIt).Taps().SetValues({1, -2});
      }},
     {"TQSIir",
      [](TComponent& AIt) {
-       dynamic_cast<TQSIir&>(AIt).Taps().Add(1.0, 0.5);
-       dynamic_cast<TQSIir&>(AIt).Taps().Add(-0.5, 0.25);
+       dynamic_cast<TQSIir&>(AIt).Taps().SetValues({1, 0, 1, -0.9});
      }},
     {"TQSBiQuadIir",
-     [](TComponent& AIt) {
-       dynamic_cast<TQSBiQuadIir&>(AIt).BiQuads().Add(0.5, 0.25, 0.0, 1.0, -0.5, 0.1);
-     }},
+     [](TComponent& AIt) { dynamic_cast<TQSBiQuadIir&>(AIt).BiQuads().Add(0, 1, 0, 1, 0, 0.9); }},
     {"TQSCombFilter", [](TComponent& AIt) { dynamic_cast<TQSCombFilter&>(AIt).SetDelay(11); }},
 };
 
@@ -232,14 +229,22 @@ TEST_P(EveryStream, IsTheSameBitForBitWithAThreadOfItsOwn) {
 TEST_P(EveryStream, IsTheSameAgainAfterARestart) {
   TStage Stage(GetParam());
   for (int Time = 0; Time < 2; ++Time) Stage.Play(1000.0, Sizes);
+  if (dynamic_cast<TQSCommonTapsFilter*>(Stage.It.get()) != nullptr) {
+    // It goes on with what it remembers.
+    std::vector<int> Twice = Sizes;
+    Twice.insert(Twice.end(), Sizes.begin(), Sizes.end());
+    TStage Whole(GetParam());
+    Whole.Start(1000.0);
+    for (unsigned I = 0; I < Twice.size(); ++I)
+      Whole.Send(Twice[I], I % static_cast<unsigned>(Sizes.size()) + 1);
+    EXPECT_TRUE(Stage.Outs[0]->Samples() == Whole.Outs[0]->Samples());
+    return;
+  }
   for (const auto& Out : Stage.Outs) {
     const TLog& Log = Out->Log;
     const auto Half = static_cast<std::ptrdiff_t>(Log.size() / 2);
     ASSERT_EQ(Log.size() % 2, 0U);
-    // A filter of taps goes on with its past.
-    const bool Remembers = dynamic_cast<TQSCommonTapsFilter*>(Stage.It.get()) != nullptr;
-    EXPECT_TRUE(Remembers ||
-                std::equal(Log.begin(), Log.begin() + Half, Log.begin() + Half, Log.end()));
+    EXPECT_TRUE(std::equal(Log.begin(), Log.begin() + Half, Log.begin() + Half, Log.end()));
     ASSERT_GE(Half, 3) << "something came out";
     EXPECT_EQ(Log.front(), (TTold{TTold::TKind::Start, 1000.0}));
     EXPECT_EQ(Log.back().Kind, TTold::TKind::Stop);

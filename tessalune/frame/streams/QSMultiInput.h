@@ -149,9 +149,13 @@ class TQSMultiInput : public TLockComponent, public ILossReport, public IRemarks
   std::int64_t FBlocksIn = 0;
   std::int64_t FBlocksOut = 0;  // and starts and stops
 
-  // Who sends: as long as it is set, others leave what they bring to that thread.
+  // Who sends: as long as it is set, others leave what they bring to that thread. One that has sent
+  // for long is relieved by the next that comes, so that no call is kept for ever by what others
+  // bring.
   TThreadKey FSender = nullptr;
-  std::uint64_t FRounds = 0;  // how often somebody has sent all that there was
+  int FSteps = 0;             // that it has sent
+  int FWaiters = 0;           // for its end
+  std::uint64_t FRounds = 0;  // how many have sent
   std::condition_variable FSent;
   TQSKLQueuedPinImpl::TGone FGone;  // the sender's
   std::int32_t FCount = 0;          // of samples in FPieces
