@@ -352,8 +352,7 @@ TQSMultiInput::TStep TQSMultiInput::NextBlock() {
   FCount = static_cast<std::int32_t>(Count);
   FPieces.resize(FAllInputPins.size());
   for (std::size_t I = 0; I < FPieces.size(); ++I) {
-    FPieces[I] =
-        FAllInputPins[I]->IsRunning() ? FAllInputPins[I]->Piece(FCount) : TQSInputPiece();
+    FPieces[I] = FAllInputPins[I]->IsRunning() ? FAllInputPins[I]->Piece(FCount) : TQSInputPiece();
   }
   for (TQSKLQueuedPinImpl* Input : FAllInputPins) {
     if (Input->IsRunning()) Input->Advance(FCount, FGone);
