@@ -37,6 +37,7 @@ const TPublishedTable& TQSSnapshot::Published() {
           .Pin("SnapshotPin", &TQSSnapshot::SnapshotPin,
                "Ticks that ask for a snapshot; every stream can tick.")
           .Property(SnapShotSizeInfo, &TQSSnapshot::SnapShotSize, &TQSSnapshot::SetSnapShotSize)
+          .Action("Snapshot", &TQSSnapshot::Snapshot, "Asks for a snapshot.")
           .Event("OnSnapshot", &TQSSnapshot::SetOnSnapshot, {"Buffer"},
                  "A snapshot is complete and goes out next.");
   return Table;

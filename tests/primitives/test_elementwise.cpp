@@ -94,7 +94,7 @@ std::vector<TComplex> Complexes() {
 template <class T, class TPrimitive>
 auto InPlace(TPrimitive APrimitive) {
   return [=](const T* ASource, T* ATarget, std::int32_t ALength) {
-    std::copy_n(ASource, ALength, ATarget);
+    for (std::int32_t I = 0; I < ALength; ++I) ATarget[I] = ASource[I];
     return APrimitive(ATarget, ALength);
   };
 }
@@ -128,9 +128,10 @@ void ExpectOperations(const std::vector<T>& AValues, const std::vector<TOperatio
     if (!Case.Vectors) continue;
     Expect(Case.Name, Case.Vectors, BySecond, X, Y);
     const auto ToSecond = [&](const T* A, const T* B, T* ATarget, int N) {
-      std::vector<T> SrcDst(B, B + N);
+      std::vector<T> SrcDst(static_cast<std::size_t>(N));
+      for (std::size_t I = 0; I < SrcDst.size(); ++I) SrcDst[I] = B[I];
       const IppStatus Status = Case.VectorsInPlace(A, SrcDst.data(), N);
-      std::copy(SrcDst.begin(), SrcDst.end(), ATarget);
+      for (std::size_t I = 0; I < SrcDst.size(); ++I) ATarget[I] = SrcDst[I];
       return Status;
     };
     Expect(Case.Name, ToSecond, BySecond, X, Y);
