@@ -46,7 +46,8 @@ void Expect(const char* AName, TPrimitive APrimitive, TDefinition ADefinition,
       std::vector<TOut> Y(Count + 1, Untouched);
       std::size_t Input = 0;
       const auto FillFrom = [&](const auto& ASource) {
-        if (++Input == Way) std::copy_n(ASource.begin(), Count, Y.begin());
+        if (++Input != Way) return;
+        for (std::size_t I = 0; I < Count; ++I) Y[I] = ASource[I];
       };
       if constexpr ((std::is_same_v<TOut, TIn> && ...))
         (FillFrom(X), ...);

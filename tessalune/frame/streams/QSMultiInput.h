@@ -24,8 +24,9 @@
 // stop follows the last stream. An input whose link was taken off before a stream came is noticed
 // when the next operation arrives.
 //
-// Losses. An input keeps 1,024,000 samples at most. Where it runs further ahead of the others, its
-// oldest samples are dropped, and it is out of step from there on: Dropped and Losses tell.
+// Losses. An input keeps 1,024,000 samples at most, or one block that has more. Where it runs
+// further ahead of the others, its oldest samples are dropped, and it is out of step from there on:
+// Dropped and Losses tell.
 //
 // Threads. Any number may deliver at once. One of them sends, holding no lock, what all have
 // brought; the others return when theirs is queued, or, with a start or a stop, and with a block
