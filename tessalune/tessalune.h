@@ -111,4 +111,11 @@
 #include <tessalune/control/QSSnapshot.h>
 #include <tessalune/control/QSSwitch.h>
 
+#include <tessalune/transforms/QSDft.h>
+#include <tessalune/transforms/QSFourier.h>
+#include <tessalune/transforms/QSFourierBase.h>
+#include <tessalune/transforms/QSFourierPlan.h>
+#include <tessalune/transforms/QSFrames.h>
+#include <tessalune/transforms/QSPowerSpectrum.h>
+
 #include <tessalune/package/TessalunePkg.h>

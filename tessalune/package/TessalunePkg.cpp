@@ -27,6 +27,9 @@
 #include <tessalune/sources/QSPlayer.h>
 #include <tessalune/sources/QSRandomGen.h>
 #include <tessalune/sources/QSSignalGen.h>
+#include <tessalune/transforms/QSDft.h>
+#include <tessalune/transforms/QSFourier.h>
+#include <tessalune/transforms/QSPowerSpectrum.h>
 
 #include <array>
 #include <atomic>
@@ -50,6 +53,9 @@ constexpr std::array Units{
     TPackageUnit{"QSConjugate", &QSConjugate::RegisterPkg},
     TPackageUnit{"QSCommonIirFilter", nullptr},
     TPackageUnit{"QSBiQuadIir", &QSBiQuadIir::RegisterPkg},
+    TPackageUnit{"QSPowerSpectrum", &QSPowerSpectrum::RegisterPkg},
+    TPackageUnit{"QSDft", &QSDft::RegisterPkg},
+    TPackageUnit{"QSFourier", &QSFourier::RegisterPkg},
     TPackageUnit{"QSToSquare", &QSToSquare::RegisterPkg},
     TPackageUnit{"QSMedian", &QSMedian::RegisterPkg},
     TPackageUnit{"QSApplyWindow", &QSApplyWindow::RegisterPkg},

@@ -50,6 +50,16 @@ TEST(Package, RegistersItsClassesUnitByUnit) {
       {"QSHighPass", "TQSHighPass", "Filters", "Perform High Pass Filter"},
       {"QSBandPass", "TQSBandPass", "Filters", "Perform Band Pass Filter"},
       {"QSBandStop", "TQSBandStop", "Filters", "Perform Band Stop Filter"},
+      {"QSPowerSpectrum", "TQSPowerSpectrum", "Transforms",
+       "Computes Power Spectrum from Complex Signal"},
+      {"QSDft", "TQSDft", "Transforms", "Perform Discrete Forward Fourier (DFT)"},
+      {"QSDft", "TQSInverseDft", "Transforms", "Perform Discrete Inverse Fourier (DFT)"},
+      {"QSDft", "TQSInverseComplexDft", "Transforms",
+       "Perform Discrete Inverse Complex Fourier (DFT)"},
+      {"QSFourier", "TQSFourier", "Transforms", "Perform Fast Forward Fourier (FFT)"},
+      {"QSFourier", "TQSInverseFourier", "Transforms", "Perform Fast Inverse Fourier (FFT)"},
+      {"QSFourier", "TQSInverseComplexFourier", "Transforms",
+       "Perform Fast Inverse Complex Fourier (FFT)"},
       {"QSToSquare", "TQSToSquare", "Filters", "Converts to Square Signal"},
       {"QSRealTodB", "TQSRealTodB", "Filters", "Signal to dB"},
       {"QSApplyRealConst", "TQSApplyRealConst", "Math", "Applies constant on Real Signal"},
@@ -67,17 +77,24 @@ TEST(Package, RegistersItsClassesUnitByUnit) {
   EXPECT_TRUE(RegisteredComponents().empty()) << "nothing registers by itself";
   const auto Units = GetPackageInfoTable();
   std::size_t Known = 0;
+  std::string_view Registered;
   for (const TCase& Case : Cases) {
     SCOPED_TRACE(Case.Class);
-    EXPECT_EQ(FindComponentClass(Case.Class), nullptr);
-    const auto Unit = std::find_if(Units.begin(), Units.end(), [&](const TPackageUnit& AUnit) {
-      return AUnit.Name == Case.Unit;
-    });
-    ASSERT_NE(Unit, Units.end());
-    ASSERT_NE(Unit->RegisterPkg, nullptr);
-    Unit->RegisterPkg();
-    Unit->RegisterPkg();
-    EXPECT_EQ(RegisteredComponents().size(), ++Known) << "each class once";
+    if (Case.Unit != Registered) {
+      EXPECT_EQ(FindComponentClass(Case.Class), nullptr);
+      const auto Unit = std::find_if(Units.begin(), Units.end(), [&](const TPackageUnit& AUnit) {
+        return AUnit.Name == Case.Unit;
+      });
+      ASSERT_NE(Unit, Units.end());
+      ASSERT_NE(Unit->RegisterPkg, nullptr);
+      Unit->RegisterPkg();
+      Unit->RegisterPkg();
+      Registered = Case.Unit;
+      Known += static_cast<std::size_t>(
+          std::count_if(std::begin(Cases), std::end(Cases),
+                        [&](const TCase& AEach) { return AEach.Unit == Registered; }));
+      EXPECT_EQ(RegisteredComponents().size(), Known) << "each class once";
+    }
 
     const TComponentClass* Class = FindComponentClass(Case.Class);
     ASSERT_NE(Class, nullptr);
