@@ -149,13 +149,17 @@ TKLNotifyResult TQSFourierBaseComponent::SinkDispatch(TKLBasicPin&, TKLBasicPin*
   if (AOperation.IsType<TKLStartSampleRateOperation>()) {
     const double Rate = AOperation.GetInstance<TKLStartSampleRateOperation>().Rate;
     FSampleRate = Rate;
+    FWaiting.clear();  // of the stream before, as at its stop
     const bool IsComplex = ADataTypeID == ComplexStream.ID;
     if (IsComplex || ADataTypeID == RealStream.ID) Start(WantedSize(), IsComplex);
     FSpectrumOutputPin.Notify(MakeRef<TKLStartSpectrumOperation>(Rate));
     return FOutputPin.Notify(MakeRef<TKLStartSampleRateOperation>(Rate));
   }
   if (AOperation.IsType<TKLSuppliedBufferOperation>()) return BufferOperation(AOperation, AState);
-  if (AOperation.IsType<TKLStopOperation>()) StreamStop();
+  if (AOperation.IsType<TKLStopOperation>()) {
+    FWaiting.clear();
+    StreamStop();
+  }
   return OutputPinsNotify(AOperation);
 }
 
@@ -279,8 +283,9 @@ TKLNotifyResult TQSFourierBaseComponent::IntSingleBufferOperation(TRef<IQSDataBu
     }
   } const Taking(*this);
   TakeBlock(ABuffer);
-  for (std::size_t I = 0; I < FWaiting.size(); ++I) {
-    const TRef<IQSDataBuffer> Block = FWaiting[I];
+  while (!FWaiting.empty()) {
+    const TRef<IQSDataBuffer> Block = std::move(FWaiting.front());
+    FWaiting.pop_front();
     TakeBlock(Block);
   }
   return {};

@@ -176,10 +176,10 @@ class TQSFourierBaseComponent : public TQSFourierComponent, public IRemarks {
 
   // Of the thread that delivers the stream.
   TQSFrames FFrames;
-  std::uint64_t FStream = 0;                  // counts the beginnings and ends
-  bool FTakes = false;                        // a block is being taken
-  std::vector<TRef<IQSDataBuffer>> FWaiting;  // came from inside it, and come behind it
-  std::int32_t FRefusedSize = 0;              // for which there was no memory
+  std::uint64_t FStream = 0;                 // counts the beginnings and ends
+  bool FTakes = false;                       // a block is being taken
+  std::deque<TRef<IQSDataBuffer>> FWaiting;  // came from inside it, and come behind it
+  std::int32_t FRefusedSize = 0;             // for which there was no memory
   bool FRefusalIsNew = false;
 
   mutable std::mutex FReportMutex;
