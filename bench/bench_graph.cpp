@@ -1,10 +1,12 @@
 // What a running graph costs beside the same arithmetic as plain loops over arrays: the hop from
-// component to component, a whole graph that writes a file, and the generator's saw tooth.
+// component to component, sums of several streams, a whole graph that writes a file, and the
+// generator's saw tooth.
 // Each case compares what the graph delivers with what the loop computes before it measures.
 #include "StreamBench.h"
 #include "Verify.h"
 
 #include <tessalune/filters/QSAbs.h>
+#include <tessalune/filters/QSAdd.h>
 #include <tessalune/filters/QSApplyRealConst.h>
 #include <tessalune/filters/QSToSquare.h>
 #include <tessalune/sources/QSLogger.h>
@@ -19,6 +21,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -93,6 +96,75 @@ void MeasureHops(benchmark::State& AState, int AHops, std::int32_t ASize) {
 
 void MeasurePlainHops(benchmark::State& AState, int AHops, std::int32_t ASize) {
   THopLoop Loop(AHops, ASize);
+  for (auto _ : AState) Loop.Pump();
+}
+
+// --- sums ---
+
+// Blocks that others hold too, on all inputs of a sum.
+class TSumGraph {
+ public:
+  TSumGraph(int AInputs, std::int32_t ASize) {
+    FSum->InputPins().SetCount(static_cast<std::uint32_t>(AInputs));
+    FSum->OutputPin().Connect(End.Pin);
+    for (int I = 0; I < AInputs; ++I) {
+      FFeeds.push_back(std::make_unique<TQSKLRealSourcePin>(TKLPinOwner()));
+      FFeeds.back()->Connect(FSum->InputPins()[static_cast<std::size_t>(I)]);
+      FBlocks.push_back(IQSRealBuffer::CreateSize(ASize));
+      FBlocks.back()->SetValue(Start + Step * I);
+    }
+    for (auto& Feed : FFeeds) Feed->Notify(MakeRef<TKLStartSampleRateOperation>(44100.0));
+  }
+  void Pump() {
+    for (std::size_t I = 0; I < FFeeds.size(); ++I) FFeeds[I]->SubmitBuffer(FBlocks[I]);
+  }
+  const std::vector<TRef<IQSRealBuffer>>& Blocks() const { return FBlocks; }
+  TEnd End;
+
+ private:
+  TOwned<TQSAdd> FSum = Create<TQSAdd>();
+  std::vector<std::unique_ptr<TQSKLRealSourcePin>> FFeeds;
+  std::vector<TRef<IQSRealBuffer>> FBlocks;
+};
+
+class TSumLoop {
+ public:
+  explicit TSumLoop(const TSumGraph& AGraph)
+      : FIn(AGraph.Blocks()), FOut(static_cast<std::size_t>(FIn[0]->GetSize())) {}
+  void Pump() {
+    Add(FIn[0]->Read(), FIn[1]->Read());
+    for (std::size_t I = 2; I < FIn.size(); ++I) Add(FOut.data(), FIn[I]->Read());
+  }
+  const TSamples& Last() const { return FOut; }
+
+ private:
+  void Add(const double* AFirst, const double* ASecond) {
+    double* const Out = FOut.data();
+    const std::size_t Count = FOut.size();
+#pragma GCC ivdep
+    for (std::size_t J = 0; J < Count; ++J) Out[J] = AFirst[J] + ASecond[J];
+    benchmark::ClobberMemory();
+  }
+  const std::vector<TRef<IQSRealBuffer>> FIn;
+  TSamples FOut;
+};
+
+void MeasureSum(benchmark::State& AState, int AInputs, std::int32_t ASize) {
+  TSumGraph Graph(AInputs, ASize);
+  TSumLoop Loop(Graph);
+  Graph.Pump();
+  Loop.Pump();
+  Verify(Graph.End.Last->GetSize() == ASize &&
+             std::equal(Loop.Last().begin(), Loop.Last().end(), Graph.End.Last->Read()),
+         "sum");
+  for (auto _ : AState) Graph.Pump();
+  AState.counters["above_plain_s/input"] =
+      SecondsAbovePlain(Graph, Loop, ASize) / static_cast<double>(AInputs);
+}
+
+void MeasurePlainSum(benchmark::State& AState, int AInputs, std::int32_t ASize) {
+  TSumGraph Graph(AInputs, ASize);
+  TSumLoop Loop(Graph);
   for (auto _ : AState) Loop.Pump();
 }
 
@@ -215,6 +287,11 @@ const bool IsRegistered = [] {
       benchmark::RegisterBenchmark(NameOf(What, Size, "plain").c_str(), MeasurePlainHops, Hops,
                                    Size);
     }
+  }
+  for (const int Inputs : {2, 10}) {
+    const std::string What = "sum/" + std::to_string(Inputs) + 'x';
+    benchmark::RegisterBenchmark((What + "1024/tessalune").c_str(), MeasureSum, Inputs, 1024);
+    benchmark::RegisterBenchmark((What + "1024/plain").c_str(), MeasurePlainSum, Inputs, 1024);
   }
   const std::int64_t Samples = std::int64_t{FileBlock} * FileBlocks;
   benchmark::RegisterBenchmark(NameOf("file", Samples, "tessalune").c_str(), MeasureFile,

@@ -110,6 +110,38 @@ TWork HighPass() {
              const double* AIn, double* AOut) { ippsIIR_64f(AIn, AOut, Size, Kept.get()); };
 }
 
+const TSamples& Sections() {  // a low pass, twice
+  static const TSamples All{0.01, 0.02, 0.01, 1, -1.6, 0.65, 0.01, 0.02, 0.01, 1, -1.6, 0.65};
+  return All;
+}
+
+TWork FiniteResponse(const TSamples& ATaps) {
+  IppsFIRState_64f* State = nullptr;
+  ippsFIRInitAlloc_64f(&State, ATaps.data(), static_cast<std::int32_t>(ATaps.size()), nullptr);
+  return [Kept = std::shared_ptr<IppsFIRState_64f>(State, ippsFIRFree_64f)](
+             const double* AIn, double* AOut) { ippsFIR_64f(AIn, AOut, Size, Kept.get()); };
+}
+
+TWork DirectForm() {
+  IppsIIRState_64f* State = nullptr;
+  ippsIIRInitAlloc_64f(&State, Sections().data(), 2, nullptr);
+  return [Kept = std::shared_ptr<IppsIIRState_64f>(State, ippsIIRFree_64f)](
+             const double* AIn, double* AOut) { ippsIIR_64f(AIn, AOut, Size, Kept.get()); };
+}
+
+TWork Chain() {
+  IppsIIRState_64f* State = nullptr;
+  ippsIIRInitAlloc_BiQuad_64f(&State, Sections().data(), 2, nullptr);
+  return [Kept = std::shared_ptr<IppsIIRState_64f>(State, ippsIIRFree_64f)](
+             const double* AIn, double* AOut) { ippsIIR_64f(AIn, AOut, Size, Kept.get()); };
+}
+
+TWork LowPass() {
+  return FiniteResponse(QSFilterCalc(TQSFilterType::ftFIR, TQSDesignFilterType::dfLowPass, 41,
+                                     5000.0, -1.0, 44100.0, TQSWindowType::wtHamming, {}, 1.0)
+                            ->GetTaps());
+}
+
 TWork Median() {
   return [](const double* AIn, double* AOut) { ippsFilterMedian_64f(AIn, AOut, Size, 5); };
 }
@@ -140,6 +172,20 @@ const bool IsRegistered = [] {
   Register<TQSMedian>(
       "median", Size, "primitive", [](TQSMedian& AIt) { AIt.SetMask(5); }, Median);
   Register<TQSApplyWindow>("window", Size, "primitive", AsItIs, Window);
+  const TSamples Taps(Samples().begin(), Samples().begin() + 101);
+  Register<TQSFir>(
+      "fir", 101, "primitive", [Taps](TQSFir& AIt) { AIt.Taps().SetValues(Taps); },
+      [Taps] { return FiniteResponse(Taps); });
+  Register<TQSIir>(
+      "iir", 2, "primitive",
+      [](TQSIir& AIt) {
+        AIt.Taps().SetValues({Sections().begin(), Sections().begin() + 6});
+      },
+      DirectForm);
+  Register<TQSBiQuadIir>(
+      "biquads", 2, "primitive", [](TQSBiQuadIir& AIt) { AIt.BiQuads().SetValues(Sections()); },
+      Chain);
+  Register<TQSLowPass>("lowpass", 41, "primitive", AsItIs, LowPass);
   return true;
 }();
 

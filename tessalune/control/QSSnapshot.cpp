@@ -8,6 +8,10 @@
 namespace tessalune {
 namespace {
 
+constexpr TPropertyInfo<bool> EnabledInfo{
+    .Name = "Enabled",
+    .Default = true,
+    .Doc = "While false, nothing is caught; a snapshot that was asked for waits."};
 constexpr TPropertyInfo<std::int32_t> SnapShotSizeInfo{.Name = "SnapShotSize",
                                                        .Default = 1024,
                                                        .Bounds = AtLeast(1),
@@ -30,13 +34,17 @@ const TPublishedTable& TQSSnapshot::Published() {
                        .DisplayName = "Take Signal Snapshot",
                        .Category = categories::Filters,
                        .Doc = "Each time it is told to, the next SnapShotSize samples of the "
-                              "stream, of any sample type, in one block; nothing between. Disabled "
-                              "it catches nothing. Works on the thread that delivers, whatever "
-                              "Threading says."},
-                      &TQSControlFilter::Published())
+                              "stream, of any sample type, in one block; nothing between."},
+                      &TComponent::Published())
+          .Property(EnabledInfo, &TQSSnapshot::Enabled, &TQSSnapshot::SetEnabled)
+          .Object("Threading", &TQSSnapshot::Threading,
+                  "Has no effect: blocks are handled on the thread that delivers them.")
+          .Pin("OutputPin", &TQSSnapshot::OutputPin, "The snapshots.", true)
+          .Pin("InputPin", &TQSSnapshot::InputPin, "The stream, of any sample type.", true)
           .Pin("SnapshotPin", &TQSSnapshot::SnapshotPin,
                "Ticks that ask for a snapshot; every stream can tick.")
           .Property(SnapShotSizeInfo, &TQSSnapshot::SnapShotSize, &TQSSnapshot::SetSnapShotSize)
+          .Action("Snapshot", &TQSSnapshot::Snapshot, "Asks for a snapshot.")
           .Event("OnSnapshot", &TQSSnapshot::SetOnSnapshot, {"Buffer"},
                  "A snapshot is complete and goes out next.");
   return Table;

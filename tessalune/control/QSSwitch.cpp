@@ -96,7 +96,6 @@ TKLNotifyResult TQSSwitch::Start(TKLStartSampleRateOperation& AOperation) {
       FStartOperationIsCached = !FWay;
       if (!FWay) return;
     }
-    FOutputPin.AddDataTypeSource(FInputPin);
     *Result = FOutputPin.Notify(*Start);
   });
   return *Result;
@@ -105,7 +104,6 @@ TKLNotifyResult TQSSwitch::Start(TKLStartSampleRateOperation& AOperation) {
 TKLNotifyResult TQSSwitch::Stop(IKLNotifyOperation& AOperation) {
   const auto Result = std::make_shared<TKLNotifyResult>();
   FTurns->Run(FTurns->Take(), [this, Result, Stop = TRef<IKLNotifyOperation>(&AOperation)] {
-    FOutputPin.RemoveDataTypeSource(FInputPin);
     *Result = FOutputPin.Notify(*Stop);
   });
   return *Result;
@@ -176,7 +174,6 @@ void TQSSwitch::Restart() {
     }
   } const Opening{*this};
   for (; HasMore(); IsTold = true) {
-    FOutputPin.AddDataTypeSource(FInputPin);
     FOutputPin.Notify(MakeRef<TKLStartSampleRateOperation>(Rate));
   }
 }

@@ -28,11 +28,14 @@ void TQSRemoveDC::SetSampleRate(double AValue) {
 }
 
 std::vector<std::string> TQSRemoveDC::Remarks() const {
-  const double Rate = SampleRate();
   if (FLacksMemory) return {"there was no memory for its filter; the stream passes unchanged"};
-  if (Rate == 0.0 || Rate >= LeastRate) return {};
-  return {"at " + NumberText(Rate) + " samples a second its filter is not stable, so the stream " +
-          "passes unchanged; it takes " + NumberText(LeastRate) + " or more"};
+  return RemarksFor(SampleRate());
+}
+
+std::vector<std::string> TQSRemoveDC::RemarksFor(double ASampleRate) const {
+  if (ASampleRate == 0.0 || ASampleRate >= LeastRate) return {};
+  return {"at " + NumberText(ASampleRate) + " samples a second its filter is not stable, so the " +
+          "stream passes unchanged; it takes " + NumberText(LeastRate) + " or more"};
 }
 
 void TQSRemoveDC::FilterInternalOperation(const TRef<IQSRealBuffer>& AInBuffer,

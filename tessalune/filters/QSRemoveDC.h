@@ -27,6 +27,7 @@ class TQSRemoveDC : public TQSCommonRealFilter, public IRemarks {
   static constexpr double LeastRate = 62.9;
 
   std::vector<std::string> Remarks() const override;
+  std::vector<std::string> RemarksFor(double ASampleRate) const override;
 
  protected:
   void SetSampleRate(double AValue) override;

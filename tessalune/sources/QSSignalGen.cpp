@@ -60,11 +60,14 @@ void Ramp(double* ADst, std::int64_t ACount, double AOffset, double ASlope) {
 
 const TPublishedTable& TQSSignalGen::Published() {
   static const TPublishedTable Table =
-      TPublishedTable({.Name = "TQSSignalGen",
-                       .DisplayName = "Real Signal Generator( Sine, Triangle, Rectange, DC)",
-                       .Category = categories::Generators,
-                       .Doc = "Generates tone, triangle, square, DC, chirp and saw teeth."},
-                      &TQSCommonRealGen::Published())
+      TPublishedTable(
+          {.Name = "TQSSignalGen",
+           .DisplayName = "Real Signal Generator( Sine, Triangle, Rectange, DC)",
+           .Category = categories::Generators,
+           .Doc = "Generates tone, triangle, square, DC, chirp and saw teeth. The cycle "
+                  "of a saw tooth is a whole number of samples, one more than the "
+                  "period."},
+          &TQSCommonRealGen::Published())
           .Property(SignalTypeInfo, &TQSSignalGen::SignalType, &TQSSignalGen::SetSignalType)
           .Property(PhaseInfo, &TQSSignalGen::Phase, &TQSSignalGen::SetPhase)
           .Property(AmplitudeInfo, &TQSSignalGen::Amplitude, &TQSSignalGen::SetAmplitude)

@@ -11,6 +11,7 @@
 #include <cmath>
 #include <limits>
 #include <map>
+#include <optional>
 #include <random>
 #include <set>
 
@@ -49,7 +50,6 @@ struct TRig {
     return *Feed;
   }
 };
-using TSum = TRig<TQSAdd, double, double>;
 
 // What comes of samples on some inputs, by index; the others are not linked. All are sent twice, so
 // that a block of memory is used again.
@@ -124,32 +124,33 @@ TEST(MultiInput, HasOneStopForAStream) {
 
 TEST(BufferQueue, GivesPiecesAndDropsTheOldest) {
   TQSBufferQueue<IQSRealBuffer> Queue;
-  const auto Push = [&](std::int32_t ACount) {
+  const auto Push = [&](std::vector<double> ASamples) {
+    return Queue.Push(
+        TQSRealBuffer::CreateData(ASamples.data(), static_cast<int>(ASamples.size())));
+  };
+  const auto Zeros = [&](std::int32_t ACount) {
     return Queue.Push(TQSRealBuffer::CreateSize(ACount));
   };
-  Queue.Push(TQSRealBuffer::CreateData(std::vector{1., 2., 3.}.data(), 3));
-  Queue.Push(TQSRealBuffer::CreateData(std::vector{4., 5., 6., 7., 8.}.data(), 5));
+  Push({1, 2, 3});
+  Push({4, 5, 6, 7, 8});
   const auto Four = TQSRealBuffer::CreateSize(4);
   const auto Five = TQSRealBuffer::CreateSize(5);
   EXPECT_TRUE(Queue.Pop(*Four));
   EXPECT_EQ(Samples(*Four), (std::vector{1., 2., 3., 4.}));
   EXPECT_EQ(Queue.ExtractOffset(), 1);
-  EXPECT_EQ(Queue.CollectedSamples(), 4);
   EXPECT_FALSE(Queue.Pop(*Five));
   EXPECT_EQ(Queue.CollectedSamples(), 4);
   EXPECT_TRUE(Queue.Pop(*Four));
   EXPECT_EQ(Samples(*Four), (std::vector{5., 6., 7., 8.}));
   EXPECT_EQ(Queue.Count(), 0U);
-  EXPECT_EQ(Push(2000000), 0) << "a block alone stays";
-  EXPECT_EQ(Push(7), 2000000);
-  EXPECT_EQ(Push(1), 0);
-  EXPECT_EQ(Push(1024000 - 8), 0);
+  EXPECT_EQ(Zeros(2000000), 0) << "a block alone stays";
+  EXPECT_EQ(Zeros(7), 2000000);
+  EXPECT_EQ(Zeros(1), 0);
+  EXPECT_EQ(Zeros(1024000 - 8), 0);
   EXPECT_TRUE(Queue.Pop(*Five));
-  EXPECT_EQ(Push(6), 7) << "the place in the block that goes is one in the next";
+  EXPECT_EQ(Zeros(6), 7) << "the place in the block that goes is one in the next";
   EXPECT_EQ(Queue.CollectedSamples(), 1024000 - 6);
   EXPECT_EQ(Queue.ExtractOffset(), 4);
-  Queue.Clear();
-  EXPECT_EQ(Queue.GetFirstBufferSize(), 0);
 }
 
 // A billion samples on, the place is where whole numbers say, on whichever way it was reached.
@@ -194,136 +195,98 @@ TEST(Stretch, KeepsItsPlaceExactly) {
 
 // --- streams and blocks ---
 
-// Streams that are drawn, and what they have to come to.
+// A stream that is drawn: its blocks, and what they come to.
 struct TDrawn {
-  explicit TDrawn(unsigned ASeed) : Random(ASeed) {
-    const std::vector<std::int64_t> Rates{1000, 1000, 1000, 500, 441, 333};
-    for (std::size_t I = 0, Count = 2 + Below(3); I < Count; ++I) {
-      Streams.push_back({Rates[Below(Rates.size())], {}, {}});
-      TStream& Stream = Streams.back();
-      for (std::size_t Blocks = Below(6); Blocks > 0; --Blocks) {
-        Stream.Blocks.push_back(Below(4) == 0 ? Below(3) : Below(300));
-        for (std::size_t N = 0; N < Stream.Blocks.back(); ++N) {
-          Stream.Samples.push_back(std::ldexp(static_cast<double>(Random()), -32));
-        }
-      }
-      Rate = std::max(Rate, Stream.Rate);
+  std::int64_t Rate;
+  std::vector<std::vector<double>> Blocks{};
+  std::vector<double> Samples{};
+
+  // The output positions, at a rate, at which something ends.
+  void AddEnds(std::int64_t ARate, std::set<std::int64_t>& AEnds) const {
+    std::int64_t Come = 0;
+    for (const auto& Block : Blocks) {
+      Come += static_cast<std::int64_t>(Block.size());
+      if (Come > 0) AEnds.insert((Come - 1) * ARate / Rate + 1);
     }
-    Compute();
+    if (Come > 0) AEnds.insert((Come * ARate + Rate - 1) / Rate);
   }
-
-  struct TStream {
-    std::int64_t Rate;
-    std::vector<std::size_t> Blocks;
-    std::vector<double> Samples;
-  };
-  std::size_t Below(std::size_t ALimit) { return Random() % ALimit; }
-
-  std::mt19937 Random;
-  std::vector<TStream> Streams;
-  std::int64_t Rate = 0;
-  std::vector<double> Out;
-  std::vector<std::size_t> Cuts;  // where the output's blocks end
-
- private:
-  void Compute() {
-    std::set<std::int64_t> Ends;
-    std::int64_t Length = 0;
-    for (const TStream& Stream : Streams) {
-      std::int64_t Come = 0;
-      for (const std::size_t Block : Stream.Blocks) {
-        Come += static_cast<std::int64_t>(Block);
-        if (Come > 0) Ends.insert((Come - 1) * Rate / Stream.Rate + 1);
-      }
-      Ends.insert((Come * Rate + Stream.Rate - 1) / Stream.Rate);
-      Length = *Ends.rbegin();
-    }
-    Ends.erase(0);
-    Cuts.assign(Ends.begin(), Ends.end());
-    for (std::int64_t N = 0; N < Length; ++N) Out.push_back(Sum(N));
-  }
-  double Sum(std::int64_t AAt) const {
-    double All = 0.0;
-    bool IsFirst = true;
-    for (const TStream& Stream : Streams) {
-      const auto Index = static_cast<std::size_t>(AAt * Stream.Rate / Rate);
-      const std::int64_t Rest = AAt * Stream.Rate % Rate;
-      const auto& X = Stream.Samples;
-      if (Index >= X.size()) continue;
-      const double Way = static_cast<double>(Rest) / static_cast<double>(Rate);
-      const double Value =
-          Rest != 0 && Index + 1 < X.size() ? X[Index] + (X[Index + 1] - X[Index]) * Way : X[Index];
-      All = IsFirst ? Value : All + Value;
-      IsFirst = false;
-    }
-    return All;
+  void AddTo(std::optional<double>& ASum, std::int64_t AAt, std::int64_t ARate) const {
+    const auto I = static_cast<std::size_t>(AAt * Rate / ARate);
+    const double Way = static_cast<double>(AAt * Rate % ARate) / static_cast<double>(ARate);
+    if (I >= Samples.size()) return;
+    double Value = Samples[I];
+    if (Way > 0.0 && I + 1 < Samples.size()) Value += (Samples[I + 1] - Samples[I]) * Way;
+    ASum = ASum ? *ASum + Value : Value;
   }
 };
 
-void ExpectOutput(const TDrawn& ADrawn, const TProbe<double>& AOut, std::size_t ASize) {
-  EXPECT_EQ(AOut.StartRates, std::vector<double>{static_cast<double>(ADrawn.Rate)});
-  EXPECT_EQ(AOut.Stops, 1);
-  EXPECT_EQ(AOut.Stream(), ADrawn.Out);
-  std::vector<std::size_t> Cuts;
-  for (const auto& Block : AOut.Blocks)
-    Cuts.push_back((Cuts.empty() ? 0 : Cuts.back()) + Block.size());
-  if (ASize == 0) {
-    EXPECT_EQ(Cuts, ADrawn.Cuts);
-    return;
-  }
-  for (std::size_t I = 0; I + 1 < Cuts.size(); ++I) EXPECT_EQ(Cuts[I], (I + 1) * ASize);
-}
-
-// One after the other in any order, or each on a thread of its own.
-void Deliver(TDrawn& ADrawn, TSum& ARig, bool AThreads) {
-  std::vector<std::function<bool()>> Feeds;
-  for (std::size_t I = 0; I < ADrawn.Streams.size(); ++I) {
-    Feeds.push_back([&Stream = ADrawn.Streams[I], &Feed = ARig.Feed(I), At = std::size_t{0},
-                     Next = std::size_t{0}]() mutable {
-      if (Next == 0) {
-        Feed.Start(static_cast<double>(Stream.Rate));
-      } else if (Next <= Stream.Blocks.size()) {
-        const auto From = Stream.Samples.begin() + static_cast<std::ptrdiff_t>(At);
-        At += Stream.Blocks[Next - 1];
-        Feed.Send({From, Stream.Samples.begin() + static_cast<std::ptrdiff_t>(At)});
-      } else {
-        Feed.Stop();
-      }
-      return Next++ <= Stream.Blocks.size();
-    });
-  }
-  if (!AThreads) {
-    while (!Feeds.empty()) {
-      const std::size_t I = ADrawn.Below(Feeds.size());
-      if (!Feeds[I]()) Feeds.erase(Feeds.begin() + static_cast<std::ptrdiff_t>(I));
-    }
-    return;
-  }
-  std::vector<std::thread> Threads;
-  for (auto& Feed : Feeds) {
-    Threads.emplace_back([&Feed] {
-      while (Feed()) {
-      }
-    });
-  }
-  for (auto& Thread : Threads) Thread.join();
-}
-
+// Streams of several rates against what whole numbers say of the whole of them; delivered one step
+// after the other in any order, or each stream on a thread of its own.
 TEST(MultiInput, GivesTheSameBlocksHoweverItsInputsCome) {
   for (unsigned Seed = 0; Seed < 300; ++Seed) {
     SCOPED_TRACE(Seed);
-    TDrawn Drawn(Seed);
-    const std::size_t Size = Seed % 3 == 0 ? 1 + Drawn.Below(200) : 0;
-    TSum Rig;
-    Rig.Join->InputPins().SetCount(
-        static_cast<std::uint32_t>(std::max<std::size_t>(2, Drawn.Streams.size())));
-    if (Size > 0) {
-      Rig.Join->OutputBuffer().SetAutoSize(false);
-      Rig.Join->OutputBuffer().SetSize(static_cast<std::int32_t>(Size));
+    std::mt19937 Random(Seed);
+    const auto Below = [&Random](std::size_t ALimit) { return Random() % ALimit; };
+    const std::int64_t Rates[] = {1000, 1000, 1000, 500, 441, 333};
+    std::vector<TDrawn> Streams(2 + Below(3));
+    std::int64_t Rate = 0;
+    std::set<std::int64_t> Ends;
+    for (TDrawn& Stream : Streams) {
+      Rate = std::max(Rate, Stream.Rate = Rates[Below(6)]);
+      Stream.Blocks.resize(Below(6));
+      for (auto& Block : Stream.Blocks) {
+        Block.resize(Below(4) == 0 ? Below(3) : Below(300));
+        for (double& X : Block) Stream.Samples.push_back(X = static_cast<double>(Random()));
+      }
     }
-    Deliver(Drawn, Rig, Seed % 4 == 1);
-    ExpectOutput(Drawn, Rig.Out, Size);
-    if (HasFailure()) return;
+    for (const TDrawn& Stream : Streams) Stream.AddEnds(Rate, Ends);
+    std::vector<double> Expected;
+    for (std::int64_t At = 0; !Ends.empty() && At < *Ends.rbegin(); ++At) {
+      std::optional<double> Sum;
+      for (const TDrawn& Stream : Streams) Stream.AddTo(Sum, At, Rate);
+      Expected.push_back(*Sum);
+    }
+    const std::int64_t Size = Seed % 3 == 0 ? 1 + static_cast<std::int64_t>(Below(200)) : 0;
+    if (Size > 0) Ends = {static_cast<std::int64_t>(Expected.size())};
+    for (auto At = Size; Size > 0 && At < *Ends.rbegin(); At += Size) Ends.insert(At);
+    Ends.erase(0);
+
+    TRig<TQSAdd, double, double> Rig;
+    Rig.Join->InputPins().SetCount(static_cast<std::uint32_t>(Streams.size()));
+    Rig.Join->OutputBuffer().SetAutoSize(Size == 0);
+    if (Size > 0) Rig.Join->OutputBuffer().SetSize(static_cast<std::int32_t>(Size));
+    std::vector<std::function<bool()>> Feeds;  // false behind the stop
+    for (std::size_t I = 0; I < Streams.size(); ++I) {
+      Feeds.push_back([&Stream = Streams[I], &Feed = Rig.Feed(I), Next = std::size_t{0}]() mutable {
+        if (Next == 0) Feed.Start(static_cast<double>(Stream.Rate));
+        if (Next > Stream.Blocks.size()) return Feed.Stop(), false;
+        if (Next > 0) Feed.Send(Stream.Blocks[Next - 1]);
+        return ++Next > 0;
+      });
+    }
+    std::vector<std::thread> Threads;
+    for (auto& Feed : Feeds) {
+      if (Seed % 4 != 1) break;
+      Threads.emplace_back([&Feed] {
+        while (Feed()) {
+        }
+      });
+    }
+    for (auto& Thread : Threads) Thread.join();
+    while (Threads.empty() && !Feeds.empty()) {
+      std::swap(Feeds[Below(Feeds.size())], Feeds.back());
+      if (!Feeds.back()()) Feeds.pop_back();
+    }
+    EXPECT_EQ(Rig.Out.StartRates, std::vector<double>{static_cast<double>(Rate)});
+    EXPECT_EQ(Rig.Out.Stops, 1);
+    ASSERT_EQ(Rig.Out.Stream(), Expected);
+    std::set<std::int64_t> Cuts;
+    std::int64_t Cut = 0;
+    for (const auto& Block : Rig.Out.Blocks) {
+      Cuts.insert(Cut += static_cast<std::int64_t>(Block.size()));
+    }
+    ASSERT_EQ(Cuts, Ends);
+    ASSERT_EQ(Rig.Out.Blocks.size(), Ends.size());
   }
 }
 
@@ -490,19 +453,42 @@ TEST(MultiInput, SendsInOrderWhatHandlersAndOtherThreadsBring) {
             {11, 22, 33, 4, 5});
 }
 
+TEST(MultiInput, RelievesAThreadThatSendsForLong) {
+  TStory It;
+  It.A.Start();
+  It.B.Start();
+  for (int I = 0; I < 1000; ++I) It.A.Send({1});
+  testing::TLatch Inside;
+  testing::TKnownThread Other([&] {
+    Inside.Wait();
+    It.A.Stop();
+  });
+  int Here = 0;
+  It.Out.OnOperation = [&](IKLNotifyOperation& AOperation) {
+    if (!AOperation.IsType<TKLSuppliedBufferOperation>()) return;
+    Here += CurrentThreadKey() != Other.Key;
+    if (It.Out.Samples().size() != 70) return;
+    Inside.Open();
+    testing::AwaitBlocked(Other.Key);
+  };
+  It.B.Send(std::vector<double>(1000, 1.0));
+  Other.Join();
+  EXPECT_EQ(Here, 70);
+  EXPECT_EQ(It.Out.Samples(), std::vector<double>(1000, 2.0));
+}
+
 TEST(MultiInput, SendsOnAfterASinkHasFailed) {
   TStory It;
   It.A.Start();
-  It.A.Send({1, 2});
-  It.A.Stop();
+  It.A.Send({1});
+  It.A.Send({2});
   It.B.Start();
   bool Fails = true;
   It.Out.OnOperation = [&](IKLNotifyOperation&) {
     if (std::exchange(Fails, false)) throw EQSException("a sink that fails");
   };
-  EXPECT_THROW(It.B.Send({1}), EQSException);
-  It.B.Stop();
-  It.Expect({"start 1000", "block", "block", "stop"}, {2, 2});
+  EXPECT_THROW(It.B.Send({1, 1}), EQSException);
+  It.Expect({"start 1000", "block", "block"}, {2, 3});
 }
 
 // The first block of a sum becomes the output's memory if nobody else has it, and then only.

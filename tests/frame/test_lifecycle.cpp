@@ -168,52 +168,6 @@ TEST(AComponent, MayBeDestroyedByAnyOfItsEvents) {
   std::remove((::testing::TempDir() + "tessalune_end.bin").c_str());
 }
 
-TEST(AComponent, MayBeDestroyedByAThirdThreadWhileBlocksFlow) {
-  const auto Gen = PumpedGen();
-  Gen->Start();
-  std::atomic<bool> Done{false};
-  std::thread Ender([&] {
-    for (int I = 0; I < 300; ++I) {
-      auto Filter = Create<TQSApplyRealConst>();
-      Filter->Threading().SetEnabled(I % 2 == 0);
-      TRealRecorder Sink;
-      Link(*Gen, *Filter, Sink);
-      Filter.reset();
-      EXPECT_EQ(Sink.Count("stop"), 1U);
-    }
-    Done = true;
-  });
-  while (!Done) Gen->Pump();
-  Ender.join();
-  EXPECT_FALSE(Gen->OutputPin().IsConnected());
-}
-
-TEST(TwoComponents, MayDestroyEachOtherFromTheirHandlers) {
-  const THookRecord Hook;  // one of them may be refused the other's lock
-  for (int Round = 0; Round < 20; ++Round) {
-    std::array<TOwned<TQSSignalGen>, 2> Gens{PumpedGen(), PumpedGen()};
-    std::array<TRealRecorder, 2> Sinks;
-    std::array<TLatch, 2> Inside;
-    std::array<std::unique_ptr<TKnownThread>, 2> Threads;
-    for (std::size_t I = 0; I < 2; ++I) {
-      Sinks[I].OnOperation = [&, I](IKLNotifyOperation& AOperation) {
-        if (!IsBlock(AOperation)) return;
-        Inside[I].Open();
-        Inside[1 - I].Wait();
-        Gens[1 - I].reset();
-      };
-      Gens[I]->OutputPin().Connect(Sinks[I].Pin);
-      Gens[I]->Start();
-    }
-    for (std::size_t I = 0; I < 2; ++I) {
-      Threads[I] = std::make_unique<TKnownThread>([Gen = Gens[I].get()] { Gen->Pump(); });
-    }
-    for (auto& Thread : Threads) Thread->Join();
-    EXPECT_EQ(Sinks[0].Count("block") + Sinks[1].Count("block"), 2U);
-    EXPECT_FALSE(Sinks[0].Pin.IsConnected() || Sinks[1].Pin.IsConnected());
-  }
-}
-
 TEST(AnEnd, IsNotKeptFromItsWayByWhatHandlersThrow) {
   const THookRecord Hook;
   TRealRecorder Bad;
@@ -419,23 +373,21 @@ TEST(AStartOnAnotherThread, IsToldBehindTheStopThatWasFirst) {
   const auto Gen = PumpedGen();
   TRealRecorder Slow;
   TRealRecorder Sink;
-  TLatch Stopping;
-  TLatch GoOn;
+  TGate Gate;
   Slow.OnOperation = [&](IKLNotifyOperation& AOperation) {
     if (!IsStop(AOperation) || Slow.Count("stop") > 1) return;
-    Stopping.Open();
-    GoOn.Wait();
+    Gate.Stand();
   };
   Gen->OutputPin().Connect(Slow.Pin);
   Gen->OutputPin().Connect(Sink.Pin);
   Gen->Start();
   std::thread Stopper([&] { Gen->Stop(); });
-  Stopping.Wait();
+  Gate.Inside.Wait();
   std::thread Starter([&] { Gen->Start(); });
   while (!Gen->IsRunning()) std::this_thread::yield();
   Gen->Pump();  // the stream's sinks do not know of it yet
   EXPECT_EQ(Sink.Log(), TLog{"start 44100"});
-  GoOn.Open();
+  Gate.GoOn.Open();
   Stopper.join();
   Starter.join();
   Gen->Pump();

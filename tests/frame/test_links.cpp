@@ -349,7 +349,7 @@ class ALinkThatChanges : public ::testing::TestWithParam<TRaceCase> {};
 
 void Start(TRealFeed& AFeed, TQSKLRealSinkPin&) { SendStart(AFeed, 2.0); }
 void Stop(TRealFeed& AFeed, TQSKLRealSinkPin&) { AFeed.EndStop(); }
-void Link(TRealFeed& AFeed, TQSKLRealSinkPin& ASink) { AFeed.Connect(ASink); }
+void Connect(TRealFeed& AFeed, TQSKLRealSinkPin& ASink) { AFeed.Connect(ASink); }
 void Unlink(TRealFeed& AFeed, TQSKLRealSinkPin& ASink) { ASink.Disconnect(AFeed); }
 void LinkAndSend(TRealFeed& AFeed, TQSKLRealSinkPin& ASink) {
   AFeed.Connect(ASink);
@@ -367,11 +367,11 @@ INSTANTIATE_TEST_SUITE_P(
         // The walk of the start has not reached the second sink, which is linked meanwhile.
         TRaceCase{"ConnectInAStart", true, IsStart, Start, LinkAndSend, {"new start 2", "block"}},
         // The start is being repeated; stop and start on another thread pass the link by.
-        TRaceCase{"StopInAConnect", false, IsStart, Link, Stop, {"new start 1", "new stop"}},
+        TRaceCase{"StopInAConnect", false, IsStart, Connect, Stop, {"new start 1", "new stop"}},
         TRaceCase{"RestartInAConnect",
                   false,
                   IsStart,
-                  Link,
+                  Connect,
                   Restart,
                   {"new start 1", "new stop", "new start 2"}},
         TRaceCase{"DisconnectInAStop", true, IsStop, Stop, Unlink, {"start 1", "stop"}},
@@ -383,55 +383,24 @@ TEST_P(ALinkThatChanges, HearsOneStartAndOneStopInOrder) {
   TRealFeed Feed{TKLPinOwner()};
   TRealRecorder First;
   TRealRecorder Second;
-  TLatch Inside;
-  TLatch GoOn;
+  TGate Gate;
   Feed.Connect(First.Pin);
   if (Case.Held == IsStop) Feed.Connect(Second.Pin);
   if (Case.Begin != Start) SendStart(Feed, 1.0);
   (Case.HeldAtFirst ? First : Second).OnOperation = [&](IKLNotifyOperation& AOperation) {
     if (!Case.Held(AOperation)) return;
-    Inside.Open();
-    GoOn.Wait();
+    Gate.Stand();
   };
   std::thread Beginner([&] { Case.Begin(Feed, Second.Pin); });
-  Inside.Wait();
+  Gate.Inside.Wait();
   Case.Meanwhile(Feed, Second.Pin);
-  GoOn.Open();
+  Gate.GoOn.Open();
   Beginner.join();
   EXPECT_EQ(Second.Log(), Case.Heard);
   const bool IsStreaming = Case.Heard.back().find("stop") == std::string::npos;
   Second.Pin.DisconnectAll();
   EXPECT_EQ(Second.Log().size(), Case.Heard.size() + (IsStreaming ? 1 : 0));
   EXPECT_NE(Second.Log().back().find("stop"), std::string::npos);
-}
-
-// A sink that relinks itself from inside, in the start that Connect repeats or in a block.
-class ASinkThatRelinks : public ::testing::TestWithParam<bool> {};
-INSTANTIATE_TEST_SUITE_P(Inside, ASinkThatRelinks, ::testing::Bool(),
-                         [](const auto& ACase) { return ACase.param ? "ABlock" : "AStart"; });
-
-TEST_P(ASinkThatRelinks, HearsTheStopOfTheOldLinkBeforeTheStartOfTheNew) {
-  TRealFeed Feed{TKLPinOwner()};
-  TRealFeed Other{TKLPinOwner()};
-  TRealRecorder Sink;
-  bool Done = false;
-  Sink.OnOperation = [&](IKLNotifyOperation& AOperation) {
-    if (!(GetParam() ? IsBlock : IsStart)(AOperation) || std::exchange(Done, true)) return;
-    const std::size_t Heard = Sink.Log().size();
-    Sink.Pin.DisconnectAll();
-    Other.Connect(Sink.Pin);
-    EXPECT_TRUE(Other.IsConnected());
-    EXPECT_EQ(Sink.Log().size(), Heard) << "told inside the call that is in progress";
-  };
-  SendStart(Feed, 1.0);
-  SendStart(Other, 2.0);
-  Feed.Connect(Sink.Pin);
-  SendBlock(Feed);
-  SendBlock(Other);
-  TLog Expected{"new start 1", "stop", "new start 2", "block"};
-  if (GetParam()) Expected.insert(Expected.begin() + 1, "block");
-  EXPECT_EQ(Sink.Log(), Expected);
-  EXPECT_EQ(Sink.Pin.ConnectedPins(), std::vector<TKLBasicPin*>{&Other});
 }
 
 TEST(ALinkThatIsTakenOffBeforeItOpens, TellsNothing) {
@@ -468,23 +437,30 @@ TEST(AStartThatConnectRepeats, ComesNoMoreToAPinThatEndsInTheStopBeforeIt) {
   EXPECT_FALSE(Gen->OutputPin().IsConnected());
 }
 
-TEST(AStartThatConnectRepeats, MayEndEitherEnd) {
-  for (const bool EndsSource : {false, true}) {
-    auto Gen = PumpedGen();
-    auto Filter = Create<TQSApplyRealConst>();
-    TRealRecorder Behind;
-    Behind.OnOperation = [&](IKLNotifyOperation& AOperation) {
-      if (!IsStart(AOperation)) return;
-      if (EndsSource) Gen.reset();
-      if (!EndsSource) Filter.reset();
+// In the start that Connect repeats, or in a block.
+TEST(ASinkThatRelinksItself, HearsTheStopOfTheOldLinkBeforeTheStartOfTheNew) {
+  for (const bool InBlock : {false, true}) {
+    TRealFeed Feed{TKLPinOwner()};
+    TRealFeed Other{TKLPinOwner()};
+    TRealRecorder Sink;
+    bool Done = false;
+    Sink.OnOperation = [&](IKLNotifyOperation& AOperation) {
+      if (!(InBlock ? IsBlock : IsStart)(AOperation) || std::exchange(Done, true)) return;
+      const std::size_t Heard = Sink.Log().size();
+      Sink.Pin.DisconnectAll();
+      Other.Connect(Sink.Pin);
+      EXPECT_TRUE(Other.IsConnected());
+      EXPECT_EQ(Sink.Log().size(), Heard) << "told inside the call that is in progress";
     };
-    Filter->OutputPin().Connect(Behind.Pin);
-    Gen->Start();
-    Gen->OutputPin().Connect(Filter->InputPin());
-    EXPECT_EQ(Behind.Log(), (TLog{"start 44100", "stop"}));
-    EXPECT_EQ(Behind.Pin.IsConnected(), EndsSource);
-    EXPECT_FALSE(Filter && Filter->InputPin().IsConnected());
-    EXPECT_FALSE(Gen && Gen->OutputPin().IsConnected());
+    SendStart(Feed, 1.0);
+    SendStart(Other, 2.0);
+    Feed.Connect(Sink.Pin);
+    SendBlock(Feed);
+    SendBlock(Other);
+    TLog Expected{"new start 1", "stop", "new start 2", "block"};
+    if (InBlock) Expected.insert(Expected.begin() + 1, "block");
+    EXPECT_EQ(Sink.Log(), Expected);
+    EXPECT_EQ(Sink.Pin.ConnectedPins(), std::vector<TKLBasicPin*>{&Other});
   }
 }
 
@@ -559,20 +535,16 @@ TEST(AFilterThatEnds, StillSendsWhatItsQueueHolds) {
   TRealFeed Feed{TKLPinOwner()};
   auto Filter = Create<THookFilter>();
   TRealRecorder Sink;
-  TLatch Inside;
-  TLatch GoOn;
+  TGate Gate;
   Filter->Threading().SetEnabled(true);
-  Filter->OnBlock = [&] {
-    Inside.Open();
-    GoOn.Wait();
-  };
+  Filter->OnBlock = [&] { Gate.Stand(); };
   Link(Feed, *Filter, Sink);
   SendStart(Feed, 1.0);
   for (int I = 0; I < 5; ++I) SendBlock(Feed);
-  Inside.Wait();
+  Gate.Inside.Wait();
   TKnownThread Ender([&] { Filter.reset(); });
   while (Feed.IsConnected()) std::this_thread::yield();
-  GoOn.Open();
+  Gate.GoOn.Open();
   Ender.Join();
   EXPECT_EQ(Sink.Count("block"), 5U);
   EXPECT_EQ(Sink.Log().back(), "stop");
@@ -580,65 +552,55 @@ TEST(AFilterThatEnds, StillSendsWhatItsQueueHolds) {
 
 // --- pin lists ---
 
-struct TListCase {
-  const char* Name;
-  bool Inside;  // the list shrinks in the pin's own handler, else on another thread meanwhile
-  bool Throws = false;  // who hears of the count
-};
-class APinListThatShrinks : public ::testing::TestWithParam<TListCase> {};
-INSTANTIATE_TEST_SUITE_P(WithACall, APinListThatShrinks,
-                         ::testing::Values(TListCase{"InsideThePin", true},
-                                           TListCase{"InsideThePinAndFails", true, true},
-                                           TListCase{"OnAnotherThread", false}),
-                         [](const auto& ACase) { return ACase.param.Name; });
-
-TEST_P(APinListThatShrinks, RetiresItsPins) {
-  auto Owner = Create<THookFilter>();
-  TRealFeed Feed{TKLPinOwner()};
-  TStand Stand;
-  std::unique_ptr<TKLPinListOwner> List;
-  bool SawItsPin = false;
-  const TPropertyInfo<std::uint32_t> Row{
-      .Name = "InputPins", .Default = 2, .Bounds = Between(1U, 4U)};
-  const auto Changes = MakeRef<TPropertyChanges>(*Owner, MakeRef<TCallGate>());
-  const TKLPinOwner ListOwner(*Owner, MakeRef<IChangeNotifyLock>([] { return ""; }, Changes));
-  bool Armed = false;
-  TListening Listening = Changes->Listen([&](auto&&...) {
-    if (Armed) throw EQSException("no");
-  });
-  List = std::make_unique<TKLPinListOwner>(ListOwner, Row, [&] {
-    auto Pin = std::make_unique<TQSKLRealSinkPin>(
-        TKLPinOwner(*Owner, MakeRef<IChangeNotifyLock>()),
-        [&](TKLBasicPin& ASender, auto*, auto&, auto& AOperation, auto) {
-          if (!IsBlock(AOperation)) return TKLNotifyResult{};
-          if (GetParam().Throws) {
-            EXPECT_EQ(Refusal([&] { List->SetCount(1); }), "no");
-          } else if (GetParam().Inside) {
-            List->SetCount(1);
-          }
-          if (!GetParam().Inside) Stand.Stand();
-          SawItsPin = ASender.Owner() == Owner.get();
-          return TKLNotifyResult{};
-        });
-    Owner->OutputPin().AddFunctionSource(*Pin);
-    return Pin;
-  });
-  Feed.Connect((*List)[1]);
-  Armed = GetParam().Throws;
-  if (GetParam().Inside) {
-    SendBlock(Feed);
-  } else {
-    std::thread Pump([&] { SendBlock(Feed); });
-    Stand.PassWhenAwaited([&] { List->SetCount(1); });
-    Pump.join();
+// In the pin's own handler, also where who hears of the count throws, or on another thread
+// meanwhile.
+TEST(APinListThatShrinksInACall, RetiresItsPins) {
+  for (const auto& [Inside, Throws] : {std::pair(true, false), {true, true}, {false, false}}) {
+    auto Owner = Create<THookFilter>();
+    TRealFeed Feed{TKLPinOwner()};
+    TStand Stand;
+    std::unique_ptr<TKLPinListOwner> List;
+    bool SawItsPin = false;
+    const TPropertyInfo<std::uint32_t> Row{
+        .Name = "InputPins", .Default = 2, .Bounds = Between(1U, 4U)};
+    const auto Changes = MakeRef<TPropertyChanges>(*Owner, MakeRef<TCallGate>());
+    const TKLPinOwner ListOwner(*Owner, MakeRef<IChangeNotifyLock>([] { return ""; }, Changes));
+    List = std::make_unique<TKLPinListOwner>(ListOwner, Row, [&] {
+      auto Pin = std::make_unique<TQSKLRealSinkPin>(
+          TKLPinOwner(*Owner, MakeRef<IChangeNotifyLock>()),
+          [&](TKLBasicPin& ASender, auto*, auto&, auto& AOperation, auto) {
+            if (!IsBlock(AOperation)) return TKLNotifyResult{};
+            if (Throws) {
+              EXPECT_THROW(List->SetCount(1), EQSException);
+            } else if (Inside) {
+              List->SetCount(1);
+            }
+            if (!Inside) Stand.Stand();
+            SawItsPin = ASender.Owner() == Owner.get();
+            return TKLNotifyResult{};
+          });
+      Owner->OutputPin().AddFunctionSource(*Pin);
+      return Pin;
+    });
+    Feed.Connect((*List)[1]);
+    TListening Listening = Changes->Listen([&Throws = Throws](auto&&...) {
+      if (Throws) throw EQSException("no");
+    });
+    if (Inside) {
+      SendBlock(Feed);
+    } else {
+      std::thread Pump([&] { SendBlock(Feed); });
+      Stand.PassWhenAwaited([&] { List->SetCount(1); });
+      Pump.join();
+    }
+    EXPECT_TRUE(SawItsPin);
+    EXPECT_FALSE(Feed.IsConnected());
+    Listening.Stop();
+    List->SetCount(3);
+    Feed.Connect((*List)[2]);
+    TRealRecorder Sink;
+    Owner->OutputPin().Connect(Sink.Pin);  // which derives from those that are left
   }
-  EXPECT_TRUE(SawItsPin);
-  EXPECT_FALSE(Feed.IsConnected());
-  Listening.Stop();
-  List->SetCount(3);
-  Feed.Connect((*List)[2]);
-  TRealRecorder Sink;
-  Owner->OutputPin().Connect(Sink.Pin);  // which derives from those that are left
 }
 
 }  // namespace

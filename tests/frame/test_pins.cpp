@@ -2,39 +2,14 @@
 #include "FrameTools.h"
 
 #include <tessalune/filters/QSApplyComplexConst.h>
+#include <tests/support/FormsProbe.h>
 
 #include <chrono>
 
 namespace tessalune::testing {
 namespace {
 
-// An element that carries any sample type and takes over the type of its input.
-class TAnyFilter final : public TLockComponent {
- public:
-  explicit TAnyFilter(TConstruct AConstruct)
-      : TLockComponent(AConstruct),
-        FOutputPin({*this, FLock}, GKLPassTroughDispatch(FInputPin)),
-        FInputPin({*this, FLock},
-                  [this](TKLBasicPin&, TKLBasicPin*, const TGUID&, IKLNotifyOperation& AOperation,
-                         TKLNotifyState) { return FOutputPin.Notify(AOperation); }) {
-    FOutputPin.AddFunctionSource(FInputPin);
-    FOutputPin.AddDataTypeSource(FInputPin);
-  }
-  static const TPublishedTable& Published() {
-    static const TPublishedTable Table =
-        TPublishedTable({.Name = "TAnyFilter"}, &TComponent::Published())
-            .Pin("OutputPin", &TAnyFilter::OutputPin, "Out.")
-            .Pin("InputPin", &TAnyFilter::InputPin, "In.");
-    return Table;
-  }
-  const TPublishedTable& PublishedTable() const override { return Published(); }
-  TQSKLIntegerRealComplexBinarySourcePin& OutputPin() { return FOutputPin; }
-  TQSKLIntegerRealComplexBinarySinkPin& InputPin() { return FInputPin; }
-
- private:
-  TQSKLIntegerRealComplexBinarySourcePin FOutputPin;
-  TQSKLIntegerRealComplexBinarySinkPin FInputPin;
-};
+using test::TFormsProbe;
 
 // --- refusals ---
 
@@ -89,93 +64,84 @@ TEST(ALinkIsRefused, IfItClosesALoop) {
 
 // --- types ---
 
+// Two elements that carry any sample type and take over that of their input.
 TEST(ATypeTakenOver, ReachesThroughTheRowInBothDirections) {
-  const auto One = Create<TAnyFilter>();
-  const auto Two = Create<TAnyFilter>();
+  const auto One = Create<TFormsProbe>();
+  const auto Two = Create<TFormsProbe>();
   TRecorder<TQSKLIntegerSinkPin> Integers;
   TQSKLRealSourcePin Reals{TKLPinOwner()};
-  One->OutputPin().Connect(Two->InputPin());
-  EXPECT_EQ(One->InputPin().PossibleTypes().size(), 5U);
-  Two->OutputPin().Connect(Integers.Pin);
-  EXPECT_EQ(One->InputPin().PossibleTypes(), TKLDataTypes{&IntegerStream});
-  EXPECT_EQ(One->OutputPin().LinkType(Two->InputPin()), &IntegerStream);
-  ExpectAll(Refusal([&] { Reals.Connect(One->InputPin()); }),
+  One->OutputPin.Connect(Two->InputPin);
+  EXPECT_EQ(One->InputPin.PossibleTypes().size(), 5U);
+  Two->OutputPin.Connect(Integers.Pin);
+  EXPECT_EQ(One->InputPin.PossibleTypes(), TKLDataTypes{&IntegerStream});
+  EXPECT_EQ(One->OutputPin.LinkType(Two->InputPin), &IntegerStream);
+  ExpectAll(Refusal([&] { Reals.Connect(One->InputPin); }),
             {"blocks of real samples", "blocks of integers", "narrowed"});
-  Two->OutputPin().Disconnect(Integers.Pin);
-  Reals.Connect(One->InputPin());
-  EXPECT_EQ(One->OutputPin().LinkType(Two->InputPin()), &RealStream);
-  ExpectAll(Refusal([&] { Two->OutputPin().Connect(Integers.Pin); }), {"blocks of real samples"});
-  One->OutputPin().RemoveDataTypeSource(One->InputPin());
-  Two->OutputPin().Connect(Integers.Pin);
+  Two->OutputPin.Disconnect(Integers.Pin);
+  Reals.Connect(One->InputPin);
+  EXPECT_EQ(One->OutputPin.LinkType(Two->InputPin), &RealStream);
+  ExpectAll(Refusal([&] { Two->OutputPin.Connect(Integers.Pin); }), {"blocks of real samples"});
+  One->OutputPin.RemoveDataTypeSource(One->InputPin);
+  Two->OutputPin.Connect(Integers.Pin);
 }
 
 TEST(ATypeThatALinkSays, HoldsThroughTheRowAsLongAsTheLinkLives) {
-  const auto One = Create<TAnyFilter>();
-  const auto Two = Create<TAnyFilter>();
+  const auto One = Create<TFormsProbe>();
+  const auto Two = Create<TFormsProbe>();
   TQSKLIntegerRealComplexBinarySourcePin Player{TKLPinOwner()};
   TQSKLComplexSourcePin Complex{TKLPinOwner()};
   TRecorder<TQSKLIntegerRealComplexBinarySinkPin> End;
-  Link(*One, *Two, End);
-  Player.Connect(One->InputPin());
-  EXPECT_EQ(Player.LinkType(One->InputPin()), &RealStream);
-  EXPECT_EQ(Player.TypeChoice(One->InputPin()), SampleTypes());
-  EXPECT_TRUE(One->OutputPin().TypeChoice(Two->InputPin()).empty()) << "it is the input's";
-  Player.Disconnect(One->InputPin());
-  Player.Connect(One->InputPin(), &UnsignedStream);
-  for (const auto& [Source, Sink] : {std::pair<TKLBasicPin&, TKLBasicPin&>(Player, One->InputPin()),
-                                     {One->OutputPin(), Two->InputPin()},
-                                     {Two->OutputPin(), End.Pin}}) {
+  One->OutputPin.Connect(Two->InputPin);
+  Two->OutputPin.Connect(End.Pin);
+  Player.Connect(One->InputPin);
+  EXPECT_EQ(Player.LinkType(One->InputPin), &RealStream);
+  EXPECT_EQ(Player.TypeChoice(One->InputPin), SampleTypes());
+  EXPECT_TRUE(One->OutputPin.TypeChoice(Two->InputPin).empty()) << "it is the input's";
+  Player.Disconnect(One->InputPin);
+  Player.Connect(One->InputPin, &UnsignedStream);
+  for (const auto& [Source, Sink] : {std::pair<TKLBasicPin&, TKLBasicPin&>(Player, One->InputPin),
+                                     {One->OutputPin, Two->InputPin},
+                                     {Two->OutputPin, End.Pin}}) {
     EXPECT_EQ(Source.LinkType(Sink), &UnsignedStream);
     EXPECT_TRUE(Source.TypeChoice(Sink).empty());
   }
   TRecorder<TQSKLIntegerSinkPin> Integers;
-  ExpectAll(Refusal([&] { Two->OutputPin().Connect(Integers.Pin); }),
+  ExpectAll(Refusal([&] { Two->OutputPin.Connect(Integers.Pin); }),
             {"blocks of unsigned integers", "blocks of integers", "narrowed"});
-  One->OutputPin().Disconnect(Two->InputPin());
-  ExpectAll(Refusal([&] { One->OutputPin().Connect(Two->InputPin(), &RealStream); }),
+  One->OutputPin.Disconnect(Two->InputPin);
+  ExpectAll(Refusal([&] { One->OutputPin.Connect(Two->InputPin, &RealStream); }),
             {"cannot carry blocks of real samples", "blocks of unsigned integers", "narrowed"});
-  EXPECT_EQ(Two->OutputPin().LinkType(End.Pin), &RealStream);
-  One->OutputPin().Connect(Two->InputPin());
-  Player.Disconnect(One->InputPin());
-  Complex.Connect(One->InputPin());
-  EXPECT_EQ(Two->OutputPin().LinkType(End.Pin), &ComplexStream);
+  EXPECT_EQ(Two->OutputPin.LinkType(End.Pin), &RealStream);
+  One->OutputPin.Connect(Two->InputPin);
+  Player.Disconnect(One->InputPin);
+  Complex.Connect(One->InputPin);
+  EXPECT_EQ(Two->OutputPin.LinkType(End.Pin), &ComplexStream);
 }
 
-struct TComboCase {
-  const char* Name;
-  bool BlockSource;
-  bool BlockSink;
-};
-class ComboPins : public ::testing::TestWithParam<TComboCase> {};
-INSTANTIATE_TEST_SUITE_P(Forms, ComboPins,
-                         ::testing::Values(TComboCase{"BlockToBlock", true, true},
-                                           TComboCase{"BlockToValue", true, false},
-                                           TComboCase{"ValueToBlock", false, true},
-                                           TComboCase{"ValueToValue", false, false}),
-                         [](const auto& AInfo) { return AInfo.param.Name; });
-
-TEST_P(ComboPins, CarryEitherFormWithTheStartTranslated) {
-  const auto [Name, BlockSource, BlockSink] = GetParam();
-  TQSKLComboRealSourcePin Source{TKLPinOwner()};
-  TRealRecorder Blocks;
-  TRecorder<TKLRealSinkPin> Values;
-  TKLBasicPin& Sink = BlockSink ? static_cast<TKLBasicPin&>(Blocks.Pin) : Values.Pin;
-  Source.Connect(Sink);
-  EXPECT_EQ(Source.HasBlockSinks(), BlockSink);
+TEST(ComboPins, CarryEitherFormWithTheStartTranslated) {
   const std::vector Samples{1.0, 2.0, 3.0};
-  Source.Notify(MakeRef<TKLStartSampleRateOperation>(8000.0));
-  if (BlockSource) {
-    Source.SubmitBuffer(TQSRealBuffer::CreateData(Samples.data(), 3));
-  } else {
-    for (const double Sample : Samples) Source.SubmitReal(Sample);
+  for (const auto& [BlockSource, BlockSink] :
+       {std::pair(true, true), {true, false}, {false, true}, {false, false}}) {
+    TQSKLComboRealSourcePin Source{TKLPinOwner()};
+    TRealRecorder Blocks;
+    TRecorder<TKLRealSinkPin> Values;
+    Source.Connect(BlockSink ? static_cast<TKLBasicPin&>(Blocks.Pin) : Values.Pin);
+    EXPECT_EQ(Source.HasBlockSinks(), BlockSink);
+    if (BlockSource) {
+      Source.Notify(MakeRef<TKLStartSampleRateOperation>(8000.0));
+      Source.SubmitBuffer(TQSRealBuffer::CreateData(Samples.data(), 3));
+    } else {
+      Source.Notify(MakeRef<TKLStartRateOperation>(8000.0));
+      for (const double Sample : Samples) Source.SubmitReal(Sample);
+    }
+    Source.EndStop();
+    TLog Expected{BlockSink ? "start 8000" : "value start 8000"};
+    Expected.insert(Expected.end(), BlockSource && BlockSink ? 1 : 3,
+                    BlockSink ? "block" : "value");
+    Expected.emplace_back("stop");
+    EXPECT_EQ(BlockSink ? Blocks.Log() : Values.Log(), Expected) << BlockSource;
+    EXPECT_EQ(BlockSink ? Blocks.Samples() : Values.Samples(), Samples) << BlockSource;
   }
-  Source.EndStop();
-  TLog Expected{BlockSink ? "start 8000" : "value start 8000"};
-  const std::size_t Count = BlockSource && BlockSink ? 1 : 3;
-  Expected.insert(Expected.end(), Count, BlockSink ? "block" : "value");
-  Expected.emplace_back("stop");
-  EXPECT_EQ(BlockSink ? Blocks.Log() : Values.Log(), Expected);
-  EXPECT_EQ(BlockSink ? Blocks.Samples() : Values.Samples(), Samples);
 }
 
 // --- values ---
@@ -197,7 +163,7 @@ TEST(StatePins, FollowOneAnotherBothWays) {
 }
 
 TEST(APinList, StaysInItsBounds) {
-  const auto Owner = Create<TAnyFilter>();
+  const auto Owner = Create<TFormsProbe>();
   TQSKLRealSourcePin Source{TKLPinOwner()};
   const TPropertyInfo<std::uint32_t> Row{
       .Name = "InputPins", .Default = 2, .Bounds = Between(1U, 4U), .Unit = "pins"};
@@ -211,7 +177,7 @@ TEST(APinList, StaysInItsBounds) {
   EXPECT_FALSE(Source.IsConnected()) << "the link of a pin that went";
   for (const std::uint32_t Count : {0U, 5U}) {
     ExpectAll(Refusal([&] { List.SetCount(Count); }),
-              {"TAnyFilter", "InputPins cannot be", "between 1 and 4 pins"});
+              {"TFormsProbe", "InputPins cannot be", "between 1 and 4 pins"});
   }
   ExpectAll(Refusal([&] { List[1]; }), {"no pin InputPins[1]", "has 1 pins, counted from 0"});
   EXPECT_EQ(List.Count(), 1U);
@@ -318,43 +284,6 @@ TEST(AStopThatFails, KeepsNoOtherSinkFromItsStop) {
   Bad.OnOperation = [](IKLNotifyOperation&) { throw EQSException("bad"); };
   EXPECT_EQ(Refusal([&] { Source.DisconnectAll(); }), "bad");
   EXPECT_EQ(Good.Count("stop"), 1U);
-}
-
-// --- size ---
-
-#ifdef __SANITIZE_THREAD__
-constexpr int LongRow = 1000;  // the sanitizer keeps the whole stack of every lock
-#else
-constexpr int LongRow = 10000;
-#endif
-
-TEST(ALongRowOfFilters, IsBuiltRunOrRefusedAndTakenDown) {
-  const auto Gen = PumpedGen();
-  std::vector<TOwned<TQSApplyRealConst>> Row;
-  TKLSourcePin* Last = &Gen->OutputPin();
-  for (int I = 0; I < LongRow; ++I) {
-    Row.push_back(Create<TQSApplyRealConst>());
-    Row.back()->SetValue(1.0);
-    if (I % 1000 == 499) Row.back()->Threading().SetEnabled(true);
-    Last->Connect(Row.back()->InputPin());
-    Last = &Row.back()->OutputPin();
-  }
-  TRealRecorder Sink;
-  Last->Connect(Sink.Pin);
-  Gen->SetAmplitude(0.0);
-  const THookRecord Hook;
-  // The start is told on this thread alone, whose stack the platform decides.
-  try {
-    Gen->Start();
-    Gen->Pump();
-    Sink.WaitFor("block", 1);
-    EXPECT_EQ(Sink.Samples(), std::vector<double>(16, LongRow));
-    Gen->Stop();
-  } catch (const EQSException& Error) {
-    ExpectAll(Error.what(), {"too many components in one row", "Threading"});
-  }
-  // From the middle outward, so that no end is taken off first.
-  for (std::size_t I = 0; I < Row.size(); ++I) Row[(I * 7919 + 5000) % Row.size()].reset();
 }
 
 }  // namespace

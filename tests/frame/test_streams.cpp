@@ -63,23 +63,19 @@ TEST_F(TheClock, MakesUpForAStallOfASecondAndLeavesOutWhatIsFurtherBack) {
   EXPECT_EQ(Lag.SkippedBlocks, 98);
 }
 
-TEST_F(TheClock, FollowsAChangeOfThePeriod) {
+TEST_F(TheClock, FollowsAChangeOfThePeriodPausesWhileDisabledAndStopsForGood) {
   Run(100, 1000.0);
   Gen->SetBufferSize(50);
   Clock->Advance(100ms);
   EXPECT_EQ(Sink.Count("block"), 2U);
   Clock->Advance(50ms);
   EXPECT_EQ(Sink.Count("block"), 3U);
-}
-
-TEST_F(TheClock, PausesWhileDisabledAndStopsForGood) {
-  Run(100, 1000.0);
   Gen->SetEnabled(false);
   Clock->Advance(300ms);
-  EXPECT_EQ(Sink.Count("block"), 1U);
+  EXPECT_EQ(Sink.Count("block"), 3U);
   Gen->SetEnabled(true);
-  Clock->Advance(100ms);
-  EXPECT_EQ(Sink.Count("block"), 2U);
+  Clock->Advance(50ms);
+  EXPECT_EQ(Sink.Count("block"), 4U);
   Gen->Stop();
   Clock->Advance(1s);
   EXPECT_EQ(Sink.Log().back(), "stop");
@@ -125,9 +121,7 @@ TEST(ATonesThread, RunsOnTheMachinesClockWithNoHelp) {
   Gen->Start();
   Sink.WaitFor("block", 5);
   Gen->Stop();
-  const std::size_t Seen = Sink.Log().size();
   EXPECT_EQ(Sink.Log().back(), "stop");
-  EXPECT_EQ(Sink.Log().size(), Seen);
 }
 
 // --- ticks ---
@@ -194,9 +188,7 @@ class ALongTick : public ::testing::Test {
   TKLClockSourcePin Clock{TKLPinOwner()};
   int Blocks = 0;
   std::function<void()> OnBlock;
-  TQSKLRealSinkPin Sink{{},
-                        [this](TKLBasicPin&, TKLBasicPin*, const TGUID&,
-                               IKLNotifyOperation& AOperation, TKLNotifyState) {
+  TQSKLRealSinkPin Sink{{}, [this](auto&, auto*, auto&, auto& AOperation, auto) {
                           if (IsBlock(AOperation)) {
                             ++Blocks;
                             if (OnBlock) OnBlock();
@@ -245,16 +237,9 @@ class TPumpSink final : public TLockComponent {
  public:
   explicit TPumpSink(TConstruct AConstruct)
       : TLockComponent(AConstruct),
-        InputPin({*this, FLock},
-                 [this](TKLBasicPin&, TKLBasicPin*, const TGUID&, IKLNotifyOperation& AOperation,
-                        TKLNotifyState) { return Receive(AOperation); }) {}
-  static const TPublishedTable& Published() {
-    static const TPublishedTable Table =
-        TPublishedTable({.Name = "TPumpSink"}, &TComponent::Published());
-    return Table;
-  }
-  const TPublishedTable& PublishedTable() const override { return Published(); }
-
+        InputPin({*this, FLock}, [this](auto&, auto*, auto&, auto& AOperation, auto) {
+          return Receive(AOperation);
+        }) {}
   void Ask() { InputPin.MasterPump(*this); }
 
   TKLPumpType Type = ptNone;

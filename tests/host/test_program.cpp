@@ -251,13 +251,9 @@ TEST_F(Program, ToldMistakesHavePlaceAndNameAndNothingRuns) {
     const TOutcome Text = Run(std::string(Command) + " bad.json");
     EXPECT_EQ(Text.Code, 2);
     EXPECT_EQ(Text.Output, "");
-    EXPECT_NE(Text.Errors.find("bad.json:2:60: components[0].properties.Frequncy: "),
-              std::string::npos)
-        << Text.Errors;
-    EXPECT_NE(Text.Errors.find("bad.json:4:32: links[0][1]: there is no component \"Lag\"; did you "
-                               "mean Log?"),
-              std::string::npos)
-        << Text.Errors;
+    for (const char* Part : {"bad.json:2:60: components[0].properties.Frequncy: ",
+                             "bad.json:4:32: links[0][1]: there is no component \"Lag\""})
+      EXPECT_NE(Text.Errors.find(Part), std::string::npos) << Text.Errors;
 
     const TOutcome Json = Run(std::string(Command) + " --json bad.json");
     EXPECT_EQ(Json.Code, 2);
@@ -291,6 +287,7 @@ TEST_F(Program, ListsAndDescribesWhatAGraphTakes) {
   const std::function<json(const json&)> Defaults = [&](const json& AProperties) {
     json Values = json::object();
     for (const json& Row : AProperties) {
+      if (!Row.value("stored", true)) continue;
       Values[Row.at("name")] =
           Row.contains("properties") ? Defaults(Row.at("properties")) : Row.at("default");
     }

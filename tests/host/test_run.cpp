@@ -466,6 +466,27 @@ TEST_F(Run, FailsWhereNothingRuns) {
           {"validate %g.json --strict", 2, {"the graph has no source"}}});
 }
 
+// Streams that should meet and cannot: one that never comes is told, what a queue has to drop
+// fails.
+TEST_F(Run, TellsInputsThatDoNotMeet) {
+  Graph({{"TQSSignalGen", "Clock", R"("Enabled": false)"},
+         {"TQSSignalGen", "Tone", ""},
+         {"TQSSignalGen", "Other", R"("BufferSize": 100000)"},
+         {"TQSMultiply", "Mix", ""},
+         {"TQSLogger", "Log", R"("FileName": "%x.bin")"}},
+        R"(["Clock.OutputPin", "Tone.ClockInputPin"], ["Other.OutputPin", "Mix.InputPins[0]"],
+           ["Tone.OutputPin", "Mix.InputPins[1]"], ["Mix.OutputPin", "Log.InputPin"])",
+        R"({"samples": 1000000})");
+  Expect({{"run %g.json",
+           0,
+           {"Mix (TQSMultiply): nothing came out, since InputPins[1] is linked but no stream"}},
+          {"run %g.json --samples 1100000",
+           1,
+           {"Mix (TQSMultiply): InputPins[0] ran more than 1024000 samples ahead",
+            "so 100000 of its samples were dropped"}},
+          {"run %g.json --set Tone.Enabled=false", 0, {"8000000 bytes"}}});
+}
+
 // The limit holds for a block whose count asks for 4 GiB, too.
 TEST_F(Run, CutsABlockWithACountAtTheLimit) {
   WriteFile(FFolder / "in.bin", tessalune::test::BytesOf<std::uint32_t>({0xFFFFFFF8}));

@@ -349,23 +349,6 @@ long double RelativeError(const T* AActual, const std::vector<long double>& AExp
   return std::sqrt(Error / Norm) / (std::numeric_limits<T>::epsilon() / 2);
 }
 
-// Roads, as Transforms.h tells them; straight-line code errs as little as mixed radices.
-enum class TTestedRoad { Mixed, Sums, Convolution };
-
-// Of a complex plan of ALength whose sums serve up to AMostOfSums.
-inline TTestedRoad RoadOfComplex(std::int32_t ALength, std::int32_t AMostOfSums) {
-  const bool IsShort = ALength <= 11 || ALength == 13 || ALength == 15;
-  if (IsShort || std::has_single_bit(static_cast<std::uint32_t>(ALength)))
-    return TTestedRoad::Mixed;
-  std::int32_t Largest = 1;
-  for (std::int32_t Rest = ALength, P = 2; Rest > 1; ++P) {
-    if (P > Rest / P) P = Rest;
-    for (; Rest % P == 0; Rest /= P) Largest = P;
-  }
-  if (Largest < 151 && Largest < ALength) return TTestedRoad::Mixed;
-  return ALength <= AMostOfSums ? TTestedRoad::Sums : TTestedRoad::Convolution;
-}
-
 // The greatest relative error of a transform, in rounding errors, as the headers tell it.
 template <class TFamily>
 long double ErrorBound(std::int32_t ALength) {
@@ -379,17 +362,11 @@ long double ErrorBound(std::int32_t ALength) {
     if (ALength <= 8) return 2;
     return TFamily::IsAccurate && ALength > 512 ? 1.2L * Growth + 2 : 4 * Root;
   }
-  const bool IsReal = TFamily::Layout != TTransformLayout::Complex;
-  const std::int32_t Inner = IsReal && ALength % 2 == 0 ? ALength / 2 : ALength;
-  switch (RoadOfComplex(Inner, IsReal && ALength % 2 != 0 ? 180 : 150)) {
-    case TTestedRoad::Mixed:
-      return 1.2L * Growth + 1;
-    case TTestedRoad::Sums:
-      return 1 + std::sqrt(static_cast<long double>(ALength));
-    default:
-      const auto Circle = std::bit_ceil(static_cast<std::uint32_t>(2 * Inner - 1));
-      return 4 * std::sqrt(std::log2(static_cast<long double>(Circle))) + 2;
-  }
+  std::int32_t Rest = ALength;
+  for (const std::int32_t P : {2, 3, 5, 7, 11, 13})
+    while (Rest % P == 0) Rest /= P;
+  // By mixed radices; by sums over a prime factor, or by a convolution.
+  return Rest == 1 ? 1.2L * Growth + 1 : 4 * std::sqrt(Growth * Growth + 2) + 3;
 }
 
 }  // namespace tessalune::test

@@ -76,25 +76,5 @@ TEST_F(Binding, ALibraryThatDoesNotServeIsRefusedInWordsAndChangesNothing) {
   EXPECT_EQ(GetIPPSProcAddress("ippsNoSuchName"), nullptr);
 }
 
-TEST_F(Binding, UnitsBindInOrderAndNoNameTwice) {
-  std::set<std::string> Names;
-  std::vector<std::string> Units;
-  for (const TBoundPrimitive& Primitive : BoundPrimitives()) {
-    EXPECT_TRUE(Names.insert(Primitive.Name).second) << Primitive.Name;
-    if (Units.empty() || Units.back() != Primitive.Unit) Units.emplace_back(Primitive.Unit);
-  }
-  EXPECT_EQ(Units,
-            (std::vector<std::string>{"QSDispatcher", "QSHilbertDispatcher", "QSBasicDispatcher"}));
-}
-
-TEST(Status, TellsItsNameAndMeaning) {
-  EXPECT_EQ(IppStatusName(ippStsNoErr), "ippStsNoErr");
-  EXPECT_EQ(IppStatusName(static_cast<IppStatus>(-46)), "ippStsToneMagnErr");
-  EXPECT_EQ(IppStatusName(static_cast<IppStatus>(-9999)), "ippStsNotSupportedModeErr");
-  EXPECT_EQ(IppStatusName(static_cast<IppStatus>(39)), "ippStsEvenMedianWeight");
-  EXPECT_EQ(IppStatusMeaning(ippStsSizeErr), "a length is below 1");
-  EXPECT_EQ(IppStatusName(static_cast<IppStatus>(1001)), "unknown status");
-}
-
 }  // namespace
 }  // namespace tessalune::test

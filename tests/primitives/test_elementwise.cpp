@@ -46,7 +46,8 @@ void Expect(const char* AName, TPrimitive APrimitive, TDefinition ADefinition,
       std::vector<TOut> Y(Count + 1, Untouched);
       std::size_t Input = 0;
       const auto FillFrom = [&](const auto& ASource) {
-        if (++Input == Way) std::copy_n(ASource.begin(), Count, Y.begin());
+        if (++Input != Way) return;
+        for (std::size_t I = 0; I < Count; ++I) Y[I] = ASource[I];
       };
       if constexpr ((std::is_same_v<TOut, TIn> && ...))
         (FillFrom(X), ...);
@@ -94,7 +95,7 @@ std::vector<TComplex> Complexes() {
 template <class T, class TPrimitive>
 auto InPlace(TPrimitive APrimitive) {
   return [=](const T* ASource, T* ATarget, std::int32_t ALength) {
-    std::copy_n(ASource, ALength, ATarget);
+    for (std::int32_t I = 0; I < ALength; ++I) ATarget[I] = ASource[I];
     return APrimitive(ATarget, ALength);
   };
 }
@@ -128,9 +129,10 @@ void ExpectOperations(const std::vector<T>& AValues, const std::vector<TOperatio
     if (!Case.Vectors) continue;
     Expect(Case.Name, Case.Vectors, BySecond, X, Y);
     const auto ToSecond = [&](const T* A, const T* B, T* ATarget, int N) {
-      std::vector<T> SrcDst(B, B + N);
+      std::vector<T> SrcDst(static_cast<std::size_t>(N));
+      for (std::size_t I = 0; I < SrcDst.size(); ++I) SrcDst[I] = B[I];
       const IppStatus Status = Case.VectorsInPlace(A, SrcDst.data(), N);
-      std::copy(SrcDst.begin(), SrcDst.end(), ATarget);
+      for (std::size_t I = 0; I < SrcDst.size(); ++I) ATarget[I] = SrcDst[I];
       return Status;
     };
     Expect(Case.Name, ToSecond, BySecond, X, Y);

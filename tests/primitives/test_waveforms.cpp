@@ -49,7 +49,9 @@ TEST(Triangle, FallsAndRisesAlongItsTwoSegments) {
   constexpr double Magn = 2.0;
   constexpr std::int32_t Length = 3000;
   for (double RelFreq : {0.0, 0.00371, 0.1234567, 0.4987})
-    for (double Asym : {0.0, 1.0, -1.0, 2.9, -2.9, 3.14, -3.14, -Pi})
+    // One rounding error away from an empty segment, the folds' ratio is 10^16.
+    for (double Asym : {0.0, 1.0, -1.0, 2.9, -2.9, 3.14, -3.14, -Pi, std::nextafter(-Pi, 0.0),
+                        std::nextafter(Pi, 0.0)})
       for (double Start : {0.0, 0.3, 4.0, 6.2}) {
         double Phase = Start;
         std::vector<double> Y(Length);
@@ -70,17 +72,6 @@ TEST(Triangle, FallsAndRisesAlongItsTwoSegments) {
               << ", sample " << N;
           ASSERT_LE(std::fabs(Y[N]), Magn);
         }
-      }
-}
-
-// One rounding error of the asymmetry away from an empty segment, the folds' ratio is 10^16.
-TEST(Triangle, StaysWithinItsMagnitudeAtTheEndsOfTheAsymmetry) {
-  for (double Asym : {-Pi, std::nextafter(-Pi, 0.0), std::nextafter(Pi, 0.0)})
-    for (double RelFreq : {0.001, 0.3, 0.4999})
-      for (double Phase : {0.0, 1.0, 6.28}) {
-        double Y[1000];
-        ASSERT_EQ(ippsTriangle_Direct_64f(Y, 1000, 5.0, RelFreq, Asym, &Phase), ippStsNoErr);
-        for (double V : Y) ASSERT_LE(std::fabs(V), 5.0) << Asym << ' ' << RelFreq;
       }
 }
 

@@ -10,10 +10,10 @@ namespace {
 // sin(2 pi x), cos(2 pi x): the whole turns are taken out first, in a precision in which the
 // product that makes x keeps the digits behind them.
 double SinOfTurns(long double AX) {
-  return std::sin(2.0 * std::numbers::pi * static_cast<double>(AX - std::nearbyint(AX)));
+  return std::sin(2.0 * std::numbers::pi * static_cast<double>(AX - std::rint(AX)));
 }
 double CosOfTurns(long double AX) {
-  return std::cos(2.0 * std::numbers::pi * static_cast<double>(AX - std::nearbyint(AX)));
+  return std::cos(2.0 * std::numbers::pi * static_cast<double>(AX - std::rint(AX)));
 }
 
 // The middle of the pass band, in cycles a sample.
@@ -111,16 +111,15 @@ TQSCoefficients QSFirDesign(const TQSBand& ABand, TQSWindowType AWindow, double 
   const std::size_t Half = (Count + 1) / 2;
 
   // What a tap and its mirror image add to the gain in the middle of the pass band.
-  const auto Weight = [&](std::size_t AIndex) {
-    const double FromMiddle = Centre - static_cast<double>(AIndex);
-    const double Cosine =
-        Middle == 0.0L ? 1.0 : CosOfTurns(Middle * static_cast<long double>(FromMiddle));
-    return FromMiddle == 0.0 ? Cosine : 2.0 * Cosine;
-  };
+  std::vector<double> Weights(Half);
   long double Gain = 0.0L;
   for (std::size_t I = 0; I < Half; ++I) {
-    Taps[I] *= Ideal.At(Centre - static_cast<double>(I));
-    Gain += static_cast<long double>(Taps[I]) * static_cast<long double>(Weight(I));
+    const double FromMiddle = Centre - static_cast<double>(I);
+    const double Cosine =
+        Middle == 0.0L ? 1.0 : CosOfTurns(Middle * static_cast<long double>(FromMiddle));
+    Weights[I] = FromMiddle == 0.0 ? Cosine : 2.0 * Cosine;
+    Taps[I] *= Ideal.At(FromMiddle);
+    Gain += static_cast<long double>(Taps[I]) * static_cast<long double>(Weights[I]);
   }
   if (!(Gain > 0.0L))
     return {{},
@@ -129,11 +128,11 @@ TQSCoefficients QSFirDesign(const TQSBand& ABand, TQSWindowType AWindow, double 
   long double Scaled = 0.0L;
   for (std::size_t I = 0; I < Half; ++I) {
     Taps[I] *= Factor;
-    Scaled += static_cast<long double>(Taps[I]) * static_cast<long double>(Weight(I));
+    Scaled += static_cast<long double>(Taps[I]) * static_cast<long double>(Weights[I]);
   }
   // What rounding the taps left of the gain goes to the middle.
   Taps[Half - 1] +=
-      static_cast<double>((1.0L - Scaled) / static_cast<long double>(Weight(Half - 1)));
+      static_cast<double>((1.0L - Scaled) / static_cast<long double>(Weights[Half - 1]));
   for (std::size_t I = 0; I < Half; ++I) Taps[Count - 1 - I] = Taps[I];
   for (const double Tap : Taps)
     if (!std::isfinite(Tap)) return {{}, "the band is too narrow for taps: move the edges apart"};

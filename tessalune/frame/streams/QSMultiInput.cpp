@@ -22,6 +22,8 @@ constexpr TPropertyInfo<bool> AutoSizeInfo{
     .Doc = "Whether the blocks of the inputs tell how long those of the output are."};
 
 constexpr std::int64_t HalfFull = TQSBufferQueue<IQSDataBuffer>::MostSamples / 2;
+// That one thread sends before it looks for another.
+constexpr int ManySteps = 64;
 
 double RateOfStart(IKLNotifyOperation& AStart) {
   if (!AStart.IsType<TKLStartSampleRateOperation>()) return 0.0;
@@ -134,7 +136,9 @@ void TQSMultiInput::TakeBlock(TQSKLQueuedPinImpl& AInput, TRef<IQSDataBuffer> AB
   AInput.AddBuffer(std::move(ABlock), Gone);
   ++FBlocksIn;
   FPumpIsDue = true;
-  if (FSender == nullptr || AInput.CollectedSamples() > HalfFull) SendAlong(TWaitKind::Room, Mutex);
+  if (FSender == nullptr || FSteps > ManySteps || AInput.CollectedSamples() > HalfFull) {
+    SendAlong(TWaitKind::Room, Mutex);
+  }
 }
 
 // Without a stream it is passed on, unless somebody sends just now: then a stop is on its way.
@@ -256,6 +260,7 @@ void TQSMultiInput::SendAlong(TWaitKind AKind, TMutexLock& AMutex) {
   if (FSender == CurrentThreadKey()) return;
   if (FSender != nullptr) {
     const std::uint64_t Round = FRounds;
+    ++FWaiters;
     static_cast<void>(WaitUntilReady(
         AKind, AMutex, FSent,
         [this](TThreadKey AThread, const TCallFrame*) {
@@ -263,6 +268,7 @@ void TQSMultiInput::SendAlong(TWaitKind AKind, TMutexLock& AMutex) {
           return AThread == FSender;
         },
         [this, Round] { return FRounds != Round; }));
+    --FWaiters;
   }
   TrySend(AMutex);
 }
@@ -270,6 +276,7 @@ void TQSMultiInput::SendAlong(TWaitKind AKind, TMutexLock& AMutex) {
 void TQSMultiInput::TrySend(TMutexLock& AMutex) {
   if (FSender != nullptr) return;
   FSender = CurrentThreadKey();
+  FSteps = 0;
   std::exception_ptr Error;
   const auto Catch = [&](const auto& ADo) {
     try {
@@ -280,9 +287,10 @@ void TQSMultiInput::TrySend(TMutexLock& AMutex) {
       return TStep::None;
     }
   };
-  for (;;) {
+  while (FSteps <= ManySteps || FWaiters == 0) {
     const TStep Step = Catch([this] { return NextStep(); });
     if (Step == TStep::None) break;
+    ++FSteps;
     Catch([&] {
       Send(Step, AMutex);
       return Step;
@@ -345,7 +353,7 @@ TQSMultiInput::TStep TQSMultiInput::NextBlock() {
   FCount = static_cast<std::int32_t>(Count);
   FPieces.resize(FAllInputPins.size());
   for (std::size_t I = 0; I < FPieces.size(); ++I) {
-    if (FAllInputPins[I]->IsRunning()) FPieces[I] = FAllInputPins[I]->Piece(FCount);
+    FPieces[I] = FAllInputPins[I]->IsRunning() ? FAllInputPins[I]->Piece(FCount) : TQSInputPiece();
   }
   for (TQSKLQueuedPinImpl* Input : FAllInputPins) {
     if (Input->IsRunning()) Input->Advance(FCount, FGone);

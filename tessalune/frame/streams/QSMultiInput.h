@@ -24,8 +24,9 @@
 // stop follows the last stream. An input whose link was taken off before a stream came is noticed
 // when the next operation arrives.
 //
-// Losses. An input keeps 1,024,000 samples at most. Where it runs further ahead of the others, its
-// oldest samples are dropped, and it is out of step from there on: Dropped and Losses tell.
+// Losses. An input keeps 1,024,000 samples at most, or one block that has more. Where it runs
+// further ahead of the others, its oldest samples are dropped, and it is out of step from there on:
+// Dropped and Losses tell.
 //
 // Threads. Any number may deliver at once. One of them sends, holding no lock, what all have
 // brought; the others return when theirs is queued, or, with a start or a stop, and with a block
@@ -150,9 +151,13 @@ class TQSMultiInput : public TLockComponent, public ILossReport, public IRemarks
   std::int64_t FBlocksIn = 0;
   std::int64_t FBlocksOut = 0;  // and starts and stops
 
-  // Who sends: as long as it is set, others leave what they bring to that thread.
+  // Who sends: as long as it is set, others leave what they bring to that thread. One that has sent
+  // for long is relieved by the next that comes, so that no call is kept for ever by what others
+  // bring.
   TThreadKey FSender = nullptr;
-  std::uint64_t FRounds = 0;  // how often somebody has sent all that there was
+  int FSteps = 0;             // that it has sent
+  int FWaiters = 0;           // for its end
+  std::uint64_t FRounds = 0;  // how many have sent
   std::condition_variable FSent;
   TQSKLQueuedPinImpl::TGone FGone;  // the sender's
   std::int32_t FCount = 0;          // of samples in FPieces
