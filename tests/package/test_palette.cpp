@@ -263,6 +263,13 @@ TEST_P(EveryStream, HasNoSampleOfAnEmptyBlock) {
   }
 }
 
+TEST_P(EveryStream, PassesNoStopOnThatComesFromBelowWhenNothingIsLinkedAbove) {
+  TStage Stage(GetParam());
+  Stage.Feeds.clear();
+  for (const auto& Out : Stage.Outs) Out->Pin.Notify(MakeRef<TKLStopOperation>());
+  for (const auto& Out : Stage.Outs) EXPECT_TRUE(Out->Log.empty());
+}
+
 TEST_P(EveryStream, PassesByReferenceWhileItIsDisabled) {
   TStage Stage(GetParam());
   if (Stage.Feeds.size() != 1 || !Stage.Set("Enabled", false)) return;
