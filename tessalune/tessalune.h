@@ -111,4 +111,10 @@
 #include <tessalune/control/QSSnapshot.h>
 #include <tessalune/control/QSSwitch.h>
 
+#include <tessalune/analysis/QSBasicAnalysis.h>
+#include <tessalune/analysis/QSMean.h>
+#include <tessalune/analysis/QSMinMax.h>
+#include <tessalune/analysis/QSRMSMeter.h>
+#include <tessalune/analysis/QSRealQueue.h>
+
 #include <tessalune/package/TessalunePkg.h>

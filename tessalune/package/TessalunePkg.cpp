@@ -1,3 +1,6 @@
+#include <tessalune/analysis/QSMean.h>
+#include <tessalune/analysis/QSMinMax.h>
+#include <tessalune/analysis/QSRMSMeter.h>
 #include <tessalune/control/QSDelayLine.h>
 #include <tessalune/control/QSRepack.h>
 #include <tessalune/control/QSSnapshot.h>
@@ -81,10 +84,14 @@ constexpr std::array Units{
     TPackageUnit{"QSSnapshot", &QSSnapshot::RegisterPkg},
     TPackageUnit{"QSSwitch", &QSSwitch::RegisterPkg},
     TPackageUnit{"QSCombFilter", &QSCombFilter::RegisterPkg},
+    TPackageUnit{"QSRMSMeter", &QSRMSMeter::RegisterPkg},
+    TPackageUnit{"QSBasicAnalysis", nullptr},
     TPackageUnit{"QSAddComplex", &QSAddComplex::RegisterPkg},
     TPackageUnit{"QSDivideComplex", &QSDivideComplex::RegisterPkg},
     TPackageUnit{"QSMultiplyComplex", &QSMultiplyComplex::RegisterPkg},
     TPackageUnit{"QSSubtractComplex", &QSSubtractComplex::RegisterPkg},
+    TPackageUnit{"QSMean", &QSMean::RegisterPkg},
+    TPackageUnit{"QSMinMax", &QSMinMax::RegisterPkg},
 };
 
 std::atomic<int> Initializations{0};

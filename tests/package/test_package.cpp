@@ -63,6 +63,9 @@ TEST(Package, RegistersItsClassesUnitByUnit) {
       {"QSDelayLine", "TQSDelayLine", "Filters", "Add Signal Delay"},
       {"QSRepack", "TQSRepack", "Filters", "Repacks the Signal Buffers"},
       {"QSApplyComplexConst", "TQSApplyComplexConst", "Math", "Applies constant on Complex Signal"},
+      {"QSMean", "TQSMean", "Math", "Calculate Mean (Average) Value"},
+      {"QSMinMax", "TQSMinMax", "Math", "Find Signal Minimal and Maximal value"},
+      {"QSRMSMeter", "TQSRMSMeter", "Measurement", "RMS Signal Meter"},
   };
   EXPECT_TRUE(RegisteredComponents().empty()) << "nothing registers by itself";
   const auto Units = GetPackageInfoTable();
