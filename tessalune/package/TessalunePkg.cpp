@@ -30,6 +30,10 @@
 #include <tessalune/sources/QSPlayer.h>
 #include <tessalune/sources/QSRandomGen.h>
 #include <tessalune/sources/QSSignalGen.h>
+#include <tessalune/transforms/QSDct.h>
+#include <tessalune/transforms/QSGoertzOne.h>
+#include <tessalune/transforms/QSHaar.h>
+#include <tessalune/transforms/QSHilbert.h>
 
 #include <array>
 #include <atomic>
@@ -51,11 +55,15 @@ constexpr std::array Units{
     TPackageUnit{"QSRealTodB", &QSRealTodB::RegisterPkg},
     TPackageUnit{"QSRepack", &QSRepack::RegisterPkg},
     TPackageUnit{"QSConjugate", &QSConjugate::RegisterPkg},
+    TPackageUnit{"QSHaar", &QSHaar::RegisterPkg},
+    TPackageUnit{"QSGoertzOne", &QSGoertzOne::RegisterPkg},
+    TPackageUnit{"QSDct", &QSDct::RegisterPkg},
     TPackageUnit{"QSCommonIirFilter", nullptr},
     TPackageUnit{"QSBiQuadIir", &QSBiQuadIir::RegisterPkg},
     TPackageUnit{"QSToSquare", &QSToSquare::RegisterPkg},
     TPackageUnit{"QSMedian", &QSMedian::RegisterPkg},
     TPackageUnit{"QSApplyWindow", &QSApplyWindow::RegisterPkg},
+    TPackageUnit{"QSHilbert", &QSHilbert::RegisterPkg},
     TPackageUnit{"QSPolarToCart", &QSPolarToCart::RegisterPkg},
     TPackageUnit{"QSCartToPolar", &QSCartToPolar::RegisterPkg},
     TPackageUnit{"QSComplexToReal", &QSComplexToReal::RegisterPkg},
