@@ -1,3 +1,6 @@
+#include <tessalune/analysis/QSMean.h>
+#include <tessalune/analysis/QSMinMax.h>
+#include <tessalune/analysis/QSRMSMeter.h>
 #include <tessalune/control/QSDelayLine.h>
 #include <tessalune/control/QSRepack.h>
 #include <tessalune/control/QSSnapshot.h>
@@ -27,6 +30,10 @@
 #include <tessalune/sources/QSPlayer.h>
 #include <tessalune/sources/QSRandomGen.h>
 #include <tessalune/sources/QSSignalGen.h>
+#include <tessalune/transforms/QSDct.h>
+#include <tessalune/transforms/QSGoertzOne.h>
+#include <tessalune/transforms/QSHaar.h>
+#include <tessalune/transforms/QSHilbert.h>
 
 #include <array>
 #include <atomic>
@@ -48,11 +55,15 @@ constexpr std::array Units{
     TPackageUnit{"QSRealTodB", &QSRealTodB::RegisterPkg},
     TPackageUnit{"QSRepack", &QSRepack::RegisterPkg},
     TPackageUnit{"QSConjugate", &QSConjugate::RegisterPkg},
+    TPackageUnit{"QSHaar", &QSHaar::RegisterPkg},
+    TPackageUnit{"QSGoertzOne", &QSGoertzOne::RegisterPkg},
+    TPackageUnit{"QSDct", &QSDct::RegisterPkg},
     TPackageUnit{"QSCommonIirFilter", nullptr},
     TPackageUnit{"QSBiQuadIir", &QSBiQuadIir::RegisterPkg},
     TPackageUnit{"QSToSquare", &QSToSquare::RegisterPkg},
     TPackageUnit{"QSMedian", &QSMedian::RegisterPkg},
     TPackageUnit{"QSApplyWindow", &QSApplyWindow::RegisterPkg},
+    TPackageUnit{"QSHilbert", &QSHilbert::RegisterPkg},
     TPackageUnit{"QSPolarToCart", &QSPolarToCart::RegisterPkg},
     TPackageUnit{"QSCartToPolar", &QSCartToPolar::RegisterPkg},
     TPackageUnit{"QSComplexToReal", &QSComplexToReal::RegisterPkg},
@@ -81,10 +92,14 @@ constexpr std::array Units{
     TPackageUnit{"QSSnapshot", &QSSnapshot::RegisterPkg},
     TPackageUnit{"QSSwitch", &QSSwitch::RegisterPkg},
     TPackageUnit{"QSCombFilter", &QSCombFilter::RegisterPkg},
+    TPackageUnit{"QSRMSMeter", &QSRMSMeter::RegisterPkg},
+    TPackageUnit{"QSBasicAnalysis", nullptr},
     TPackageUnit{"QSAddComplex", &QSAddComplex::RegisterPkg},
     TPackageUnit{"QSDivideComplex", &QSDivideComplex::RegisterPkg},
     TPackageUnit{"QSMultiplyComplex", &QSMultiplyComplex::RegisterPkg},
     TPackageUnit{"QSSubtractComplex", &QSSubtractComplex::RegisterPkg},
+    TPackageUnit{"QSMean", &QSMean::RegisterPkg},
+    TPackageUnit{"QSMinMax", &QSMinMax::RegisterPkg},
 };
 
 std::atomic<int> Initializations{0};

@@ -344,9 +344,11 @@ void TQSMultiInput::CalculateRate() {
 TQSMultiInput::TStep TQSMultiInput::NextBlock() {
   const bool AutoSize = FOutputBuffer.AutoSize();
   if (AutoSize && FFilled > 0) return TStep::Flush;
-  if (FFilled == 0) FBlockSize = AutoSize ? 0 : FOutputBuffer.Size();
-  std::int64_t Count = FBlockSize > 0 ? FBlockSize - FFilled
-                                      : std::int64_t{std::numeric_limits<std::int32_t>::max()};
+  const std::int32_t Ratio = OutputsPerInput();
+  // Whole numbers of input samples, so the size may be rounded up.
+  if (FFilled == 0) FBlockSize = AutoSize ? 0 : (FOutputBuffer.Size() + Ratio - 1) / Ratio * Ratio;
+  std::int64_t Count =
+      (FBlockSize > 0 ? FBlockSize - FFilled : std::numeric_limits<std::int32_t>::max()) / Ratio;
   for (const TQSKLQueuedPinImpl* Input : FAllInputPins) {
     if (Input->IsRunning()) Count = std::min(Count, Input->NextBorder());
   }
@@ -505,6 +507,7 @@ void TQSTypedMultiInput<TIn, TOut>::CalculateSendOutput(std::int32_t ABufferSize
       if (Owner.FBlockSize == 0) Owner.FBlock = nullptr;
     }
   } End{*this};
+  const std::int32_t Size = ABufferSize * OutputsPerInput();
   FSamples.clear();
   bool IsFirst = true;
   for (TQSInputPiece& Piece : FPieces) {
@@ -524,19 +527,19 @@ void TQSTypedMultiInput<TIn, TOut>::CalculateSendOutput(std::int32_t ABufferSize
     FSamples.push_back(Block->Read() + Piece.Offset);
     if constexpr (std::same_as<TIn, TOut>) {
       // Nobody else knows the block: its memory becomes the output's.
-      const bool IsOurs = FBlockSize == 0 && Block->GetSize() == ABufferSize &&
+      const bool IsOurs = FBlockSize == 0 && Size == ABufferSize && Block->GetSize() == Size &&
                           Block->HasSingleReference() && Block->Unique();
       if (IsFirst && IsOurs) FBlock = StaticRefCast<TQSTypedBuffer<TIn>>(std::move(Piece.Block));
     }
     IsFirst = false;
   }
-  TOut* const Out = Room(ABufferSize);
+  TOut* const Out = Room(Size);
   if (!Calculate(FSamples, Out, ABufferSize)) return;
   End.LetGo();
   if (FBlockSize == 0) {
     FOutputPin.SubmitBuffer(std::move(FBlock));
   } else {
-    FFilled += ABufferSize;
+    FFilled += Size;
     if (FFilled == FBlockSize) SendFilled();
   }
 }

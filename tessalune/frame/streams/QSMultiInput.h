@@ -92,8 +92,11 @@ class TQSMultiInput : public TLockComponent, public ILossReport, public IRemarks
   virtual TKLNotifyResult SourceDispatch(TKLBasicPin& ASender, TKLBasicPin* AOtherPin,
                                          const TGUID& ADataTypeID, IKLNotifyOperation& AOperation,
                                          TKLNotifyState AState);
-  // Sends the next ABufferSize samples, of FPieces, or adds them to a block of FBlockSize samples,
-  // of which FFilled are there; outside the locks.
+  // Output samples for one sample of each input, as long as the component lives. The rates are
+  // those of the inputs all the same.
+  virtual std::int32_t OutputsPerInput() const { return 1; }
+  // Sends what the next ABufferSize samples of the inputs, FPieces, make, or adds it to a block of
+  // FBlockSize samples, of which FFilled are there; outside the locks.
   virtual void CalculateSendOutput(std::int32_t ABufferSize) = 0;
   // Sends what is there of such a block.
   virtual void SendFilled() = 0;
@@ -180,9 +183,9 @@ class TQSTypedMultiInput : public TQSMultiInput {
   void SendFilled() override;
   TKLSourcePin& GetOutputPin() override { return FOutputPin; }
 
-  // Computes ACount samples. AInputs has the samples of each input in the order of the pins, null
-  // for one without a stream; at least one has. AOut may be what the first of those has. False:
-  // there is nothing to send, and the samples are passed over.
+  // Computes ACount * OutputsPerInput() samples. AInputs has the samples of each input in the order
+  // of the pins, null for one without a stream; at least one has. AOut may be what the first of
+  // those has. False: there is nothing to send, and the samples are passed over.
   virtual bool Calculate(std::span<const TIn* const> AInputs, TOut* AOut, std::int32_t ACount) = 0;
 
  private:
