@@ -35,6 +35,9 @@ struct TListener {
         if (AOperation.IsType<TKLStartSampleRateOperation>()) {
           Log.push_back(
               {TTold::TKind::Start, AOperation.GetInstance<TKLStartSampleRateOperation>().Rate});
+        } else if (AOperation.IsType<TKLStartSpectrumOperation>()) {
+          Log.push_back(
+              {TTold::TKind::Start, AOperation.GetInstance<TKLStartSpectrumOperation>().Rate});
         } else if (AOperation.IsType<TKLStopOperation>()) {
           Log.push_back({TTold::TKind::Stop});
         } else if (AOperation.IsType<TKLSuppliedBufferOperation>()) {
@@ -79,6 +82,9 @@ TRef<IQSDataBuffer> Noise(const TKLDataType& AType, int ASize, unsigned ASeed) {
   return Block;
 }
 
+// For a class that takes blocks of 2^Order samples alone.
+void SetOrderOfBlocks(TComponent& AIt) { dynamic_cast<TQSBasicInverseFourier&>(AIt).SetOrder(6); }
+
 // What a class needs to have something to do; whoever adds one that stays transparent by default
 // adds a line here.
 const std::map<std::string_view, void (*)(TComponent&)> Prepared{
@@ -97,6 +103,9 @@ const std::map<std::string_view, void (*)(TComponent&)> Prepared{
     {"TQSBiQuadIir",
      [](TComponent& AIt) { dynamic_cast<TQSBiQuadIir&>(AIt).BiQuads().Add(0, 1, 0, 1, 0, 0.9); }},
     {"TQSCombFilter", [](TComponent& AIt) { dynamic_cast<TQSCombFilter&>(AIt).SetDelay(11); }},
+    {"TQSFourier", [](TComponent& AIt) { dynamic_cast<TQSFourier&>(AIt).SetOrder(4); }},
+    {"TQSInverseFourier", &SetOrderOfBlocks},
+    {"TQSInverseComplexFourier", &SetOrderOfBlocks},
 };
 
 // One class, and the sample type that its first input carries here.
@@ -192,7 +201,9 @@ class EveryStream : public testing::TestWithParam<TCase> {
   bool Is(std::string_view AClass) const {
     return GetParam().Class.Published().ClassName() == AClass;
   }
-  const std::vector<int> Sizes{5, 1, 64, 1000, 3, 31};
+  const std::vector<int> Sizes = Is("TQSInverseFourier") || Is("TQSInverseComplexFourier")
+                                     ? std::vector<int>{64, 64, 64}
+                                     : std::vector<int>{5, 1, 64, 1000, 3, 31};
 };
 // Each class with each type that its first input takes.
 INSTANTIATE_TEST_SUITE_P(OnThePalette, EveryStream, testing::ValuesIn([] {
