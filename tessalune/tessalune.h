@@ -121,8 +121,14 @@
 #include <tessalune/analysis/QSTriggerPins.h>
 
 #include <tessalune/transforms/QSDct.h>
+#include <tessalune/transforms/QSDft.h>
+#include <tessalune/transforms/QSFourier.h>
+#include <tessalune/transforms/QSFourierBase.h>
+#include <tessalune/transforms/QSFourierPlan.h>
+#include <tessalune/transforms/QSFrames.h>
 #include <tessalune/transforms/QSGoertzOne.h>
 #include <tessalune/transforms/QSHaar.h>
 #include <tessalune/transforms/QSHilbert.h>
+#include <tessalune/transforms/QSPowerSpectrum.h>
 
 #include <tessalune/package/TessalunePkg.h>

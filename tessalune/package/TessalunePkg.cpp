@@ -33,9 +33,12 @@
 #include <tessalune/sources/QSRandomGen.h>
 #include <tessalune/sources/QSSignalGen.h>
 #include <tessalune/transforms/QSDct.h>
+#include <tessalune/transforms/QSDft.h>
+#include <tessalune/transforms/QSFourier.h>
 #include <tessalune/transforms/QSGoertzOne.h>
 #include <tessalune/transforms/QSHaar.h>
 #include <tessalune/transforms/QSHilbert.h>
+#include <tessalune/transforms/QSPowerSpectrum.h>
 
 #include <array>
 #include <atomic>
@@ -59,9 +62,12 @@ constexpr std::array Units{
     TPackageUnit{"QSRealTodB", &QSRealTodB::RegisterPkg},
     TPackageUnit{"QSRepack", &QSRepack::RegisterPkg},
     TPackageUnit{"QSConjugate", &QSConjugate::RegisterPkg},
+    TPackageUnit{"QSPowerSpectrum", &QSPowerSpectrum::RegisterPkg},
     TPackageUnit{"QSHaar", &QSHaar::RegisterPkg},
     TPackageUnit{"QSGoertzOne", &QSGoertzOne::RegisterPkg},
     TPackageUnit{"QSDct", &QSDct::RegisterPkg},
+    TPackageUnit{"QSDft", &QSDft::RegisterPkg},
+    TPackageUnit{"QSFourier", &QSFourier::RegisterPkg},
     TPackageUnit{"QSCommonIirFilter", nullptr},
     TPackageUnit{"QSBiQuadIir", &QSBiQuadIir::RegisterPkg},
     TPackageUnit{"QSToSquare", &QSToSquare::RegisterPkg},

@@ -287,6 +287,7 @@ TEST_F(Program, ListsAndDescribesWhatAGraphTakes) {
   const std::function<json(const json&)> Defaults = [&](const json& AProperties) {
     json Values = json::object();
     for (const json& Row : AProperties) {
+      if (!Row.value("stored", true)) continue;
       Values[Row.at("name")] =
           Row.contains("properties") ? Defaults(Row.at("properties")) : Row.at("default");
     }

@@ -35,6 +35,9 @@ struct TListener {
         if (AOperation.IsType<TKLStartSampleRateOperation>()) {
           Log.push_back(
               {TTold::TKind::Start, AOperation.GetInstance<TKLStartSampleRateOperation>().Rate});
+        } else if (AOperation.IsType<TKLStartSpectrumOperation>()) {
+          Log.push_back(
+              {TTold::TKind::Start, AOperation.GetInstance<TKLStartSpectrumOperation>().Rate});
         } else if (AOperation.IsType<TKLStopOperation>()) {
           Log.push_back({TTold::TKind::Stop});
         } else if (AOperation.IsType<TKLSuppliedBufferOperation>()) {
@@ -79,6 +82,9 @@ TRef<IQSDataBuffer> Noise(const TKLDataType& AType, int ASize, unsigned ASeed) {
   return Block;
 }
 
+// For a class that takes blocks of 2^Order samples alone.
+void SetOrderOfBlocks(TComponent& AIt) { dynamic_cast<TQSBasicInverseFourier&>(AIt).SetOrder(6); }
+
 // What a class needs to have something to do; whoever adds one that stays transparent by default
 // adds a line here.
 const std::map<std::string_view, void (*)(TComponent&)> Prepared{
@@ -99,6 +105,9 @@ const std::map<std::string_view, void (*)(TComponent&)> Prepared{
     {"TQSPatternDetector",
      [](TComponent& AIt) { dynamic_cast<TQSPatternDetector&>(AIt).Patterns().Add()->SetMin(-9.0); }},
     {"TQSCombFilter", [](TComponent& AIt) { dynamic_cast<TQSCombFilter&>(AIt).SetDelay(11); }},
+    {"TQSFourier", [](TComponent& AIt) { dynamic_cast<TQSFourier&>(AIt).SetOrder(4); }},
+    {"TQSInverseFourier", &SetOrderOfBlocks},
+    {"TQSInverseComplexFourier", &SetOrderOfBlocks},
 };
 
 // One class, and the sample type that its first input carries here.
@@ -194,7 +203,9 @@ class EveryStream : public testing::TestWithParam<TCase> {
   bool Is(std::string_view AClass) const {
     return GetParam().Class.Published().ClassName() == AClass;
   }
-  const std::vector<int> Sizes{5, 1, 64, 1000, 3, 31};
+  const std::vector<int> Sizes = Is("TQSInverseFourier") || Is("TQSInverseComplexFourier")
+                                     ? std::vector<int>{64, 64, 64}
+                                     : std::vector<int>{5, 1, 64, 1000, 3, 31};
 };
 // Each class with each type that its first input takes.
 INSTANTIATE_TEST_SUITE_P(OnThePalette, EveryStream, testing::ValuesIn([] {
@@ -263,6 +274,13 @@ TEST_P(EveryStream, HasNoSampleOfAnEmptyBlock) {
   for (std::size_t I = 0; I < Stage.Outs.size(); ++I) {
     EXPECT_TRUE(Stage.Outs[I]->Samples() == Plain.Outs[I]->Samples());
   }
+}
+
+TEST_P(EveryStream, PassesNoStopOnThatComesFromBelowWhenNothingIsLinkedAbove) {
+  TStage Stage(GetParam());
+  Stage.Feeds.clear();
+  for (const auto& Out : Stage.Outs) Out->Pin.Notify(MakeRef<TKLStopOperation>());
+  for (const auto& Out : Stage.Outs) EXPECT_TRUE(Out->Log.empty());
 }
 
 TEST_P(EveryStream, PassesByReferenceWhileItIsDisabled) {

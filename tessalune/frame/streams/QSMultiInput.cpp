@@ -67,7 +67,6 @@ void TQSMultiInput::QueuedPinCreateFunction(TQSKLQueuedPinImpl& AInput) {
 }
 
 void TQSMultiInput::QueuedPinDestroyFunction(TQSKLQueuedPinImpl& AInput) {
-  GetOutputPin().RemoveFunctionSource(AInput.Pin());
   TQSKLQueuedPinImpl::TGone Gone;
   TMutexLock Mutex(FMutex);
   std::erase(FAllInputPins, &AInput);
@@ -103,7 +102,10 @@ TKLNotifyResult TQSMultiInput::SinkDispatch(TQSKLQueuedPinImpl& AInput, TKLBasic
     SendAlong(TWaitKind::Drain, Mutex);
     return {};
   }
-  if (AOperation.IsType<TKLStopOperation>()) return StopInput(AInput, AOperation);
+  if (AOperation.IsType<TKLStopOperation>()) {
+    StopInput(AInput);
+    return {};
+  }
   if (AOperation.IsType<TKLIgnoreStreamOperation>()) return Ignore(AInput, AOperation);
   if (AOperation.IsType<TKLStartPumpOperation>()) {
     TMutexLock Mutex(FMutex);
@@ -139,18 +141,14 @@ void TQSMultiInput::TakeBlock(TQSKLQueuedPinImpl& AInput, TRef<IQSDataBuffer> AB
   }
 }
 
-TKLNotifyResult TQSMultiInput::StopInput(TQSKLQueuedPinImpl& AInput,
-                                         IKLNotifyOperation& AOperation) {
+// Without a stream it is passed on, unless somebody sends just now: then a stop is on its way.
+void TQSMultiInput::StopInput(TQSKLQueuedPinImpl& AInput) {
   TMutexLock Mutex(FMutex);
-  if (!FRunning && FStreams == 0) {
-    Mutex.unlock();
-    return GetOutputPin().Notify(AOperation);
-  }
+  if (!FRunning && FStreams == 0 && FSender == nullptr) FStopsIdle = true;
   AInput.Stop();
   FPumpIsDue = true;
   FKnown = 0;
   SendAlong(TWaitKind::Drain, Mutex);
-  return {};
 }
 
 TKLNotifyResult TQSMultiInput::Ignore(TQSKLQueuedPinImpl& AInput, IKLNotifyOperation& AOperation) {
@@ -202,7 +200,8 @@ TKLNotifyResult TQSMultiInput::SourceDispatch(TKLBasicPin&, TKLBasicPin*, const 
   return {};
 }
 
-// Up all inputs; without a link there, down to the other sinks.
+// Up all inputs; without a link there, down to the other sinks, but for a stop: no stream runs
+// then, or what is held of one goes out before its stop.
 TKLNotifyResult TQSMultiInput::AskInputs(IKLNotifyOperation& AOperation) {
   TKLNotifyResult Result;
   std::exception_ptr Error;
@@ -222,7 +221,7 @@ TKLNotifyResult TQSMultiInput::AskInputs(IKLNotifyOperation& AOperation) {
     }
   }
   if (Error) std::rethrow_exception(Error);
-  if (IsLinked) return Result;
+  if (IsLinked || AOperation.IsType<TKLStopOperation>()) return Result;
   if (AOperation.IsType<TKLQueryStreamOperation>()) {
     GetOutputPin().Notify(MakeRef<TKLIgnoreStreamOperation>());
   }
@@ -307,7 +306,9 @@ void TQSMultiInput::TrySend(TMutexLock& AMutex) {
 
 // Inside the mutex, like all that finds a step.
 TQSMultiInput::TStep TQSMultiInput::NextStep() {
-  if (!FRunning) return FStreams > 0 ? NextStart() : TStep::None;
+  const bool StopsIdle = std::exchange(FStopsIdle, false);
+  if (!FRunning && FStreams > 0) return NextStart();
+  if (!FRunning) return StopsIdle ? TStep::Stop : TStep::None;
   if (FHeldPump && FPumpIsDue && FStartIsOut) return TStep::Pump;
   for (; FKnown < FAllInputPins.size(); ++FKnown) {
     TQSKLQueuedPinImpl& Input = *FAllInputPins[FKnown];

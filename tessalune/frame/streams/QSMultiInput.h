@@ -123,7 +123,7 @@ class TQSMultiInput : public TLockComponent, public ILossReport, public IRemarks
   void QueuedPinDestroyFunction(TQSKLQueuedPinImpl& AInput);
   void Begin(TQSKLQueuedPinImpl& AInput, double ARate);
   void TakeBlock(TQSKLQueuedPinImpl& AInput, TRef<IQSDataBuffer> ABlock);
-  TKLNotifyResult StopInput(TQSKLQueuedPinImpl& AInput, IKLNotifyOperation& AOperation);
+  void StopInput(TQSKLQueuedPinImpl& AInput);
   TKLNotifyResult StartPump(const TKLStartPumpOperation& AOperation, TMutexLock& AMutex);
   TKLNotifyResult Ignore(TQSKLQueuedPinImpl& AInput, IKLNotifyOperation& AOperation);
   TKLNotifyResult AskInputs(IKLNotifyOperation& AOperation);
@@ -147,6 +147,7 @@ class TQSMultiInput : public TLockComponent, public ILossReport, public IRemarks
   std::size_t FKnown = 0;  // inputs before this one need no look until something is sent
   bool FRunning = false;   // the start is on its way or out, the stop is not
   bool FStartIsOut = false;
+  bool FStopsIdle = false;                // a stop came while no stream was there
   bool FPumpIsDue = false;                // no other source can still be in its start
   TRef<TKLStartPumpOperation> FHeldPump;  // of a source that came before the start
   TObject* FPumpStarted = nullptr;

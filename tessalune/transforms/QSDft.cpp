@@ -1,0 +1,201 @@
+#include <tessalune/frame/runtime/QSCategories.h>
+#include <tessalune/frame/runtime/QSComponentRegistry.h>
+#include <tessalune/primitives/QSBasicDispatcher.h>
+#include <tessalune/transforms/QSDft.h>
+
+#include <cstring>
+
+namespace tessalune {
+namespace {
+
+constexpr TPropertyInfo<TQSWindowType> WindowTypeInfo{
+    .Name = "WindowType",
+    .Default = TQSWindowType::wtRect,
+    .Doc =
+        "The window that frames are multiplied by. Alpha is wtBlackman's with its sign turned: "
+        "0.16 is the usual one."};
+constexpr TPropertyInfo<std::int32_t> BufferSizeInfo{
+    .Name = "BufferSize",
+    .Default = 0,
+    .Bounds = AtLeast(0),
+    .Design = Between(0, 10000),
+    .Unit = "samples",
+    .Doc = "Samples of a frame; 0: as many as the block has that comes."};
+
+}  // namespace
+
+// --- forward ---
+
+const TPublishedTable& TQSDft::Published() {
+  static const TPublishedTable Table =
+      TPublishedTable({.Name = "TQSDft",
+                       .DisplayName = "Perform Discrete Forward Fourier (DFT)",
+                       .Category = categories::Transforms,
+                       .Doc = "The spectra of frames of any length, with a window, back to back, "
+                              "overlapping or apart."},
+                      &TQSFourierBaseComponent::Published())
+          .Property(WindowTypeInfo, &TQSDft::WindowType, &TQSDft::SetWindowType)
+          .Property(AlphaInfo, &TQSDft::Alpha, &TQSDft::SetAlpha)
+          .Property(NormalizationInfo, &TQSDft::Normalization, &TQSDft::SetNormalization)
+          .Property(BufferSizeInfo, &TQSDft::BufferSize, &TQSDft::SetBufferSize);
+  return Table;
+}
+
+void TQSDft::SetWindowType(TQSWindowType AValue) {
+  NotifySetter(WindowTypeInfo, FWindowType, AValue);
+}
+
+void TQSDft::SetBufferSize(std::int32_t AValue) {
+  NotifySetter(BufferSizeInfo, FBufferSize, AValue);
+}
+
+void TQSDft::IntInit() {
+  MakePlan({.Size = FCurrentSize, .IsComplex = FIsComplex, .Normalization = FNormalize});
+}
+
+std::string TQSDft::SizeAdvice(std::int32_t ASize) const {
+  return FBufferSize == ASize ? "BufferSize is " + NumberText(ASize) + ", a smaller one takes less"
+                              : "set BufferSize to frames that are smaller than the blocks";
+}
+
+// The frame's size may only be known from the first block.
+void TQSDft::BlockArrives(std::int32_t ASize) {
+  if (!FRunning) return;
+  const std::int32_t Wanted = FBufferSize;
+  if (Wanted == 0 ? ASize != FCurrentSize : FCurrentSize == 0) {
+    Start(Wanted == 0 ? ASize : Wanted, FIsComplex);
+  }
+}
+
+// The bins' memory serves for the windowed frame: the transform works in place.
+void TQSDft::SingleFFT(const void* AInBuffer, TComplex* AOutBuffer, std::int32_t ASize) {
+  const TQSWindowType Type = FWindowType;
+  if (Type == TQSWindowType::wtRect) return FIntState->Forward(AInBuffer, AOutBuffer);
+  const auto Count = static_cast<std::size_t>(ASize);
+  if (FIsComplex) {
+    std::memcpy(AOutBuffer, AInBuffer, Count * sizeof(TComplex));
+    ApplyWindow(Type, AOutBuffer, ASize);
+  } else {
+    auto* const Samples = reinterpret_cast<double*>(AOutBuffer);
+    std::memcpy(Samples, AInBuffer, Count * sizeof(double));
+    ApplyWindow(Type, Samples, ASize);
+  }
+  FIntState->Forward(AOutBuffer, AOutBuffer);
+}
+
+void TQSDft::ApplyWindow(TQSWindowType AType, double* ASamples, std::int32_t ASize) const {
+  switch (AType) {
+    case TQSWindowType::wtRect:
+      break;
+    case TQSWindowType::wtBartlett:
+      ippsWinBartlett_64f_I(ASamples, ASize);
+      break;
+    case TQSWindowType::wtBlackman:
+      ippsWinBlackman_64f_I(ASamples, ASize, -FAlpha);
+      break;
+    case TQSWindowType::wtHamming:
+      ippsWinHamming_64f_I(ASamples, ASize);
+      break;
+    case TQSWindowType::wtHanning:
+      ippsWinHann_64f_I(ASamples, ASize);
+      break;
+    case TQSWindowType::wtKaiser:
+      ippsWinKaiser_64f_I(ASamples, ASize, static_cast<float>(FAlpha));
+      break;
+  }
+}
+
+void TQSDft::ApplyWindow(TQSWindowType AType, TComplex* ASamples, std::int32_t ASize) const {
+  switch (AType) {
+    case TQSWindowType::wtRect:
+      break;
+    case TQSWindowType::wtBartlett:
+      ippsWinBartlett_64fc_I(ASamples, ASize);
+      break;
+    case TQSWindowType::wtBlackman:
+      ippsWinBlackman_64fc_I(ASamples, ASize, -FAlpha);
+      break;
+    case TQSWindowType::wtHamming:
+      ippsWinHamming_64fc_I(ASamples, ASize);
+      break;
+    case TQSWindowType::wtHanning:
+      ippsWinHann_64fc_I(ASamples, ASize);
+      break;
+    case TQSWindowType::wtKaiser:
+      ippsWinKaiser_64fc_I(ASamples, ASize, static_cast<float>(FAlpha));
+      break;
+  }
+}
+
+// --- inverse ---
+
+void TQSBasicInverseDFTComponent::StreamStart() {
+  FCurrentBufferSize = 0;
+  IntUnInit();
+  TQSBasicInverseFourierComponent::StreamStart();
+}
+
+void TQSBasicInverseDFTComponent::StreamStop() {
+  TQSBasicInverseFourierComponent::StreamStop();
+  FCurrentBufferSize = 0;
+  IntUnInit();
+}
+
+void TQSBasicInverseDFTComponent::IntInit() {
+  MakePlan({.Size = FCurrentBufferSize,
+            .IsComplex = IsComplexResult(),
+            .IsInverse = true,
+            .Normalization = FNormalize});
+}
+
+bool TQSBasicInverseDFTComponent::ReadyFor(std::int32_t ASize) {
+  if (ASize != FCurrentBufferSize) {
+    RequireMemory(FourierPlanBytes({.Size = ASize, .IsComplex = IsComplexResult()}));
+  }
+  FCurrentBufferSize = ASize;
+  IntInit();
+  return true;
+}
+
+TQSInverseDft::TQSInverseDft(TConstruct AConstruct)
+    : TQSBasicInverseDFTComponent(AConstruct), FOutputPin({*this, FOutputLock}, SourceDispatch()) {
+  FOutputPin.AddFunctionSource(InputPin());
+}
+
+const TPublishedTable& TQSInverseDft::Published() {
+  static const TPublishedTable Table =
+      TPublishedTable({.Name = "TQSInverseDft",
+                       .DisplayName = "Perform Discrete Inverse Fourier (DFT)",
+                       .Category = categories::Transforms,
+                       .Doc = "The real samples of each spectrum of n bins, divided by n: what "
+                              "TQSDft, without a window, made the spectrum of."},
+                      &TQSBasicInverseFourierComponent::Published())
+          .Pin("OutputPin", &TQSInverseDft::OutputPin, "The samples.", true)
+          .Property(NormalizationInfo, &TQSInverseDft::Normalization,
+                    &TQSInverseDft::SetNormalization);
+  return Table;
+}
+
+TQSInverseComplexDft::TQSInverseComplexDft(TConstruct AConstruct)
+    : TQSBasicInverseDFTComponent(AConstruct), FOutputPin({*this, FOutputLock}, SourceDispatch()) {
+  FOutputPin.AddFunctionSource(InputPin());
+}
+
+const TPublishedTable& TQSInverseComplexDft::Published() {
+  static const TPublishedTable Table =
+      TPublishedTable({.Name = "TQSInverseComplexDft",
+                       .DisplayName = "Perform Discrete Inverse Complex Fourier (DFT)",
+                       .Category = categories::Transforms,
+                       .Doc = "The complex samples of each spectrum of n bins, divided by n: what "
+                              "TQSDft, without a window, made the spectrum of."},
+                      &TQSBasicInverseFourierComponent::Published())
+          .Pin("OutputPin", &TQSInverseComplexDft::OutputPin, "The samples.", true);
+  return Table;
+}
+
+void QSDft::RegisterPkg() {
+  RegisterComponents(
+      {ClassOf<TQSDft>(), ClassOf<TQSInverseDft>(), ClassOf<TQSInverseComplexDft>()});
+}
+
+}  // namespace tessalune
