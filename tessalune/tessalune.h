@@ -114,8 +114,11 @@
 #include <tessalune/analysis/QSBasicAnalysis.h>
 #include <tessalune/analysis/QSMean.h>
 #include <tessalune/analysis/QSMinMax.h>
+#include <tessalune/analysis/QSPatternDetector.h>
 #include <tessalune/analysis/QSRMSMeter.h>
 #include <tessalune/analysis/QSRealQueue.h>
+#include <tessalune/analysis/QSSnippetTrigger.h>
+#include <tessalune/analysis/QSTriggerPins.h>
 
 #include <tessalune/transforms/QSDct.h>
 #include <tessalune/transforms/QSDft.h>

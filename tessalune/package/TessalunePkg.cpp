@@ -1,6 +1,8 @@
 #include <tessalune/analysis/QSMean.h>
 #include <tessalune/analysis/QSMinMax.h>
+#include <tessalune/analysis/QSPatternDetector.h>
 #include <tessalune/analysis/QSRMSMeter.h>
+#include <tessalune/analysis/QSSnippetTrigger.h>
 #include <tessalune/control/QSDelayLine.h>
 #include <tessalune/control/QSRepack.h>
 #include <tessalune/control/QSSnapshot.h>
@@ -52,6 +54,8 @@ constexpr std::array Units{
     TPackageUnit{"QSDispatcher", nullptr},
     TPackageUnit{"QSFrequencyFilter", nullptr},
     TPackageUnit{"QSSimpleFilter", nullptr},
+    TPackageUnit{"QSPatternDetector", &QSPatternDetector::RegisterPkg},
+    TPackageUnit{"QSSnippetTrigger", &QSSnippetTrigger::RegisterPkg},
     TPackageUnit{"QSRemoveDC", &QSRemoveDC::RegisterPkg},
     TPackageUnit{"QSAbs", &QSAbs::RegisterPkg},
     TPackageUnit{"QSDelayLine", &QSDelayLine::RegisterPkg},

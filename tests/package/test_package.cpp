@@ -84,6 +84,8 @@ TEST(Package, RegistersItsClassesUnitByUnit) {
       {"QSDct", "TQSInverseDct", "Transforms", "Performs Discrete Cosine Inverse Transform"},
       {"QSHaar", "TQSHaar", "Transforms", "Performs Haar Transform"},
       {"QSHaar", "TQSInverseHaar", "Transforms", "Performs Inverse Haar Transform"},
+      {"QSSnippetTrigger", "TQSSnippetTrigger", "Measurement", "Snippet Trigger"},
+      {"QSPatternDetector", "TQSPatternDetector", "Measurement", "Pattern Detector"},
   };
   EXPECT_TRUE(RegisteredComponents().empty()) << "nothing registers by itself";
   const auto Units = GetPackageInfoTable();
