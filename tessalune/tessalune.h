@@ -49,6 +49,7 @@
 #include <tessalune/frame/runtime/QSSerialization.h>
 #include <tessalune/frame/runtime/QSThread.h>
 #include <tessalune/frame/runtime/VBComponent.h>
+#include <tessalune/frame/streams/QSBlockBuilder.h>
 #include <tessalune/frame/streams/QSCommonFilter.h>
 #include <tessalune/frame/streams/QSCommonGen.h>
 #include <tessalune/frame/streams/QSDelayQueue.h>
@@ -104,18 +105,30 @@
 #include <tessalune/filters/QSSubtract.h>
 #include <tessalune/filters/QSToSquare.h>
 
-#include <tessalune/control/QSBlockBuilder.h>
 #include <tessalune/control/QSControlFilter.h>
 #include <tessalune/control/QSDelayLine.h>
 #include <tessalune/control/QSRepack.h>
 #include <tessalune/control/QSSnapshot.h>
 #include <tessalune/control/QSSwitch.h>
 
+#include <tessalune/analysis/QSBasicAnalysis.h>
+#include <tessalune/analysis/QSMean.h>
+#include <tessalune/analysis/QSMinMax.h>
+#include <tessalune/analysis/QSPatternDetector.h>
+#include <tessalune/analysis/QSRMSMeter.h>
+#include <tessalune/analysis/QSRealQueue.h>
+#include <tessalune/analysis/QSSnippetTrigger.h>
+#include <tessalune/analysis/QSTriggerPins.h>
+
+#include <tessalune/transforms/QSDct.h>
 #include <tessalune/transforms/QSDft.h>
 #include <tessalune/transforms/QSFourier.h>
 #include <tessalune/transforms/QSFourierBase.h>
 #include <tessalune/transforms/QSFourierPlan.h>
 #include <tessalune/transforms/QSFrames.h>
+#include <tessalune/transforms/QSGoertzOne.h>
+#include <tessalune/transforms/QSHaar.h>
+#include <tessalune/transforms/QSHilbert.h>
 #include <tessalune/transforms/QSPowerSpectrum.h>
 
 #include <tessalune/package/TessalunePkg.h>

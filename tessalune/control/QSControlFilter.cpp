@@ -46,6 +46,7 @@ TKLNotifyResult TQSControlFilter::SourceDispatch(TKLBasicPin& ASender, TKLBasicP
                                                  IKLNotifyOperation& AOperation,
                                                  TKLNotifyState AState) {
   if (FInputPin.IsConnected()) return FInputPin.Notify(AOperation);
+  if (AOperation.IsType<TKLStopOperation>()) return {};  // as in GKLPassTroughDispatch
   return SinkDispatch(ASender, AOtherPin, ADataTypeID, AOperation, AState);
 }
 

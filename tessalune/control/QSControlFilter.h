@@ -26,7 +26,8 @@ class TQSControlFilter : public TQSCommonFilter {
   TKLNotifyResult SinkDispatch(TKLBasicPin& ASender, TKLBasicPin* AOtherPin,
                                const TGUID& ADataTypeID, IKLNotifyOperation& AOperation,
                                TKLNotifyState AState) override;
-  // What comes up from the sinks: it goes on up, or, without a link there, to SinkDispatch.
+  // What comes up from the sinks goes on up; without a link there a stop ends here, and the rest
+  // goes to SinkDispatch.
   virtual TKLNotifyResult SourceDispatch(TKLBasicPin& ASender, TKLBasicPin* AOtherPin,
                                          const TGUID& ADataTypeID, IKLNotifyOperation& AOperation,
                                          TKLNotifyState AState);

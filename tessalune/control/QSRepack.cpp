@@ -2,7 +2,6 @@
 #include <tessalune/frame/runtime/QSCategories.h>
 #include <tessalune/frame/runtime/QSComponentRegistry.h>
 
-#include <new>
 #include <utility>
 
 namespace tessalune {
@@ -16,6 +15,11 @@ constexpr TPropertyInfo<std::int32_t> BufferSizeInfo{.Name = "BufferSize",
                                                      .Doc = "Samples of each block that goes out."};
 
 }  // namespace
+
+TQSRepack::TQSRepack(TConstruct AConstruct)
+    : TQSControlFilter(AConstruct),
+      FCutter(*this, BufferSizeInfo.Name,
+              [this](TRef<IQSDataBuffer> ABlock) { return Send(std::move(ABlock)); }) {}
 
 const TPublishedTable& TQSRepack::Published() {
   static const TPublishedTable Table =
@@ -35,9 +39,7 @@ void TQSRepack::SetBufferSize(std::int32_t AValue) {
 
 void TQSRepack::StreamStart() {
   TQSControlFilter::StreamStart();
-  ++FStream;
-  FBuilder.Clear();
-  FWaiting.clear();
+  FCutter.Restart();
   const std::lock_guard Guard(FPumpMutex);
   FMasterPump = nullptr;
   FOpen = 0;
@@ -52,54 +54,10 @@ TKLNotifyResult TQSRepack::IntSingleBufferOperation(TRef<IQSDataBuffer> ABuffer)
   if (!IsEnabled()) {
     Result = Send(std::move(ABuffer));
   } else if (HasSamples && FOutputPin.IsConnected()) {
-    Result = Pack(std::move(ABuffer));
+    Result = FCutter.Cut(std::move(ABuffer), FBufferSize);
   }
   if (HasSamples && FIsPumped) BlockArrived();
   return Result;
-}
-
-// A block that a sink's handler brings about, by a pump of its own, comes behind the one that is
-// being packed.
-TKLNotifyResult TQSRepack::Pack(TRef<IQSDataBuffer> ABlock) {
-  if (FPacks) {
-    FWaiting.push_back(std::move(ABlock));
-    return {};
-  }
-  struct TPacking {
-    TQSRepack& Repack;
-    explicit TPacking(TQSRepack& ARepack) : Repack(ARepack) { Repack.FPacks = true; }
-    ~TPacking() {
-      Repack.FPacks = false;
-      Repack.FWaiting.clear();
-    }
-  } const Packing(*this);
-  const std::int32_t Size = FBufferSize;
-  TKLNotifyResult Result;
-  // As many as a larger BufferSize has left.
-  if (FBuilder.Held() >= Size) Result |= Cut(FBuilder.Release(), Size);
-  Result |= Cut(std::move(ABlock), Size);
-  for (std::size_t I = 0; I < FWaiting.size(); ++I) Result |= Cut(std::move(FWaiting[I]), Size);
-  return Result;
-}
-
-TKLNotifyResult TQSRepack::Cut(TRef<IQSDataBuffer> ABlock, std::int32_t ASize) {
-  if (FBuilder.Held() == 0 && ABlock->GetSize() == ASize) return Send(std::move(ABlock));
-  const std::uint64_t Stream = FStream;
-  TKLNotifyResult Result;
-  for (std::int32_t At = 0; At < ABlock->GetSize() && Stream == FStream;) {
-    At += Hold(*ABlock, At, ASize);
-    if (FBuilder.Held() == ASize) Result |= Send(FBuilder.Release());
-  }
-  return Result;
-}
-
-std::int32_t TQSRepack::Hold(const IQSDataBuffer& ABlock, std::int32_t AFrom, std::int32_t ASize) {
-  try {
-    return FBuilder.Take(ABlock, AFrom, ASize);
-  } catch (const std::bad_alloc&) {
-    RefuseMemory(std::int64_t{ASize} * ABlock.GetElementSize(),
-                 "BufferSize is " + NumberText(ASize) + ", a smaller one takes less");
-  }
 }
 
 // A block that goes out serves a request that came before it.

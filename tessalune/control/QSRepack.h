@@ -1,12 +1,11 @@
 #pragma once
 
-#include <tessalune/control/QSBlockBuilder.h>
 #include <tessalune/control/QSControlFilter.h>
+#include <tessalune/frame/streams/QSBlockBuilder.h>
 
 #include <atomic>
 #include <cstdint>
 #include <mutex>
-#include <vector>
 
 namespace tessalune {
 
@@ -27,7 +26,7 @@ namespace tessalune {
 // since the source pauses, stays open until blocks come or the stream starts anew.
 class TQSRepack : public TQSControlFilter {
  public:
-  using TQSControlFilter::TQSControlFilter;
+  explicit TQSRepack(TConstruct AConstruct);
   static const TPublishedTable& Published();
   const TPublishedTable& PublishedTable() const override { return Published(); }
 
@@ -48,17 +47,10 @@ class TQSRepack : public TQSControlFilter {
   void AskUpstream();
   void BlockArrived();
   TKLNotifyResult Send(TRef<IQSDataBuffer> ABlock);
-  TKLNotifyResult Pack(TRef<IQSDataBuffer> ABlock);
-  TKLNotifyResult Cut(TRef<IQSDataBuffer> ABlock, std::int32_t ASize);
-  std::int32_t Hold(const IQSDataBuffer& ABlock, std::int32_t AFrom, std::int32_t ASize);
 
   TField<std::int32_t> FBufferSize;
 
-  // Of the thread that delivers the stream.
-  TQSBlockBuilder FBuilder;
-  std::uint64_t FStream = 0;                  // counts the starts
-  bool FPacks = false;                        // a block is being packed
-  std::vector<TRef<IQSDataBuffer>> FWaiting;  // came from inside it, and come behind it
+  TQSBlockCutter FCutter;  // of the thread that delivers the stream
 
   // Requests. Nothing is held while upstream is asked.
   std::atomic<bool> FIsPumped{false};  // a request has come since the start

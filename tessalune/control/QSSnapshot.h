@@ -1,7 +1,7 @@
 #pragma once
 
-#include <tessalune/control/QSBlockBuilder.h>
 #include <tessalune/control/QSControlFilter.h>
+#include <tessalune/frame/streams/QSBlockBuilder.h>
 
 #include <atomic>
 #include <cstdint>

@@ -81,6 +81,7 @@ TKLNotifyResult TQSSwitch::SourceDispatch(TKLBasicPin& ASender, TKLBasicPin* AOt
     FOutputPin.Notify(MakeRef<TKLIgnoreStreamOperation>());
   }
   if (FInputPin.IsConnected()) return FInputPin.Notify(AOperation);
+  if (AOperation.IsType<TKLStopOperation>()) return {};  // as in GKLPassTroughDispatch
   return SinkDispatch(ASender, AOtherPin, ADataTypeID, AOperation, AState);
 }
 

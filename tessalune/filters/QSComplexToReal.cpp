@@ -48,13 +48,7 @@ TKLNotifyResult TQSBasicComplexInputFilter::IntSingleBufferOperation(TRef<IQSDat
 }
 
 TKLNotifyResult TQSBasicComplexInputFilter::OutputPinsNotify(IKLNotifyOperation& AOperation) {
-  try {
-    FFirstOutputPin.Notify(AOperation);
-  } catch (...) {
-    if (AOperation.IsType<TKLStopOperation>()) FSecondOutputPin.Notify(AOperation);
-    throw;
-  }
-  return FSecondOutputPin.Notify(AOperation);
+  return NotifyBoth(FFirstOutputPin, FSecondOutputPin, AOperation);
 }
 
 // --- the parts ---

@@ -1,3 +1,8 @@
+#include <tessalune/analysis/QSMean.h>
+#include <tessalune/analysis/QSMinMax.h>
+#include <tessalune/analysis/QSPatternDetector.h>
+#include <tessalune/analysis/QSRMSMeter.h>
+#include <tessalune/analysis/QSSnippetTrigger.h>
 #include <tessalune/control/QSDelayLine.h>
 #include <tessalune/control/QSRepack.h>
 #include <tessalune/control/QSSnapshot.h>
@@ -27,8 +32,12 @@
 #include <tessalune/sources/QSPlayer.h>
 #include <tessalune/sources/QSRandomGen.h>
 #include <tessalune/sources/QSSignalGen.h>
+#include <tessalune/transforms/QSDct.h>
 #include <tessalune/transforms/QSDft.h>
 #include <tessalune/transforms/QSFourier.h>
+#include <tessalune/transforms/QSGoertzOne.h>
+#include <tessalune/transforms/QSHaar.h>
+#include <tessalune/transforms/QSHilbert.h>
 #include <tessalune/transforms/QSPowerSpectrum.h>
 
 #include <array>
@@ -45,20 +54,26 @@ constexpr std::array Units{
     TPackageUnit{"QSDispatcher", nullptr},
     TPackageUnit{"QSFrequencyFilter", nullptr},
     TPackageUnit{"QSSimpleFilter", nullptr},
+    TPackageUnit{"QSPatternDetector", &QSPatternDetector::RegisterPkg},
+    TPackageUnit{"QSSnippetTrigger", &QSSnippetTrigger::RegisterPkg},
     TPackageUnit{"QSRemoveDC", &QSRemoveDC::RegisterPkg},
     TPackageUnit{"QSAbs", &QSAbs::RegisterPkg},
     TPackageUnit{"QSDelayLine", &QSDelayLine::RegisterPkg},
     TPackageUnit{"QSRealTodB", &QSRealTodB::RegisterPkg},
     TPackageUnit{"QSRepack", &QSRepack::RegisterPkg},
     TPackageUnit{"QSConjugate", &QSConjugate::RegisterPkg},
-    TPackageUnit{"QSCommonIirFilter", nullptr},
-    TPackageUnit{"QSBiQuadIir", &QSBiQuadIir::RegisterPkg},
     TPackageUnit{"QSPowerSpectrum", &QSPowerSpectrum::RegisterPkg},
+    TPackageUnit{"QSHaar", &QSHaar::RegisterPkg},
+    TPackageUnit{"QSGoertzOne", &QSGoertzOne::RegisterPkg},
+    TPackageUnit{"QSDct", &QSDct::RegisterPkg},
     TPackageUnit{"QSDft", &QSDft::RegisterPkg},
     TPackageUnit{"QSFourier", &QSFourier::RegisterPkg},
+    TPackageUnit{"QSCommonIirFilter", nullptr},
+    TPackageUnit{"QSBiQuadIir", &QSBiQuadIir::RegisterPkg},
     TPackageUnit{"QSToSquare", &QSToSquare::RegisterPkg},
     TPackageUnit{"QSMedian", &QSMedian::RegisterPkg},
     TPackageUnit{"QSApplyWindow", &QSApplyWindow::RegisterPkg},
+    TPackageUnit{"QSHilbert", &QSHilbert::RegisterPkg},
     TPackageUnit{"QSPolarToCart", &QSPolarToCart::RegisterPkg},
     TPackageUnit{"QSCartToPolar", &QSCartToPolar::RegisterPkg},
     TPackageUnit{"QSComplexToReal", &QSComplexToReal::RegisterPkg},
@@ -87,10 +102,14 @@ constexpr std::array Units{
     TPackageUnit{"QSSnapshot", &QSSnapshot::RegisterPkg},
     TPackageUnit{"QSSwitch", &QSSwitch::RegisterPkg},
     TPackageUnit{"QSCombFilter", &QSCombFilter::RegisterPkg},
+    TPackageUnit{"QSRMSMeter", &QSRMSMeter::RegisterPkg},
+    TPackageUnit{"QSBasicAnalysis", nullptr},
     TPackageUnit{"QSAddComplex", &QSAddComplex::RegisterPkg},
     TPackageUnit{"QSDivideComplex", &QSDivideComplex::RegisterPkg},
     TPackageUnit{"QSMultiplyComplex", &QSMultiplyComplex::RegisterPkg},
     TPackageUnit{"QSSubtractComplex", &QSSubtractComplex::RegisterPkg},
+    TPackageUnit{"QSMean", &QSMean::RegisterPkg},
+    TPackageUnit{"QSMinMax", &QSMinMax::RegisterPkg},
 };
 
 std::atomic<int> Initializations{0};

@@ -191,11 +191,10 @@ void TQSPlayer::Generate(TRef<IQSRealBuffer>& ASignal, bool&, bool&) {
 void TQSPlayer::QueueEnd(TStream AEnding) {
   if (FEndQueued || AEnding != Stream()) return;
   FEndQueued = true;
-  MainThread().Execute(*this, [this, AEnding] {
-    EndStream(AEnding, [this] {
+  QueueEndStream(AEnding, [this] {
+    FireStopBehind([this] {
       FOutputPin.EndStop();
       DoProgress();
-      FireStop();
     });
   });
 }

@@ -56,8 +56,8 @@ class IQSFourierPlan {
 // Throws std::bad_alloc.
 std::unique_ptr<IQSFourierPlan> CreateFourierPlan(const TQSFourierPlanKind& AKind);
 
-// What such a plan and its transforms take in bytes beside samples and bins, roughly; by convolution
-// several times as much.
+// What such a plan and its transforms take in bytes beside samples and bins, roughly; by
+// convolution several times as much.
 std::int64_t FourierPlanBytes(const TQSFourierPlanKind& AKind);
 
 // Throws std::bad_alloc if a piece of so many bytes is not to be had, before any of it is touched:

@@ -103,6 +103,25 @@ TEST(Arithmetic, ComputesSampleBySample) {
   Check<TQSPolarToCart, D, C>("a phase alone", {{1, {3, -4}}}, {});
 }
 
+// Without streams a stop is passed on, but not beside one that is being told.
+TEST(MultiInput, HasOneStopForAStream) {
+  TRig<TQSAdd, double, double> Rig;
+  TRealRecorder Sink;
+  Sink.OnOperation = [&](IKLNotifyOperation& AOperation) {
+    if (!AOperation.IsType<TKLStopOperation>() || Sink.Count("stop") > 8) return;
+    Rig.Feed(1).Stop();
+    Sink.Pin.Notify(AOperation);
+  };
+  Rig.Join->OutputPin().Connect(Sink.Pin);
+  Sink.Pin.Notify(MakeRef<TKLStopOperation>());
+  EXPECT_EQ(Sink.Log(), testing::TLog{}) << "it comes from there";
+  Rig.Feed(0).Start(500.0);
+  Rig.Feed(0).Stop();
+  EXPECT_EQ(Sink.Log(), (testing::TLog{"start 500", "stop"}));
+  Rig.Feed(0).Stop();
+  EXPECT_EQ(Sink.Count("stop"), 2U);
+}
+
 TEST(BufferQueue, GivesPiecesAndDropsTheOldest) {
   TQSBufferQueue<IQSRealBuffer> Queue;
   const auto Push = [&](std::vector<double> ASamples) {

@@ -120,6 +120,14 @@ TEST_F(Forms, ACollectionTellsOfItsItemsAndLetsThemGo) {
 }
 
 TEST_F(Forms, AListenerIsCalledOutsideAllLocksOfTheComponent) {
+  {
+    const auto Section = Probe->WriteLock();
+    Probe->SetOrder(5);
+    Probe->SetTag(7);  // under no lock of its own
+    Probe->SetName("x");
+    EXPECT_EQ(Told, TLog{});
+  }
+  EXPECT_EQ(std::exchange(Told, {}), (TLog{"Order=5", "Tag=7", "Name=\"x\""}));
   int Entered = 0;
   const TListening Other = Probe->Listen([&](TComponent&, const TPropertyChange&) {
     std::thread([&] {

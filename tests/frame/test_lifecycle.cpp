@@ -205,7 +205,106 @@ TEST(AnOwner, EndsWhatItOwnsOnceTheLastFirst) {
   EXPECT_EQ(Order, (std::vector<std::string>{"Two", "Three", "One"}));
 }
 
+TEST(AnOwner, TakesNothingMoreWhenItsEndHasBegun) {
+  auto Host = Create<TComponent>();
+  TComponent* const Raw = Host.get();
+  TGate Gate;
+  TThreadKey Ending = nullptr;
+  std::string Refused;
+  const TListening Listening = Raw->Listen([&](TComponent& ASender, const TPropertyChange&) {
+    Gate.Stand();
+    AwaitBlocked(Ending);  // what it owns has ended, it waits for this call
+    Refused = Refusal([&] { Create<TQSSignalGen>(ASender); });
+  });
+  std::thread Setter([&] { Raw->SetTag(1); });
+  Gate.Inside.Wait();
+  TKnownThread Ender([&] { Host.reset(); });
+  Ending = Ender.Key;
+  Gate.GoOn.Open();
+  Setter.join();
+  ExpectAll(Refused, {"TComponent is at its end", "cannot own TQSSignalGen"});
+}
+
+TEST(ASourceThatEnds, IsStartedByNobody) {
+  TRealRecorder Sink;
+  auto Gen = Create<TQSSignalGen>();
+  TQSSignalGen& Ending = *Gen;
+  int Stops = 0;
+  Gen->SetTimeSource(MakeRef<TManualClock>());
+  Gen->SetOnStop([&](TObject&) { ++Stops; });
+  Sink.OnOperation = [&](IKLNotifyOperation& AOperation) {
+    if (!IsStop(AOperation)) return;
+    Ending.Start();
+    EXPECT_FALSE(Ending.IsRunning());
+  };
+  Gen->OutputPin().Connect(Sink.Pin);
+  Gen->Start();
+  TComponentEnd()(Gen.release());
+  EXPECT_EQ(Stops, 1);
+}
+
 // --- the order of starts and stops ---
+
+TEST(AStopOnAThirdThread, ReturnsWhenThePumpsOwnHasBeenTold) {
+  const auto Gen = PumpedGen();
+  TRealRecorder First;
+  TRealRecorder Sink;
+  TLog Known;
+  std::optional<TKnownThread> Third;
+  First.OnOperation = [&](IKLNotifyOperation& AOperation) {
+    if (!IsBlock(AOperation)) return;
+    Gen->Stop();
+    Third.emplace([&] {
+      Gen->Stop();
+      Known = Sink.Log();
+    });
+    AwaitBlocked(Third->Key);
+  };
+  Gen->OutputPin().Connect(First.Pin);
+  Gen->OutputPin().Connect(Sink.Pin);
+  Gen->Start();
+  Gen->Pump();
+  Third->Join();
+  EXPECT_EQ(Known, (TLog{"start 44100", "block", "stop"}));
+}
+
+TEST(AStopThatASinkFails, IsToldToTheHost) {
+  const auto Gen = PumpedGen();
+  TRealRecorder Sink;
+  int Stops = 0;
+  Gen->SetOnStop([&](TObject&) { ++Stops; });
+  Sink.OnOperation = [](IKLNotifyOperation& AOperation) {
+    if (IsStop(AOperation)) throw EQSException("disk full");
+  };
+  Gen->OutputPin().Connect(Sink.Pin);
+  Gen->Start();
+  EXPECT_EQ(Refusal([&] { Gen->Stop(); }), "disk full");
+  EXPECT_EQ(Stops, 1);
+}
+
+TEST(TheStopOfTicks, EndsAStreamThatTicksDrove) {
+  for (const auto Clock : {TQSClockSource::csAuto, TQSClockSource::csExternal}) {
+    const auto Gen = Create<TQSSignalGen>();
+    TRealRecorder Sink;
+    Gen->SetClockSource(Clock);
+    Gen->SetTimeSource(MakeRef<TManualClock>());
+    Gen->OutputPin().Connect(Sink.Pin);
+    {
+      TQSKLRealSourcePin Ticks{TKLPinOwner()};
+      Ticks.Connect(Gen->ClockInputPin());
+      Ticks.Notify(MakeRef<TKLStartSampleRateOperation>(1.0));
+      EXPECT_TRUE(Gen->IsRunning());
+    }
+    EXPECT_EQ(Sink.Log(), (TLog{"start 44100", "stop"}));
+    if (Clock == TQSClockSource::csExternal) continue;
+    Gen->Start();  // on its own clock
+    TQSKLRealSourcePin Late{TKLPinOwner()};
+    Late.Connect(Gen->ClockInputPin());
+    Late.Notify(MakeRef<TKLStartSampleRateOperation>(1.0));
+    Late.EndStop();
+    EXPECT_TRUE(Gen->IsRunning());
+  }
+}
 
 // What a sink hears of a stream: S(tart), R(equest for a pump), P(ump chosen), B(lock), stop (X).
 char Letter(IKLNotifyOperation& AOperation) {
@@ -307,6 +406,31 @@ TEST(AStartThatFails, LeavesNoStream) {
   EXPECT_EQ(Refusal([&] { Gen->Start(); }), "no disk");
   EXPECT_FALSE(Gen->IsRunning());
   EXPECT_EQ(Good.Log(), (TLog{"start 44100", "stop"}));
+}
+
+// A thread inside the source's lock waits for what the starting thread holds.
+TEST(AStartThatFails, InACircleOfLocksEndsOnTheMainThread) {
+  const auto Gen = PumpedGen();
+  const auto Other = PumpedGen();
+  TRealRecorder Sink;
+  std::optional<TKnownThread> Inside;
+  Sink.OnOperation = [&](IKLNotifyOperation& AOperation) {
+    if (!IsStart(AOperation)) return;
+    Inside.emplace([&] {
+      const ILockSection Section = Gen->WriteLock();
+      Other->SetOffset(1.0);
+    });
+    AwaitBlocked(Inside->Key);
+  };
+  Gen->OutputPin().Connect(Sink.Pin);
+  {
+    const ILockSection Section = Other->WriteLock();
+    ExpectAll(Refusal([&] { Gen->Start(); }), {"TQSSignalGen", "cannot enter"});
+  }
+  Inside->Join();
+  MainThread().Process();
+  EXPECT_FALSE(Gen->IsRunning());
+  EXPECT_EQ(Sink.Log(), (TLog{"start 44100", "stop"}));
 }
 
 // --- the main thread ---

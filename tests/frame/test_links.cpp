@@ -3,6 +3,8 @@
 
 #include <array>
 #include <atomic>
+#include <deque>
+#include <optional>
 
 namespace tessalune::testing {
 namespace {
@@ -171,7 +173,134 @@ TEST(AWaitForACall, GivesWayToACallThatNeedsWhatTheWaiterHolds) {
   EXPECT_EQ(Sink.Log(), (TLog{"start 1", "block", "stop"}));
 }
 
+// An input of many links.
+struct TMulti {
+  std::function<void(TKLBasicPin*, IKLNotifyOperation&)> OnOperation;
+  TKLClockMultiSinkPin Pin{TKLPinOwner(),
+                           [this](auto&, auto* AFrom, auto&, auto& AOperation, auto) {
+                             OnOperation(AFrom, AOperation);
+                             return TKLNotifyResult{};
+                           }};
+};
+bool IsTick(IKLNotifyOperation& AOperation) { return AOperation.IsType<TKLClockOperation>(); }
+
+TEST(AnInputOfManyLinks, WaitsForTheCallsInOneLinkWhileItIsInsideAnother) {
+  TKLClockSourcePin One{TKLPinOwner()};
+  TKLClockSourcePin Two{TKLPinOwner()};
+  TMulti Input;
+  TStand Stand;
+  Input.OnOperation = [&](TKLBasicPin* AFrom, IKLNotifyOperation& AOperation) {
+    if (!IsTick(AOperation)) return;
+    if (AFrom == &Two) return Stand.Stand();
+    One.Disconnect(Input.Pin);
+    Two.Disconnect(Input.Pin);
+    EXPECT_TRUE(Stand.HasLeft);
+  };
+  One.Connect(Input.Pin);
+  Two.Connect(Input.Pin);
+  std::thread Ticks([&] { Two.Tick(); });
+  Stand.PassWhenAwaited([&] { One.Tick(); });
+  Ticks.join();
+}
+
+// The wait for the second link's stop begins behind the first one, which this thread is inside of;
+// the call in the second link needs what the waiter holds.
+TEST(AnInputOfManyLinks, CannotHangWhereTwoOfThemGo) {
+  const auto Gen = PumpedGen();
+  TKLClockSourcePin One{TKLPinOwner()};
+  TKLClockSourcePin Two{TKLPinOwner()};
+  TMulti Input;
+  TGate InTwo;
+  std::optional<TKnownThread> First;
+  std::optional<TKnownThread> Second;
+  Input.OnOperation = [&](TKLBasicPin* AFrom, IKLNotifyOperation& AOperation) {
+    if (!IsTick(AOperation)) return;
+    if (AFrom == &Two) {
+      InTwo.Stand();
+      return ExpectAll(Refusal([&] { Gen->SetOffset(1.0); }), {"cannot enter"});
+    }
+    First.emplace([&] { One.Disconnect(Input.Pin); });
+    AwaitBlocked(First->Key);
+    TKnownThread Ticks([&] { Two.Tick(); });
+    InTwo.Inside.Wait();
+    Second.emplace([&] {
+      const ILockSection Section = Gen->WriteLock();
+      Two.Disconnect(Input.Pin);
+    });
+    AwaitBlocked(Second->Key);
+    InTwo.GoOn.Open();
+  };
+  One.Connect(Input.Pin);
+  Two.Connect(Input.Pin);
+  One.Tick();
+}
+
+TEST(AnInputOfManyLinks, LeavesWhatAStartThrowsToItsConnect) {
+  const THookRecord Hook;
+  TMulti Input;
+  TRealFeed Refused{TKLPinOwner()};
+  std::deque<TRealFeed> Feeds;
+  for (int I = 0; I < 6; ++I) Feeds.emplace_back(TKLPinOwner());
+  std::vector<std::unique_ptr<TKnownThread>> Threads;
+  const auto Go = [&](std::function<void()> AWork) {
+    Threads.push_back(std::make_unique<TKnownThread>(std::move(AWork)));
+    AwaitBlocked(Threads.back()->Key);
+  };
+  // All of them wait for the turn of the first to be over.
+  Input.OnOperation = [&](TKLBasicPin* AFrom, IKLNotifyOperation& AOperation) {
+    if (!IsStart(AOperation)) return;
+    if (AFrom == &Refused) throw EQSException("no");
+    if (AFrom != &Feeds[0]) return;
+    Go([&] { EXPECT_EQ(Refusal([&] { Refused.Connect(Input.Pin); }), "no"); });
+    for (std::size_t I = 1; I < Feeds.size(); ++I) Go([&, I] { Feeds[I].Connect(Input.Pin); });
+  };
+  SendStart(Refused, 1.0);
+  SendStart(Feeds[0], 1.0);
+  Feeds[0].Connect(Input.Pin);
+  Threads.clear();
+  EXPECT_FALSE(Refused.IsConnected());
+  EXPECT_EQ(Input.Pin.ConnectedPins().size(), Feeds.size());
+  EXPECT_TRUE(Hook.Texts().empty());
+}
+
 // --- one start, one stop, the stop last ---
+
+TEST(AStopFromBelow, ThatAnswersTheStartOfANewLinkEndsTheStream) {
+  const auto Gen = PumpedGen();
+  const auto Filter = Create<TQSApplyRealConst>();
+  TRealRecorder Sink;
+  Sink.OnOperation = [&](IKLNotifyOperation& AOperation) {
+    if (IsStart(AOperation)) Sink.Pin.Notify(MakeRef<TKLStopOperation>());
+  };
+  Filter->OutputPin().Connect(Sink.Pin);
+  Gen->Start();
+  Gen->OutputPin().Connect(Filter->InputPin());
+  EXPECT_FALSE(Gen->IsRunning());
+  EXPECT_EQ(Sink.Log(), (TLog{"start 44100", "stop"}));
+}
+
+TEST(AStopFromBelow, WaitsForTheBlockInAFilterWhoseLinkGoes) {
+  TRealFeed Feed{TKLPinOwner()};
+  const auto Filter = Create<THookFilter>();
+  TRealRecorder Sink;
+  TGate Block;
+  Filter->OnBlock = [&] { Block.Stand(); };
+  Sink.OnOperation = [&](IKLNotifyOperation& AOperation) {
+    if (IsStop(AOperation) && Sink.Count("stop") < 9) Sink.Pin.Notify(AOperation);
+  };
+  Link(Feed, *Filter, Sink);
+  SendStart(Feed, 1.0);
+  std::thread Pump([&] { SendBlock(Feed); });
+  Block.Inside.Wait();
+  std::thread Ender([&] { Feed.DisconnectAll(); });
+  while (Feed.IsConnected()) std::this_thread::yield();
+  Sink.Pin.Notify(MakeRef<TKLStopOperation>());
+  EXPECT_EQ(Sink.Log(), TLog{"start 1"});
+  Block.GoOn.Open();
+  Pump.join();
+  Ender.join();
+  EXPECT_EQ(Sink.Log(), (TLog{"start 1", "block", "stop"}));
+}
 
 TEST(AStop, IsHeardByThoseWhoHaveHeardOfTheStream) {
   TRealFeed Feed{TKLPinOwner()};
@@ -274,6 +403,40 @@ TEST_P(ALinkThatChanges, HearsOneStartAndOneStopInOrder) {
   EXPECT_NE(Second.Log().back().find("stop"), std::string::npos);
 }
 
+TEST(ALinkThatIsTakenOffBeforeItOpens, TellsNothing) {
+  TRealFeed Feed{TKLPinOwner()};
+  TRealFeed Other{TKLPinOwner()};
+  TRealRecorder Sink;
+  Sink.OnOperation = [&](IKLNotifyOperation& AOperation) {
+    if (!IsBlock(AOperation)) return;
+    Sink.Pin.DisconnectAll();
+    Other.Connect(Sink.Pin);
+    Other.DisconnectAll();
+  };
+  Feed.Connect(Sink.Pin);
+  SendStart(Feed, 1.0);
+  SendStart(Other, 2.0);
+  SendBlock(Feed);
+  EXPECT_EQ(Sink.Log(), (TLog{"start 1", "block", "stop"}));
+}
+
+TEST(AStartThatConnectRepeats, ComesNoMoreToAPinThatEndsInTheStopBeforeIt) {
+  const auto Gen = PumpedGen();
+  auto Sink = std::make_unique<TRealRecorder>();
+  TLog Heard;
+  Sink->OnOperation = [&, First = true](IKLNotifyOperation& AOperation) mutable {
+    Heard = Sink->Log();
+    if (IsStop(AOperation)) return Sink.reset();
+    if (!std::exchange(First, false)) return;
+    Gen->Stop();
+    Gen->Start();
+  };
+  Gen->Start();
+  Gen->OutputPin().Connect(Sink->Pin);
+  EXPECT_EQ(Heard, (TLog{"new start 44100", "new stop"}));
+  EXPECT_FALSE(Gen->OutputPin().IsConnected());
+}
+
 // In the start that Connect repeats, or in a block.
 TEST(ASinkThatRelinksItself, HearsTheStopOfTheOldLinkBeforeTheStartOfTheNew) {
   for (const bool InBlock : {false, true}) {
@@ -311,6 +474,31 @@ TEST(AnEndingComponent, TakesNoMoreLinks) {
   TComponentEnd()(Gen.get());
   static_cast<void>(Gen.release());
   ExpectAll(Refused, {"Going", "at its end"});
+}
+
+TEST(AnEndingPin, TakesNoMoreLinks) {
+  const auto Owner = Create<THookFilter>();
+  TKLPinListOwner List(
+      {*Owner, MakeRef<IChangeNotifyLock>()},
+      {.Name = "Outputs", .Default = 2, .Bounds = Between(1U, 2U)}, [&Owner] {
+        return std::make_unique<TRealFeed>(TKLPinOwner(*Owner, MakeRef<IChangeNotifyLock>()));
+      });
+  auto Own = std::make_unique<TRealFeed>(TKLPinOwner());
+  const std::vector<std::pair<TKLBasicPin*, std::function<void()>>> Cases{
+      {{Own.get(), [&] { Own.reset(); }}, {&List[1], [&] { List.SetCount(1); }}}};
+  for (const auto& [Pin, End] : Cases) {
+    std::string Refused;
+    // What a sink does that wants to stay.
+    TQSKLRealSinkPin Sink({}, [&](TKLBasicPin& AMe, TKLBasicPin* AOther, auto&, auto& AOp, auto) {
+      if (IsStop(AOp)) Refused = Refusal([&] { AMe.Connect(*AOther); });
+      return TKLNotifyResult{};
+    });
+    Pin->Connect(Sink);
+    Pin->Notify(MakeRef<TKLStartSampleRateOperation>(1.0));
+    End();
+    ExpectAll(Refused, {"cannot link", "is at its end"});
+    EXPECT_FALSE(Sink.IsConnected());
+  }
 }
 
 // --- ends ---
@@ -364,9 +552,10 @@ TEST(AFilterThatEnds, StillSendsWhatItsQueueHolds) {
 
 // --- pin lists ---
 
-// In the pin's own handler, or on another thread meanwhile.
+// In the pin's own handler, also where who hears of the count throws, or on another thread
+// meanwhile.
 TEST(APinListThatShrinksInACall, RetiresItsPins) {
-  for (const bool Inside : {true, false}) {
+  for (const auto& [Inside, Throws] : {std::pair(true, false), {true, true}, {false, false}}) {
     auto Owner = Create<THookFilter>();
     TRealFeed Feed{TKLPinOwner()};
     TStand Stand;
@@ -374,19 +563,29 @@ TEST(APinListThatShrinksInACall, RetiresItsPins) {
     bool SawItsPin = false;
     const TPropertyInfo<std::uint32_t> Row{
         .Name = "InputPins", .Default = 2, .Bounds = Between(1U, 4U)};
-    const TKLPinOwner ListOwner(*Owner, MakeRef<IChangeNotifyLock>());
+    const auto Changes = MakeRef<TPropertyChanges>(*Owner, MakeRef<TCallGate>());
+    const TKLPinOwner ListOwner(*Owner, MakeRef<IChangeNotifyLock>([] { return ""; }, Changes));
     List = std::make_unique<TKLPinListOwner>(ListOwner, Row, [&] {
-      return std::make_unique<TQSKLRealSinkPin>(
+      auto Pin = std::make_unique<TQSKLRealSinkPin>(
           TKLPinOwner(*Owner, MakeRef<IChangeNotifyLock>()),
           [&](TKLBasicPin& ASender, auto*, auto&, auto& AOperation, auto) {
             if (!IsBlock(AOperation)) return TKLNotifyResult{};
-            if (Inside) List->SetCount(1);
+            if (Throws) {
+              EXPECT_THROW(List->SetCount(1), EQSException);
+            } else if (Inside) {
+              List->SetCount(1);
+            }
             if (!Inside) Stand.Stand();
             SawItsPin = ASender.Owner() == Owner.get();
             return TKLNotifyResult{};
           });
+      Owner->OutputPin().AddFunctionSource(*Pin);
+      return Pin;
     });
     Feed.Connect((*List)[1]);
+    TListening Listening = Changes->Listen([&Throws = Throws](auto&&...) {
+      if (Throws) throw EQSException("no");
+    });
     if (Inside) {
       SendBlock(Feed);
     } else {
@@ -396,8 +595,11 @@ TEST(APinListThatShrinksInACall, RetiresItsPins) {
     }
     EXPECT_TRUE(SawItsPin);
     EXPECT_FALSE(Feed.IsConnected());
+    Listening.Stop();
     List->SetCount(3);
     Feed.Connect((*List)[2]);
+    TRealRecorder Sink;
+    Owner->OutputPin().Connect(Sink.Pin);  // which derives from those that are left
   }
 }
 

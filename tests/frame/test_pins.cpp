@@ -183,6 +183,40 @@ TEST(APinList, StaysInItsBounds) {
   EXPECT_EQ(List.Count(), 1U);
 }
 
+// A component whose list shrinks between the question for its count and that for a pin.
+struct TShrinks final : TQSCommonRealFilter {
+  using TQSCommonRealFilter::TQSCommonRealFilter;
+  static constexpr TPropertyInfo<std::uint32_t> Info{
+      .Name = "InputPins", .Default = 3, .Bounds = Between(1U, 4U)};
+  static const TPublishedTable& Published() {
+    static const TPublishedTable Table =
+        TPublishedTable({.Name = "TShrinks"}, &TComponent::Published())
+            .PinList(Info, &TShrinks::Inputs)
+            .Pin("Output", &TShrinks::Output, "");
+    return Table;
+  }
+  const TPublishedTable& PublishedTable() const override { return Published(); }
+  TQSKLComboRealSourcePin& Output() { return FOutputPin; }
+  TKLPinListOwner& Inputs() {
+    if (--Questions == 0) List.SetCount(1);
+    return List;
+  }
+  void FilterInternalOperation(const TRef<IQSRealBuffer>&, TRef<IQSRealBuffer>&, bool&) override {}
+  int Questions = 0;
+  TKLPinListOwner List{{*this, FLock}, Info, [this] {
+                         return std::make_unique<TQSKLRealSinkPin>(
+                             TKLPinOwner(*this, FLock),
+                             [](auto&&...) { return TKLNotifyResult{}; });
+                       }};
+};
+
+TEST(AMessage, NamesAPinWhileAListOfItsComponentShrinks) {
+  const auto Filter = Create<TShrinks>();
+  Filter->Questions = 4;
+  EXPECT_EQ(Filter->Output().Name(), "Output");
+  EXPECT_EQ(Filter->List.Count(), 1U);
+}
+
 // --- links that change while a stream runs ---
 
 TEST(ALinkMadeInARunningStream, BeginsWithTheStartAndEndsWithAStop) {

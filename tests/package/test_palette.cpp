@@ -102,6 +102,8 @@ const std::map<std::string_view, void (*)(TComponent&)> Prepared{
      }},
     {"TQSBiQuadIir",
      [](TComponent& AIt) { dynamic_cast<TQSBiQuadIir&>(AIt).BiQuads().Add(0, 1, 0, 1, 0, 0.9); }},
+    {"TQSPatternDetector",
+     [](TComponent& AIt) { dynamic_cast<TQSPatternDetector&>(AIt).Patterns().Add()->SetMin(-9.0); }},
     {"TQSCombFilter", [](TComponent& AIt) { dynamic_cast<TQSCombFilter&>(AIt).SetDelay(11); }},
     {"TQSFourier", [](TComponent& AIt) { dynamic_cast<TQSFourier&>(AIt).SetOrder(4); }},
     {"TQSInverseFourier", &SetOrderOfBlocks},
@@ -272,6 +274,13 @@ TEST_P(EveryStream, HasNoSampleOfAnEmptyBlock) {
   for (std::size_t I = 0; I < Stage.Outs.size(); ++I) {
     EXPECT_TRUE(Stage.Outs[I]->Samples() == Plain.Outs[I]->Samples());
   }
+}
+
+TEST_P(EveryStream, PassesNoStopOnThatComesFromBelowWhenNothingIsLinkedAbove) {
+  TStage Stage(GetParam());
+  Stage.Feeds.clear();
+  for (const auto& Out : Stage.Outs) Out->Pin.Notify(MakeRef<TKLStopOperation>());
+  for (const auto& Out : Stage.Outs) EXPECT_TRUE(Out->Log.empty());
 }
 
 TEST_P(EveryStream, PassesByReferenceWhileItIsDisabled) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <new>
+#include <utility>
 #include <vector>
 
 namespace tessalune::test {
@@ -30,8 +31,13 @@ class TGuarded {
     FValues = reinterpret_cast<T*>(Start);
     std::copy(AValues.begin(), AValues.end(), FValues);
   }
-  ~TGuarded() { munmap(FPages, FSize); }
-  TGuarded(const TGuarded&) = delete;
+  TGuarded(TGuarded&& AOther)
+      : FPages(std::exchange(AOther.FPages, nullptr)),
+        FSize(AOther.FSize),
+        FValues(AOther.FValues) {}
+  ~TGuarded() {
+    if (FPages != nullptr) munmap(FPages, FSize);
+  }
   TGuarded& operator=(const TGuarded&) = delete;
 
   T* data() const { return FValues; }

@@ -1,4 +1,5 @@
 #include "FailingAllocator.h"
+#include "GuardedMemory.h"
 #include "Vectors.h"
 
 #include <tessalune/primitives/QSBasicDispatcher.h>
@@ -67,9 +68,13 @@ class TFilter {
   TFilter() = default;
   void Run(const double* ASource, double* ATarget, std::size_t ALength) {
     const auto Length = static_cast<std::int32_t>(ALength);
-    EXPECT_EQ(FFir ? ippsFIR_64f(ASource, ATarget, Length, FFir)
-                   : ippsIIR_64f(ASource, ATarget, Length, FIir),
+    const TGuarded<double> Source(TSamples(ASource, ASource + ALength), TGuardedSide::Back);
+    const TGuarded<double> Other(TSamples(ALength), TGuardedSide::Back);
+    double* const Target = ASource == ATarget ? Source.data() : Other.data();
+    EXPECT_EQ(FFir ? ippsFIR_64f(Source.data(), Target, Length, FFir)
+                   : ippsIIR_64f(Source.data(), Target, Length, FIir),
               ippStsNoErr);
+    std::copy_n(Target, ALength, ATarget);
   }
 
   IppsFIRState_64f* FFir = nullptr;

@@ -1,5 +1,6 @@
 // The primitives that make each element of a result from the elements of the same index, to the
 // last bit: all of them but the logarithms and the polar form, which test_elementary.cpp has.
+#include "GuardedMemory.h"
 #include "Vectors.h"
 
 #include <tessalune/primitives/QSBasicDispatcher.h>
@@ -24,30 +25,36 @@ constexpr std::int32_t Min = std::numeric_limits<std::int32_t>::min();
 constexpr std::size_t Several = 70;
 
 template <class TOut, class T>
-const T* SourceOr(const std::vector<TOut>& ATarget, const std::vector<T>& ASource, bool AIsTarget) {
+const T* SourceOr(const TGuarded<TOut>& ATarget, const TGuarded<T>& ASource, bool AIsTarget) {
   if constexpr (std::is_same_v<TOut, T>)
     if (AIsTarget) return ATarget.data();
   return ASource.data();
 }
 
+// The first elements, with nothing behind them.
+template <class T>
+TGuarded<T> First(const std::vector<T>& AValues, std::size_t ACount) {
+  const auto End = AValues.begin() + static_cast<std::ptrdiff_t>(ACount);
+  return {std::vector<T>(AValues.begin(), End), TGuardedSide::Back};
+}
+
 // APrimitive(source..., target, length) gives ADefinition(elements...) at every length up to
 // Several and at that of the sources; to a target of its own and to each source that is of its
-// type; and touches not a word behind.
+// type; and touches nothing behind.
 template <class TPrimitive, class TDefinition, class... TIn>
 void Expect(const char* AName, TPrimitive APrimitive, TDefinition ADefinition,
             const std::vector<TIn>&... X) {
   using TOut = std::invoke_result_t<TDefinition, TIn...>;
   SCOPED_TRACE(AName);
   const std::size_t Whole = std::min({X.size()...});
-  const TOut Untouched = static_cast<TOut>(77);
   for (std::size_t Count = 1; Count <= Whole;
-       Count = Count < Several || Count == Whole ? Count + 1 : Whole)
+       Count = Count < Several || Count == Whole ? Count + 1 : Whole) {
+    const std::tuple Inputs{First(X, Count)...};
     for (std::size_t Way = 0; Way <= sizeof...(TIn); ++Way) {
-      std::vector<TOut> Y(Count + 1, Untouched);
+      TGuarded<TOut> Y(std::vector<TOut>(Count), TGuardedSide::Back);
       std::size_t Input = 0;
       const auto FillFrom = [&](const auto& ASource) {
-        if (++Input != Way) return;
-        for (std::size_t I = 0; I < Count; ++I) Y[I] = ASource[I];
+        if (++Input == Way) std::copy_n(ASource.data(), Count, Y.data());
       };
       if constexpr ((std::is_same_v<TOut, TIn> && ...))
         (FillFrom(X), ...);
@@ -55,19 +62,25 @@ void Expect(const char* AName, TPrimitive APrimitive, TDefinition ADefinition,
         continue;
       Input = 0;
       const auto Choose = [&](const auto& ASource) { return SourceOr(Y, ASource, ++Input == Way); };
-      const std::tuple Sources{Choose(X)...};
       const IppStatus Status = std::apply(
-          [&](auto... A) { return APrimitive(A..., Y.data(), static_cast<std::int32_t>(Count)); },
-          Sources);
+          [&](const auto&... AInputs) {
+            const std::tuple Sources{Choose(AInputs)...};
+            return std::apply(
+                [&](auto... A) {
+                  return APrimitive(A..., Y.data(), static_cast<std::int32_t>(Count));
+                },
+                Sources);
+          },
+          Inputs);
       ASSERT_GE(Status, ippStsNoErr);
       for (std::size_t I = 0; I < Count; ++I) {
         const TOut Expected = ADefinition(X[I]...);
-        ASSERT_TRUE(IsSame(Y[I], Expected))
-            << testing::PrintToString(Y[I]) << " is not " << testing::PrintToString(Expected)
+        ASSERT_TRUE(IsSame(Y.data()[I], Expected))
+            << testing::PrintToString(Y.data()[I]) << " is not " << testing::PrintToString(Expected)
             << " at " << I << " of " << Count << ", in place " << Way;
       }
-      ASSERT_EQ(Y[Count], Untouched) << "behind " << Count;
     }
+  }
 }
 
 // AValues, each beside each other, in a random order.

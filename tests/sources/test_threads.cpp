@@ -87,6 +87,41 @@ TEST(SourceThreads, AStartThatAStopOvertakesLeavesNoFileOpen) {
   }
 }
 
+// The pump is inside the player's lock and waits for what the main thread holds.
+TEST(SourceThreads, AnEndOfAPlayersFileThatACircleOfLocksRefusesIsNotLost) {
+  TPlayerRig Rig;
+  const auto Other = testing::PumpedGen();
+  testing::TGate InPump;
+  bool Armed = false;
+  int Stops = 0;
+  Rig.Player->SetOnStop([&](TObject&) { ++Stops; });
+  Rig.Sink.OnOperation = [](IKLNotifyOperation& AOperation) {
+    if (AOperation.IsType<TKLStopOperation>()) throw EQSException("disk full");
+  };
+  TKLInt64TimeRangedStatePin Progress({}, [&](std::int64_t) {
+    if (!std::exchange(Armed, false)) return;
+    InPump.Stand();
+    Other->SetOffset(1.0);
+  });
+  Rig.Player->ProgressPin().Connect(Progress);
+  Rig.Player->Start();
+  Rig.Player->Pump();
+  Armed = true;
+  TKnownThread Pump([&] { Rig.Player->Pump(); });
+  InPump.Inside.Wait();
+  {
+    const ILockSection Section = Other->WriteLock();
+    InPump.GoOn.Open();
+    AwaitBlocked(Pump.Key);
+    testing::ExpectAll(testing::Refusal([] { MainThread().Process(); }), {"cannot enter"});
+  }
+  Pump.Join();
+  EXPECT_EQ(testing::Refusal(RunMainThread), "disk full");
+  EXPECT_FALSE(Rig.Player->IsRunning());
+  EXPECT_EQ(Stops, 1);
+  RunMainThread();
+}
+
 enum class TRestart { InTheLastBlock, InItsStop, OnAnotherThread };
 
 // A recording behind a player that is started again when its file has ended: the stop of the end is

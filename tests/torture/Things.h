@@ -102,6 +102,17 @@ auto ErrorHandler(const TPlace& APlace, bool AAlways) {
 
 // --- inputs ---
 
+// On wild ground an input now and then stops what comes, or asks for more. (What stops a source
+// that does not run is told to the other inputs of that one, which is no order to be checked.)
+void SendUp(const TPlace& APlace, TKLBasicPin& AInput, TWord AWord) {
+  if (APlace.Ground != Wild || (AWord != wdStart && AWord != wdBlock)) return;
+  if (With("stop") && Chance().OneIn(50)) {
+    AInput.Notify(MakeRef<TKLStopOperation>());
+  } else if (With("pump") && Chance().OneIn(50)) {
+    AInput.Notify(MakeRef<TKLMasterPumpOperation>(AInput.Owner()));
+  }
+}
+
 // What an input does with an operation. By value: the pin may end in here.
 TKLNotifyResult Hear(std::shared_ptr<TLedger> ALedger, TPlace APlace, TKLBasicPin& ASender,
                      IKLNotifyOperation& AOperation) {
@@ -109,7 +120,10 @@ TKLNotifyResult Hear(std::shared_ptr<TLedger> ALedger, TPlace APlace, TKLBasicPi
   TRef<IQSData> Data;
   if (Word == wdBlock) Data = AOperation.GetInstance<TKLSuppliedBufferOperation>().Value;
   if (Word != wdOther) {
-    ALedger->Call(Word, Data, [&] { Handle(APlace); });
+    ALedger->Call(Word, Data, [&] {
+      SendUp(APlace, ASender, Word);
+      Handle(APlace);
+    });
   } else if (AOperation.IsType<TKLPumpRequestOperation>()) {
     if (ASender.Owner() != nullptr && Chance().OneIn(4)) {
       AOperation.GetInstance<TKLPumpRequestOperation>().Claim(*ASender.Owner(), ptMaster, 1);
@@ -131,13 +145,24 @@ std::unique_ptr<TKLPin> NewInput(const char* AName, const TPlace& APlace, TKLPin
   return Pin;
 }
 
+// An input of many links, each with an order of its own: without a ledger.
+std::unique_ptr<TKLPin> NewMultiInput(const char*, const TPlace& APlace, TKLPinOwner AOwner) {
+  return std::make_unique<TKLClockMultiSinkPin>(
+      std::move(AOwner), [APlace](TKLBasicPin& ASender, TKLBasicPin*, const TGUID&,
+                                  IKLNotifyOperation& AOperation, TKLNotifyState) {
+        SendUp(APlace, ASender, WordOf(AOperation));
+        Handle(APlace);
+        return TKLNotifyResult{};
+      });
+}
+
 // An input of the host's own. Inputs of single values change how a generator makes its blocks, in
 // the middle of one too, so they stay where order is not checked.
 struct TSinkThing : TThing {
   explicit TSinkThing(const TPlace& APlace) : TThing(APlace) {
     constexpr std::array News{NewInput<TQSKLBinarySinkPin>, NewInput<TQSKLComboRealSinkPin>,
-                              NewInput<TQSKLRealSinkPin>, NewInput<TKLRealSinkPin>};
-    FPin = News[Chance().Below(APlace.Ground == Wild ? 4 : 3)]("input", APlace, {});
+                              NewInput<TQSKLRealSinkPin>, NewMultiInput, NewInput<TKLRealSinkPin>};
+    FPin = News[Chance().Below(3UL + APlace.Ground)]("input", APlace, {});
     Sink = FPin.get();
   }
   void Do(TDeed) override {}

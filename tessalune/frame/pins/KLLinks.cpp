@@ -29,10 +29,10 @@ void TKLLink::Open() {
   if (!Here || !There) return;  // one of them has ended, and has taken the link off
   try {
     TKLStream Seen;
-    do {
-      Seen = Source.Stream();
+    while (BeginTelling(Seen)) {
       Tell(Seen, {nsNewLink, nsLastIteration});
-    } while (!OpenUnlessTold(Seen.Serial));
+      if (OpenUnlessTold(Seen.Serial)) break;
+    }
   } catch (...) {
     const TKLTopology::TGuard Guard;
     if (!IsOff) {
@@ -41,6 +41,17 @@ void TKLLink::Open() {
     }
     throw;
   }
+  if (FKeepsStop) SendKeptStop();
+}
+
+// False if the link is off: there is nothing to tell, and the source may have gone. A stop that the
+// sink sends from here on is meant for AStream.
+bool TKLLink::BeginTelling(TKLStream& AStream) {
+  const TKLTopology::TGuard Guard;
+  if (IsOff) return false;
+  FKeepsStop = false;
+  AStream = Source.Stream();
+  return true;
 }
 
 // False if starts or stops were sent behind ASerial: they have to be told first. A pin that has
@@ -50,8 +61,25 @@ bool TKLLink::OpenUnlessTold(std::uint64_t ASerial) {
   if (IsOff) return true;
   const std::lock_guard Stream(Source.FStreamMutex);
   if (Source.FStream.Serial != ASerial) return false;
+  FHasOpened = true;
   Gate->Open();
   return true;
+}
+
+bool TKLLink::KeepsStop() const {
+  const TKLTopology::TGuard Guard;
+  if (IsOff) return true;
+  if (FHasOpened) return false;
+  FKeepsStop = true;
+  return true;
+}
+
+// Inside the source's gate.
+void TKLLink::SendKeptStop() const {
+  const TCallScope Way(*Gate);
+  if (!Way) return;
+  Source.Receive(&Sink, Type.load(std::memory_order_relaxed)->ID, *MakeRef<TKLStopOperation>(),
+                 {nsLastIteration});
 }
 
 void TKLLink::Shut() {
@@ -84,7 +112,8 @@ TKLNotifyResult TKLLink::Tell(const TKLStream& AStream, TKLNotifyState AState) c
       Error = std::current_exception();  // the start that follows is told all the same
     }
   }
-  if (Starts) {
+  // A host's own pin may have ended in the stop.
+  if (Starts && !SinkGate->IsClosed()) {
     const auto Form = FTranslate != nullptr ? FTranslate(*this, *AStream.Start) : AStream.Start;
     Result |= Send(*Form, AState);
   }
@@ -110,7 +139,7 @@ TKLNotifyResult TKLLink::Send(IKLNotifyOperation& AOperation, TKLNotifyState ASt
 
 void TKLLinkTurns::Take(TRef<TKLLink> ALink, TWork AWork, bool AIsReady) {
   const std::lock_guard Lock(FMutex);
-  FTurns.push_back({std::move(ALink), AWork, AIsReady});
+  FTurns.push_back({std::move(ALink), AWork, AIsReady, AWork == &TKLLink::Open ? 1 : 0});
 }
 
 void TKLLinkTurns::Ready(const TKLLink& ALink, bool ADoes) {
@@ -127,28 +156,40 @@ bool TKLLinkTurns::Do(const TKLLink& ALink, TWork AWork, TWaitKind AKind) {
   std::exception_ptr Error;
   std::unique_lock Lock(FMutex);
   const auto Turn = [&] { return Find(ALink, AWork); };
-  const auto CanGoOn = [&] { return CanDoFirst() || Turn() == FTurns.end(); };
-  while (Turn() != FTurns.end()) {
-    if (CanDoFirst()) {
+  const auto IsDone = [&] { return Turn() == FTurns.end(); };
+  const auto CanGoOn = [&] { return IsDone() || MayDoFirst(Turn()); };
+  if (!IsDone() && AWork != &TKLLink::Open) ++Turn()->Claims;
+  while (!IsDone()) {
+    if (MayDoFirst(Turn())) {
       DoFirst(Lock, Turn() == FTurns.begin() ? &Error : nullptr);
       continue;
     }
-    if (IsInside(Turn())) break;
-    ++Turn()->Waiters;
+    if (ComesBehind(Turn(), CurrentThreadKey(), CurrentCallFrame)) break;
     static_cast<void>(WaitUntilReady(
         AKind, Lock, FChanged,
-        [this](TThreadKey AThread, const TCallFrame* AFrames) {
-          return WaitsFor(AThread, AFrames);
+        [&](TThreadKey AThread, const TCallFrame* AFrames) {
+          const std::lock_guard Other(FMutex);
+          return !IsDone() && ComesBehind(Turn(), AThread, AFrames);
         },
         CanGoOn));
-    if (Turn() != FTurns.end()) --Turn()->Waiters;
     if (!CanGoOn()) break;
   }
-  const bool IsDone = Turn() == FTurns.end();
+  if (!IsDone()) {
+    --Turn()->Claims;
+    // The turn has to wait for this thread, which may still wait for the calls inside the link.
+    static_cast<void>(IsInsideGate(*ALink.Gate) ||
+                      WaitUntilReady(
+                          AKind, Lock, FChanged,
+                          [&ALink](TThreadKey, const TCallFrame* AFrames) {
+                            return IsInsideGate(*ALink.Gate, AFrames);
+                          },
+                          [&] { return IsDone() || Turn()->IsReady; }));
+  }
+  const bool WasDone = IsDone();
   DoLeft(Lock);
   Lock.unlock();
   if (Error) std::rethrow_exception(Error);
-  return IsDone;
+  return WasDone;
 }
 
 TKLLinkTurns::TTurnList::iterator TKLLinkTurns::Find(const TKLLink& ALink, TWork AWork) {
@@ -157,19 +198,19 @@ TKLLinkTurns::TTurnList::iterator TKLLinkTurns::Find(const TKLLink& ALink, TWork
   });
 }
 
-// True if ATurn cannot come before this thread has left what it is in.
-bool TKLLinkTurns::IsInside(TTurnList::iterator ATurn) {
-  if (FDoer == CurrentThreadKey()) return true;
-  return std::any_of(FTurns.begin(), std::next(ATurn), [](const TTurn& AEach) {
-    return !AEach.IsReady && IsInsideGate(*AEach.Link->Gate);
-  });
+// True if AOwn's thread may do the first turn: one that another thread has claimed is left to that
+// one, to which belongs what it throws.
+bool TKLLinkTurns::MayDoFirst(TTurnList::iterator AOwn) {
+  return CanDoFirst() && (FTurns.front().Claims == 0 || AOwn == FTurns.begin());
 }
 
-bool TKLLinkTurns::WaitsFor(TThreadKey AThread, const TCallFrame* AFrames) {
-  const std::lock_guard Lock(FMutex);
-  if (FDoer != nullptr) return FDoer == AThread;
-  return !FTurns.empty() && !FTurns.front().IsReady &&
-         IsInsideGate(*FTurns.front().Link->Gate, AFrames);
+// True if ATurn cannot come before AThread, whose calls AFrames are, has left what it is in.
+bool TKLLinkTurns::ComesBehind(TTurnList::iterator ATurn, TThreadKey AThread,
+                               const TCallFrame* AFrames) {
+  if (FDoer == AThread) return true;
+  return std::any_of(FTurns.begin(), std::next(ATurn), [AFrames](const TTurn& AEach) {
+    return !AEach.IsReady && IsInsideGate(*AEach.Link->Gate, AFrames);
+  });
 }
 
 // AError takes what the turn throws; without one it goes to the hook.
@@ -194,7 +235,7 @@ void TKLLinkTurns::DoFirst(std::unique_lock<std::mutex>& ALock, std::exception_p
 }
 
 void TKLLinkTurns::DoLeft(std::unique_lock<std::mutex>& ALock) {
-  while (CanDoFirst() && FTurns.front().Waiters == 0) DoFirst(ALock, nullptr);
+  while (CanDoFirst() && FTurns.front().Claims == 0) DoFirst(ALock, nullptr);
 }
 
 // --- lists ---

@@ -1,7 +1,8 @@
 // Links: how they open, what they tell of a stream, how they go. For the pins' own use.
 //
 //   shut   from Connect on: in the lists of both pins, but nothing crosses. The start of a stream
-//          that runs is told to the sink.
+//          that runs is told to the sink; a stop that the sink answers goes up when the link is
+//          open.
 //   open   operations cross, each as a call through the link's gate.
 //   off    from Disconnect, or the end of a pin, on: in no list, and nothing enters any more. When
 //          nothing is inside, the stop is told to a sink that has heard a start; then the link has
@@ -74,6 +75,9 @@ class TKLLink final : public IInterface {
   // Tells the sink what AStream has come to, unless it knows; as a call into the sink. The stop of
   // a stream goes only to a sink that has heard of it.
   TKLNotifyResult Tell(const TKLStream& AStream, TKLNotifyState AState) const;
+  // A stop that the sink sends while the link is shut: kept until it opens, or dropped if it is
+  // off. False if it has been opened meanwhile.
+  bool KeepsStop() const;
   // Notes what is sent down the link beside starts and stops: behind data or ticks a stop will have
   // to follow, also without a start.
   void Hear(const IKLNotifyOperation& AOperation) const noexcept {
@@ -82,12 +86,16 @@ class TKLLink final : public IInterface {
   }
 
  private:
+  bool BeginTelling(TKLStream& AStream);
   bool OpenUnlessTold(std::uint64_t ASerial);
+  void SendKeptStop() const;
   void TellStop() const;
   TKLNotifyResult Send(IKLNotifyOperation& AOperation, TKLNotifyState AState) const;
 
   const TKLTranslate FTranslate;
   bool FWasRefused = false;
+  bool FHasOpened = false;          // under the topology's guard
+  mutable bool FKeepsStop = false;  // likewise, until it has opened
   // What the sink has heard since the last stop, and behind it the serial of what was told last.
   // Data that is heard while a start is told leaves both bits, which counts as a start.
   static constexpr std::uint64_t HeardNothing = 0;
@@ -104,12 +112,14 @@ class TKLLinkTurns final : public IInterface {
  public:
   using TWork = void (TKLLink::*)();
 
-  // Under the topology's guard, which decides the order. A turn that is not ready waits for Ready.
+  // Under the topology's guard, which decides the order. A turn that is not ready waits for Ready;
+  // who has taken an Open has to Do it.
   void Take(TRef<TKLLink> ALink, TWork AWork, bool AIsReady);
   // The link's turn may be done; ADoes: here and now, unless somebody waits to do it.
   void Ready(const TKLLink& ALink, bool ADoes);
   // Does the link's turn, or waits, as AKind, until it has been done; and what others have left.
-  // False if it cannot be waited for: it is done later then, on the thread that it waits for. What
+  // False if it cannot be waited for: it is done later then, on the thread that it waits for; but
+  // what is inside the link on other threads has left by then, if that could be waited for. What
   // the turn throws leaves through here if it is done on this thread, else through the
   // unhandled-exception hook.
   bool Do(const TKLLink& ALink, TWork AWork, TWaitKind AKind);
@@ -119,14 +129,14 @@ class TKLLinkTurns final : public IInterface {
     TRef<TKLLink> Link;
     TWork Work;
     bool IsReady;
-    int Waiters = 0;
+    int Claims;  // of threads in Do, or on their way there: one of them does it
   };
   using TTurnList = std::list<TTurn>;
 
   TTurnList::iterator Find(const TKLLink& ALink, TWork AWork);
   bool CanDoFirst() const { return FDoer == nullptr && !FTurns.empty() && FTurns.front().IsReady; }
-  bool IsInside(TTurnList::iterator ATurn);
-  bool WaitsFor(TThreadKey AThread, const TCallFrame* AFrames);
+  bool MayDoFirst(TTurnList::iterator AOwn);
+  bool ComesBehind(TTurnList::iterator ATurn, TThreadKey AThread, const TCallFrame* AFrames);
   void DoFirst(std::unique_lock<std::mutex>& ALock, std::exception_ptr* AError);
   void DoLeft(std::unique_lock<std::mutex>& ALock);
 

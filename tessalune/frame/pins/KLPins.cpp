@@ -33,21 +33,38 @@ TKLBasicPin::TKLBasicPin(TKind AKind, TKLPinOwner AOwner, TKLDataTypes ATypes,
 }
 
 TKLBasicPin::~TKLBasicPin() {
+  BeginEnd();
   RunReported(nullptr, [this] { RemoveLinks(nullptr); });
   if (FOwner.Component != nullptr) {
     const TKLTopology::TGuard Topology;
     FOwner.Component->RemovePart(*this);
+    for (TKLBasicPin* Pin : FDerived) {
+      std::erase(Pin->FFunctionSources, this);
+      std::erase(Pin->FDataTypeSources, this);
+    }
+    for (const auto* Sources : {&FFunctionSources, &FDataTypeSources}) {
+      for (TKLBasicPin* Pin : *Sources) std::erase(Pin->FDerived, this);
+    }
   } else {
     FGate->Close(TWaitKind::Host, [Kept = FEvent] {});
   }
   FLinks->Abandon();
 }
 
+void TKLBasicPin::BeginEnd() {
+  const TKLTopology::TGuard Guard;
+  FEnds = true;
+}
+
 std::string TKLBasicPin::Name() const {
   if (Owner() == nullptr) return {};
   for (const TPublishedPin* Row : Owner()->PublishedTable().Pins()) {
-    for (std::size_t I = 0; I < Row->Count(*Owner()); ++I) {
-      if (&Row->At(*Owner(), I) == this) return Row->PinName(I);
+    try {
+      for (std::size_t I = 0; I < Row->Count(*Owner()); ++I) {
+        if (&Row->At(*Owner(), I) == this) return Row->PinName(I);
+      }
+    } catch (const EQSException&) {
+      // A list has become shorter between the count and the pin.
     }
   }
   return {};
@@ -156,11 +173,7 @@ TKLDataTypes TKLBasicPin::PossibleTypes() const {
 void TKLBasicPin::AddFunctionSource(TKLBasicPin& ASink) {
   const TKLTopology::TGuard Guard;
   FFunctionSources.push_back(&ASink);
-}
-
-void TKLBasicPin::RemoveFunctionSource(TKLBasicPin& ASink) {
-  const TKLTopology::TGuard Guard;
-  std::erase(FFunctionSources, &ASink);
+  ASink.IsSourceOf(*this);
 }
 
 void TKLBasicPin::AddDataTypeSource(TKLBasicPin& ASink) {
@@ -168,12 +181,19 @@ void TKLBasicPin::AddDataTypeSource(TKLBasicPin& ASink) {
   if (std::find(FDataTypeSources.begin(), FDataTypeSources.end(), &ASink) ==
       FDataTypeSources.end()) {
     FDataTypeSources.push_back(&ASink);
+    ASink.IsSourceOf(*this);
   }
 }
 
 void TKLBasicPin::RemoveDataTypeSource(TKLBasicPin& ASink) {
   const TKLTopology::TGuard Guard;
   std::erase(FDataTypeSources, &ASink);
+}
+
+void TKLBasicPin::IsSourceOf(TKLBasicPin& APin) {
+  if (std::find(FDerived.begin(), FDerived.end(), &APin) == FDerived.end()) {
+    FDerived.push_back(&APin);
+  }
 }
 
 // --- operations ---
@@ -227,7 +247,11 @@ TKLNotifyResult TKLBasicPin::SendAcross(const TKLLink& ALink, IKLNotifyOperation
   const bool ToSink = &ALink.Source == this;
   const TCallScope Call(*(ToSink ? ALink.SinkGate : ALink.SourceGate));
   const TCallScope Way(*ALink.Gate);
-  if (!Call || !Way) return {};
+  if (!Call || !Way) {
+    const bool StopsAbove = Call && !ToSink && AOperation.IsType<TKLStopOperation>();
+    const bool HasOpened = StopsAbove && !ALink.KeepsStop();
+    return HasOpened ? SendAcross(ALink, AOperation, AState) : TKLNotifyResult{};
+  }
   RefuseFullStack();
   TKLBasicPin& Far = ToSink ? ALink.Sink : ALink.Source;
   if (ToSink) ALink.Hear(AOperation);
@@ -256,6 +280,7 @@ TKLNotifyEvent GKLPassTroughDispatch(TKLPin& AInput, TKLNotifyEvent AOwnDispatch
              TKLBasicPin& ASender, TKLBasicPin* AOtherPin, const TGUID& ADataTypeID,
              IKLNotifyOperation& AOperation, TKLNotifyState AState) -> TKLNotifyResult {
     if (AInput.IsConnected()) return AInput.Notify(AOperation);
+    if (AOperation.IsType<TKLStopOperation>()) return {};
     return Own ? Own(ASender, AOtherPin, ADataTypeID, AOperation, AState) : TKLNotifyResult{};
   };
 }
@@ -280,7 +305,15 @@ std::uint32_t TKLPinListOwner::Count() const {
 void TKLPinListOwner::SetCount(std::uint32_t ACount) {
   if (!IsAmong(FInfo, ACount)) RefuseValue(Describe(), FInfo, ACount);
   std::vector<std::unique_ptr<TKLPin>> Moved;  // those that come, then those that go
-  {
+  std::exception_ptr Error;
+  const auto Catch = [&Error](const auto& ADo) {
+    try {
+      ADo();
+    } catch (...) {
+      if (!Error) Error = std::current_exception();
+    }
+  };
+  Catch([&] {
     const ILockSection Section = FOwner.Lock->WriteLock();
     const std::uint32_t Before = Count();
     if (Before == ACount) return;
@@ -288,24 +321,19 @@ void TKLPinListOwner::SetCount(std::uint32_t ACount) {
     {
       const std::lock_guard Guard(FMutex);
       for (auto& Pin : Moved) FPins.push_back(std::move(Pin));
-      Moved.clear();
+      Moved = std::exchange(FRetired, {});
       for (; FPins.size() > ACount; FPins.pop_back()) Moved.push_back(std::move(FPins.back()));
     }
     FOwner.Lock->NotifyChange({}, FInfo.Name, [ACount] { return ToValue(ACount); });
-    std::move(FRetired.begin(), FRetired.end(), std::back_inserter(Moved));
-    FRetired.clear();
-  }
+  });
   // Outside the lock: the links' far ends are told, and may come back to this component.
-  std::exception_ptr Error;
   for (auto& Pin : Moved) {
-    try {
+    Catch([&] {
       if (MayEnd(*Pin)) Pin = nullptr;
-    } catch (...) {
-      if (!Error) Error = std::current_exception();
-    }
+    });
   }
   {
-    const ILockSection Section = FOwner.Lock->WriteLock();
+    const std::lock_guard Guard(FMutex);
     for (auto& Pin : Moved) {
       if (Pin) FRetired.push_back(std::move(Pin));
     }
@@ -316,6 +344,7 @@ void TKLPinListOwner::SetCount(std::uint32_t ACount) {
 // True if nothing is inside the pin any more. The end of the component looks at its pins too: what
 // it may have seen goes with it.
 bool TKLPinListOwner::MayEnd(TKLPin& APin) {
+  APin.BeginEnd();
   const bool AllGone = APin.RemoveLinks(nullptr);
   if (FOwner.Component == nullptr) return AllGone;
   {

@@ -87,6 +87,7 @@ class TKLBasicPin : private TComponentPart {
   // lives, and with it all components that take over their input's type. Without it a pin that
   // carries one type decides, however far it is; between two that have a choice the sink's liking
   // counts, and the type may change when links elsewhere do.
+  // A stop that the sink sends while it is told the start reaches the source behind that.
   void Connect(TKLBasicPin& AOther, const TKLDataType* AType = nullptr);
   // Why Connect would refuse; empty if it would not.
   std::optional<std::string> WhyNotConnect(TKLBasicPin& AOther, const TKLDataType* AType = nullptr);
@@ -117,10 +118,10 @@ class TKLBasicPin : private TComponentPart {
   TKLNotifyResult Notify(IKLNotifyOperation& AOperation);
   TKLNotifyResult Notify(const TRef<IKLNotifyOperation>& AOperation) { return Notify(*AOperation); }
 
-  // Sink pins of the same component from which this source pin's data derives.
+  // Sink pins of the same component from which this source pin's data derives. A pin that ends is
+  // none any more.
   void AddFunctionSource(TKLBasicPin& ASink);
-  void RemoveFunctionSource(TKLBasicPin& ASink);
-  // Sink pins of the same component whose type this source pin takes over.
+  // Sink pins of the same component whose type this source pin takes over; likewise.
   void AddDataTypeSource(TKLBasicPin& ASink);
   void RemoveDataTypeSource(TKLBasicPin& ASink);
 
@@ -166,6 +167,8 @@ class TKLBasicPin : private TComponentPart {
   void InputsEnd() override;
   void OwnerEnds() override { RemoveLinks(nullptr); }
   std::optional<TKLStream> Sending(IKLNotifyOperation& AOperation);
+  void BeginEnd();
+  void IsSourceOf(TKLBasicPin& APin);
   void RefuseFullStack() const;
   const TKLDataType* TypeNamed(const TGUID& AID) const;
   TKLNotifyResult Receive(TKLBasicPin* AOtherPin, const TGUID& ADataTypeID,
@@ -182,6 +185,8 @@ class TKLBasicPin : private TComponentPart {
   TKLLinkList* const FLinks = new TKLLinkList;
   std::vector<TKLBasicPin*> FFunctionSources;
   std::vector<TKLBasicPin*> FDataTypeSources;
+  std::vector<TKLBasicPin*> FDerived;  // whose sources this pin is, or was
+  bool FEnds = false;                  // takes no more links; under the topology's guard
   mutable std::mutex FStreamMutex;
   TKLStream FStream;
 };
@@ -237,7 +242,8 @@ class TKLPinListOwner {
   // Creates pins at the end, or ends the last ones, their links with them; a pin with a call inside
   // that cannot be waited for ends later. Raises EQSException for a count out of bounds.
   void SetCount(std::uint32_t ACount);
-  // Raises EQSException for an index beyond the list.
+  // Raises EQSException for an index beyond the list. The reference is good until a SetCount takes
+  // the pin away: a host that counts and links on several threads has to keep the two apart.
   TKLPin& operator[](std::size_t AIndex) const;
 
  private:
@@ -254,7 +260,8 @@ class TKLPinListOwner {
 };
 
 // The dispatch of an output pin that passes what comes up from its sinks on to AInput, or, while
-// AInput has no link, hands it to AOwnDispatch as if it had come to AInput.
+// AInput has no link, hands it to AOwnDispatch as if it had come to AInput. But a stop ends there:
+// no stream runs without a link, or the link that goes tells the stop, when no block is inside.
 TKLNotifyEvent GKLPassTroughDispatch(TKLPin& AInput, TKLNotifyEvent AOwnDispatch = {});
 
 }  // namespace tessalune

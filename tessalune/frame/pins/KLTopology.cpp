@@ -225,6 +225,7 @@ std::optional<std::string> TKLTopology::WhyNot(TKLBasicPin& AOne, TKLBasicPin& A
       "cannot link " + Source->Describe() + " to " + Sink->Describe() + ": ";
   if (Source == Sink) return Between + "it is the same pin";
   for (const TKLBasicPin* Pin : {Source, Sink}) {
+    if (Pin->FEnds) return Between + Pin->Describe() + " is at its end and takes no more links";
     if (Pin->Owner() != nullptr && Pin->Owner()->HasState(csDestroying)) {
       return Between + Pin->Owner()->Describe() + " is at its end and takes no more links";
     }

@@ -12,5 +12,6 @@ inline constexpr std::string_view Filters = "Filters";
 inline constexpr std::string_view Math = "Math";
 inline constexpr std::string_view Converters = "Converters";
 inline constexpr std::string_view Transforms = "Transforms";
+inline constexpr std::string_view Measurement = "Measurement";
 
 }  // namespace tessalune::categories

@@ -196,6 +196,7 @@ void TComponent::SetName(const std::string& AName) {
     throw EQSException(Describe() + ": Name cannot be \"" + AName +
                        "\"; expected are letters, digits, '_', '-' and spaces");
   }
+  std::function<void()> Tell;
   {
     const std::lock_guard Ends(EndMutex());  // the owner stays
     TComponent* const Host = FOwner;
@@ -209,21 +210,26 @@ void TComponent::SetName(const std::string& AName) {
     }
     const std::lock_guard Lock(FComponentsMutex);
     if (std::exchange(FName, AName) == AName) return;
+    Tell = Telling("Name", AName);
   }
-  TellChange("Name", AName);
+  AfterRelease(std::move(Tell));
 }
 
 void TComponent::SetTag(std::int64_t AValue) {
-  if (FTag == AValue) return;
-  FTag = AValue;
-  TellChange(TagInfo.Name, AValue);
+  std::function<void()> Tell;
+  {
+    const std::lock_guard Lock(FComponentsMutex);
+    if (FTag == AValue) return;
+    FTag = AValue;
+    Tell = Telling(TagInfo.Name, AValue);
+  }
+  AfterRelease(std::move(Tell));
 }
 
-// Of a property that is under no lock.
-void TComponent::TellChange(std::string_view AName, TPropertyValue AValue) {
-  if (FChanges->HasListeners()) {
-    FChanges->Telling({std::string(AName), std::move(AValue)})();
-  }
+// What tells a change that was made inside the mutex, to be called outside.
+std::function<void()> TComponent::Telling(std::string_view AName, TPropertyValue AValue) const {
+  if (!FChanges->HasListeners()) return [] {};
+  return FChanges->Telling({std::string(AName), std::move(AValue)});
 }
 
 std::vector<TComponent*> TComponent::Components() const {
@@ -246,11 +252,16 @@ TComponent* TComponent::Named(std::string_view AName) const {
 }
 
 void TComponent::InsertComponent(TOwned<TComponent> AComponent) {
+  const std::lock_guard Ends(EndMutex());
   const std::lock_guard Lock(FComponentsMutex);
+  // This component's own name stands behind the mutex that is held.
+  const auto Self = [this] { return FName.empty() ? std::string(ClassName()) : FName; };
+  if (FEnding) {
+    throw EQSException(Self() + " is at its end and cannot own " + AComponent->Describe() +
+                       "; give it another owner");
+  }
   if (const TComponent* Twin = Named(AComponent->Name())) {
-    // This component's own name stands behind the mutex that is held.
-    const std::string Self = FName.empty() ? std::string(ClassName()) : FName;
-    throw EQSException(Self + ": cannot own " + AComponent->Describe() + " beside " +
+    throw EQSException(Self() + ": cannot own " + AComponent->Describe() + " beside " +
                        Twin->Describe() + ", which has the name; give it another name first");
   }
   AComponent->FOwner = this;

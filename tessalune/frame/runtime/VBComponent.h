@@ -120,7 +120,8 @@ class TComponent : public TPersistent {
   std::vector<TComponent*> Components() const;
   // The owned component of that name; null if there is none.
   TComponent* FindComponent(std::string_view AName) const;
-  // Owns a component from here on. Raises EQSException if one that it owns has the name.
+  // Owns a component from here on. Raises EQSException if one that it owns has the name, or if its
+  // own end has begun.
   void InsertComponent(TOwned<TComponent> AComponent);
 
   // Calls AListener after each change of a published property, of the component or of one of its
@@ -142,6 +143,8 @@ class TComponent : public TPersistent {
 
   // The door for calls into the component.
   TCallGate& Gate() const { return *FGate; }
+  // Runs AEvent outside the component's locks, on this thread: at once, or when it leaves them.
+  virtual void AfterRelease(std::function<void()> AEvent) { AEvent(); }
   // Who listens to it; for its locks.
   const TRef<TPropertyChanges>& Changes() const { return FChanges; }
 
@@ -159,11 +162,11 @@ class TComponent : public TPersistent {
   void IntEnd();
   void SetState(TComponentState AState, bool AValue);
 
-  void TellChange(std::string_view AName, TPropertyValue AValue);
+  std::function<void()> Telling(std::string_view AName, TPropertyValue AValue) const;
 
   const TRef<TCallGate> FGate = MakeRef<TCallGate>();
   const TRef<TPropertyChanges> FChanges = MakeRef<TPropertyChanges>(*this, FGate);
-  mutable std::mutex FComponentsMutex;  // name, owner and owned components
+  mutable std::mutex FComponentsMutex;  // name, tag, owner and owned components
   std::string FName;
   TField<TComponent*> FOwner;
   std::vector<TComponent*> FComponents;
@@ -209,6 +212,9 @@ class TLockComponent : public TComponent {
 
  protected:
   void BeforeDestruction() override;
+  void AfterRelease(std::function<void()> AEvent) override {
+    FLock->AfterRelease(std::move(AEvent));
+  }
   // Takes the links of the input pins off: nothing comes in any more.
   void EndInputs();
 

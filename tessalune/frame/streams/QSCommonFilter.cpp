@@ -246,6 +246,7 @@ TKLNotifyResult TQSCommonTypedFilter<T, TSourcePin, TSinkPin>::SourceDispatch(
     TKLBasicPin& ASender, TKLBasicPin* AOtherPin, const TGUID& ADataTypeID,
     IKLNotifyOperation& AOperation, TKLNotifyState AState) {
   if (FInputPin.IsConnected()) return FInputPin.Notify(AOperation);
+  if (AOperation.IsType<TKLStopOperation>()) return {};  // as in GKLPassTroughDispatch
   return SinkDispatch(ASender, AOtherPin, ADataTypeID, AOperation, AState);
 }
 

@@ -62,7 +62,7 @@ class TQSBasicThreadedFilter : public TVBInputOutputLockComponent, public IFlush
   void BeforeDestruction() override;
 
   // The event for an input pin: keeps what is no block behind the blocks that are queued, then
-  // calls SinkDispatch.
+  // calls SinkDispatch. The pin has to live as long as the filter, so it is none of a list's.
   TKLNotifyEvent SinkEvent();
 
   std::atomic<bool> FRunning{false};  // between StreamStart and StreamStop
@@ -147,7 +147,8 @@ class TQSCommonTypedFilter : public TQSCommonFilter {
                                      TRef<IQSDataBuffer> AOutBuffer) override;
   TKLPin* GetOutputPin() override { return &FOutputPin; }
 
-  // What comes up from the sinks: it goes on up, or, without a link there, to SinkDispatch.
+  // What comes up from the sinks goes on up; without a link there a stop ends here, and the rest
+  // goes to SinkDispatch.
   virtual TKLNotifyResult SourceDispatch(TKLBasicPin& ASender, TKLBasicPin* AOtherPin,
                                          const TGUID& ADataTypeID, IKLNotifyOperation& AOperation,
                                          TKLNotifyState AState);

@@ -1,3 +1,4 @@
+#include <tessalune/frame/runtime/QSMainThread.h>
 #include <tessalune/frame/streams/QSCommonGen.h>
 
 #include <algorithm>
@@ -208,7 +209,7 @@ void TQSBasicCommonGen::Start() {
 
 void TQSBasicCommonGen::TryStart() {
   const ILockSection Section = WriteLock();
-  if (FIsRunning || !GetCanStart()) return;
+  if (FIsRunning || HasState(csDestroying) || !GetCanStart()) return;
   IntStart();
   InTurn([this, Stream = ++FStream] { TellStart(Stream); });
 }
@@ -246,7 +247,11 @@ void TQSBasicCommonGen::TellStart(TStream AStream) {
     StartPump();
     OnStream(AStream, [this, AStream] { StartClock(AStream); });
   } catch (...) {
-    EndStream(AStream);
+    try {
+      EndStream(AStream);
+    } catch (...) {
+      QueueEndStream(AStream, [this, AStream] { PostStop(AStream); });
+    }
     throw;
   }
 }
@@ -272,6 +277,7 @@ void TQSBasicCommonGen::StartClock(TStream AStream) {
   auto Book = MakeRef<TClockBook>();
   auto Thread = MakeRef<TClockThread>(*this, AStream, FTimeSource, Book);
   const std::lock_guard Lock(FClockGenMutex);
+  if (HasState(csDestroying)) return;  // StopPump may have been there
   FClockBook = std::move(Book);
   FClockGen = Thread;
   Thread->Launch();
@@ -293,9 +299,11 @@ void TQSBasicCommonGen::StopPump() {
 
 void TQSBasicCommonGen::Stop() {
   const TCallScope Call(Gate());
-  if (!Call || !FIsRunning) return;
+  if (!Call) return;
   const ILockSection Section = StopLock();
-  EndStream(FStream);
+  if (FIsRunning) return EndStream(FStream);
+  // Another thread has ended it; its sinks are to know before this one goes on.
+  if (FStopsToTell > 0) InTurn([] {});
 }
 
 void TQSBasicCommonGen::EndStream(TStream AStream, std::function<void()> ATell) {
@@ -303,6 +311,17 @@ void TQSBasicCommonGen::EndStream(TStream AStream, std::function<void()> ATell) 
   if (!FIsRunning || FStream != AStream) return;
   StreamStop();
   TellStopInTurn(std::move(ATell));
+}
+
+void TQSBasicCommonGen::QueueEndStream(TStream AStream, std::function<void()> ATell) {
+  MainThread().Execute(*this, [this, AStream, Tell = std::move(ATell)] {
+    try {
+      EndStream(AStream, Tell);
+    } catch (...) {
+      QueueEndStream(AStream, Tell);
+      throw;
+    }
+  });
 }
 
 void TQSBasicCommonGen::TellStopInTurn(std::function<void()> ATell) {
@@ -333,8 +352,19 @@ void TQSBasicCommonGen::StreamStop() {
 }
 
 void TQSBasicCommonGen::PostStop(TStream AStream) {
-  if (FSentStream == AStream) NotifyOutputPins(*MakeRef<TKLStopOperation>());
-  FireStop();
+  FireStopBehind([&] {
+    if (FSentStream == AStream) NotifyOutputPins(*MakeRef<TKLStopOperation>());
+  });
+}
+
+void TQSBasicCommonGen::FireStopBehind(const std::function<void()>& ATell) {
+  try {
+    ATell();
+  } catch (...) {
+    RunReported(this, [this] { FireEvent(FOnStop); });
+    throw;
+  }
+  FireEvent(FOnStop);
 }
 
 void TQSBasicCommonGen::BeforeDestruction() {
@@ -401,12 +431,15 @@ double RateOfStart(IKLNotifyOperation& AStart) {
 }  // namespace
 
 TKLNotifyResult TQSBasicCommonGen::ClockDispatch(IKLNotifyOperation& AOperation) {
+  if (AOperation.IsType<TKLStopOperation>()) {
+    // The link that brings it may be the last one, and gone.
+    if (FExternal) Stop();
+    return {};
+  }
   if (!ClockIsExternal()) return {};
   if (AOperation.IsType<TKLStartOperation>()) {
     FClockRate = RateOfStart(AOperation);
     TryStart();
-  } else if (AOperation.IsType<TKLStopOperation>()) {
-    Stop();
   } else if (AOperation.IsType<TKLClockOperation>() && FIsPump && FExternal) {
     Clock(AOperation.GetInstance<TKLClockOperation>().Samples);
   }

@@ -49,7 +49,9 @@ class TQSBasicCommonGen : public TLockComponent, public IPumpable {
   // Starts the stream, unless one runs or the generator is disabled. What prevents it (a file that
   // cannot be opened, here or downstream) is an EQSException; no stream runs then.
   void Start() final;
-  // Ends the stream; nothing if none runs.
+  // Ends the stream; nothing if none runs. When it returns, no block follows and the sinks know,
+  // also where another thread was the one that ended it; inside a block, that holds when the block
+  // has reached all sinks.
   void Stop() final;
   // Makes one block now, on this thread; for a host that pumps (with csExternal). True if the
   // stream still runs afterwards.
@@ -58,7 +60,8 @@ class TQSBasicCommonGen : public TLockComponent, public IPumpable {
 
   // Ticks that drive the generator at csExternal or csAuto. A tick makes one block; one with a
   // count of samples (a block, a single value) makes as many blocks as its time holds, at the rates
-  // of both streams. A start and a stop on the pin start and stop the generator.
+  // of both streams. A start on the pin starts the generator, a stop ends a stream that began while
+  // ticks drove it, also where the link that brings it is the last one and goes.
   //
   // One tick makes at most MostBlocksPerTick blocks. Rates that ask for more are no mistake that
   // could be told from an intention, so the stream goes on: what is beyond is left out, and Dropped
@@ -122,7 +125,8 @@ class TQSBasicCommonGen : public TLockComponent, public IPumpable {
 
   void MasterPump(TObject* APump, std::uint32_t AOperationID);
   void StopPump();
-  void FireStop() { FireEvent(FOnStop); }
+  // Fires OnStop behind ATell, whatever that throws.
+  void FireStopBehind(const std::function<void()>& ATell);
   bool ClockIsExternal() const;
 
   // The number of a stream. Who works for one stream keeps its number and acts, inside the lock, by
@@ -140,6 +144,8 @@ class TQSBasicCommonGen : public TLockComponent, public IPumpable {
   void EndStream(TStream AStream) {
     EndStream(AStream, [this, AStream] { PostStop(AStream); });
   }
+  // The same on the main thread, and again there as long as a circle of locks refuses it.
+  void QueueEndStream(TStream AStream, std::function<void()> ATell);
   // The event for the clock pin and the output pins.
   TKLNotifyEvent DispatchEvent();
   // True if a block may be made; inside the lock.

@@ -67,7 +67,6 @@ void TQSMultiInput::QueuedPinCreateFunction(TQSKLQueuedPinImpl& AInput) {
 }
 
 void TQSMultiInput::QueuedPinDestroyFunction(TQSKLQueuedPinImpl& AInput) {
-  GetOutputPin().RemoveFunctionSource(AInput.Pin());
   TQSKLQueuedPinImpl::TGone Gone;
   TMutexLock Mutex(FMutex);
   std::erase(FAllInputPins, &AInput);
@@ -103,7 +102,10 @@ TKLNotifyResult TQSMultiInput::SinkDispatch(TQSKLQueuedPinImpl& AInput, TKLBasic
     SendAlong(TWaitKind::Drain, Mutex);
     return {};
   }
-  if (AOperation.IsType<TKLStopOperation>()) return StopInput(AInput, AOperation);
+  if (AOperation.IsType<TKLStopOperation>()) {
+    StopInput(AInput);
+    return {};
+  }
   if (AOperation.IsType<TKLIgnoreStreamOperation>()) return Ignore(AInput, AOperation);
   if (AOperation.IsType<TKLStartPumpOperation>()) {
     TMutexLock Mutex(FMutex);
@@ -139,18 +141,14 @@ void TQSMultiInput::TakeBlock(TQSKLQueuedPinImpl& AInput, TRef<IQSDataBuffer> AB
   }
 }
 
-TKLNotifyResult TQSMultiInput::StopInput(TQSKLQueuedPinImpl& AInput,
-                                         IKLNotifyOperation& AOperation) {
+// Without a stream it is passed on, unless somebody sends just now: then a stop is on its way.
+void TQSMultiInput::StopInput(TQSKLQueuedPinImpl& AInput) {
   TMutexLock Mutex(FMutex);
-  if (!FRunning && FStreams == 0) {
-    Mutex.unlock();
-    return GetOutputPin().Notify(AOperation);
-  }
+  if (!FRunning && FStreams == 0 && FSender == nullptr) FStopsIdle = true;
   AInput.Stop();
   FPumpIsDue = true;
   FKnown = 0;
   SendAlong(TWaitKind::Drain, Mutex);
-  return {};
 }
 
 TKLNotifyResult TQSMultiInput::Ignore(TQSKLQueuedPinImpl& AInput, IKLNotifyOperation& AOperation) {
@@ -202,7 +200,8 @@ TKLNotifyResult TQSMultiInput::SourceDispatch(TKLBasicPin&, TKLBasicPin*, const 
   return {};
 }
 
-// Up all inputs; without a link there, down to the other sinks.
+// Up all inputs; without a link there, down to the other sinks, but for a stop: no stream runs
+// then, or what is held of one goes out before its stop.
 TKLNotifyResult TQSMultiInput::AskInputs(IKLNotifyOperation& AOperation) {
   TKLNotifyResult Result;
   std::exception_ptr Error;
@@ -222,7 +221,7 @@ TKLNotifyResult TQSMultiInput::AskInputs(IKLNotifyOperation& AOperation) {
     }
   }
   if (Error) std::rethrow_exception(Error);
-  if (IsLinked) return Result;
+  if (IsLinked || AOperation.IsType<TKLStopOperation>()) return Result;
   if (AOperation.IsType<TKLQueryStreamOperation>()) {
     GetOutputPin().Notify(MakeRef<TKLIgnoreStreamOperation>());
   }
@@ -307,7 +306,9 @@ void TQSMultiInput::TrySend(TMutexLock& AMutex) {
 
 // Inside the mutex, like all that finds a step.
 TQSMultiInput::TStep TQSMultiInput::NextStep() {
-  if (!FRunning) return FStreams > 0 ? NextStart() : TStep::None;
+  const bool StopsIdle = std::exchange(FStopsIdle, false);
+  if (!FRunning && FStreams > 0) return NextStart();
+  if (!FRunning) return StopsIdle ? TStep::Stop : TStep::None;
   if (FHeldPump && FPumpIsDue && FStartIsOut) return TStep::Pump;
   for (; FKnown < FAllInputPins.size(); ++FKnown) {
     TQSKLQueuedPinImpl& Input = *FAllInputPins[FKnown];
@@ -343,9 +344,11 @@ void TQSMultiInput::CalculateRate() {
 TQSMultiInput::TStep TQSMultiInput::NextBlock() {
   const bool AutoSize = FOutputBuffer.AutoSize();
   if (AutoSize && FFilled > 0) return TStep::Flush;
-  if (FFilled == 0) FBlockSize = AutoSize ? 0 : FOutputBuffer.Size();
-  std::int64_t Count = FBlockSize > 0 ? FBlockSize - FFilled
-                                      : std::int64_t{std::numeric_limits<std::int32_t>::max()};
+  const std::int32_t Ratio = OutputsPerInput();
+  // Whole numbers of input samples, so the size may be rounded up.
+  if (FFilled == 0) FBlockSize = AutoSize ? 0 : (FOutputBuffer.Size() + Ratio - 1) / Ratio * Ratio;
+  std::int64_t Count =
+      (FBlockSize > 0 ? FBlockSize - FFilled : std::numeric_limits<std::int32_t>::max()) / Ratio;
   for (const TQSKLQueuedPinImpl* Input : FAllInputPins) {
     if (Input->IsRunning()) Count = std::min(Count, Input->NextBorder());
   }
@@ -504,6 +507,7 @@ void TQSTypedMultiInput<TIn, TOut>::CalculateSendOutput(std::int32_t ABufferSize
       if (Owner.FBlockSize == 0) Owner.FBlock = nullptr;
     }
   } End{*this};
+  const std::int32_t Size = ABufferSize * OutputsPerInput();
   FSamples.clear();
   bool IsFirst = true;
   for (TQSInputPiece& Piece : FPieces) {
@@ -523,19 +527,19 @@ void TQSTypedMultiInput<TIn, TOut>::CalculateSendOutput(std::int32_t ABufferSize
     FSamples.push_back(Block->Read() + Piece.Offset);
     if constexpr (std::same_as<TIn, TOut>) {
       // Nobody else knows the block: its memory becomes the output's.
-      const bool IsOurs = FBlockSize == 0 && Block->GetSize() == ABufferSize &&
+      const bool IsOurs = FBlockSize == 0 && Size == ABufferSize && Block->GetSize() == Size &&
                           Block->HasSingleReference() && Block->Unique();
       if (IsFirst && IsOurs) FBlock = StaticRefCast<TQSTypedBuffer<TIn>>(std::move(Piece.Block));
     }
     IsFirst = false;
   }
-  TOut* const Out = Room(ABufferSize);
+  TOut* const Out = Room(Size);
   if (!Calculate(FSamples, Out, ABufferSize)) return;
   End.LetGo();
   if (FBlockSize == 0) {
     FOutputPin.SubmitBuffer(std::move(FBlock));
   } else {
-    FFilled += ABufferSize;
+    FFilled += Size;
     if (FFilled == FBlockSize) SendFilled();
   }
 }

@@ -92,8 +92,11 @@ class TQSMultiInput : public TLockComponent, public ILossReport, public IRemarks
   virtual TKLNotifyResult SourceDispatch(TKLBasicPin& ASender, TKLBasicPin* AOtherPin,
                                          const TGUID& ADataTypeID, IKLNotifyOperation& AOperation,
                                          TKLNotifyState AState);
-  // Sends the next ABufferSize samples, of FPieces, or adds them to a block of FBlockSize samples,
-  // of which FFilled are there; outside the locks.
+  // Output samples for one sample of each input, as long as the component lives. The rates are
+  // those of the inputs all the same.
+  virtual std::int32_t OutputsPerInput() const { return 1; }
+  // Sends what the next ABufferSize samples of the inputs, FPieces, make, or adds it to a block of
+  // FBlockSize samples, of which FFilled are there; outside the locks.
   virtual void CalculateSendOutput(std::int32_t ABufferSize) = 0;
   // Sends what is there of such a block.
   virtual void SendFilled() = 0;
@@ -120,7 +123,7 @@ class TQSMultiInput : public TLockComponent, public ILossReport, public IRemarks
   void QueuedPinDestroyFunction(TQSKLQueuedPinImpl& AInput);
   void Begin(TQSKLQueuedPinImpl& AInput, double ARate);
   void TakeBlock(TQSKLQueuedPinImpl& AInput, TRef<IQSDataBuffer> ABlock);
-  TKLNotifyResult StopInput(TQSKLQueuedPinImpl& AInput, IKLNotifyOperation& AOperation);
+  void StopInput(TQSKLQueuedPinImpl& AInput);
   TKLNotifyResult StartPump(const TKLStartPumpOperation& AOperation, TMutexLock& AMutex);
   TKLNotifyResult Ignore(TQSKLQueuedPinImpl& AInput, IKLNotifyOperation& AOperation);
   TKLNotifyResult AskInputs(IKLNotifyOperation& AOperation);
@@ -144,6 +147,7 @@ class TQSMultiInput : public TLockComponent, public ILossReport, public IRemarks
   std::size_t FKnown = 0;  // inputs before this one need no look until something is sent
   bool FRunning = false;   // the start is on its way or out, the stop is not
   bool FStartIsOut = false;
+  bool FStopsIdle = false;                // a stop came while no stream was there
   bool FPumpIsDue = false;                // no other source can still be in its start
   TRef<TKLStartPumpOperation> FHeldPump;  // of a source that came before the start
   TObject* FPumpStarted = nullptr;
@@ -179,9 +183,9 @@ class TQSTypedMultiInput : public TQSMultiInput {
   void SendFilled() override;
   TKLSourcePin& GetOutputPin() override { return FOutputPin; }
 
-  // Computes ACount samples. AInputs has the samples of each input in the order of the pins, null
-  // for one without a stream; at least one has. AOut may be what the first of those has. False:
-  // there is nothing to send, and the samples are passed over.
+  // Computes ACount * OutputsPerInput() samples. AInputs has the samples of each input in the order
+  // of the pins, null for one without a stream; at least one has. AOut may be what the first of
+  // those has. False: there is nothing to send, and the samples are passed over.
   virtual bool Calculate(std::span<const TIn* const> AInputs, TOut* AOut, std::int32_t ACount) = 0;
 
  private:

@@ -103,4 +103,14 @@ TKLClockMultiSinkPin::TKLClockMultiSinkPin(TKLPinOwner AOwner, TKLNotifyEvent AE
           }(),
           std::move(AEvent)) {}
 
+TKLNotifyResult NotifyBoth(TKLPin& AFirst, TKLPin& ASecond, IKLNotifyOperation& AOperation) {
+  try {
+    AFirst.Notify(AOperation);
+  } catch (...) {
+    if (AOperation.IsType<TKLStopOperation>()) ASecond.Notify(AOperation);
+    throw;
+  }
+  return ASecond.Notify(AOperation);
+}
+
 }  // namespace tessalune

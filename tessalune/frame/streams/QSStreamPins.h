@@ -150,4 +150,8 @@ class TKLClockMultiSinkPin : public TKLMultiSinkPin {
   explicit TKLClockMultiSinkPin(TKLPinOwner AOwner, TKLNotifyEvent AEvent = {});
 };
 
+// Notifies two outputs, one behind the other; the result is that of the second. A stop reaches
+// both, whatever the first one's sinks throw.
+TKLNotifyResult NotifyBoth(TKLPin& AFirst, TKLPin& ASecond, IKLNotifyOperation& AOperation);
+
 }  // namespace tessalune

@@ -1,0 +1,127 @@
+#include <tessalune/frame/runtime/QSCategories.h>
+#include <tessalune/frame/runtime/QSComponentRegistry.h>
+#include <tessalune/transforms/QSGoertzOne.h>
+
+#include <limits>
+#include <utility>
+
+namespace tessalune {
+namespace {
+
+constexpr TPropertyInfo<double> FrequencyInfo{.Name = "Frequency",
+                                              .Default = 500.0,
+                                              .Bounds = AtLeast(0.0),
+                                              .Design = Between(0.0, 500000000.0),
+                                              .Unit = "Hz",
+                                              .Doc = "What is measured; below the sample rate."};
+
+}  // namespace
+
+TQSGoertzOne::TQSGoertzOne(TConstruct AConstruct)
+    : TQSBasicThreadedEnableFilter(AConstruct),
+      FInputPin({*this, FInputLock}, SinkEvent()),
+      FOutputPin({*this, FOutputLock}),
+      FSpectrumOutputPin({*this, FLock}) {
+  FOutputPin.AddFunctionSource(FInputPin);
+  FSpectrumOutputPin.AddFunctionSource(FInputPin);
+}
+
+const TPublishedTable& TQSGoertzOne::Published() {
+  static const TPublishedTable Table =
+      TPublishedTable({.Name = "TQSGoertzOne",
+                       .DisplayName = "Goertzel Filter (Detect Frequency)",
+                       .Category = categories::Transforms,
+                       .Doc = "One frequency in each block of a real or complex stream: a bin of "
+                              "its Fourier transform, not divided by the block's size. Nothing is "
+                              "measured while it is disabled. SpectrumOutputPin sends values "
+                              "without a start before them."},
+                      &TQSBasicThreadedEnableFilter::Published())
+          .Pin("InputPin", &TQSGoertzOne::InputPin, "The stream to measure, real or complex.", true)
+          .Pin("OutputPin", &TQSGoertzOne::OutputPin, "The result of each block.", true)
+          .Pin("SpectrumOutputPin", &TQSGoertzOne::SpectrumOutputPin,
+               "The magnitude of each result, sent behind it.", true)
+          .Property(FrequencyInfo, &TQSGoertzOne::Frequency, &TQSGoertzOne::SetFrequency)
+          .Event("OnCalculate", &TQSGoertzOne::SetOnCalculate,
+                 {"RealValue", "ImaginaryValue", "SpectrumValue"},
+                 "A block has been measured, and the pins send the result next.");
+  return Table;
+}
+
+void TQSGoertzOne::SetFrequency(double AValue) { NotifySetter(FrequencyInfo, FFrequency, AValue); }
+
+void TQSGoertzOne::SetOnCalculate(TQSComplexNotifyEvent AHandler) {
+  NotifySetter("OnCalculate", FOnCalculate, std::move(AHandler));
+}
+
+std::vector<std::string> TQSGoertzOne::Remarks() const {
+  if (!FHasNoResult) return {};
+  const double Rate = FSampleRate;
+  if (!(Rate > 0.0)) {
+    return {"the stream has no sample rate, so there is no result but NaN"};
+  }
+  return {"Frequency was " + NumberText(FFrequency) + " Hz and the sample rate " +
+          NumberText(Rate) + " Hz, so there is no result but NaN; set a Frequency below the rate"};
+}
+
+TKLNotifyResult TQSGoertzOne::SinkDispatch(TKLBasicPin& ASender, TKLBasicPin* AOtherPin,
+                                           const TGUID& ADataTypeID, IKLNotifyOperation& AOperation,
+                                           TKLNotifyState AState) {
+  if (!AOperation.IsType<TKLStartSampleRateOperation>()) {
+    return TQSBasicThreadedEnableFilter::SinkDispatch(ASender, AOtherPin, ADataTypeID, AOperation,
+                                                      AState);
+  }
+  StreamStart();
+  if (ADataTypeID == RealStream.ID) FIsComplex = false;
+  if (ADataTypeID == ComplexStream.ID) FIsComplex = true;
+  FSampleRate = AOperation.GetInstance<TKLStartSampleRateOperation>().Rate;
+  FHasNoResult = false;
+  return FOutputPin.Notify(MakeRef<TKLStartRateOperation>(FSampleRate));
+}
+
+TKLNotifyResult TQSGoertzOne::IntSingleOperation(IKLNotifyOperation& AOperation) {
+  if (!AOperation.IsType<TKLSuppliedBufferOperation>()) return {};
+  return IntSingleBufferOperation(TQSGenericBuffer::CreateUniversal(
+      AOperation.GetInstance<TKLSuppliedBufferOperation>().Take()));
+}
+
+TKLNotifyResult TQSGoertzOne::IntSingleBufferOperation(TRef<IQSDataBuffer> ABuffer) {
+  if (!IsEnabled()) return {};
+  const TGUID& Type = ABuffer->GetDataTypeID();
+  if (Type == ComplexStream.ID || (FIsComplex && Type != RealStream.ID)) {
+    InternalOperationComplex(*TQSComplexBuffer::CreateUniversal(std::move(ABuffer)));
+  } else {
+    InternalOperationReal(*TQSRealBuffer::CreateUniversal(std::move(ABuffer)));
+  }
+  return {};
+}
+
+void TQSGoertzOne::InternalOperationReal(const IQSRealBuffer& AInBuffer) {
+  const std::int32_t Count = AInBuffer.GetSize();
+  FInternalComplexBuffer->Resize(Count, false);
+  ippsRealToCplx_64f(AInBuffer.Read(), nullptr, FInternalComplexBuffer->Write(), Count);
+  InternalOperationComplex(*FInternalComplexBuffer);
+}
+
+void TQSGoertzOne::InternalOperationComplex(const IQSComplexBuffer& AInBuffer) {
+  if (AInBuffer.GetSize() == 0) return;
+  TComplex Result{};
+  FHasNoResult = ippsGoertz_64fc(AInBuffer.Read(), AInBuffer.GetSize(), &Result,
+                                 FFrequency / FSampleRate) != ippStsNoErr;
+  if (FHasNoResult) {
+    constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
+    Result = {NaN, NaN};
+  }
+  FinishProcess(Result);
+}
+
+void TQSGoertzOne::FinishProcess(TComplex AResultValue) {
+  double Spectrum = 0.0;
+  ippsMagnitude_64fc(&AResultValue, &Spectrum, 1);
+  FOnCalculate(*this, AResultValue.Re, AResultValue.Im, Spectrum);
+  FOutputPin.SetValue(AResultValue);
+  FSpectrumOutputPin.SetValue(Spectrum);
+}
+
+void QSGoertzOne::RegisterPkg() { RegisterComponents({ClassOf<TQSGoertzOne>()}); }
+
+}  // namespace tessalune

@@ -1,0 +1,115 @@
+#include <tessalune/frame/runtime/QSCategories.h>
+#include <tessalune/frame/runtime/QSComponentRegistry.h>
+#include <tessalune/transforms/QSHaar.h>
+
+#include <cstdint>
+#include <utility>
+
+namespace tessalune {
+
+TQSHaar::TQSHaar(TConstruct AConstruct)
+    : TLockComponent(AConstruct),
+      FInputPin({*this, FLock},
+                [this](TKLBasicPin&, TKLBasicPin*, const TGUID&, IKLNotifyOperation& AOperation,
+                       TKLNotifyState) { return SinkDispatch(AOperation); }),
+      FDetailOutputPin({*this, FLock}, SourceEvent()),
+      FCoarseOutputPin({*this, FLock}, SourceEvent()) {
+  FDetailOutputPin.AddFunctionSource(FInputPin);
+  FCoarseOutputPin.AddFunctionSource(FInputPin);
+}
+
+const TPublishedTable& TQSHaar::Published() {
+  static const TPublishedTable Table =
+      TPublishedTable({.Name = "TQSHaar",
+                       .DisplayName = "Performs Haar Transform",
+                       .Category = categories::Transforms,
+                       .Doc = "Splits each block into the means and the half differences of its "
+                              "pairs of samples. Both outputs keep the rate of the input, though "
+                              "they have half as many samples."},
+                      &TComponent::Published())
+          .Pin("InputPin", &TQSHaar::InputPin, "The stream to split.", true)
+          .Pin("DetailOutputPin", &TQSHaar::DetailOutputPin,
+               "The high band: half the difference of each pair.", true)
+          .Pin("CoarseOutputPin", &TQSHaar::CoarseOutputPin, "The low band: each pair's mean.",
+               true);
+  return Table;
+}
+
+TKLNotifyEvent TQSHaar::SourceEvent() {
+  return GKLPassTroughDispatch(
+      FInputPin, [this](TKLBasicPin&, TKLBasicPin*, const TGUID&, IKLNotifyOperation& AOperation,
+                        TKLNotifyState) { return SinkDispatch(AOperation); });
+}
+
+TKLNotifyResult TQSHaar::SinkDispatch(IKLNotifyOperation& AOperation) {
+  if (AOperation.IsType<TKLSuppliedBufferOperation>()) {
+    InternalOperation(TQSRealBuffer::CreateUniversal(
+        AOperation.GetInstance<TKLSuppliedBufferOperation>().Take()));
+    return {};
+  }
+  if (AOperation.IsType<TKLStartOperation>()) FHasLone = false;
+  return NotifyBoth(FDetailOutputPin, FCoarseOutputPin, AOperation);
+}
+
+void TQSHaar::InternalOperation(TRef<IQSRealBuffer> AInBuffer) {
+  if (!FDetailOutputPin.IsConnected() && !FCoarseOutputPin.IsConnected()) {
+    FHasLone = false;
+    return;
+  }
+  const double* In = AInBuffer->Read();
+  const std::int32_t Size = AInBuffer->GetSize();
+  if (Size == 0) return;
+  const bool HasLone = FHasLone;
+  const double Pair[2] = {FLone, In[0]};
+  const std::int32_t Left = HasLone ? Size - 1 : Size;  // behind the sample that completes a pair
+  FHasLone = Left % 2 != 0;
+  FLone = In[Size - 1];
+  const std::int32_t Pairs = Left / 2 + (HasLone ? 1 : 0);
+  if (Pairs == 0) return;
+  auto Detail = TQSRealBuffer::CreateSize(Pairs);
+  auto Coarse = TQSRealBuffer::CreateSize(Pairs);
+  double* High = Detail->Write();
+  double* Low = Coarse->Write();
+  if (HasLone) ippsWTHaarFwd_64f(Pair, 2, Low++, High++);
+  ippsWTHaarFwd_64f(In + (Size - Left), Left - Left % 2, Low, High);
+  AInBuffer = nullptr;
+  if (FDetailOutputPin.IsConnected()) FDetailOutputPin.SubmitBuffer(std::move(Detail));
+  if (FCoarseOutputPin.IsConnected()) FCoarseOutputPin.SubmitBuffer(std::move(Coarse));
+}
+
+// --- the inverse ---
+
+TQSInverseHaar::TQSInverseHaar(TConstruct AConstruct)
+    : TQSRealMultiInput(AConstruct), FDetailInputPin(*this), FCoarseInputPin(*this) {}
+
+const TPublishedTable& TQSInverseHaar::Published() {
+  static const TPublishedTable Table =
+      TPublishedTable({.Name = "TQSInverseHaar",
+                       .DisplayName = "Performs Inverse Haar Transform",
+                       .Category = categories::Transforms,
+                       .Doc = "Joins the two bands of TQSHaar again; one that is missing counts as "
+                              "zeros."},
+                      &TQSRealMultiInput::Published())
+          .Pin("DetailInputPin", &TQSInverseHaar::DetailInputPin, "The high band.", true)
+          .Pin("CoarseInputPin", &TQSInverseHaar::CoarseInputPin, "The low band.", true);
+  return Table;
+}
+
+bool TQSInverseHaar::Calculate(std::span<const double* const> AInputs, double* AOut,
+                               std::int32_t ACount) {
+  TRef<IQSRealBuffer> Zeros;
+  const auto Band = [&](const double* ASamples) {
+    if (ASamples != nullptr) return ASamples;
+    Zeros = TQSRealBuffer::CreateSize(ACount);
+    Zeros->Zero();
+    return Zeros->Read();
+  };
+  const double* const Detail = Band(AInputs[0]);
+  const double* const Coarse = Band(AInputs[1]);
+  ippsWTHaarInv_64f(Coarse, Detail, AOut, 2 * ACount);
+  return true;
+}
+
+void QSHaar::RegisterPkg() { RegisterComponents({ClassOf<TQSHaar>(), ClassOf<TQSInverseHaar>()}); }
+
+}  // namespace tessalune
