@@ -51,13 +51,13 @@ struct TLoadedGraph {
   // What a run needs beyond a sound graph: its files, its pins to watch.
   void CheckRun(const TOptions& AOptions) {
     if (!Graph) return;
-    CheckFiles(*Graph, AOptions.WatchFile, Mistakes);
+    Script.emplace(*Graph, Mistakes);
+    CheckFiles(*Graph, Script->Files(), AOptions.WatchFile, Mistakes);
     for (const std::string& Name : AOptions.Watch) {
       Graph->Run().Watch.emplace_back().Text = Name;
       Graph->Run().Watch.back().Path = "--watch " + Name;
     }
     Watched = FindWatched(*Graph, Graph->Run(), Mistakes);
-    Script.emplace(*Graph, Mistakes);
     if (!AOptions.WatchFile.empty() && Graph->Run().Watch.empty()) {
       Mistakes.Add({}, "--watch-file " + AOptions.WatchFile,
                    "nothing is watched; name a pin with --watch Component.Pin");

@@ -53,15 +53,21 @@ class TFileCheck {
  public:
   TFileCheck(const TGraph& AGraph, TMistakes& AMistakes) : FGraph(AGraph), FMistakes(AMistakes) {}
 
-  void Run(const std::string& ATable) {
+  void Run(const std::vector<TNamedFile>& ALater, const std::string& ATable) {
     for (const auto Way : {TFileWay::Writes, TFileWay::Reads}) {
       for (const TComponent* Component : FGraph.Components()) {
         const auto* User = dynamic_cast<const IFileUser*>(Component);
         if (User == nullptr) continue;
         for (const TUsedFile& File : User->UsedFiles()) {
-          if (File.Way == Way) Check(*Component, File);
+          if (File.Way == Way) Check(*Component, File, FGraph.Where(*Component, File.Property));
         }
       }
+      for (const TNamedFile& Later : ALater) {
+        if (Later.File.Way == Way) Check(*Later.Component, Later.File, Later.Where);
+      }
+    }
+    if (!ATable.empty() && Identity(ATable) == Identity(FMistakes.File())) {
+      FMistakes.Add({}, "--watch-file " + ATable, "that file is the graph; name another one");
     }
     for (const auto& Used : {FWritten, FRead}) {
       const auto User = Used.find(Identity(ATable));
@@ -72,11 +78,10 @@ class TFileCheck {
   }
 
  private:
-  void Check(const TComponent& AComponent, const TUsedFile& AFile) {
+  void Check(const TComponent& AComponent, const TUsedFile& AFile, const TGraph::TWhere& AWhere) {
     const bool Writes = AFile.Way == TFileWay::Writes;
     const auto Tell = [&](const std::string& AMessage) {
-      const TGraph::TWhere Where = FGraph.Where(AComponent, AFile.Property);
-      FMistakes.Add(Where.Place, Where.Path, AComponent.Describe() + ": " + AMessage);
+      FMistakes.Add(AWhere.Place, AWhere.Path, AComponent.Describe() + ": " + AMessage);
     };
     const std::string& Name = AFile.FileName;
     if (Name.empty()) {
@@ -86,10 +91,13 @@ class TFileCheck {
     if (const auto Reason = Writes ? WhyNotWritable(Name) : std::nullopt) {
       return Tell("cannot write \"" + Name + "\": " + *Reason);
     }
+    if (Writes && Identity(Name) == Identity(FMistakes.File())) {
+      return Tell("would overwrite \"" + Name + "\", which is the graph; name another file");
+    }
     std::error_code Error;
     if (Writes && fs::exists(Name, Error) && !fs::is_regular_file(Name, Error)) return;  // a device
     const auto Writer = FWritten.find(Identity(Name));
-    if (Writer != FWritten.end()) {
+    if (Writer != FWritten.end() && Writer->second != &AComponent) {
       return Tell(Writer->second->Describe() +
                   (Writes
                        ? " writes \"" + Name + "\" too; name another file"
@@ -109,8 +117,9 @@ class TFileCheck {
 
 }  // namespace
 
-void CheckFiles(const TGraph& AGraph, const std::string& ATable, TMistakes& AMistakes) {
-  TFileCheck(AGraph, AMistakes).Run(ATable);
+void CheckFiles(const TGraph& AGraph, const std::vector<TNamedFile>& ALater,
+                const std::string& ATable, TMistakes& AMistakes) {
+  TFileCheck(AGraph, AMistakes).Run(ALater, ATable);
 }
 
 }  // namespace tessalune::host

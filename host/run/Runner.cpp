@@ -31,6 +31,13 @@ void ForEachEvent(
   }
 }
 
+// Of a filter's Threading: whether its queue drops what it has no room for.
+bool DropsBlocks(TPersistent& AThreading) {
+  TPersistent& Queue = AThreading.PublishedTable().FindProperty("Queue")->Object(AThreading);
+  return Queue.PublishedTable().FindProperty("FullMode")->Get(Queue) ==
+         TPropertyValue(std::string("fmDropData"));
+}
+
 std::string LagText(const TSource& ASource, const TClockLag& ALag) {
   std::string Text = ASource.Component().Describe() + " fell behind its clock, by up to " +
                      Rounded(ALag.Greatest) + " s (" + Rounded(ALag.GreatestAt) +
@@ -103,15 +110,20 @@ void TRun::ListenTo(TComponent& AComponent) {
   if (Ended) {
     Source->Gen().SetOnStop([Ended](TObject&) { Ended(); });
   }
-  if (Observer == nullptr) return;
   ForEachEvent(AComponent, "",
                [&](const TPublishedEvent& AEvent, TPersistent& AObject, const std::string& AName) {
-                 // The published event is the one set above.
-                 const auto After = AName == "OnStop" ? Ended : std::function<void()>();
+                 std::function<void()> Then;
+                 if (AName == "OnStop") Then = Ended;  // the published event is the one set above
+                 if (AName == "Threading.OnQueueFull") {
+                   Then = [Drops = FDrops, &Count = (*FDrops)[&AComponent], &AObject] {
+                     if (DropsBlocks(AObject)) ++Count;
+                   };
+                 }
+                 if (Observer == nullptr && !Then) return;
                  AEvent.Listen(AObject, [Observer, &AComponent, AName,
-                                         After](const std::vector<TEventArgument>& AArguments) {
-                   Observer->Event(AComponent, AName, AArguments);
-                   if (After) After();
+                                         Then](const std::vector<TEventArgument>& AArguments) {
+                   if (Observer != nullptr) Observer->Event(AComponent, AName, AArguments);
+                   if (Then) Then();
                  });
                });
 }
@@ -141,7 +153,7 @@ void TRun::WaitForClocks() {
   while (!FSources.IsOver() && MayGoOn()) {
     FWakeUp->Wait(ReportPeriod);
     FErrors->Catch(nullptr, [] { MainThread().Process(); });
-    while (FSources.AnyIsAtCut() && MayGoOn()) DoSteps();
+    while (IsStepDue()) DoSteps();
     for (const auto& Source : FSources.All()) {
       FErrors->Catch(&Source->Component(), [&] { Source->StopIfSilent(TSteady::now() - FStart); });
     }
@@ -149,10 +161,14 @@ void TRun::WaitForClocks() {
   }
 }
 
-void TRun::SetCuts() {
-  FSources.SetCuts([this](double ARate) {
-    return FScript.IsOver() ? TSource::NoCut : FScript.NextSample(ARate);
-  });
+void TRun::SetCuts() { FSources.SetCuts(FScript.NextTime()); }
+
+// Sources that stand still on clocks of their own come to no sample: then the clock counts.
+bool TRun::IsStepDue() const {
+  if (FScript.IsOver() || !MayGoOn()) return false;
+  const std::chrono::duration<double> Elapsed = TSteady::now() - FStart;
+  return FSources.AnyIsAtCut() ||
+         (FSources.AllStandStill() && Elapsed.count() >= *FScript.NextTime());
 }
 
 // What the sources have made is worked off first, so that filters with threads of their own change
@@ -222,7 +238,7 @@ void TRun::AddFigures(TRunResult& AResult) const {
     if (Source->Drive() == TSource::TDrive::OwnClock) Lag = Source->Gen().ClockLag();
     AResult.Sources.push_back({&Source->Component(), Source->Delivered(), Rate, Lag});
     AResult.Samples = std::max(AResult.Samples, Source->Delivered());
-    AResult.Seconds = std::max(AResult.Seconds, static_cast<double>(Source->Delivered()) / Rate);
+    AResult.Seconds = std::max(AResult.Seconds, Source->DeliveredTime());
   }
   for (const TComponent* Component : FGraph.Components()) {
     if (const auto* User = dynamic_cast<const IFileUser*>(Component)) {
@@ -245,6 +261,18 @@ void TRun::AddRemarks(TRunResult& AResult) const {
   }
   if (FSources.AnyHasStarted()) {  // else it is an error
     for (const std::string& Remark : FSources.NotRun()) AResult.Remarks.push_back(Remark);
+  }
+  for (const auto& Source : FSources.All()) {
+    if (!Source->HasStarted() || Source->Gen().Enabled()) continue;
+    AResult.Remarks.push_back(Source->Component().Describe() +
+                              " was disabled on the way and not enabled again: it sent " +
+                              Counted(Source->Delivered(), "sample"));
+  }
+  for (const auto& [Component, Count] : *FDrops) {
+    if (Count == 0) continue;
+    AResult.Remarks.push_back(Component->Describe() + " dropped " + Counted(Count, "block") +
+                              ": its queue was full; raise Threading.Queue.Size, or set "
+                              "Threading.Queue.FullMode to fmBlock");
   }
   for (const auto& Source : FSources.All()) {
     if (Source->Drive() != TSource::TDrive::OwnClock) continue;

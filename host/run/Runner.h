@@ -13,8 +13,10 @@
 #include <tessalune/frame/runtime/QSException.h>
 #include <tessalune/frame/runtime/QSReports.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -103,6 +105,7 @@ class TRun {
   void ListenTo(TComponent& AComponent);
   void WaitForClocks();
   void SetCuts();
+  bool IsStepDue() const;
   void DoSteps();
   bool MayGoOn() const;
   void Report();
@@ -123,6 +126,9 @@ class TRun {
   TScript& FScript;
   TSources FSources;
   TValues FValues;
+  // Blocks that each filter's queue has dropped; outlives the run, since components keep handlers.
+  using TDrops = std::map<const TComponent*, std::atomic<std::int64_t>>;
+  const std::shared_ptr<TDrops> FDrops = std::make_shared<TDrops>();
   TUnhandledExceptionHook FHook;
   TSteady::time_point FStart;
   TSteady::time_point FLastReport;

@@ -8,7 +8,6 @@
 #include <tessalune/frame/runtime/QSException.h>
 
 #include <algorithm>
-#include <cmath>
 #include <unordered_map>
 #include <utility>
 
@@ -58,11 +57,21 @@ TScript::TStep TScript::Read(const TRunStep& AStep, const TGraph& AGraph,
   for (const TJsonNode& Member : AStep.Set) {
     const auto Named = AGraph.FindNamed(Member.Key, Member.KeyPlace, Member.Path, AMistakes);
     if (Named.Component == nullptr) continue;
+    if (Named.Name.empty()) {
+      AMistakes.Add(Member.KeyPlace, Member.Path,
+                    "expected is Component.Property, such as \"Gain.Value\"");
+      continue;
+    }
     Step.Changes.push_back({Named.Component, std::string(Named.Name), Member});
   }
   for (const TJsonNode& Name : AStep.Calls) {
     const auto Named = AGraph.FindNamed(Name.Text, Name.Place, Name.Path, AMistakes);
     if (Named.Component == nullptr) continue;
+    if (Named.Name.empty()) {
+      AMistakes.Add(Name.Place, Name.Path,
+                    "expected is Component.Action, such as \"Shot.Snapshot\"");
+      continue;
+    }
     try {
       Step.Calls.push_back({Named.Component, &ActionOf(*Named.Component, Named.Name)});
     } catch (const EQSException& Error) {
@@ -72,7 +81,7 @@ TScript::TStep TScript::Read(const TRunStep& AStep, const TGraph& AGraph,
   return Step;
 }
 
-void TScript::Try(TMistakes& AMistakes) const {
+void TScript::Try(TMistakes& AMistakes) {
   std::unordered_map<const TComponent*, TOwned<TComponent>> Copies;
   for (const TStep& Step : FSteps) {
     for (const TStep::TChange& Change : Step.Changes) {
@@ -86,16 +95,20 @@ void TScript::Try(TMistakes& AMistakes) const {
         SetProperty(*Copy, Change.Property, Change.Value);
       } catch (const EQSException& Error) {
         AMistakes.Add(Change.Value.Place, Change.Value.Path, Error.what());
+        continue;
+      }
+      const auto* User = dynamic_cast<const IFileUser*>(Copy.get());
+      if (User == nullptr) continue;
+      for (const TUsedFile& File : User->UsedFiles()) {
+        if (File.Property != Change.Property) continue;
+        FFiles.push_back({Change.Component, File, {Change.Value.Place, Change.Value.Path}});
       }
     }
   }
 }
 
-std::int64_t TScript::NextSample(double ARate) const {
-  const TStep& Step = FSteps[FNext];
-  if (Step.Samples && ARate == FTopRate) return *Step.Samples;
-  const double Sample = std::round(Step.Seconds * ARate);
-  return Sample < 0x1p62 ? static_cast<std::int64_t>(Sample) : std::int64_t{1} << 62;
+std::optional<double> TScript::NextTime() const {
+  return IsOver() ? std::nullopt : std::optional(FSteps[FNext].Seconds);
 }
 
 void TScript::DoNext(TErrors& AErrors) {

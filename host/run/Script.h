@@ -4,6 +4,7 @@
 #include "Errors.h"
 
 #include <host/Graph.h>
+#include <host/GraphFiles.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -20,11 +21,13 @@ class TScript {
   TScript(TGraph& AGraph, TMistakes& AMistakes);
 
   bool IsOver() const { return FNext == FSteps.size(); }
-  // The sample of a source with that rate before which the next step is to be done. Rates are those
-  // with which the run begins, so that steps do not move when one changes.
-  std::int64_t NextSample(double ARate) const;
+  // The stream time before which the next step is to be done; empty if there is none. A count of
+  // samples is one by the rates with which the run begins.
+  std::optional<double> NextTime() const;
   // Does the next step.
   void DoNext(TErrors& AErrors);
+  // That components use when a step has been done.
+  const std::vector<TNamedFile>& Files() const { return FFiles; }
   // Tells the steps that were not done.
   std::vector<std::string> Remarks() const;
 
@@ -48,10 +51,11 @@ class TScript {
   };
 
   TStep Read(const TRunStep& AStep, const TGraph& AGraph, TMistakes& AMistakes) const;
-  void Try(TMistakes& AMistakes) const;
+  void Try(TMistakes& AMistakes);
 
   double FTopRate = 0.0;  // the highest of all sources
   std::vector<TStep> FSteps;
+  std::vector<TNamedFile> FFiles;
   std::size_t FNext = 0;
 };
 

@@ -5,6 +5,7 @@
 #include <tessalune/frame/streams/QSSimpleDataBuffer.h>
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace tessalune::host {
@@ -29,6 +30,7 @@ TSource::TSource(TComponent& AComponent, TSettings ASettings)
       FGen(dynamic_cast<IPumpable&>(AComponent)),
       FSettings(std::move(ASettings)) {
   Watch();
+  FollowRate();
 }
 
 void TSource::Watch() {
@@ -46,9 +48,38 @@ void TSource::Watch() {
 }
 
 std::optional<std::int64_t> TSource::Total() const {
+  const std::int64_t Limit = FLimit;
   const auto Length = FGen.EndsByItself() ? FGen.Length() : std::nullopt;
-  if (!Length || !FSettings.Limit) return Length ? Length : FSettings.Limit;
-  return std::min(*FSettings.Limit, *Length);
+  if (Limit == Never) return Length;
+  return std::min(Limit, Length.value_or(Limit));
+}
+
+double TSource::TimeAt(std::int64_t ASamples, const TMark& AFrom) const {
+  const std::lock_guard Lock(FRateMutex);
+  return AFrom.Time + static_cast<double>(ASamples - AFrom.Samples) / FRate;
+}
+
+std::int64_t TSource::PositionAt(double ASeconds) const {
+  const double Samples = std::round((ASeconds - FPositionFrom.Time) * FRate);
+  return Samples < 0x1p62 ? FPositionFrom.Samples + static_cast<std::int64_t>(Samples) : Never;
+}
+
+// On the main thread, between two blocks.
+void TSource::FollowRate() {
+  const double Rate = FGen.SampleRate();
+  if (Rate != FRate) {
+    const TMark Position{FPosition, FRate > 0 ? StreamTime() : 0.0};
+    const TMark Delivered{FDelivered, FRate > 0 ? DeliveredTime() : 0.0};
+    const std::lock_guard Lock(FRateMutex);
+    FPositionFrom = Position;
+    FDeliveredFrom = Delivered;
+    FRate = Rate;
+  }
+  FLimit = FSettings.Samples.value_or(Never);
+  if (FSettings.Seconds) {
+    FLimit =
+        std::min<std::int64_t>(FLimit, std::max<std::int64_t>(1, PositionAt(*FSettings.Seconds)));
+  }
 }
 
 void TSource::Start() {
@@ -89,22 +120,23 @@ void TSource::Count(std::int64_t ASamples) {
   }
 }
 
-void TSource::SetCut(std::int64_t ASamples) {
-  FCut = ASamples;
+void TSource::SetCut(std::optional<double> ASeconds) {
+  FollowRate();
+  FCut = ASeconds ? PositionAt(*ASeconds) : Never;
   if (Drive() != TDrive::Pumped) return;
-  FGen.LimitBlock(NoCut);
+  FGen.LimitBlock(Never);
   ShortenNextBlock();
 }
 
 void TSource::ShortenNextBlock() {
   const std::int64_t Border = NextBorder();
-  if (Border != NoCut) FGen.LimitBlock(Border - FPosition);
+  if (Border != Never) FGen.LimitBlock(Border - FPosition);
 }
 
 // A source with a clock of its own does not stop at a cut.
 std::int64_t TSource::NextBorder() const {
-  const std::int64_t Cut = Drive() == TDrive::Pumped && !IsAtCut() ? FCut.load() : NoCut;
-  return std::min(FSettings.Limit.value_or(NoCut), Cut);
+  const std::int64_t Cut = Drive() == TDrive::Pumped && !IsAtCut() ? FCut.load() : Never;
+  return std::min(FLimit.load(), Cut);
 }
 
 void TSource::StopIfSilent(std::chrono::duration<double> AElapsed) {
@@ -112,11 +144,11 @@ void TSource::StopIfSilent(std::chrono::duration<double> AElapsed) {
     FLastSeen = FDelivered;
     FLastMove = AElapsed;
   }
-  if (!FSettings.Limit || !IsGoing()) return;
-  const double Due = static_cast<double>(*FSettings.Limit) / FGen.SampleRate();
+  if (FLimit == Never || !IsGoing()) return;
+  const double Due = TimeAt(FLimit, FPositionFrom);
   const double Patience = 1.0 + 2.0 * FGen.BufferSize() / FGen.SampleRate();
   if (AElapsed.count() > Due + Patience && (AElapsed - FLastMove).count() > Patience) {
-    FPosition = *FSettings.Limit;
+    FPosition = FLimit.load();
     FGen.Stop();
   }
 }

@@ -6,7 +6,6 @@
 #include <tessalune/frame/runtime/QSMainThread.h>
 
 #include <algorithm>
-#include <cmath>
 #include <queue>
 #include <thread>
 #include <utility>
@@ -22,18 +21,6 @@ TSources::TSources(const TGraph& AGraph, const TRunSettings& ASettings,
   FindTickers();
 }
 
-std::optional<std::int64_t> TSources::LimitOf(const IPumpable& AGen,
-                                              const TRunSettings& ASettings) const {
-  std::optional<std::int64_t> Limit = ASettings.Samples;
-  if (ASettings.Seconds) {
-    const double Samples = std::max(1.0, std::round(*ASettings.Seconds * AGen.SampleRate()));
-    const auto Whole =
-        Samples < 0x1p62 ? static_cast<std::int64_t>(Samples) : std::int64_t{1} << 62;
-    Limit = Limit ? std::min(*Limit, Whole) : Whole;
-  }
-  return Limit;
-}
-
 void TSources::Add(TComponent& AComponent, const TRunSettings& ASettings) {
   auto& Gen = dynamic_cast<IPumpable&>(AComponent);
   if (LinkedOutput(AComponent) == nullptr) {
@@ -45,7 +32,8 @@ void TSources::Add(TComponent& AComponent, const TRunSettings& ASettings) {
                      : ASettings.Realtime        ? TSource::TDrive::OwnClock
                                                  : TSource::TDrive::Pumped;
   FSources.push_back(std::make_unique<TSource>(
-      AComponent, TSource::TSettings{Drive, LimitOf(Gen, ASettings), FMustEnd, FWakeUp}));
+      AComponent,
+      TSource::TSettings{Drive, ASettings.Samples, ASettings.Seconds, FMustEnd, FWakeUp}));
 }
 
 void TSources::FindTickers() {
@@ -137,7 +125,7 @@ void TSources::Pump(TErrors& AErrors, const std::function<void()>& AAtCut,
       if (AtCut.empty()) return;
       AAtCut();
       for (TSource* const Source : std::exchange(AtCut, {})) {
-        if (!Source->HasEnded()) Queue.push(Source);
+        if (!Source->HasEnded() && !IsPaused(*Source)) Queue.push(Source);
       }
       continue;
     }
@@ -159,8 +147,18 @@ void TSources::Pump(TErrors& AErrors, const std::function<void()>& AAtCut,
   }
 }
 
-void TSources::SetCuts(const std::function<std::int64_t(double)>& ASampleOf) {
-  for (const auto& Source : FSources) Source->SetCut(ASampleOf(Source->Gen().SampleRate()));
+void TSources::SetCuts(std::optional<double> ASeconds) {
+  FMayChange = ASeconds.has_value();
+  for (const auto& Source : FSources) Source->SetCut(ASeconds);
+}
+
+bool TSources::IsPaused(const TSource& ASource) const {
+  return !FMayChange && !ASource.Gen().Enabled();
+}
+
+bool TSources::AllStandStill() const {
+  return std::none_of(FSources.begin(), FSources.end(),
+                      [](const auto& AEach) { return AEach->IsGoing() && AEach->Gen().Enabled(); });
 }
 
 bool TSources::AnyIsAtCut() const {
@@ -194,12 +192,13 @@ void TSources::Between(std::size_t AIndex, const std::function<void()>& ADo) {
 }
 
 bool TSources::IsGoing(const TSource& ASource) const {
-  if (!ASource.IsGoing()) return false;
+  if (!ASource.IsGoing() || IsPaused(ASource)) return false;
   const auto Ticked = std::find_if(FTicked.begin(), FTicked.end(),
                                    [&](const TTicked& AEach) { return AEach.Source == &ASource; });
   return Ticked == FTicked.end() || Ticked->HasOther ||
-         std::any_of(Ticked->Tickers.begin(), Ticked->Tickers.end(),
-                     [](const TSource* AEach) { return AEach->IsGoing(); });
+         std::any_of(Ticked->Tickers.begin(), Ticked->Tickers.end(), [this](const TSource* AEach) {
+           return AEach->IsGoing() && !IsPaused(*AEach);
+         });
 }
 
 bool TSources::AnyIsGoing() const {

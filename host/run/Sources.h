@@ -37,9 +37,12 @@ class TSources {
   void Pump(TErrors& AErrors, const std::function<void()>& AAtCut,
             const std::function<bool()>& ABetween);
 
-  // ASampleOf gives the sample of a source with that rate before which something is to happen.
-  void SetCuts(const std::function<std::int64_t(double)>& ASampleOf);
+  // Between two blocks: sets the stream time before which something is to happen next; empty if
+  // nothing is.
+  void SetCuts(std::optional<double> ASeconds);
   bool AnyIsAtCut() const;
+  // Nothing that runs is enabled.
+  bool AllStandStill() const;
   // Runs ADo between two blocks of all sources.
   void Between(const std::function<void()>& ADo);
 
@@ -58,11 +61,12 @@ class TSources {
     std::string Names;
   };
 
-  std::optional<std::int64_t> LimitOf(const IPumpable& AGen, const TRunSettings& ASettings) const;
   void Add(TComponent& AComponent, const TRunSettings& ASettings);
   void FindTickers();
   void StartOne(TSource& ASource, TErrors& AErrors);
   void Between(std::size_t AIndex, const std::function<void()>& ADo);
+  // Disabled, with nothing to come that could enable it.
+  bool IsPaused(const TSource& ASource) const;
   // A source that is ticked goes on for as long as something ticks it.
   bool IsGoing(const TSource& ASource) const;
 
@@ -70,6 +74,7 @@ class TSources {
   const std::shared_ptr<TWakeUp> FWakeUp;
   std::vector<std::unique_ptr<TSource>> FSources;
   std::vector<TTicked> FTicked;
+  bool FMayChange = false;
   std::vector<std::string> FNotRun;
 };
 

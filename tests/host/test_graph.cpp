@@ -311,7 +311,7 @@ TEST_F(Graph, FilesAreLookedAtBeforeARun) {
             (Folder / "out.bin") + "\"}},\n{\"class\": \"" + Case.Class +
             "\", \"name\": \"X\", \"properties\": {\n\"FileName\": \"" + Case.File + "\"}}]}",
         Mistakes);
-    CheckFiles(Loaded, "", Mistakes);
+    CheckFiles(Loaded, {}, "", Mistakes);
     const auto List = Mistakes.InOrder();
     ASSERT_EQ(List.size(), *Case.Message == '\0' ? 0U : 1U) << Mistakes.Text();
     if (List.empty()) continue;

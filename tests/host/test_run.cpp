@@ -288,14 +288,40 @@ TEST_F(Run, ChangesOnTheWay) {
   EXPECT_EQ(ReadFile(FFolder / "other.bin"), BytesOf<double>({1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 2, 2,
                                                               2, 2, 2, 2, 3, 3, 3, 3, 3, 3, 3, 3}));
 
-  Graph({{"TQSSignalGen", "Fast", ""}, {"TGauge", "Gauge", ""}},
-        R"(["Fast.OutputPin", "Gauge.InputPin"])",
-        R"({"realtime": true, "at": [{"samples": 1, "call": "Gauge.Interrupt"}]})");
-  Expect({{"run %g.json", 143, {"(interrupted)"}}});
+  // A new rate moves what is measured in seconds; a source that nothing will enable again is over.
+  const auto Play = [&](const std::string& ARun) {
+    Graph({{"TQSSignalGen", "Fast",
+            R"("SignalType": "stDc", "Amplitude": 0, "Offset": 1, "SampleRate": 16)"},
+           {"TQSApplyRealConst", "One", Gain},
+           {"TQSLogger", "LogOne", R"("FileName": "%one.bin")"},
+           {"TGauge", "Gauge", ""}},
+          R"(["Fast.OutputPin", "One.InputPin"], ["One.OutputPin", "LogOne.InputPin"],
+             ["One.OutputPin", "Gauge.InputPin"])",
+          ARun);
+  };
+  Play(R"({"seconds": 1, "at": [{"seconds": 0.25, "set": {"Fast.SampleRate": 4}},
+                                {"seconds": 0.75, "set": {"One.Value": 2}}]})");
+  Expect({{"run %g.json", 0, {": 7 samples, 1 s of stream"}}});
+  EXPECT_EQ(ReadFile(FFolder / "one.bin"), BytesOf<double>({1, 1, 1, 1, 1, 1, 2}));
+  Play(R"({"at": [{"samples": 8, "set": {"Fast.Enabled": false}}]})");
+  Expect({{"run %g.json",
+           0,
+           {"(sources ended)",
+            "Fast (TQSSignalGen) was disabled on the way and not enabled again: it sent 8 "
+            "samples"}}});
+  Play(R"({"realtime": true, "at": [{"samples": 1, "set": {"Fast.Enabled": false}},
+                                    {"seconds": 0.01, "call": "Gauge.Interrupt"}]})");
+  Expect({{"run %g.json --set Fast.SampleRate=1e5", 143, {"(interrupted)"}}});
+  Play(R"({"at": [{"samples": 1, "set": {"LogOne.FileName": "%g.json"}},
+                  {"samples": 2, "set": {"LogOne.FileName": "%no/x"}}]})");
+  Expect({{"run %g.json",
+           2,
+           {"run.at[0].set.LogOne.FileName: LogOne (TQSLogger): would overwrite \"%g.json\"",
+            "run.at[1].set.LogOne.FileName: LogOne (TQSLogger): cannot write \"%no/x\""}}});
 
   Script("", R"({"seconds": -1, "set": {"One.Valeu": 1, "Two.Value": 2, "Other.Threading": true}},
       {"set": {"Fast.SampleRate": 0}, "call": 3}, {"seconds": 1, "samples": 1},
-      {"seconds": 1, "call": ["Gauge.Rest", "One.Stop"], "then": 1},
+      {"seconds": 1, "call": ["Gauge.Rest", "One.Stop", "One"], "then": 1},
       {"seconds": 2, "set": {"Fast.BufferSize": "much", "Reel.Tape": ["a"]}})");
   Expect({{"run %g.json",
            2,
@@ -313,6 +339,7 @@ TEST_F(Run, ChangesOnTheWay) {
             "you mean "
             "Reset?",
             "run.at[3].call[1]: One (TQSApplyRealConst) has no action \"Stop\", and no other",
+            "run.at[3].call[2]: expected is Component.Action",
             "run.at[3].then:", "run.at[4].set.Fast.BufferSize: Fast (TQSSignalGen): BufferSize",
             "run.at[4].set.Reel.Tape: "}}});
 }
