@@ -105,7 +105,7 @@ TEST(Arithmetic, ComputesSampleBySample) {
 
 // Without streams a stop is passed on, but not beside one that is being told.
 TEST(MultiInput, HasOneStopForAStream) {
-  TSum Rig;
+  TRig<TQSAdd, double, double> Rig;
   TRealRecorder Sink;
   Sink.OnOperation = [&](IKLNotifyOperation& AOperation) {
     if (!AOperation.IsType<TKLStopOperation>() || Sink.Count("stop") > 8) return;

@@ -247,10 +247,11 @@ TKLNotifyResult TKLBasicPin::SendAcross(const TKLLink& ALink, IKLNotifyOperation
   const bool ToSink = &ALink.Source == this;
   const TCallScope Call(*(ToSink ? ALink.SinkGate : ALink.SourceGate));
   const TCallScope Way(*ALink.Gate);
-  if (Call && !Way && !ToSink && AOperation.IsType<TKLStopOperation>() && !ALink.KeepsStop()) {
-    return SendAcross(ALink, AOperation, AState);
+  if (!Call || !Way) {
+    const bool StopsAbove = Call && !ToSink && AOperation.IsType<TKLStopOperation>();
+    const bool HasOpened = StopsAbove && !ALink.KeepsStop();
+    return HasOpened ? SendAcross(ALink, AOperation, AState) : TKLNotifyResult{};
   }
-  if (!Call || !Way) return {};
   RefuseFullStack();
   TKLBasicPin& Far = ToSink ? ALink.Sink : ALink.Source;
   if (ToSink) ALink.Hear(AOperation);
