@@ -91,11 +91,11 @@ std::string PinText(const TPublishedPin& ARow, TComponent& AObject) {
 }
 
 std::string PropertyLine(const TPublishedProperty& ARow) {
-  const std::string Unit = ARow.Unit.empty() ? "" : ' ' + std::string(ARow.Unit);
   std::string Text(PropertyKindName(ARow.Kind));
   if (ARow.Kind == TPropertyKind::Array)
     Text += " of " + std::string(PropertyKindName(ARow.Element));
-  Text += ARow.Set ? ", default " + ValueText(ARow.Default) + Unit : ", read-only";
+  Text +=
+      ARow.Set ? ", default " + QuantityText(ValueText(ARow.Default), ARow.Unit) : ", read-only";
   if (!ARow.Bounds.IsEmpty()) Text += ", " + RangeText(ARow.Bounds, ARow.Unit);
   if (!ARow.Design.IsEmpty()) Text += ", usually " + RangeText(ARow.Design, ARow.Unit);
   if (ARow.NonFinite) Text += ", NaN and the infinities too";

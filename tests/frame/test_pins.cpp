@@ -179,7 +179,7 @@ TEST(APinList, StaysInItsBounds) {
     ExpectAll(Refusal([&] { List.SetCount(Count); }),
               {"TFormsProbe", "InputPins cannot be", "between 1 and 4 pins"});
   }
-  ExpectAll(Refusal([&] { List[1]; }), {"no pin InputPins[1]", "has 1 pins, counted from 0"});
+  ExpectAll(Refusal([&] { List[1]; }), {"no pin InputPins[1]", "has 1 pin, counted from 0"});
   EXPECT_EQ(List.Count(), 1U);
 }
 

@@ -359,8 +359,9 @@ TKLPin& TKLPinListOwner::operator[](std::size_t AIndex) const {
   if (AIndex < FPins.size()) return *FPins[AIndex];
   const std::string Name(FInfo.Name);
   throw EQSException(Describe() + " has no pin " + Name + '[' + NumberText(AIndex) + "]; " + Name +
-                     " has " + NumberText(FPins.size()) + " pins, counted from 0; set " + Name +
-                     " to have more, " + RangeText(FInfo.Bounds, FInfo.Unit));
+                     " has " + QuantityText(NumberText(FPins.size()), "pins") +
+                     ", counted from 0; set " + Name + " to have more, " +
+                     RangeText(FInfo.Bounds, FInfo.Unit));
 }
 
 }  // namespace tessalune

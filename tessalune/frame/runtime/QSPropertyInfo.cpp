@@ -29,6 +29,14 @@ std::string NumberText(double AValue) {
 
 std::string NumberText(std::int64_t AValue) { return ToText(AValue); }
 
+std::string QuantityText(const std::string& ANumber, std::string_view AUnit) {
+  if (AUnit.empty()) return ANumber;
+  constexpr std::size_t LongestSymbol = 3;  // "s", "ms": no plural
+  const bool IsPlural = AUnit.size() > LongestSymbol && AUnit.back() == 's';
+  if (IsPlural && ANumber == "1") AUnit.remove_suffix(1);
+  return ANumber + ' ' + std::string(AUnit);
+}
+
 void RefuseValue(std::string_view AWho, std::string_view AProperty, const std::string& AValue,
                  const std::string& AExpected, const std::string& AAdvice) {
   std::string Text(AWho);

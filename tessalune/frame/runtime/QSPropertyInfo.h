@@ -100,18 +100,23 @@ std::string NumberText(T AValue) {
   return NumberText(static_cast<std::int64_t>(AValue));
 }
 
+// "1 sample", "2 samples", "1 Hz", with a unit as rows give it.
+std::string QuantityText(const std::string& ANumber, std::string_view AUnit);
+
 // "at least 0 Hz", "between 2 and 30"; "any" for an empty range.
 template <class T>
 std::string RangeText(const TValueRange<T>& ARange, std::string_view AUnit) {
   std::string Text = "any";
   if (ARange.Min && ARange.Max) {
-    Text = "between " + NumberText(*ARange.Min) + " and " + NumberText(*ARange.Max);
+    Text = "between " + NumberText(*ARange.Min) + " and " +
+           QuantityText(NumberText(*ARange.Max), AUnit);
   } else if (ARange.Min) {
-    Text = (ARange.MinExcluded ? "above " : "at least ") + NumberText(*ARange.Min);
+    Text = (ARange.MinExcluded ? "above " : "at least ") +
+           QuantityText(NumberText(*ARange.Min), AUnit);
   } else if (ARange.Max) {
-    Text = "at most " + NumberText(*ARange.Max);
+    Text = "at most " + QuantityText(NumberText(*ARange.Max), AUnit);
   }
-  return AUnit.empty() || ARange.IsEmpty() ? Text : Text + " " + std::string(AUnit);
+  return Text;
 }
 
 // Raises the EQSException for a value that is not among those expected.
