@@ -310,7 +310,8 @@ TEST_F(Run, ChangesOnTheWay) {
             "Fast (TQSSignalGen) was disabled on the way and not enabled again: it sent 8 "
             "samples"}}});
   Play(R"({"realtime": true, "at": [{"samples": 1, "set": {"Fast.Enabled": false}},
-                                    {"seconds": 0.01, "call": "Gauge.Interrupt"}]})");
+                                    {"seconds": 0.01, "set": {"Fast.Enabled": true}},
+                                    {"samples": 3000, "call": "Gauge.Interrupt"}]})");
   Expect({{"run %g.json --set Fast.SampleRate=1e5", 143, {"(interrupted)"}}});
   Play(R"({"at": [{"samples": 1, "set": {"LogOne.FileName": "%g.json"}},
                   {"samples": 2, "set": {"LogOne.FileName": "%no/x"}}]})");
