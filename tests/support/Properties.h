@@ -32,7 +32,9 @@ void ForEachProperty(TPersistent& AObject, const TVisit& AVisit, const std::stri
 // whole groups of any size in use.
 inline TPropertyValue Another(const TPublishedProperty& ARow) {
   const auto Another64 = [&](std::int64_t ADefault) {
-    return ARow.Bounds.Max ? static_cast<std::int64_t>(*ARow.Bounds.Max) : ADefault + 1;
+    const bool MakesPins = ARow.Unit == "pins";  // the most of them take the sanitizers long
+    return ARow.Bounds.Max && !MakesPins ? static_cast<std::int64_t>(*ARow.Bounds.Max)
+                                         : ADefault + 1;
   };
   switch (ARow.Kind) {
     case TPropertyKind::Boolean:
