@@ -273,7 +273,7 @@ TEST_F(Run, ChangesOnTheWay) {
         R"(["Reel.OutputPin", "One.InputPin"], ["One.OutputPin", "LogOne.InputPin"],
              ["Fast.OutputPin", "Other.InputPin"], ["Other.OutputPin", "LogOther.InputPin"],
              ["One.OutputPin", "Gauge.InputPin"])",
-        "{" + ALimit + R"("watch": ["Gauge.CountPin"], "at": [)" + ASteps + "]}");
+        std::string("{") + ALimit + R"("watch": ["Gauge.CountPin"], "at": [)" + ASteps + "]}");
   };
   Script(R"("seconds": 1.5, )", R"(
       {"seconds": 1, "set": {"One.Value": 3, "Other.Value": 3}},
