@@ -39,7 +39,8 @@ function(install_library)
     set(Library ${WORK_DIR}/library)
     run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${Library} -G ${GENERATOR}
       -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_BUILD_TYPE=None -D BUILD_SHARED_LIBS=${SHARED}
-      -D TESSALUNE_BUILD_HOST=OFF -D TESSALUNE_BUILD_TESTS=OFF -D TESSALUNE_X86_SETS=OFF)
+      -D TESSALUNE_BUILD_HOST=OFF -D TESSALUNE_BUILD_TESTS=OFF -D TESSALUNE_X86_SETS=OFF
+      -D TESSALUNE_PRECOMPILE=ON)
     run(${CMAKE_COMMAND} --build ${Library} --parallel 2)
   endif()
   run(${CMAKE_COMMAND} --install ${Library} --prefix ${WORK_DIR}/stage)
