@@ -103,7 +103,9 @@ const std::map<std::string_view, void (*)(TComponent&)> Prepared{
     {"TQSBiQuadIir",
      [](TComponent& AIt) { dynamic_cast<TQSBiQuadIir&>(AIt).BiQuads().Add(0, 1, 0, 1, 0, 0.9); }},
     {"TQSPatternDetector",
-     [](TComponent& AIt) { dynamic_cast<TQSPatternDetector&>(AIt).Patterns().Add()->SetMin(-9.0); }},
+     [](TComponent& AIt) {
+       dynamic_cast<TQSPatternDetector&>(AIt).Patterns().Add()->SetMin(-9.0);
+     }},
     {"TQSCombFilter", [](TComponent& AIt) { dynamic_cast<TQSCombFilter&>(AIt).SetDelay(11); }},
     {"TQSFourier", [](TComponent& AIt) { dynamic_cast<TQSFourier&>(AIt).SetOrder(4); }},
     {"TQSInverseFourier", &SetOrderOfBlocks},
