@@ -129,7 +129,8 @@ std::vector<T> Noise(std::size_t ACount) {
 
 template <class T>
 ::testing::AssertionResult SameBits(const std::vector<T>& A, const std::vector<T>& B) {
-  if (A.size() == B.size() && std::memcmp(A.data(), B.data(), A.size() * sizeof(T)) == 0)
+  if (A.size() == B.size() &&
+      (A.empty() || std::memcmp(A.data(), B.data(), A.size() * sizeof(T)) == 0))
     return ::testing::AssertionSuccess();
   return ::testing::AssertionFailure() << A.size() << " and " << B.size() << " values differ";
 }
