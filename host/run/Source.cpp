@@ -75,11 +75,12 @@ void TSource::FollowRate() {
     FDeliveredFrom = Delivered;
     FRate = Rate;
   }
-  FLimit = FSettings.Samples.value_or(Never);
+  // Stored once: a source with a clock of its own looks at it meanwhile.
+  std::int64_t Limit = FSettings.Samples.value_or(Never);
   if (FSettings.Seconds) {
-    FLimit =
-        std::min<std::int64_t>(FLimit, std::max<std::int64_t>(1, PositionAt(*FSettings.Seconds)));
+    Limit = std::min(Limit, std::max<std::int64_t>(1, PositionAt(*FSettings.Seconds)));
   }
+  FLimit = Limit;
 }
 
 void TSource::Start() {
@@ -123,6 +124,8 @@ void TSource::Count(std::int64_t ASamples) {
 void TSource::SetCut(std::optional<double> ASeconds) {
   FollowRate();
   FCut = ASeconds ? PositionAt(*ASeconds) : Never;
+  // A lower rate may leave less than half a sample to the limit.
+  if (IsGoing() && HasReachedLimit()) return Stop();
   if (Drive() != TDrive::Pumped) return;
   FGen.LimitBlock(Never);
   ShortenNextBlock();

@@ -303,6 +303,8 @@ TEST_F(Run, ChangesOnTheWay) {
                                 {"seconds": 0.75, "set": {"One.Value": 2}}]})");
   Expect({{"run %g.json", 0, {": 7 samples, 1 s of stream"}}});
   EXPECT_EQ(ReadFile(FFolder / "one.bin"), BytesOf<double>({1, 1, 1, 1, 1, 1, 2}));
+  Play(R"({"seconds": 1, "at": [{"samples": 15, "set": {"Fast.SampleRate": 4}}]})");
+  Expect({{"run %g.json", 0, {": 15 samples,", "(limit)"}}});
   Play(R"({"at": [{"samples": 8, "set": {"Fast.Enabled": false}}]})");
   Expect({{"run %g.json",
            0,
