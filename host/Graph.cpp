@@ -38,7 +38,9 @@ void SetByPath(TPersistent& AObject, std::string_view APath,
   const TPublishedProperty* Content =
       IsObject ? Row->Object(AObject).PublishedTable().ContentRow() : nullptr;
   if (Content != nullptr && Dot == std::string_view::npos) {
-    return Content->Set(Row->Object(AObject), AValue(*Content));
+    TPublishedProperty Named = *Content;  // as it was called
+    Named.Name = Row->Name;
+    return Content->Set(Row->Object(AObject), AValue(Named));
   }
   if (IsObject != (Dot != std::string_view::npos)) {
     throw EQSException(

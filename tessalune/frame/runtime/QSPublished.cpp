@@ -163,8 +163,12 @@ std::string ExpectedOf(TPropertyKind AKind, const std::vector<std::string_view>&
 }  // namespace
 
 TPropertyValue TPublishedProperty::Parse(std::string_view AText) const {
-  auto Value = Kind == TPropertyKind::Array ? ParseList(Element, AText) : ParsePlain(Kind, AText);
-  if (!Value) RefuseValue("this text", Name, ValueText(std::string(AText)), Expected());
+  const bool IsArray = Kind == TPropertyKind::Array;
+  auto Value = IsArray ? ParseList(Element, AText) : ParsePlain(Kind, AText);
+  if (!Value) {
+    RefuseValue({}, Name, ValueText(std::string(AText)),
+                Expected() + (IsArray ? ", with commas between them" : ""));
+  }
   return *std::move(Value);
 }
 
