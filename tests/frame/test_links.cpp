@@ -337,6 +337,48 @@ TEST(AStop, IsHeardByThoseWhoHaveHeardOfTheStream) {
   EXPECT_EQ(Sink.Log(), (TLog{"block", "stop"}));
 }
 
+// Two threads, each inside the stop of one source, start the other's: neither can wait, and no
+// input is entered twice.
+TEST(AStart, IsLeftToTheThreadInsideTheStopWhereBothWouldWait) {
+  struct TSide {
+    TOwned<TQSSignalGen> Gen = PumpedGen();
+    TLatch Inside;
+    std::string Told;
+    std::function<void()> OnStop;
+    TQSKLRealSinkPin Sink{{}, [this](auto&, auto*, auto&, auto& AOperation, auto) {
+                            const bool Stops = AOperation.template IsType<TKLStopOperation>();
+                            if (!Stops && !AOperation.template IsType<TKLStartOperation>()) {
+                              return TKLNotifyResult{};
+                            }
+                            Told += Stops ? "stop(" : "start(";
+                            if (Stops) {
+                              Inside.Open();
+                              OnStop();
+                            }
+                            Told += ")";
+                            return TKLNotifyResult{};
+                          }};
+  };
+  TSide One;
+  TSide Two;
+  for (TSide* Side : {&One, &Two}) {
+    TSide& Other = Side == &One ? Two : One;
+    Side->Gen->OutputPin().Connect(Side->Sink);
+    Side->Gen->Start();
+    Side->OnStop = [&Other] {
+      Other.Inside.Wait();
+      Other.Gen->Start();
+    };
+    Side->Told.clear();
+  }
+  std::thread First([&] { One.Gen->Stop(); });
+  Two.Gen->Stop();
+  First.join();
+  EXPECT_EQ(One.Told, "stop()start()");
+  EXPECT_EQ(Two.Told, "stop()start()");
+  One.OnStop = Two.OnStop = [] {};
+}
+
 TEST(AStopBeforeItsStartWasTold, IsNotHeard) {
   const auto Gen = PumpedGen();
   TRealRecorder Sink;
