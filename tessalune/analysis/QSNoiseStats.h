@@ -16,7 +16,8 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <limits>
+#include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -41,12 +42,12 @@ class TQSBinMask final : public TBasicLockArrayPersistent<TQSBinMask, std::int32
   TField<bool> FEnabled;
 };
 
-// What a bin counts as; the first that fits.
+// What a bin counts as.
 enum class TQSBinClass : std::uint8_t {
-  bcDC,           // the region of bin 0
+  bcDC,           // the window's lobe of bin 0, and its region but for that of the tone
   bcFundamental,  // the region of the tone
-  bcHarmonic,     // the region of one of its harmonics
-  bcMasked,       // by BinMask: reads as the mean of the noise
+  bcHarmonic,     // the region of a harmonic, but for those of bin 0 and the tone
+  bcMasked,       // none of these, by BinMask: reads as the mean of the noise
   bcNoise,        // all others
 };
 template <>
@@ -73,6 +74,7 @@ class TQSHarmonicBinResults : public TBasicInterfacedObject {
   const std::vector<std::uint32_t>& HarmonicBins() const { return FHarmonicBins; }
 
  protected:
+  friend class TQSNoiseStats;
   void CheckHarmonic(std::uint32_t AIndex) const;
 
   std::uint32_t FFundBin = 0;
@@ -102,61 +104,61 @@ class TQSNoiseStatResults final : public TQSHarmonicBinResults {
   // --- over full scale ---
 
   // The power of the fundamental's region, in dBFS.
-  double Fundamental() const { return FFundamental; }
+  double Fundamental() const { return FFigures.Fundamental; }
   // The line of a harmonic.
   double Harmonic(std::uint32_t AIndex) const;
   const std::vector<double>& Harmonics() const { return FHarmonics; }
   // Full scale over noise and distortion: all but DC and the fundamental.
-  double SINAD() const { return Fsinad; }
+  double SINAD() const { return FFigures.Sinad; }
   // Full scale over noise: all but DC, the fundamental and the harmonics.
-  double SNR() const { return Fsnr; }
+  double SNR() const { return FFigures.Snr; }
   // The power of the harmonics' regions, in dBFS. A harmonic that aliases onto the fundamental or
   // onto DC brings their power with it.
-  double THD() const { return Fthd; }
+  double THD() const { return FFigures.Thd; }
   // (SINAD - 1.76) / 6.02, in bits.
-  double ENOB() const { return Fenob; }
+  double ENOB() const { return FFigures.Enob; }
   // The power of the noise: -SNR.
-  double IntNoiseFloor() const { return FIntNoiseFloor; }
+  double IntNoiseFloor() const { return FFigures.IntNoiseFloor; }
   // The same spread over H bins; 0 if there is none.
-  double AvgNoise() const { return FAvgNoise; }
+  double AvgNoise() const { return FFigures.AvgNoise; }
   // The strongest line below H beside the fundamental, harmonics among them, and its bin. BinMask
   // does not hide it.
-  double SFDR() const { return FSfdr; }
-  std::uint32_t SFDRBin() const { return FSfdrBin; }
+  double SFDR() const { return FFigures.Sfdr; }
+  std::uint32_t SFDRBin() const { return FFigures.SfdrBin; }
   // The mean of the frame, from the middle of the range on, with its sign turned; in data units.
-  double DataMean() const { return FDataMean; }
+  double DataMean() const { return FFigures.DataMean; }
   // DataMean and what a tone between two bins, of full scale, adds to a mean; in data units.
-  double DCDataOffset() const { return FDCDataOffset; }
+  double DCDataOffset() const { return FFigures.DCDataOffset; }
 
   // --- relative to the carrier ---
 
   // Power of the fundamental over that of noise and distortion, in dB: all but DC and it.
-  double CarrierSINAD() const { return FCarrierSINAD; }
+  double CarrierSINAD() const { return FFigures.CarrierSINAD; }
   // Power of the fundamental over that of the noise, in dB: all but DC, it and the harmonics.
-  double CarrierSNR() const { return FCarrierSNR; }
+  double CarrierSNR() const { return FFigures.CarrierSNR; }
   // Power of the harmonics over that of the fundamental, in dBc. IEEE counts 9 of them, so
   // NumHarmonics 9.
-  double CarrierTHD() const { return FCarrierTHD; }
+  double CarrierTHD() const { return FFigures.CarrierTHD; }
   // Power of the fundamental over that of the line SFDRBin, in dBc. The line is that of a spur on
   // its bin; between bins a spur seems weaker by the window's scalloping, 0.01 dB with xwtFlatTop.
-  double CarrierSFDR() const { return FCarrierSFDR; }
+  double CarrierSFDR() const { return FFigures.CarrierSFDR; }
   // Bits of an ideal converter of that CarrierSINAD: (CarrierSINAD - 1.76) / 6.02.
-  double CarrierENOB() const { return FCarrierENOB; }
-  // Power of each harmonic's region over that of the fundamental, in dBc. Bins of DC and the
-  // fundamental are left out: a harmonic that aliases there cannot be told from them.
+  double CarrierENOB() const { return FFigures.CarrierENOB; }
+  // Power of each harmonic's region over that of the fundamental, in dBc, over its bins of class
+  // bcHarmonic: a harmonic that aliases onto DC or the fundamental cannot be told from them.
   double HarmonicDistortion(std::uint32_t AIndex) const;
   const std::vector<double>& HarmonicDistortions() const { return FHarmonicDistortions; }
   // Mean power density of the noise bins in dBFS/Hz, over 0 to half of the rate; of a complex
   // stream over the whole rate.
-  double NoiseDensity() const { return FNoiseDensity; }
+  double NoiseDensity() const { return FFigures.NoiseDensity; }
   // The frequency of the fundamental in Hz, by interpolation of the window's lobe: within 0.002 of
   // a bin for a clean tone.
-  double FundFrequency() const { return FFundFrequency; }
+  double FundFrequency() const { return FFigures.FundFrequency; }
 
   // --- the frame ---
 
-  double SampleRate() const { return FSampleRate; }       // in Hz
-  std::uint32_t FrameSize() const { return FFrameSize; }  // N
+  double SampleRate() const { return FFigures.SampleRate; }       // in Hz
+  std::uint32_t FrameSize() const { return FFigures.FrameSize; }  // N
   // The classes of the bins from 0 to H, in runs of one class each: run i begins at bin
   // ClassStarts()[i], is of class Classes()[i] and ends before the next one.
   const std::vector<std::uint32_t>& ClassStarts() const { return FClassStarts; }
@@ -167,28 +169,32 @@ class TQSNoiseStatResults final : public TQSHarmonicBinResults {
  private:
   friend class TQSNoiseStats;
 
-  double FFundamental = 0.0;
+  struct TFigures {
+    double Fundamental = 0.0;
+    double Sinad = 0.0;
+    double Snr = 0.0;
+    double Thd = 0.0;
+    double Enob = 0.0;
+    double IntNoiseFloor = 0.0;
+    double AvgNoise = 0.0;
+    double Sfdr = 0.0;
+    std::uint32_t SfdrBin = 0;
+    double DataMean = 0.0;
+    double DCDataOffset = 0.0;
+    double CarrierSINAD = 0.0;
+    double CarrierSNR = 0.0;
+    double CarrierTHD = 0.0;
+    double CarrierSFDR = 0.0;
+    double CarrierENOB = 0.0;
+    double NoiseDensity = 0.0;
+    double FundFrequency = 0.0;
+    double SampleRate = 0.0;
+    std::uint32_t FrameSize = 0;
+  };
+
+  TFigures FFigures;
   std::vector<double> FHarmonics;
-  double Fsinad = 0.0;
-  double Fsnr = 0.0;
-  double Fthd = 0.0;
-  double Fenob = 0.0;
-  double FIntNoiseFloor = 0.0;
-  double FAvgNoise = 0.0;
-  double FSfdr = 0.0;
-  std::uint32_t FSfdrBin = 0;
-  double FDataMean = 0.0;
-  double FDCDataOffset = 0.0;
-  double FCarrierSINAD = 0.0;
-  double FCarrierSNR = 0.0;
-  double FCarrierTHD = 0.0;
-  double FCarrierSFDR = 0.0;
-  double FCarrierENOB = 0.0;
   std::vector<double> FHarmonicDistortions;
-  double FNoiseDensity = 0.0;
-  double FFundFrequency = 0.0;
-  double FSampleRate = 0.0;
-  std::uint32_t FFrameSize = 0;
   std::vector<std::uint32_t> FClassStarts;
   std::vector<TQSBinClass> FClasses;
 };
@@ -221,8 +227,9 @@ using TQSNoiseStatsNotifyEvent =
 // together with its mirror image, and a tone is looked for at positive frequencies only.
 //
 // Properties are read when the frame is complete, and a change counts from the next one on; BinMask
-// is read behind OnBinMaskOpportunity. The fraction's kernels are made anew when the window or
-// NumHarmonics changes; beyond NumHarmonics 1024 their step stays 1/4096 of a bin.
+// is read behind OnBinMaskOpportunity. FundBinFractional is that of the strongest match of
+// the bins with the window's lobe, moved by each step; beyond NumHarmonics 256 the step stays
+// 1/1024 of a bin.
 //
 // A frame costs one transform of its size and some passes over it, and the memory of one record;
 // nothing is measured while no event has a handler. Samples that are no numbers make figures that
@@ -231,6 +238,7 @@ using TQSNoiseStatsNotifyEvent =
 class TQSNoiseStats : public TQSFourierBase {
  public:
   explicit TQSNoiseStats(TConstruct AConstruct);
+  ~TQSNoiseStats() override;
   static const TPublishedTable& Published();
   const TPublishedTable& PublishedTable() const override { return Published(); }
 
@@ -295,9 +303,55 @@ class TQSNoiseStats : public TQSFourierBase {
   std::int64_t OtherBytes() const override;
   void SingleFFT(const void* AInBuffer, TComplex* AOutBuffer, std::int32_t ASize) override;
   void ProcessSpectrum(const TRef<IQSComplexBuffer>& ABins) override;
-  bool StoresDefault(std::string_view AName) const override;
+  bool StoresDefault(std::string_view AName) const;
 
  private:
+  class TAnalysis;
+  // The properties as they stood when the frame was complete.
+  struct TSettings {
+    double MinDataVal = 0.0;
+    double MaxDataVal = 0.0;
+    TQSExtendedWindowType WindowType{};
+    double WindowThreshold = 0.0;
+    std::uint32_t NumHarmonics = 0;
+    std::uint32_t DCBinWidth = 0;
+    std::uint32_t HarmonicBinWidth = 0;
+    double FullScale() const { return (MaxDataVal - MinDataVal) * 0.5; }
+  };
+  using TRecords = std::deque<TRef<TQSNoiseStatResults>>;
+
+  TSettings ReadSettings() const;
+  void CalcStatistics(const TComplex* ABins, TQSNoiseStatResults& AStats);
+  void Deliver(TRef<TQSNoiseStatResults> AStats);
+  void QueueRecord(TRecords& AQueue, TRef<TQSNoiseStatResults> AStats,
+                   void (TQSNoiseStats::*AShow)());
+  void ShowNext();
+  void ShowNewest();
+  void CheckBin(std::uint32_t ABin) const;
+
+  TQSBinMask FBinMask;
+  TField<double> FMinDataVal;
+  TField<double> FMaxDataVal;
+  TField<double> FWindowThresh;
+  TField<std::uint32_t> FNumHarmonics;
+  TField<std::uint32_t> FDCBinWidth;
+  TField<std::uint32_t> FHarmonicBinWidth;
+  TField<TQSSynchronizeType> FSynchronizeType;
+  TEvent<TQSBinMaskOpportunityEvent> FOnBinMaskOpportunity;
+  TEvent<TQSNoiseStatsNotifyEvent> FOnStatsAvailable;
+  TField<const TComplex*> FCompexData;
+  TField<std::int32_t> FDataSize;
+
+  // Of the thread that delivers the stream.
+  const std::unique_ptr<TAnalysis> FAnalysis;
+  TSettings FSettings;
+  double Flc_mean = 0.0;    // of the conditioned frame, before the window
+  std::uint64_t FEnds = 0;  // counts the ends of streams
+
+  mutable std::mutex FRecordsMutex;
+  TRecords FSingleRecords;  // for the main thread, by SynchronizeType
+  TRecords FResultQueue;
+  std::int64_t FDroppedRecords = 0;  // of both, since the component began
 };
 
 namespace QSNoiseStats {
