@@ -275,7 +275,7 @@ class TQSNoiseStats : public TQSFourierBase {
   // beyond that the oldest is dropped, and Remarks tells. What waits outlives a stop.
   TQSSynchronizeType SynchronizeType() const { return FSynchronizeType; }
   void SetSynchronizeType(TQSSynchronizeType AValue);
-  static constexpr std::size_t MostRecords = 65536;
+  static constexpr std::size_t MostRecords = 32768;
 
   // On the thread that computes, under the component's write lock: the bins of fundamental and
   // harmonics, Harmonic, SFDR, DataMean and DCDataOffset are known, all else is 0. The handler may
