@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 #include <random>
+#include <set>
 
 namespace tessalune::test {
 namespace {
@@ -243,7 +244,8 @@ TEST(NoiseStats, TellsTheFundamentalBetweenBins) {
       TStatsRig<> Rig(12, 1.0, Window);
       if (Harmonics > 5 && Window.Type != xwtHanning) continue;
       Rig.It->SetNumHarmonics(Harmonics);
-      for (double Beside = -0.49; Beside<0.5; Beside += Harmonics> 5 ? 0.33 : 0.07) {
+      const double Way = Harmonics == 5 ? 0.07 : 0.33;
+      for (double Beside = -0.47; Beside < 0.5; Beside += Way) {
         const TRecord Stats = Rig.Send(Tone(4096, 901 + Beside));
         const bool IsWhole = Window.Type <= xwtRect;
         const double Step = IsWhole ? 1.0 : Harmonics > 5 ? 1.0 / 1024 : 1.0 / 20;
@@ -468,7 +470,7 @@ TEST(NoiseStats, TellsItsRecordsAsSynchronizeTypeSays) {
   Send(12);
   RunMainThread();
   EXPECT_EQ(Take(), (std::vector<int>{11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0}));
-  Rig.It->SetNumHarmonics(600000);  // records of which two are enough
+  Rig.It->SetNumHarmonics(1000000);  // of which one record may wait
   Send(3);
   ExpectAll(Rig.It->Remarks().at(0), {"OnStatsAvailable", " 2 ", "SynchronizeType"});
   RunMainThread();
@@ -499,6 +501,21 @@ TEST(NoiseStats, TiesTheWindowToItsParametersAndStoresWhatIsSetBehind) {
     EXPECT_EQ(It->Alpha(), 0.7) << "the same type changes nothing";
   }
   EXPECT_EQ(It->Normalization(), TQSFourierNormalization::fnNormalize);
+  // What the type would set otherwise is stored though it is the default.
+  struct TNames final : IWriter {
+    std::set<std::string, std::less<>> Names;
+    void WriteValue(std::string_view AName, const TPropertyValue&) override {
+      Names.emplace(AName);
+    }
+    void WriteObject(std::string_view, const TPersistent&) override {}
+    void WriteArray(std::string_view, const std::function<void(ISequentialWriter&)>&) override {}
+  } Stored;
+  It->SetWindowType(xwtKaiser);
+  It->SetAlpha(1.0);
+  It->SetWindowThreshold(0.0);
+  It->SerializationWrite(Stored);
+  EXPECT_EQ(Stored.Names,
+            (std::set<std::string, std::less<>>{"Alpha", "WindowThreshold", "WindowType"}));
 }
 
 }  // namespace
