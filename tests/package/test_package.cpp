@@ -86,6 +86,7 @@ TEST(Package, RegistersItsClassesUnitByUnit) {
       {"QSHaar", "TQSInverseHaar", "Transforms", "Performs Inverse Haar Transform"},
       {"QSSnippetTrigger", "TQSSnippetTrigger", "Measurement", "Snippet Trigger"},
       {"QSPatternDetector", "TQSPatternDetector", "Measurement", "Pattern Detector"},
+      {"QSNoiseStats", "TQSNoiseStats", "Analysis", "Perform Noise Stats Analisys"},
   };
   EXPECT_TRUE(RegisteredComponents().empty()) << "nothing registers by itself";
   const auto Units = GetPackageInfoTable();

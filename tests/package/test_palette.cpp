@@ -115,6 +115,7 @@ const std::map<std::string_view, void (*)(TComponent&)> Prepared{
      }},
     {"TQSCombFilter", [](TComponent& AIt) { dynamic_cast<TQSCombFilter&>(AIt).SetDelay(11); }},
     {"TQSFourier", [](TComponent& AIt) { dynamic_cast<TQSFourier&>(AIt).SetOrder(4); }},
+    {"TQSNoiseStats", [](TComponent& AIt) { dynamic_cast<TQSNoiseStats&>(AIt).SetOrder(4); }},
     {"TQSInverseFourier", &SetOrderOfBlocks},
     {"TQSInverseComplexFourier", &SetOrderOfBlocks},
 };
