@@ -119,6 +119,23 @@ TEST(AHostsPin, MayGoInItsOwnHandler) {
   EXPECT_EQ(Kept.use_count(), 2) << "the first handler was not let go of";
 }
 
+TEST(AHostsPin, MayGoBetweenTwoLinksThatItsCallCrosses) {
+  int Asked = 0;
+  std::unique_ptr<TKLClockMultiSinkPin> Input = std::make_unique<TKLClockMultiSinkPin>(
+      TKLPinOwner(), [](auto&&...) { return TKLNotifyResult{}; });
+  const TKLNotifyEvent Ends = [&](auto&&...) {
+    ++Asked;
+    Input.reset();
+    return TKLNotifyResult{};
+  };
+  TKLClockSourcePin One({}, Ends);
+  TKLClockSourcePin Two({}, Ends);
+  One.Connect(*Input);
+  Two.Connect(*Input);
+  Input->Notify(MakeRef<TKLStopOperation>());
+  EXPECT_EQ(Asked, 1);
+}
+
 TEST(AFilterOnAnotherLink, IsNeverEnteredByTwoThreads) {
   const auto Filter = Create<THookFilter>();
   std::array<TRealFeed, 2> Feeds{TRealFeed(TKLPinOwner()), TRealFeed(TKLPinOwner())};
