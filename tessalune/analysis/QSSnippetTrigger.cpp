@@ -245,7 +245,7 @@ TKLNotifyResult TQSSnippetTrigger::OutputPinsNotify(IKLNotifyOperation& AOperati
   std::function<void()> Work = [this, Result, Kept = TRef<IKLNotifyOperation>(&AOperation)] {
     *Result = TQSCommonRealFilter::OutputPinsNotify(*Kept);
   };
-  FTurns->Run(FTurns->Take(), std::move(Work));
+  FTurns->Run(FTurns->Take(), TRef<TCallGate>(&Gate()), std::move(Work));
   return *Result;
 }
 
@@ -446,7 +446,7 @@ void TQSSnippetTrigger::SendSnippetData(TRef<TQSSnippetTriggerData> ATriggerMeta
   };
   const std::uint64_t Turn = FTurns->Take();
   AMutex.unlock();
-  FTurns->Run(Turn, std::move(Work));
+  FTurns->Run(Turn, TRef<TCallGate>(&Gate()), std::move(Work));
   AMutex.lock();
 }
 

@@ -115,24 +115,26 @@ TKLNotifyResult TQSSwitch::SourceDispatch(TKLBasicPin& ASender, TKLBasicPin* AOt
 TKLNotifyResult TQSSwitch::Start(TKLStartSampleRateOperation& AOperation) {
   // The turn may be left to an earlier one, which runs it later.
   const auto Result = std::make_shared<TKLNotifyResult>();
-  FTurns->Run(FTurns->Take(), [this, Result, Start = TRef<IKLNotifyOperation>(&AOperation),
-                               Rate = AOperation.Rate] {
-    {
-      const std::lock_guard Guard(FMutex);
-      FIncomingRate = Rate;
-      FStartOperationIsCached = !FWay;
-      if (!FWay) return;
-    }
-    *Result = FOutputPin.Notify(*Start);
-  });
+  FTurns->Run(
+      FTurns->Take(), TRef<TCallGate>(&Gate()),
+      [this, Result, Start = TRef<IKLNotifyOperation>(&AOperation), Rate = AOperation.Rate] {
+        {
+          const std::lock_guard Guard(FMutex);
+          FIncomingRate = Rate;
+          FStartOperationIsCached = !FWay;
+          if (!FWay) return;
+        }
+        *Result = FOutputPin.Notify(*Start);
+      });
   return *Result;
 }
 
 TKLNotifyResult TQSSwitch::Stop(IKLNotifyOperation& AOperation) {
   const auto Result = std::make_shared<TKLNotifyResult>();
-  FTurns->Run(FTurns->Take(), [this, Result, Stop = TRef<IKLNotifyOperation>(&AOperation)] {
-    *Result = FOutputPin.Notify(*Stop);
-  });
+  FTurns->Run(FTurns->Take(), TRef<TCallGate>(&Gate()),
+              [this, Result, Stop = TRef<IKLNotifyOperation>(&AOperation)] {
+                *Result = FOutputPin.Notify(*Stop);
+              });
   return *Result;
 }
 
@@ -160,10 +162,7 @@ void TQSSwitch::EnabledChanged() {
   }
   const std::uint64_t Turn = FTurns->Take();
   FLock->AfterRelease([this, Turn, Turns = FTurns, Door = TRef<TCallGate>(&Gate())] {
-    Turns->Run(Turn, [this, Door] {
-      const TCallScope Call(*Door);
-      if (Call) Open();
-    });
+    Turns->Run(Turn, Door, [this] { Open(); });
   });
 }
 

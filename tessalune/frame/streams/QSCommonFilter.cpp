@@ -117,7 +117,7 @@ TKLNotifyEvent TQSBasicThreadedFilter::SinkEvent() {
                                                      Kept = TRef<IKLNotifyOperation>(&AOperation)] {
                         SinkDispatch(ASender, nullptr, ADataTypeID, *Kept, AState);
                       }));
-    if (Queued) return {};
+    if (Queued || (Thread && HasState(csDestroying))) return {};  // its outputs' links tell a stop
     return SinkDispatch(ASender, AOtherPin, ADataTypeID, AOperation, AState);
   };
 }
@@ -133,9 +133,9 @@ void TQSBasicThreadedFilter::FilterPump(IKLNotifyOperation& AOperation) {
 TKLNotifyResult TQSBasicThreadedFilter::BufferOperation(IKLNotifyOperation& AOperation,
                                                         TKLNotifyState) {
   if (FThreading.Enabled() || FHasThread.load(std::memory_order_acquire)) {
-    const auto Thread = ThreadForBlock();
-    if (Thread && Thread->PushOperation(TRef<IKLNotifyOperation>(&AOperation))) {
-      return {nrDataChanged};
+    if (const auto Thread = ThreadForBlock()) {
+      if (Thread->PushOperation(TRef<IKLNotifyOperation>(&AOperation))) return {nrDataChanged};
+      if (HasState(csDestroying)) return {};  // that thread may still be at work
     }
   }
   return IntSingleOperation(AOperation);
@@ -146,11 +146,11 @@ void TQSBasicThreadedFilter::BeforeDestruction() {
   EndInputs();
   RunReported(this, [this] { FlushQueue(); });
   TVBInputOutputLockComponent::BeforeDestruction();
-  {
-    const std::lock_guard Lock(FThreadMutex);
-    FThreadsOver = true;
-  }
-  EndThread();
+  // Where a wait had to give way, blocks still come, and the thread is still at work: it stays in
+  // place and takes no more of them.
+  const std::lock_guard Lock(FThreadMutex);
+  FThreadsOver = true;
+  if (FFilterThread) FFilterThread->Terminate();
 }
 
 // --- the stream ---

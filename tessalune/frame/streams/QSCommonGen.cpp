@@ -220,13 +220,8 @@ void TQSBasicCommonGen::TryStart() {
 // and those before it have been told.
 void TQSBasicCommonGen::InTurn(std::function<void()> ATell) {
   const std::uint64_t Turn = FTurns->Take();
-  FLock->AfterRelease(
-      [Turn, Turns = FTurns, Door = TRef<TCallGate>(&Gate()), Tell = std::move(ATell)] {
-        Turns->Run(Turn, [Door, Tell] {
-          const TCallScope Call(*Door);
-          if (Call) Tell();
-        });
-      });
+  FLock->AfterRelease([Turn, Turns = FTurns, Door = TRef<TCallGate>(&Gate()),
+                       Tell = std::move(ATell)] { Turns->Run(Turn, Door, Tell); });
 }
 
 bool TQSBasicCommonGen::OnStream(TStream AStream, const std::function<void()>& AStep) {
