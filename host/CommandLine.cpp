@@ -130,6 +130,8 @@ void AddReference(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOp
                       "The folder with examples, CLASS.json; else the installed one");
   Command->add_option("--pictures", Options.Pictures,
                       "The folder with their pictures, CLASS.svg; else the installed one");
+  Command->add_option("--icons", Options.Icons,
+                      "The folder with the classes' icons, CLASS.svg; else the installed one");
   Command->add_flag("-q,--quiet", AOptions.Style.Quiet, "Say nothing but errors");
   Command->callback([&ACommand] { ACommand = &WriteClassPages; });
 }

@@ -23,6 +23,13 @@ FORMS = {
     ("TQSApplyIntConst", "Input"): {"type": "i"},
     ("TQSApplyIntConst", "Output"): {"type": "i"},
     ("TQSRealToInt", "Output"): {"type": "i"},
+    ("TQSDct", "Output"): {"unit": "", "step": 1},
+    ("TQSDft", "Magnitudes"): {"unit": "Hz", "step": 20},
+    ("TQSFourier", "Magnitudes"): {"unit": "Hz", "step": 31.25},
+    ("TQSNoiseStats", "Level log"): {"unit": "Hz", "step": 7.8125},
+    ("TQSPowerSpectrum", "Level log"): {"unit": "Hz", "step": 31.25},
+    ("TQSHaar", "Coarse"): {"step": 0.25},
+    ("TQSHaar", "Detail"): {"step": 0.25},
 }
 
 

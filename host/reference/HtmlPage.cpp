@@ -8,7 +8,8 @@ namespace {
 constexpr std::string_view Style = R"(
 :root { color-scheme: light dark; }
 body { font: 16px/1.5 sans-serif; max-width: 60em; margin: 2em auto; padding: 0 1em; }
-h1 img, td img { vertical-align: middle; }
+h1 img, td img { height: 24px; vertical-align: middle; }
+h1 img { height: 32px; }
 h2 { margin-top: 1.6em; border-bottom: 1px solid #8886; font-size: 1.2em; }
 pre { padding: 0.6em 1em; background: #8882; overflow-x: auto; font-size: 0.85em; }
 code { background: #8882; padding: 0 0.2em; }

@@ -1,9 +1,12 @@
 #include "Reference.h"
 
+#include "ClassText.h"
+
 #include <host/Palette.h>
 #include <host/Words.h>
 #include <host/convert/OutputFile.h>
-#include "ClassText.h"
+
+#include <tessalune/frame/runtime/QSException.h>
 
 #include <algorithm>
 #include <fstream>
@@ -27,11 +30,19 @@ std::string BytesOf(const std::filesystem::path& AFile) {
   return {std::istreambuf_iterator<char>(File), {}};
 }
 
-TPageFile IconOf(const TPublishedTable&) { return {}; }
+// CLASS.svg from AFrom, which lies in AFolder beside a page; empty if there is none.
+TPageFile DrawingOf(const TPublishedTable& ATable, const char* AFolder,
+                    const std::filesystem::path& AFrom) {
+  const std::string Name = std::string(ATable.ClassName()) + ".svg";
+  return {std::string(AFolder) + '/' + Name, "image/svg+xml", BytesOf(AFrom / Name)};
+}
 
-TPageFile PictureOf(std::string_view AClass, const TReferenceOptions& AOptions) {
-  const std::string Name = std::string(AClass) + ".svg";
-  return {"pictures/" + Name, "image/svg+xml", BytesOf(AOptions.Pictures / Name)};
+TPageFile IconOf(const TPublishedTable& ATable, const TReferenceOptions& AOptions) {
+  return DrawingOf(ATable, "icons", AOptions.Icons);
+}
+
+TPageFile PictureOf(const TPublishedTable& ATable, const TReferenceOptions& AOptions) {
+  return DrawingOf(ATable, "pictures", AOptions.Pictures);
 }
 
 TRow PinRow(const TPublishedPin& ARow, TComponent& AObject) {
@@ -127,7 +138,7 @@ void WriteExample(TPageWriter& APage, const TPublishedTable& ATable,
   if (Example.empty()) return;
   APage.Heading("Example");
   APage.Text(ATable.Text(&TClassText::Example));
-  const TPageFile Picture = PictureOf(ATable.ClassName(), AOptions);
+  const TPageFile Picture = PictureOf(ATable, AOptions);
   if (!Picture.IsEmpty()) APage.Picture(Picture, "What comes out of the example");
   APage.Text("The graph is `examples/reference/" + Name +
              "`; it writes to the folder `out/reference`, which has to be there:");
@@ -155,9 +166,15 @@ std::string_view IndexName(TPageForm AForm) {
   return AForm == TPageForm::Html ? "index" : "README";
 }
 
-// Of the installed documents, wherever the program has been moved with them.
-std::filesystem::path InstalledDocuments() {
-  return std::filesystem::read_symlink("/proc/self/exe").parent_path() / TESSALUNE_DOCUMENTS;
+// Where nothing was said: AInstalled among the installed documents, wherever they have been moved
+// with the program.
+void FindFolder(std::filesystem::path& AFolder, const char* AInstalled) {
+  if (AFolder.empty()) {
+    const auto Program = std::filesystem::read_symlink("/proc/self/exe");
+    AFolder = Program.parent_path() / TESSALUNE_DOCUMENTS / AInstalled;
+  } else if (!std::filesystem::is_directory(AFolder)) {
+    throw EQSException("there is no folder \"" + AFolder.string() + '"');
+  }
 }
 
 }  // namespace
@@ -166,7 +183,7 @@ std::string ClassPage(const TComponentClass& AClass, const TReferenceOptions& AO
   const TPublishedTable& Table = AClass.Published();
   const TOwned<TComponent> Sample = AClass.New();
   const auto Page = NewPage(AOptions.Form, ClassNames(), Table.ClassName());
-  Page->Title(IconOf(Table), Table.ClassName());
+  Page->Title(IconOf(Table, AOptions), Table.ClassName());
   Page->Text(std::string(Table.DisplayName()) + ". Category " + std::string(Table.Category()) +
              ".\n\n" + std::string(Table.Doc()));
   const auto WriteSection = [&](const TTextSection& ASection) {
@@ -207,8 +224,8 @@ std::string ClassPage(const TComponentClass& AClass, const TReferenceOptions& AO
   return Page->Finish();
 }
 
-std::string IndexPage(TPageForm AForm) {
-  const auto Page = NewPage(AForm, ClassNames(), "");
+std::string IndexPage(const TReferenceOptions& AOptions) {
+  const auto Page = NewPage(AOptions.Form, ClassNames(), "");
   Page->Title({}, "Component classes");
   for (const TCategory& Category : Categories()) {
     Page->Heading(Category.Name);
@@ -217,7 +234,7 @@ std::string IndexPage(TPageForm AForm) {
       const TPublishedTable& Table = Class.Published();
       Rows.push_back({{std::string(Table.ClassName()), std::string(Table.DisplayName()),
                        std::string(Table.Doc())},
-                      IconOf(Table)});
+                      IconOf(Table, AOptions)});
     }
     Page->Table({"Class", "Name", "What it does"}, Rows);
   }
@@ -225,8 +242,9 @@ std::string IndexPage(TPageForm AForm) {
 }
 
 int WriteReference(TReferenceOptions AOptions) {
-  if (AOptions.Examples.empty()) AOptions.Examples = InstalledDocuments() / "examples/reference";
-  if (AOptions.Pictures.empty()) AOptions.Pictures = InstalledDocuments() / "reference/pictures";
+  FindFolder(AOptions.Examples, "examples/reference");
+  FindFolder(AOptions.Pictures, "reference/pictures");
+  FindFolder(AOptions.Icons, "reference/icons");
   std::filesystem::create_directories(AOptions.Folder);
   const auto Write = [&](std::string_view AName, const std::string& AText) {
     WriteFile(AOptions.Folder / (std::string(AName) + '.' + std::string(EndingOf(AOptions.Form))),
@@ -237,10 +255,10 @@ int WriteReference(TReferenceOptions AOptions) {
     const TPublishedTable& Table = Class.Published();
     Write(Table.ClassName(), ClassPage(Class, AOptions));
     if (AOptions.Form == TPageForm::Html) continue;
-    LayBeside(IconOf(Table), AOptions);
-    LayBeside(PictureOf(Table.ClassName(), AOptions), AOptions);
+    LayBeside(IconOf(Table, AOptions), AOptions);
+    LayBeside(PictureOf(Table, AOptions), AOptions);
   }
-  Write(IndexName(AOptions.Form), IndexPage(AOptions.Form));
+  Write(IndexName(AOptions.Form), IndexPage(AOptions));
   return static_cast<int>(Classes.size());
 }
 

@@ -13,15 +13,17 @@ namespace tessalune::host {
 struct TReferenceOptions {
   std::filesystem::path Folder;  // to write to; it is made if it is missing
   TPageForm Form = TPageForm::Html;
-  // Where a class's example, CLASS.json, and its picture, CLASS.svg, are looked for; where they are
-  // installed, if empty. A class without has a page without.
+  // Where a class's example, CLASS.json, the picture of what comes out of it, CLASS.svg, and the
+  // class's icon, CLASS.svg, are looked for; where they are installed, if empty. A class without
+  // has a page without.
   std::filesystem::path Examples{};
   std::filesystem::path Pictures{};
+  std::filesystem::path Icons{};
 };
 
-// A class's page: what is said of it in each form, the same whatever the machine.
+// The texts of the pages.
 std::string ClassPage(const TComponentClass& AClass, const TReferenceOptions& AOptions);
-std::string IndexPage(TPageForm AForm);
+std::string IndexPage(const TReferenceOptions& AOptions);
 
 // Writes CLASS.html or CLASS.md for each class of the palette and index.html or README.md, and
 // returns how many classes these are. A Markdown page refers to its icon and its picture, which are

@@ -124,8 +124,7 @@ block; an odd `OutputBuffer.Size` is rounded up.)",
     x[2 k + 1] = coarse[k] + detail[k])",
     .SeeAlso = "TQSHaar, TQSInverseDct, TQSAdd",
     .Example =
-        R"(A tone under noise, and what the coarse half alone gives back: pairs of equal samples, with less
-noise.)",
+        R"(A tone under noise, and what comes back with the details at a fifth of their size.)",
 };
 
 }  // namespace

@@ -52,8 +52,8 @@ samples are bins here.)",
     k from 0 to N - 1, with ProcessHalf to N / 2 - 1)",
     .SeeAlso = "TQSFourier, TQSDft, TQSRealTodB, TQSCartToPolar, TQSMean",
     .Example =
-        R"(Tones of 1000 and 2500 Hz, the second at a tenth of the level: the power of the bins in decibels,
-20 dB apart.)",
+        R"(Tones of 1000 and 2500 Hz, the second at a tenth of the amplitude, and a little noise: the power
+of the bins in decibels, 20 dB apart.)",
 };
 
 }  // namespace
