@@ -12,7 +12,7 @@ instrument shows. The block is the window: choose whole periods by TQSRepack. Fo
 moves along with the samples take TQSFir or TQSLowPass.)",
     .BadInput = "A NaN in a block makes its mean NaN; so do infinities of both signs.",
     .Accuracy =
-        R"(Within (N / 8 + 3) rounding errors of the mean of the magnitudes, for N samples. One addition a
+        R"(Within (N / 8 + 4) rounding errors of the mean of the magnitudes, for N samples. One addition a
 sample.)",
     .Formulas = "    mean = (x[0] + ... + x[N - 1]) / N",
     .SeeAlso = "TQSRMSMeter, TQSMinMax, TQSRemoveDC, TQSRepack",

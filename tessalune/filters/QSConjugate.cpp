@@ -12,10 +12,10 @@ constexpr TPropertyInfo<bool> FlipInfo{
 
 constexpr TClassText ConjugateText{
     .Use =
-        R"(Mirrors complex samples at the real axis. The conjugate of a spectrum belongs to the signal played
-backwards; multiplied with another spectrum by TQSMultiplyComplex it gives their correlation. Of
-an analytic signal the conjugate has the negative frequencies. With `Flip` each block is turned
-round too: the conjugate reversed is the matched filter of a block.)",
+        R"(Mirrors complex samples at the real axis. The conjugate of a real signal's spectrum belongs to the
+signal played backwards; multiplied with another spectrum by TQSMultiplyComplex it gives their
+correlation. Of an analytic signal the conjugate has the negative frequencies. With `Flip` each
+block is turned round too: the conjugate reversed is the matched filter of a block.)",
     .BadInput =
         R"(NaN and the infinities stay, with the sign of the imaginary part turned; so does the sign of a
 zero.)",

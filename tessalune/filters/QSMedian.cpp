@@ -26,7 +26,7 @@ ranks above infinity. Infinities rank as numbers do. A `Mask` below 1 counts as 
 the odd one below it.)",
     .Accuracy =
         R"(Exact: each output is one of the input's samples. Masks up to 7 take a few comparisons a sample,
-larger ones time that grows slowly with `Mask`, and memory for it.
+larger ones time that grows with `Mask`, and memory for it.
 
 Nothing is carried from block to block: at either end of a block its first or last sample stands
 for those beyond, so medians within `Mask` / 2 samples of an end depend on the cut. Take blocks

@@ -44,9 +44,10 @@ constexpr TClassText SimpleFilterText{
 - `iirButterworth` is the flattest, `iirChebyshev` the steepest, with a ripple of `Alpha` dB in
   the pass band, `iirBessel` keeps waveforms best.)",
     .BadInput =
-        R"(A NaN or an infinity in the stream reaches as many outputs as a finite response has taps; in a
-recursive one it stays, until a new start or a change of a property finds it more than 4,096
-samples back. Before a stream has told its rate, blocks pass unchanged.)",
+        R"(An edge at half the sample rate or beyond is taken as 0.49999 of the rate, and the notes of `run`
+tell; one at 0 gives no filter. A NaN or an infinity in the stream reaches as many outputs as a
+finite response has taps; in a recursive one it stays, until a new start or a change of a property
+finds it more than 4,096 samples back. Before a stream has told its rate, blocks pass unchanged.)",
     .Accuracy =
         R"(Designed in extended precision and rounded once; sections are paired and ordered so that their
 noise stays below 1e-11 of the largest output for orders to 41. Settings whose filter double

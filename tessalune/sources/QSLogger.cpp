@@ -52,8 +52,8 @@ header; write down type and rate. With `SaveBufferSizes` it keeps the cut into b
 `Ceiling` it stops by itself.)",
     .BadInput =
         R"(NaN and the infinities are written as they are. A file that cannot be opened ends the run with the
-system's reason. A disk that is full does not stop the stream: what the system did not take is
-counted, and makes the run fail at its end.)",
+system's reason. On a disk that is full the logger goes on and counts what the system did not
+take; `run` ends with an error then.)",
     .Accuracy =
         R"(Exact: bytes as they lie in memory, little-endian. What stood under the name before is replaced at
 the start. Each block is handed to the system as it comes, on the thread that delivers it, so a

@@ -69,10 +69,10 @@ the block is silent then, but for `Offset`. A saw tooth whose cycle has less tha
 or 2^31 and more, is silent too. A phase or a frequency that is no finite number is refused.)",
     .Accuracy =
         R"(A tone runs on from block to block without a step. It is computed by a recurrence at extended
-precision in each block, whose error grows with the block and is far below a rounding error for
-blocks of thousands of samples. A saw tooth is made of whole samples, in ramps of N + 1 with N the
-samples of a cycle, rounded: its frequency is the rate divided by N + 1, and its values have
-single precision. A few operations a sample.)",
+precision, whose error at sample n of a block is about n / sin(2 w) 2^-64 of the amplitude, w as
+below. A saw tooth is made of whole samples, in ramps of N + 1 with N the samples of a cycle,
+rounded: its frequency is the rate divided by N + 1, and its values have single precision. A few
+operations a sample.)",
     .Formulas = R"(With w = 2 pi `Frequency` / `SampleRate`, A for `Amplitude`, all plus `Offset`:
 
     stTone      A cos(w n + Phase)

@@ -40,9 +40,10 @@ Windows are symmetric here; `Alpha` is the usual 0.16 for `wtBlackman`. They nee
 samples or more.)",
     .Accuracy =
         R"(The relative error of a spectrum, root mean square over its bins, is below 1.2 2^-53 sqrt(log2 N)
-+ 2^-53 for products of small primes, below 4 2^-53 sqrt(log2 L) + 2 2^-53 for lengths with a
-prime above 150, L being 2 to 4 times the length. A few N log2(N) operations a frame; primes up to
-150 take N^2. A window is computed for each frame.)",
++ 2^-53 for products of small primes, below (1 + sqrt(N)) 2^-53 for other primes up to 150, below
+4 2^-53 sqrt(log2 L) + 2 2^-53 for lengths with a prime above 150, L being 2 to 4 times the
+length. A few N log2(N) operations a frame; primes up to 150 take N^2. A window is computed for
+each frame.)",
     .Formulas =
         R"(With w[n] the window, N the size of a frame, and s = 1, N or sqrt(N) as `Normalization` says:
 

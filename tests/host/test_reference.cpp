@@ -102,6 +102,22 @@ TEST_F(Reference, IsWellFormedHtmlThatNeedsNothingElse) {
   }
 }
 
+TEST_F(Reference, TextFollowsFromTheClassToItsBasesAndToDescribe) {
+  const TComponentClass& LowPass = ClassOfName("TQSLowPass");
+  const std::string Use = LowPass.Published().Text(&TClassText::Use);
+  const std::size_t OfBase = Use.find("\n\nThe filter is designed");
+  EXPECT_TRUE(Use.starts_with("Lets pass what is below")) << Use;
+  EXPECT_NE(OfBase, std::string::npos) << Use;
+  EXPECT_EQ(DescribeJson(LowPass)["text"]["use"], Use);
+  const std::string Text = DescribeText(LowPass);
+  EXPECT_LT(Text.find("\nWhen to use it\n  Lets pass"), Text.find("\n  - `ftFIR` has"));
+  EXPECT_NE(Text.find("\n      iirButterworth  |H|^2 = "), std::string::npos) << "as it stands";
+  const auto Hilbert = DescribeJson(ClassOfName("TQSHilbert"));
+  for (const auto& Row : Hilbert["properties"]) {
+    if (Row["name"] == "BufferSize") EXPECT_EQ(Row["takesEffect"], "at the next start");
+  }
+}
+
 TEST(ClassText, FallsIntoParagraphsItemsAndFormulas) {
   std::string Told;
   for (const TTextBlock& Block :
