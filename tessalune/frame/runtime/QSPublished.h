@@ -52,6 +52,7 @@ struct TPublishedProperty {
   TValueRange<double> Design{};  // what an editor offers
   bool NonFinite = false;        // takes NaN and the infinities
   bool Stored = true;            // by property streams
+  TTakesEffect Effect{};         // where it can be set
   std::vector<std::string_view> Enumerators{};  // names, in order from 0
   std::function<TPropertyValue(const TPersistent&)> Get{};
   // Goes through the setter; empty for a row that can only be read. Raises EQSException for a value
@@ -129,6 +130,18 @@ void FillFrom(TPersistent& AObject, const TPublishedProperty& ARow, const TPrope
 [[noreturn]] void RefuseElementType(const TPersistent& AObject, const TPublishedProperty& AProperty,
                                     const TPropertyValue& AValue);
 
+// What a user should know of a class beyond its rows. Paragraphs with empty lines between them,
+// items ("- "), lines set in by four spaces (formulas), `names`. What a base has in a section
+// follows what the class has there.
+struct TClassText {
+  std::string_view Use{};       // what it does and when to take it
+  std::string_view BadInput{};  // what comes of it
+  std::string_view Accuracy{};  // and cost: time, memory, delay
+  std::string_view Formulas{};  // and where they come from
+  std::string_view SeeAlso{};   // names of classes, with commas between them
+  std::string_view Example{};   // what the class's example shows
+};
+
 class TPublishedTable {
  public:
   // A class's own table. AParent is its base's table, null for a root. ADisplayName and ACategory
@@ -141,6 +154,7 @@ class TPublishedTable {
     // BMP files of several widths, 32 bits a pixel (blue, green, red, alpha), not compressed. The
     // library's own classes have theirs built in by name, and a class without inherits.
     std::span<const TIconFile> Icons{};
+    TClassText Text{};
   };
   TPublishedTable(TClass AClass, const TPublishedTable* AParent)
       : FClass(AClass), FParent(AParent) {}
@@ -195,6 +209,7 @@ class TPublishedTable {
   std::span<const TIconFile> Icons() const { return FClass.Icons; }
   // The base's table; null for a root.
   const TPublishedTable* Parent() const { return FParent; }
+  std::string Text(std::string_view TClassText::*ASection) const;
 
   // Rows of the class and its bases, bases first.
   std::vector<const TPublishedProperty*> Properties() const;
@@ -272,7 +287,8 @@ TPublishedTable&& TPublishedTable::Property(const TPropertyInfo<T>& AInfo,
                          .Bounds = PublishedRange(AInfo.Bounds),
                          .Design = PublishedRange(AInfo.Design),
                          .NonFinite = AInfo.NonFinite,
-                         .Stored = AInfo.Stored};
+                         .Stored = AInfo.Stored,
+                         .Effect = AInfo.Effect};
   if constexpr (CEnumProperty<TElement>) {
     Row.Enumerators.assign(TEnumNames<TElement>::Names.begin(), TEnumNames<TElement>::Names.end());
   }
