@@ -49,6 +49,7 @@
 #include <tessalune/frame/runtime/QSReports.h>
 #include <tessalune/frame/runtime/QSSerialization.h>
 #include <tessalune/frame/runtime/QSThread.h>
+#include <tessalune/frame/runtime/QSTiedDefaults.h>
 #include <tessalune/frame/runtime/VBComponent.h>
 #include <tessalune/frame/streams/QSBlockBuilder.h>
 #include <tessalune/frame/streams/QSCommonFilter.h>
