@@ -2,6 +2,7 @@
 #pragma once
 
 #include "convert/Convert.h"
+#include "measure/Measure.h"
 #include "reference/Reference.h"
 #include "run/Reporter.h"
 
@@ -30,6 +31,7 @@ struct TOptions {
   TOutputStyle Style;
   TConvertOptions Convert;
   TReferenceOptions Reference;
+  TMeasureOptions Measure;
 };
 
 // Each returns the exit code. What fails in a way that the command has no words for is an

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <limits>
 #include <random>
 #include <sstream>
 
@@ -16,6 +18,7 @@ namespace {
 
 using nlohmann::json;
 using tessalune::test::BytesOf;
+using tessalune::test::LogOf;
 using tessalune::test::ReadFile;
 using tessalune::test::TTempDir;
 using tessalune::test::WriteFile;
@@ -114,6 +117,18 @@ TEST_F(Program, RunsTheExamplesOfQuantisingAndGating) {
   };
   EXPECT_EQ(ReadReals("gated.bin"), Join(std::vector<double>(80), {0, 2000, 4000, 7920}));
   EXPECT_EQ(ReadReals("shots.bin"), Join({}, {4800, 5200, 6001, 6401}));
+  // Each response is cut where its edge was, so all of them are alike from when the filter swings.
+  RunExample("in-step.json");
+  for (const auto& [Name, First] : {std::pair("edges", 48), std::pair("responses", 59)}) {
+    Run(std::string("convert --from-counts ") + Name + ".bin bare.bin");
+    const auto Snippets = ReadReals("bare.bin");
+    ASSERT_EQ(Snippets.size(), 50U * 240U) << Name;
+    for (std::size_t I = 240; I < Snippets.size(); ++I) {
+      const bool IsHigh = I % 240 >= static_cast<std::size_t>(First);
+      ASSERT_EQ(Snippets[I] > 0, IsHigh) << Name << I;
+      ASSERT_NEAR(Snippets[I], Snippets[I % 240 + 240], 1e-9) << Name << I;
+    }
+  }
 }
 
 // A finite source ends the run, on the program's pump and on its own clock; the filter with a
@@ -147,6 +162,37 @@ TEST_F(Program, PlaysARecordingToItsEnd) {
   EXPECT_EQ(Run("convert --counts speech.bin speech.csv").Code, 0);
   const std::string Speech = ReadFile(FFolder / "speech.csv");
   EXPECT_EQ(std::count(Speech.begin(), Speech.end(), '1'), 999);  // |x| > 1000
+}
+
+// The file that was played, of which the summary tells, is not the one that has been named since;
+// its end, between two records and inside a sample, is where the stream's is.
+TEST_F(Program, TellsOfTheFileThatWasPlayed) {
+  const std::string Log =
+      LogOf(std::vector<std::vector<double>>(3, std::vector<double>(500)), true);
+  WriteFile(FFolder / "counts.bin", Log);
+  WriteFile(FFolder / "cut.bin", Log.substr(0, Log.size() - 3));
+  json Graph{
+      {"tessalune", 1},
+      {"components",
+       {{{"class", "TQSPlayer"},
+         {"name", "P"},
+         {"properties", {{"FileName", "counts.bin"}, {"SavedBufferSizes", true}}}},
+        {{"class", "TQSAbs"}, {"name", "A"}},
+        {{"class", "TQSLogger"}, {"name", "L"}, {"properties", {{"FileName", "l.bin"}}}}}},
+      {"links", {{"P.OutputPin", "A.InputPin", "real"}, {"A.OutputPin", "L.InputPin", "real"}}},
+      {"run", {{"at", json::array({{{"samples", 700}, {"set", {{"P.FileName", "cut.bin"}}}}})}}}};
+  WriteFile(FFolder / "g.json", Graph.dump());
+  const json Summary = Run("run --json --watch P.ProgressPin g.json").Lines().back().at("summary");
+  EXPECT_EQ(Summary.at("components").at(0).at("file"), "counts.bin") << Summary;
+  EXPECT_EQ(Summary.at("remarks"), json::array());
+  EXPECT_EQ(Summary.at("values").at(0).at("time"), 1500 / 44100.0) << Summary;
+  for (const auto& [Set, Remark] :
+       {std::pair("--set P.FileName=cut.bin", "its count says 4000 bytes, and 3997 follow"),
+        std::pair("--set P.FileName=cut.bin --set P.SavedBufferSizes=false",
+                  "\"cut.bin\" ends inside a sample: the last 1 byte of 8 are no whole one")}) {
+    const TOutcome Outcome = Run(std::string("run g.json ") + Set);
+    EXPECT_NE(Outcome.Output.find(Remark), std::string::npos) << Outcome.Output << Outcome.Errors;
+  }
 }
 
 // In real time the clock decides; a limit ends there too, at the sample.
@@ -274,6 +320,18 @@ TEST_F(Program, WrongCommandLinesAreMistakes) {
     EXPECT_EQ(Outcome.Code, 2) << Arguments;
     EXPECT_NE(Outcome.Errors, "") << Arguments;
   }
+  for (const auto& [Arguments, Part] :
+       {std::pair("run --set", "--set wants a value. Component.Property=value"),
+        std::pair("convert a.bin", "OUT is missing. The file to write"),
+        std::pair("run --samples 1.5 x.json", "1.5 is no whole number from 1"),
+        std::pair("validate '" EXAMPLES "/filters.json' --set Average.Taps=a",
+                  "--set Average.Taps=a: Taps cannot be \"a\"; expected is an array"),
+        std::pair("convert nofile out", "cannot read \"nofile\": No such file")}) {
+    const TOutcome Outcome = Run(Arguments);
+    EXPECT_NE(Outcome.Errors.find(Part), std::string::npos) << Outcome.Errors;
+  }
+  EXPECT_EQ(Run("run --quiet --samples 1e3 " + FTone).Code, 0);
+  EXPECT_EQ(ReadReals("tone.bin").size(), 1000U);
   EXPECT_EQ(Run("list > /dev/full").Code, 1);
   EXPECT_EQ(Run("run --json --seconds 1e9 " + FTone + "> /dev/full").Code, 1);
   EXPECT_NE(Run("--help").Output.find("Exit codes"), std::string::npos);
@@ -367,6 +425,135 @@ TEST_F(Program, WritesTheReferenceToAFolder) {
   const TOutcome Missing = Run("reference pages --examples nowhere");
   EXPECT_EQ(Missing.Code, 1);
   EXPECT_EQ(Missing.Errors, "tessalune: there is no folder \"nowhere\"\n");
+}
+
+// --- measure ---
+
+constexpr std::size_t ToneSamples = 40000;
+constexpr double ToneCycles = 0.1234567;  // a sample; 2022.7 in a frame
+
+std::vector<double> Tone(double AAmplitude, double ACycles = ToneCycles, double AOffset = 0.0) {
+  std::vector<double> Samples(ToneSamples);
+  for (std::size_t I = 0; I < Samples.size(); ++I) {
+    const double Phase = std::fmod(ACycles * static_cast<double>(I), 1.0);
+    Samples[I] = AAmplitude * std::sin(2 * 3.14159265358979324 * Phase) + AOffset;
+  }
+  return Samples;
+}
+
+template <class T>
+std::vector<T> Codes(const std::vector<double>& ASamples) {
+  std::vector<T> Codes;
+  for (const double Sample : ASamples) Codes.push_back(static_cast<T>(std::nearbyint(Sample)));
+  return Codes;
+}
+
+// An ideal converter's codes, in every form that holds them, measure as its error has it. The error
+// is white and its square varies by 0.9 of its mean, so a frame's mean of 16384, which the window
+// makes count as 6300, does by 0.05 dB: five times that is the bound. The bins of the tone, of its
+// harmonics and of DC, 1.6 % of all, are part of it: 0.07 dB.
+TEST_F(Program, MeasuresAnIdealConverter) {
+  const std::vector<double> Exact = Tone(2000);
+  double Errors = 0.0;
+  for (const double X : Exact) Errors += std::pow(std::nearbyint(X) - X, 2);
+  const double SINAD = 10 * std::log10(2000.0 * 2000 / 2 / (Errors / ToneSamples));
+  WriteFile(FFolder / "i.bin", BytesOf(Codes<std::int32_t>(Exact)));
+  WriteFile(FFolder / "u.bin", BytesOf(Codes<std::uint32_t>(Tone(2000, ToneCycles, 2048))));
+  for (const char* Form : {"wav --encoding pcm16", "flac", "csv", "bin --to-type real"}) {
+    const std::string Name = Form;
+    Run("convert i.bin a." + Name.substr(0, Name.find(' ')) + " --type integer --rate 8000" +
+        Name.substr(std::min(Name.size(), Name.find(' '))));
+  }
+  const std::string Options = " --json --rate 8000 --bits 12";
+  const json First = Run("measure i.bin --type integer --graph g.json" + Options).Lines().back();
+  const json Figures = First.at("measure").at("figures");
+  EXPECT_EQ(First.at("measure").at("frames"), 2);
+  EXPECT_EQ(First.at("measure").at("remarks"), json({"the last 7232 samples fill no frame"}));
+  const auto ExpectNear = [&Figures](const char* AName, double AValue, double ABound) {
+    for (const char* Which : {"least", "mean", "most"}) {
+      EXPECT_NEAR(Figures.at(AName).at(Which), AValue, ABound) << AName;
+    }
+  };
+  ExpectNear("CarrierSINAD", SINAD, 0.25);
+  ExpectNear("CarrierENOB", (SINAD - 1.76) / 6.02, 0.05);
+  ExpectNear("Fundamental", 20 * std::log10(2000 / 2047.5), 0.01);
+  ExpectNear("FundFrequency", 8000 * ToneCycles, 0.002 * 8000 / 16384);
+  EXPECT_EQ(Figures.at("HarmonicDistortion").size(), 5U);
+
+  // The same samples, whatever they come in; a range that begins at 0 only moves them.
+  for (const char* In : {"a.wav", "a.flac --graph w.json", "a.csv", "a.bin",
+                         "- --from log --type integer < i.bin", "u.bin --type unsigned"}) {
+    const TOutcome Other = Run("measure " + std::string(In) + Options);
+    EXPECT_EQ(Other.Code, 0) << In << Other.Errors;
+    const json Again = Other.Lines().back().at("measure").at("figures");
+    EXPECT_NEAR(Again.at("CarrierSINAD").at("mean"), Figures.at("CarrierSINAD").at("mean"), 1e-6)
+        << In;
+  }
+  // The graphs measure the same, of the log itself and of one beside them; frames overlap, too.
+  for (const auto& [Graph, In] :
+       {std::pair("g.json", "i.bin --type integer"), std::pair("w.json", "a.flac"),
+        std::pair("s.json",
+                  "a.bin --order 9 --step 100 --window hann "
+                  "--mask 5,6 --graph s.json")}) {
+    const auto Measured = Run("measure " + std::string(In) + Options).Lines();
+    std::vector<json> Records;
+    for (const json& Line : Run("run --json " + std::string(Graph)).Lines()) {
+      if (Line.value("event", "") == "OnStatsAvailable") Records.push_back(Line);
+    }
+    ASSERT_EQ(Records.size() + 1, Measured.size()) << Graph;
+    for (std::size_t I = 0; I < Records.size(); ++I) {
+      ASSERT_EQ(Records[I].at("arguments"), Measured[I].at("arguments")) << Graph << I;
+    }
+  }
+}
+
+TEST_F(Program, MeasureTellsWhatMakesFiguresDoubtful) {
+  const double NaN = std::numeric_limits<double>::quiet_NaN();
+  std::mt19937 Random(1);
+  std::vector<double> Noise(ToneSamples);
+  for (double& Sample : Noise) Sample = static_cast<double>(Random() % 2000) - 1000;
+  std::vector<double> Clipped = Tone(3000);
+  for (double& Sample : Clipped) Sample = std::clamp(Sample, -2048.0, 2047.0);
+  std::vector<double> Broken = Tone(2000);
+  Broken[20000] = NaN;
+  WriteFile(FFolder / "tone.bin", BytesOf(Tone(2000)));
+  WriteFile(FFolder / "noise.bin", BytesOf(Noise));
+  WriteFile(FFolder / "clipped.bin", BytesOf(Clipped));
+  WriteFile(FFolder / "broken.bin", BytesOf(Broken));
+  WriteFile(FFolder / "silence.bin", BytesOf(std::vector<double>(ToneSamples, 7.0)));
+  WriteFile(FFolder / "low.bin", BytesOf(Tone(1500, 2.3 / 16384, 500)));
+  WriteFile(FFolder / "codes.bin", BytesOf(Tone(2000, ToneCycles, 2048)));
+  WriteFile(FFolder / "short.bin", BytesOf(std::vector<double>(100, 1.0)));
+  struct TCase {
+    const char* Arguments;
+    int Code;
+    std::vector<const char*> Parts;  // of what is said
+  };
+  for (const TCase& Case : std::vector<TCase>{
+           {"tone.bin --bits 12", 0, {"SINAD", "2 frames", "harmonic 6", "no rate is known"}},
+           {"tone.bin", 0, {"samples fill 6.1", "taken for that of 16 bits"}},
+           {"tone.bin --bits 11", 0, {"numbers beyond the range, -1024 and 1023"}},
+           {"tone.bin --bits 12 --window rect", 0, {"of a bin beside one", "--window cossum"}},
+           {"noise.bin --bits 12", 0, {"  no tone\n", "less than half of the power"}},
+           {"clipped.bin --bits 12", 0, {"at the ends of the range, -2048 and 2047", "clipped"}},
+           {"broken.bin --bits 12", 0, {"1 number NaN or infinite", "in 1 frame samples are NaN"}},
+           {"silence.bin --bits 12", 1, {"0                 -", "  silence\n", "in 2 frames all"}},
+           {"low.bin --bits 12 --rate 8e3", 0, {"tone in the DC region", "below 3.418 Hz"}},
+           {"codes.bin --bits 12", 0, {"none is below 0: is it --unsigned?"}},
+           {"short.bin --bits 12", 1, {"too short: there are 100 samples, and a frame has 256"}},
+           {"absent.bin", 1, {"cannot read \"absent.bin\""}},
+           {"tone.bin --order 40", 2, {"--order 40: ", "between 2 and 30"}},
+           {"tone.bin --window fat", 2, {"--window fat: ", "expected is one of xwtNone"}},
+           {"tone.bin --bits 12 --min 0", 2, {"--bits, or by --min and --max together"}},
+           {"tone.bin --min 5 --max 5", 2, {"--max has to be above --min"}}}) {
+    const TOutcome Outcome = Run("measure " + std::string(Case.Arguments));
+    EXPECT_EQ(Outcome.Code, Case.Code) << Case.Arguments << Outcome.Errors;
+    for (const char* Part : Case.Parts) {
+      EXPECT_NE((Outcome.Output + Outcome.Errors).find(Part), std::string::npos)
+          << Case.Arguments << ": no \"" << Part << "\" in\n"
+          << Outcome.Output << Outcome.Errors;
+    }
+  }
 }
 
 }  // namespace
