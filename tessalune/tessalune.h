@@ -38,6 +38,7 @@
 #include <tessalune/frame/runtime/QSFiles.h>
 #include <tessalune/frame/runtime/QSFlagSet.h>
 #include <tessalune/frame/runtime/QSGuid.h>
+#include <tessalune/frame/runtime/QSIcons.h>
 #include <tessalune/frame/runtime/QSLock.h>
 #include <tessalune/frame/runtime/QSMainThread.h>
 #include <tessalune/frame/runtime/QSMemory.h>

@@ -160,8 +160,8 @@ void TPersistent::InitDefaults() {
 
 namespace {
 
-constexpr TPropertyInfo<std::int64_t> TagInfo{.Name = "Tag",
-                                              .Doc = "A number for the host's own use."};
+constexpr TPropertyInfo<std::int64_t> TagInfo{
+    .Name = "Tag", .Effect = TTakesEffect::AtOnce, .Doc = "A number for the host's own use."};
 
 // Who ends a component, it itself or its owner, is decided under one mutex for all: an owner and
 // what it owns may end on two threads at once.
