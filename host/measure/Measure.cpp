@@ -87,6 +87,7 @@ class TMeasurement {
   bool IsFlank(std::uint32_t ABin) const;
   double PowerIn(TQSBinClass AClass, const TQSNoiseStatResults& AResults) const;
   std::vector<std::string> Remarks() const;
+  std::string ScaleAdvice() const;
   void RemarkRange(std::vector<std::string>& ARemarks) const;
   bool Is(TQSExtendedWindowType AType) const { return FStats->WindowType() == AType; }
 
@@ -342,6 +343,11 @@ double TMeasurement::PowerIn(TQSBinClass AClass, const TQSNoiseStatResults& ARes
 
 // --- the end ---
 
+std::string TMeasurement::ScaleAdvice() const {
+  if (!IsAudio(FInput.Reader()) || !FOptions.Bits || FOptions.Scale) return {};
+  return "; --full-scale 32768 gives back the numbers of a file that convert wrote";
+}
+
 void TMeasurement::RemarkRange(std::vector<std::string>& ARemarks) const {
   const TSampleFigures& All = FCutter->All();
   const std::string Ends = NumberText(FRange.Min) + " and " + NumberText(FRange.Max);
@@ -354,11 +360,16 @@ void TMeasurement::RemarkRange(std::vector<std::string>& ARemarks) const {
     ARemarks.push_back(
         Counted(All.Beyond, "number") + " beyond the range, " + Ends + "; " +
         (FRange.Min < 0 && All.Min >= 0 ? "none is below 0: is it --unsigned? " : "") +
-        "--bits, or --min and --max, say the range");
+        "--bits, or --min and --max, say the range" + ScaleAdvice());
   }
   const double Middle = (FRange.Min + FRange.Max) / 2;
   const double Peak = std::max(All.Max - Middle, Middle - All.Min);
-  if (FRangeIsAssumed && Peak > 0 && Peak < FRange.FullScale() / 4) {
+  const bool IsSmall = Peak > 0 && Peak < FRange.FullScale() / 4;
+  if (IsSmall && !FRangeIsAssumed && !ScaleAdvice().empty()) {
+    ARemarks.push_back("the samples fill " + Rounded(100 * Peak / FRange.FullScale()) +
+                       " % of the range" + ScaleAdvice());
+  }
+  if (IsSmall && FRangeIsAssumed) {
     ARemarks.push_back("the samples fill " + Rounded(100 * Peak / FRange.FullScale()) +
                        " % of the range, which was taken for that of " + NumberText(UsualBits) +
                        " bits; --bits, or --min and --max, say it");

@@ -481,20 +481,21 @@ TEST_F(Program, MeasuresAnIdealConverter) {
   EXPECT_EQ(Figures.at("HarmonicDistortion").size(), 5U);
 
   // The same samples, whatever they come in; a range that begins at 0 only moves them.
-  for (const char* In : {"a.wav", "a.flac --graph w.json", "a.csv", "a.bin",
+  for (const char* In : {"a.wav", "a.flac --full-scale 32768 --graph w.json", "a.csv", "a.bin",
                          "- --from log --type integer < i.bin", "u.bin --type unsigned"}) {
     const TOutcome Other = Run("measure " + std::string(In) + Options);
     EXPECT_EQ(Other.Code, 0) << In << Other.Errors;
     const json Again = Other.Lines().back().at("measure").at("figures");
-    EXPECT_NEAR(Again.at("CarrierSINAD").at("mean"), Figures.at("CarrierSINAD").at("mean"), 1e-6)
-        << In;
+    for (const char* Name : {"CarrierSINAD", "Fundamental"}) {
+      EXPECT_NEAR(Again.at(Name).at("mean"), Figures.at(Name).at("mean"), 1e-6) << In;
+    }
   }
   // The graphs measure the same, of the log itself and of one beside them; frames overlap, too.
-  for (const auto& [Graph, In] :
-       {std::pair("g.json", "i.bin --type integer"), std::pair("w.json", "a.flac"),
-        std::pair("s.json",
-                  "a.bin --order 9 --step 100 --window hann "
-                  "--mask 5,6 --graph s.json")}) {
+  for (const auto& [Graph, In] : {std::pair("g.json", "i.bin --type integer"),
+                                  std::pair("w.json", "a.flac --full-scale 32768"),
+                                  std::pair("s.json",
+                                            "a.bin --order 9 --step 100 --window hann "
+                                            "--mask 5,6 --graph s.json")}) {
     const auto Measured = Run("measure " + std::string(In) + Options).Lines();
     std::vector<json> Records;
     for (const json& Line : Run("run --json " + std::string(Graph)).Lines()) {
@@ -524,6 +525,7 @@ TEST_F(Program, MeasureTellsWhatMakesFiguresDoubtful) {
   WriteFile(FFolder / "low.bin", BytesOf(Tone(1500, 2.3 / 16384, 500)));
   WriteFile(FFolder / "codes.bin", BytesOf(Tone(2000, ToneCycles, 2048)));
   WriteFile(FFolder / "short.bin", BytesOf(std::vector<double>(100, 1.0)));
+  Run("convert tone.bin codes.wav --rate 8000");
   struct TCase {
     const char* Arguments;
     int Code;
@@ -540,6 +542,7 @@ TEST_F(Program, MeasureTellsWhatMakesFiguresDoubtful) {
            {"silence.bin --bits 12", 1, {"0                 -", "  silence\n", "in 2 frames all"}},
            {"low.bin --bits 12 --rate 8e3", 0, {"tone in the DC region", "below 3.418 Hz"}},
            {"codes.bin --bits 12", 0, {"none is below 0: is it --unsigned?"}},
+           {"codes.wav --bits 12", 0, {"fill 6.1", "; --full-scale 32768 gives back"}},
            {"short.bin --bits 12", 1, {"too short: there are 100 samples, and a frame has 256"}},
            {"absent.bin", 1, {"cannot read \"absent.bin\""}},
            {"tone.bin --order 40", 2, {"--order 40: ", "between 2 and 30"}},
