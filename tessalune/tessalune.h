@@ -114,6 +114,7 @@
 #include <tessalune/analysis/QSBasicAnalysis.h>
 #include <tessalune/analysis/QSMean.h>
 #include <tessalune/analysis/QSMinMax.h>
+#include <tessalune/analysis/QSNoiseStats.h>
 #include <tessalune/analysis/QSPatternDetector.h>
 #include <tessalune/analysis/QSRMSMeter.h>
 #include <tessalune/analysis/QSRealQueue.h>

@@ -1,5 +1,6 @@
 #include <tessalune/analysis/QSMean.h>
 #include <tessalune/analysis/QSMinMax.h>
+#include <tessalune/analysis/QSNoiseStats.h>
 #include <tessalune/analysis/QSPatternDetector.h>
 #include <tessalune/analysis/QSRMSMeter.h>
 #include <tessalune/analysis/QSSnippetTrigger.h>
@@ -101,6 +102,7 @@ constexpr std::array Units{
     TPackageUnit{"QSIir", &QSIir::RegisterPkg},
     TPackageUnit{"QSSnapshot", &QSSnapshot::RegisterPkg},
     TPackageUnit{"QSSwitch", &QSSwitch::RegisterPkg},
+    TPackageUnit{"QSNoiseStats", &QSNoiseStats::RegisterPkg},
     TPackageUnit{"QSCombFilter", &QSCombFilter::RegisterPkg},
     TPackageUnit{"QSRMSMeter", &QSRMSMeter::RegisterPkg},
     TPackageUnit{"QSBasicAnalysis", nullptr},

@@ -331,6 +331,7 @@ void TQSFourierBaseComponent::ProcessFFT() {
     return Result;
   });
   ProcessSpectrum(Bins);
+  if (Stream != FStream) return;  // a handler has ended it
   if (WantsFrequency() || FSpectrumOutputPin.IsConnected()) {
     auto Lower = WithMemory([&] { return Magnitudes(*Bins); });
     if (WantsFrequency()) SendFrequency(*Lower, Bins->GetSize());
