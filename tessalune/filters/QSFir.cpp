@@ -16,6 +16,7 @@ const TPublishedTable& TQSFir::Published() {
                               "Without taps samples go through unchanged."},
                       &TQSCommonTapsFilter::Published())
           .Object("Taps", &TQSFir::Taps, "The impulse response.")
+          .DesignEntry("Design &Filter ...", "Taps")
           .OlderForm("FilterDesignInfo", "", &TQSFir::DropForm, "Text of a design tool.");
   return Table;
 }

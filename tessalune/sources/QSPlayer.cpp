@@ -13,8 +13,10 @@
 namespace tessalune {
 namespace {
 
-constexpr TPropertyInfo<std::string> FileNameInfo{
-    .Name = "FileName", .Default = "", .Doc = "The file to play; empty plays nothing."};
+constexpr TPropertyInfo<std::string> FileNameInfo{.Name = "FileName",
+                                                  .Default = "",
+                                                  .Doc = "The file to play; empty plays nothing.",
+                                                  .FileFilter = QSSampleFileFilter};
 constexpr TPropertyInfo<TQSPlayerMode> ModeInfo{
     .Name = "Mode",
     .Default = TQSPlayerMode::pmStop,
@@ -56,6 +58,7 @@ const TPublishedTable& TQSPlayer::Published() {
           .Pin("OutputPin", &TQSPlayer::OutputPin, "The file's samples.", true)
           .Pin("ProgressPin", &TQSPlayer::ProgressPin, "The position in the file, in samples.")
           .Property(FileNameInfo, &TQSPlayer::FileName, &TQSPlayer::SetFileName)
+          .DesignEntry("Edit &File Name ...", "FileName")
           .Property(ModeInfo, &TQSPlayer::Mode, &TQSPlayer::SetMode)
           .Property(SavedBufferSizesInfo, &TQSPlayer::SavedBufferSizes,
                     &TQSPlayer::SetSavedBufferSizes)

@@ -90,6 +90,8 @@ struct TPropertyInfo {
   std::string_view Unit{};       // "Hz", "samples"; empty for a pure number
   std::string_view OldName{};    // accepted when a stored form is read
   std::string_view Doc{};
+  // Of a file's name: what a file dialog offers, "Binary files (*.bin)|*.bin|...".
+  std::string_view FileFilter{};
 };
 
 // A number as the shortest text that reads back as the same number.
