@@ -49,6 +49,8 @@ set(CPACK_PACKAGE_CONTACT "The Tessalune authors <maintainers@tessalune.example>
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# Where the program's library lies while it is packed; the component's dependency names its package.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/tessalune)
 # A program asks for the very version that it was built with: before 1.0 each may differ.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY "=")

@@ -3,6 +3,9 @@
 
 #include <tessalune/tessalune.h>
 
+#include <algorithm>
+#include <cmath>
+
 namespace workshop {
 namespace {
 

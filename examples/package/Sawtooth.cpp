@@ -3,6 +3,8 @@
 
 #include <tessalune/tessalune.h>
 
+#include <cmath>
+
 namespace workshop {
 namespace {
 

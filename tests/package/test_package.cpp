@@ -1,5 +1,6 @@
 #include <tessalune/frame/pins/KLPins.h>
 #include <tessalune/frame/runtime/QSComponentRegistry.h>
+#include <tessalune/frame/runtime/QSException.h>
 #include <tessalune/package/TessalunePkg.h>
 #include <tessalune/primitives/PrimitiveTable.h>
 
