@@ -56,28 +56,27 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY "=")
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 
+# Behind the project's description, which is the first line of each.
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
 set(CPACK_DEBIAN_LIBRARY_DESCRIPTION
-"signal-processing components that run as a graph - library
- Sources, filters and sinks of samples with typed pins. Linked pins make a
- graph, and blocks of samples flow through it: generators, players and
- loggers, filters and their design, Fourier and other transforms, arithmetic
- on several streams, meters, triggers.
- .
- This package has the library that programs need to run.")
+"Sources, filters and sinks of samples with typed pins. Linked pins make a
+graph, and blocks of samples flow through it: generators, players and
+loggers, filters and their design, Fourier and other transforms, arithmetic
+on several streams, meters, triggers.
+.
+This package has the library that programs need to run.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
-"signal-processing components that run as a graph - development files
- Headers of the library, and what CMake and pkg-config need to find it. It
- wants a compiler for C++20. Packages of components of one's own, which the
- program tessalune loads, are built with it too.")
+"Headers of the library, and what CMake and pkg-config need to find it. It
+wants a compiler for C++20. Packages of components of one's own, which the
+program tessalune loads, are built with it too.")
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION sound)
 set(CPACK_DEBIAN_PROGRAM_DESCRIPTION
-"run graphs of signal-processing components
- A graph is a JSON file that names sources, filters and sinks of samples and
- links their pins. This program runs graphs, tells the mistakes in them, shows
- what components there are, and converts between raw samples, WAV, FLAC and
- CSV files. There is nothing to compile.")
+"A graph is a JSON file that names sources, filters and sinks of samples and
+links their pins. The program tessalune runs graphs, tells the mistakes in
+them, shows what components there are, and converts between raw samples,
+WAV, FLAC and CSV files. There is nothing to compile.")
 
 include(CPack)
 cpack_add_component(library)

@@ -21,6 +21,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/tessalune
   COMPONENT development
   FILES_MATCHING PATTERN "*.h"
   PATTERN kernels EXCLUDE
+  PATTERN icons EXCLUDE
   PATTERN ArgumentChecks.h EXCLUDE
   PATTERN BuiltIns.h EXCLUDE
   PATTERN StateMemory.h EXCLUDE
@@ -78,11 +79,19 @@ if(TARGET tessalune_program)
   install(FILES packaging/completion/_tessalune
     DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/${ZshFolder} COMPONENT program)
 endif()
-if(IS_DIRECTORY ${PROJECT_SOURCE_DIR}/share)
-  install(DIRECTORY share/ DESTINATION ${CMAKE_INSTALL_DATADIR} COMPONENT program)
-endif()
+# The icons that the library holds, as files for programs that draw components without it.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/tessalune/icons/bitmaps/
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/tessalune/icons COMPONENT program)
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT license)
-install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT program)
-install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT program
+install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT program)
+if(TESSALUNE_DEBIAN)
+  execute_process(COMMAND ${GZIP} -9 -n -c ${PROJECT_SOURCE_DIR}/CHANGELOG.md
+    OUTPUT_FILE ${PROJECT_BINARY_DIR}/debian/changelog.gz COMMAND_ERROR_IS_FATAL ANY)
+  install(FILES ${PROJECT_BINARY_DIR}/debian/changelog.gz DESTINATION ${CMAKE_INSTALL_DOCDIR}
+    COMPONENT program)
+else()
+  install(FILES CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT program)
+endif()
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT program
   PATTERN tessalune.1 EXCLUDE)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT program)

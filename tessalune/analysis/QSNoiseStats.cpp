@@ -70,7 +70,7 @@ constexpr std::size_t MostAtOnce = 10;  // records that stQueue tells in one go
 constexpr std::uint32_t MostKernelHarmonics = 256;
 constexpr std::size_t LobeSteps = 128;          // of half a bin
 constexpr std::uint32_t ManyHarmonics = 65536;  // for which memory is asked for first
-constexpr std::size_t MostWaitingNumbers = std::size_t{1} << 24;
+constexpr std::size_t MostWaitingNumbers = std::size_t{1} << 22;
 
 double Db(double AValue) { return AValue <= 0.0 ? NoPower : 20.0 * std::log10(AValue); }
 // Of two powers.
@@ -752,13 +752,53 @@ TQSNoiseStats::TQSNoiseStats(TConstruct AConstruct)
 
 TQSNoiseStats::~TQSNoiseStats() = default;
 
+namespace {
+
+constexpr TClassText NoiseStatsText{
+    .Use =
+        R"(Tells the quality of a converter, or of a whole chain, from a stream that carries one tone: SNR,
+SINAD, THD, SFDR, effective bits, the level of each harmonic, a record for each frame of 2^`Order`
+samples. The figures come with `OnStatsAvailable`: `tessalune run --json` shows them. Set
+`MinDataVal` and `MaxDataVal` to the converter's range.
+
+If you can choose the tone, choose an odd count of whole cycles a frame and `xwtRect`; if not,
+`xwtCosSum` with 4 terms or more. The document `measurement.md` says what each figure means and
+how well each window can measure.)",
+    .BadInput =
+        R"(Samples that are no numbers make figures that are none. A range without a width, or none that is
+finite, makes figures that are infinite or NaN, and the notes of `run` tell. What has no power at
+all reads 55555 or -55555. A clipped tone measures the clipping.)",
+    .Accuracy =
+        R"(A frame costs one transform of its size and some passes over it, and the memory of one record;
+nothing is measured while nobody listens to an event. Over F frames with B bins of noise the noise
+power that is read varies by 4.3 / sqrt(F B) dB. `FundFrequency` is right to 0.002 of a bin for a
+clean tone.)",
+    .Formulas = R"(Powers are sums of |X[k]|^2 over bins, divided by the window's mean square:
+
+    SINAD = 10 log10(full scale / all but DC and the fundamental)
+    SNR   = 10 log10(full scale / all but DC, the fundamental and the harmonics)
+    THD   = 10 log10(harmonics / full scale)
+    ENOB  = (SINAD - 1.76) / 6.02
+
+Those whose names begin with Carrier are relative to the tone, as IEEE Std 1241-2010 has them. The
+noise of steps: W. R. Bennett 1948, "Spectra of quantized signals", Bell System Technical Journal
+27.)",
+    .SeeAlso = "TQSFourier, TQSPowerSpectrum, TQSRealToInt, TQSApplyWindow",
+    .Example =
+        R"(A tone in steps of 8 bits, 31 cycles a frame: its spectrum in decibels, with what the steps have
+added. Run it with `--json` for the figures: `ENOB` comes to 8 bits.)",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSNoiseStats::Published() {
   static const TPublishedTable Table =
       TPublishedTable({.Name = "TQSNoiseStats",
                        .DisplayName = "Perform Noise Stats Analisys",
                        .Category = "Analysis",
                        .Doc = "Measures the quality of a stream that carries one tone: SNR, SINAD, "
-                              "THD, SFDR, effective bits and more, a record for each frame."},
+                              "THD, SFDR, effective bits and more, a record for each frame.",
+                       .Text = NoiseStatsText},
                       &TQSFourierBase::Published())
           .Property(StatsNormalizationInfo, &TQSNoiseStats::Normalization,
                     &TQSNoiseStats::SetNormalization)
@@ -961,7 +1001,7 @@ void TQSNoiseStats::ProcessSpectrum(const TRef<IQSComplexBuffer>& ABins) {
       RefuseMemory("the figures of " + NumberText(FSettings.NumHarmonics) + " harmonics", Bytes,
                    "a smaller NumHarmonics takes less");
     }
-    if (Ends != FEnds) return;
+    if (Ends != FEnds || HasState(csDestroying)) return;
   }
   Scale(Bins, Size, Behind);
   if (Stats) Deliver(std::move(Stats));
@@ -1012,7 +1052,7 @@ void TQSNoiseStats::CalcStatistics(const TComplex* ABins, TQSNoiseStatResults& A
     const bool Before = FBinMask.Enabled();
     bool Enabled = Before;
     FOnBinMaskOpportunity(*this, AStats.CreateCopy(), Enabled);
-    if (Ends != FEnds) return;
+    if (Ends != FEnds || HasState(csDestroying)) return;
     if (Enabled != Before) FBinMask.SetEnabled(Enabled);
   }
   if (FBinMask.Enabled()) It.Mask(ABins, FBinMask.Values());

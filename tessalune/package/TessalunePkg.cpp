@@ -4,6 +4,7 @@
 #include <tessalune/analysis/QSPatternDetector.h>
 #include <tessalune/analysis/QSRMSMeter.h>
 #include <tessalune/analysis/QSSnippetTrigger.h>
+#include <tessalune/analysis/QSTriggerPins.h>
 #include <tessalune/control/QSDelayLine.h>
 #include <tessalune/control/QSRepack.h>
 #include <tessalune/control/QSSnapshot.h>
@@ -131,6 +132,11 @@ int Initializations = 0;
 static_assert(PackageAbi == TESSALUNE_ABI);  // of the project's version
 
 const void* LibraryInstance() noexcept { return &Initializations; }
+
+TIconFile StreamIcon(const TGUID& ADataTypeID) {
+  if (ADataTypeID != IKLQSTriggerDataStream.ID) return {};
+  return IconFile("IKLQSTRIGGERDATASTREAM.png");
+}
 
 // The lock is held while the units' entries run, so that nobody returns before they have.
 void Initialize() {

@@ -1,6 +1,9 @@
 // The package: its units, and their coming and going; what any package tells of itself.
 #pragma once
 
+#include <tessalune/frame/runtime/QSGuid.h>
+#include <tessalune/frame/runtime/QSIcons.h>
+
 #include <cstdint>
 #include <span>
 #include <string_view>
@@ -52,6 +55,9 @@ void Finalize();
 int InitializationCount();
 
 const TPackageInfoTable& GetPackageInfoTable();
+
+// The icon of a stream type, by its id: a PNG file of 16 by 16 pixels. Empty for a type without.
+TIconFile StreamIcon(const TGUID& ADataTypeID);
 
 // Registers every unit that has classes, in order. Raises EQSException for a class whose name
 // another one has (RegisterComponents); the units before it are registered then.

@@ -38,9 +38,21 @@ TQSBasicThreadedFilter::TQSBasicThreadedFilter(TConstruct AConstruct)
         if (const auto Thread = FilterThread()) Thread->SetPriority(FThreading.Priority());
       }) {}
 
+namespace {
+
+constexpr TClassText BasicThreadedFilterText{
+    .Accuracy =
+        R"(With `Threading.Enabled` blocks are computed on a thread of the filter's own, behind a queue, and
+are the same bit for bit: on several cores a long chain of filters then takes less time, and each
+block leaves later.)",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSBasicThreadedFilter::Published() {
   static const TPublishedTable Table =
-      TPublishedTable({.Name = "TQSBasicThreadedFilter"}, &TComponent::Published())
+      TPublishedTable({.Name = "TQSBasicThreadedFilter", .Text = BasicThreadedFilterText},
+                      &TComponent::Published())
           .Object("Threading", &TQSBasicThreadedFilter::Threading, ThreadingDoc);
   return Table;
 }
@@ -210,10 +222,23 @@ TQSCommonTypedFilter<T, TSourcePin, TSinkPin>::TQSCommonTypedFilter(TConstruct A
   FOutputPin.AddFunctionSource(FInputPin);
 }
 
+namespace {
+
+constexpr TClassText CommonTypedFilterText{
+    .BadInput = "A block without samples passes on as it is.",
+    .Accuracy =
+        R"(With `Threading.Enabled` blocks are computed on a thread of the filter's own, behind a queue, and
+are the same bit for bit: on several cores a long chain of filters then takes less time, and each
+block leaves later.)",
+};
+
+}  // namespace
+
 template <class T, class TSourcePin, class TSinkPin>
 const TPublishedTable& TQSCommonTypedFilter<T, TSourcePin, TSinkPin>::Published() {
   static const TPublishedTable Table =
-      TPublishedTable({.Name = "TQSCommonTypedFilter"}, &TQSBasicThreadedEnableFilter::Published())
+      TPublishedTable({.Name = "TQSCommonTypedFilter", .Text = CommonTypedFilterText},
+                      &TQSBasicThreadedEnableFilter::Published())
           .Pin("OutputPin", &TQSCommonTypedFilter::OutputPin, "The filtered stream.", true)
           .Pin("InputPin", &TQSCommonTypedFilter::InputPin, "The stream to filter.", true);
   return Table;
