@@ -2,15 +2,22 @@
 
 #include "CommandLineOptions.h"
 #include "Commands.h"
+#include "Completion.h"
+#include "Packages.h"
 #include "Palette.h"
 #include "convert/AudioFile.h"
 #include "measure/MeasureCommand.h"
+
+#include <tessalune/frame/runtime/QSException.h>
+#include <tessalune/package/QSPackages.h>
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
 #include <new>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace tessalune::host {
 namespace {
@@ -145,6 +152,40 @@ void AddConvert(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOpti
   Command->callback([&ACommand] { ACommand = &ConvertFile; });
 }
 
+// --package, before the command and behind it.
+void AddPackages(CLI::App& AApp, TOptions& AOptions) {
+  const auto Add = [&AOptions](CLI::App& ATo) {
+    // Each takes one file, so that GRAPH may follow.
+    ATo.add_option_function<std::vector<std::string>>(
+           "--package",
+           [&AOptions](const std::vector<std::string>& AFiles) {
+             AOptions.Packages.insert(AOptions.Packages.end(), AFiles.begin(), AFiles.end());
+           },
+           "A shared library with further component classes, which is code that is run "
+           "(docs/packages.md); any number of times")
+        ->type_name("FILE")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  };
+  Add(AApp);
+  for (CLI::App* Command : AApp.get_subcommands({})) {
+    if (Command->get_name() != "convert") Add(*Command);
+  }
+}
+
+// The packages in use, ours and those of others, until the program has no component any more.
+struct TPackagesInUse {
+  explicit TPackagesInUse(const std::vector<std::string>& AOthers) {
+    RegisterPalette();
+    for (const std::string& FileName : AOthers) UsePackage(FileName);
+  }
+  TPackagesInUse(const TPackagesInUse&) = delete;
+  ~TPackagesInUse() {
+    FinalizePackages();
+    Finalize();
+  }
+};
+
 // What was to be told has to have arrived.
 int Flushed(int ACode) {
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return ACode;
@@ -168,13 +209,26 @@ int RunCommandLine(int ACount, char** AArguments) {
   AddConvert(App, Options, Command);
   AddMeasure(App, Options, Command);
   App.failure_message(&FailureText);
+  AddPackages(App, Options);
+  // For the shells' completion, in no help: their words follow, the one to complete last.
+  if (ACount > 1 && std::string_view(AArguments[1]) == "complete") {
+    RegisterPalette();
+    Print(CompletionText(App, {AArguments + 2, AArguments + ACount}));
+    return ecDone;
+  }
   try {
     App.parse(ACount, AArguments);
   } catch (const CLI::ParseError& Error) {
     return App.exit(Error) == 0 ? ecDone : ecMistake;
   }
+  std::optional<TPackagesInUse> PackagesInUse;
   try {
-    RegisterPalette();
+    PackagesInUse.emplace(Options.Packages);
+  } catch (const EQSException& Error) {
+    PrintError(std::string("tessalune: ") + Error.what() + '\n');
+    return ecMistake;
+  }
+  try {
     return Flushed(Command(Options));
   } catch (const std::bad_alloc&) {
     PrintError("tessalune: there is not enough memory for \"" +

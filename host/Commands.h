@@ -22,6 +22,7 @@ enum TExitCode : int {
 struct TOptions {
   std::string Graph;
   std::string Class;
+  std::vector<std::string> Packages;
   std::string FormatOutput;
   std::vector<std::string> Assignments;
   bool Strict = false;

@@ -16,7 +16,8 @@ namespace {
 constexpr TPropertyInfo<std::string> FileNameInfo{.Name = "FileName",
                                                   .Default = "",
                                                   .Effect = TTakesEffect::NextStart,
-                                                  .Doc = "The file to play; empty plays nothing."};
+                                                  .Doc = "The file to play; empty plays nothing.",
+                                                  .FileFilter = QSSampleFileFilter};
 constexpr TPropertyInfo<TQSPlayerMode> ModeInfo{
     .Name = "Mode",
     .Default = TQSPlayerMode::pmStop,
@@ -85,6 +86,7 @@ const TPublishedTable& TQSPlayer::Published() {
           .Pin("OutputPin", &TQSPlayer::OutputPin, "The file's samples.", true)
           .Pin("ProgressPin", &TQSPlayer::ProgressPin, "The position in the file, in samples.")
           .Property(FileNameInfo, &TQSPlayer::FileName, &TQSPlayer::SetFileName)
+          .DesignEntry("Edit &File Name ...", "FileName")
           .Property(ModeInfo, &TQSPlayer::Mode, &TQSPlayer::SetMode)
           .Property(SavedBufferSizesInfo, &TQSPlayer::SavedBufferSizes,
                     &TQSPlayer::SetSavedBufferSizes)

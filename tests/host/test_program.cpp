@@ -9,7 +9,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <filesystem>
 #include <limits>
+#include <map>
 #include <random>
 #include <sstream>
 
@@ -384,6 +386,94 @@ TEST_F(Program, FormatsInPlace) {
             std::string::npos)
       << Text;
   EXPECT_EQ(Run("format g.json").Output, Text);
+}
+
+#ifdef PACKAGES
+// The example package: from the command line, before the command and behind it, and from a graph,
+// whose folder its name counts from.
+TEST_F(Program, UsesAPackageOfSomebodyElse) {
+  std::filesystem::create_directory(FFolder / "graphs");
+  std::filesystem::create_symlink(PACKAGES "/package_workshop.so", FFolder / "graphs/w.so");
+  const std::string Package = "--package '" PACKAGES "/package_workshop.so' ";
+  EXPECT_EQ(Run("describe TMovingMean").Code, 2);
+  for (const std::string& List : {Package + "list", "list --package graphs/w.so " + Package}) {
+    const std::string Text = Run(List).Output;
+    EXPECT_NE(Text.find("\nWorkshop\n  TMovingMean             Moving Mean\n"), std::string::npos);
+  }
+  EXPECT_EQ(Run(Package + "describe --json TSawtooth").Lines().at(0).at("category"), "Workshop");
+
+  json Graph = json::parse(ReadFile(EXAMPLES "/../package/workshop.json"));
+  Graph["packages"] = {"w.so"};
+  WriteFile(FFolder / "graphs/g.json", Graph.dump());
+  const TOutcome Outcome = Run("run --json graphs/g.json");
+  EXPECT_EQ(Outcome.Code, 0) << Outcome.Errors;
+  EXPECT_EQ(Outcome.Errors,
+            "tessalune: warning: the graph \"graphs/g.json\" loads the package \"graphs/w.so\", "
+            "which is code and runs with all your rights\n");
+  const auto Mean = ReadReals("mean.bin");
+  ASSERT_EQ(Mean.size(), 8000U);
+  // A whole tooth of 64 samples, from -1 on.
+  for (std::size_t I = 64; I < Mean.size(); ++I) ASSERT_NEAR(Mean[I], -1.0 / 64, 1e-12) << I;
+  const json Values = Outcome.Lines().back().at("summary").at("values");
+  ASSERT_EQ(Values.size(), 1U) << Values;
+  EXPECT_NEAR(Values[0].at("value").get<double>(), std::sqrt(3.0), 0.01);
+
+  const TOutcome Looked = Run("validate graphs/g.json");
+  EXPECT_EQ(Looked.Code, 2);
+  EXPECT_NE(Looked.Errors.find("packages[0]: the package \"graphs/w.so\" was not loaded, for it is "
+                               "code"),
+            std::string::npos)
+      << Looked.Errors;
+  EXPECT_EQ(Run("validate graphs/g.json " + Package).Code, 0);
+}
+
+TEST_F(Program, RefusesWhatIsNoPackageForIt) {
+  WriteFile(FFolder / "text.so", "no library");
+  for (const auto& [File, Parts] : std::map<std::string, std::vector<std::string>>{
+           {"nowhere.so", {"\"nowhere.so\" cannot be found", "expected is the path"}},
+           {"text.so", {"\"text.so\" cannot be loaded", "expected is a shared library"}},
+           {PACKAGES "/package_HAS_NO_FINALIZE.so", {"has no entry Finalize", "TESSALUNE_PACKAGE"}},
+           {PACKAGES "/package_IS_NEWER.so", {"headers of version 9.1", "compile it"}},
+           {PACKAGES "/package_TAKES_A_NAME.so", {"the name TQSAbs already", "choose another"}},
+       }) {
+    const TOutcome Outcome = Run("list --package '" + File + "'");
+    EXPECT_EQ(Outcome.Code, 2) << File;
+    for (const std::string& Part : Parts) {
+      EXPECT_NE(Outcome.Errors.find(Part), std::string::npos) << File << ": " << Outcome.Errors;
+    }
+  }
+}
+#endif
+
+// What shells complete is what the parser takes, and the manual page has all of it.
+TEST_F(Program, CompletesCommandLinesWhoseWordsItsManualHas) {
+  const auto Complete = [this](const std::string& AWords) {
+    std::vector<std::string> Words;
+    std::istringstream Stream(Run("complete " + AWords).Output);
+    for (std::string Line; std::getline(Stream, Line);) {
+      Words.push_back(Line.substr(0, Line.find('\t')));
+    }
+    return Words;
+  };
+  EXPECT_EQ(Complete("run --se"), (std::vector<std::string>{"--set", "--seconds"}));
+  EXPECT_EQ(Complete("convert in out --from l"), std::vector<std::string>{"log"});
+  EXPECT_EQ(Complete("--package p.so describe TQSMi"), std::vector<std::string>{"TQSMinMax"});
+  EXPECT_EQ(Complete("run gr"), std::vector<std::string>{}) << "a file";
+
+  const std::string Manual = ReadFile(MANUAL);
+  const auto Commands = Complete("''");
+  EXPECT_GE(Commands.size(), 6U);
+  for (const std::string& Command : Commands) {
+    EXPECT_NE(Manual.find("\n.SS \"" + Command + " "), std::string::npos) << Command;
+    const std::string Help = Run(Command + " --help").Output;
+    for (std::string Option : Complete(Command + " --")) {
+      EXPECT_NE(Help.find(Option), std::string::npos) << Command << ' ' << Option;
+      for (std::size_t At = 0; (At = Option.find('-', At)) != std::string::npos; At += 2) {
+        Option.insert(At, "\\");
+      }
+      EXPECT_NE(Manual.find(Option), std::string::npos) << Command << ' ' << Option;
+    }
+  }
 }
 
 // A chain as deep as a graph gets: validated and run without running out of stack, or of patience.

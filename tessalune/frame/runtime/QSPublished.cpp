@@ -263,6 +263,18 @@ std::vector<const TPublishedOlderForm*> TPublishedTable::OlderForms() const {
       FOlderForms);
 }
 
+std::vector<const TPublishedDesignEntry*> TPublishedTable::DesignEntries() const {
+  return BasesFirst(
+      FParent != nullptr ? FParent->DesignEntries() : std::vector<const TPublishedDesignEntry*>(),
+      FDesignEntries);
+}
+
+TPublishedTable&& TPublishedTable::DesignEntry(std::string_view AText,
+                                               std::string_view AProperty) && {
+  FDesignEntries.push_back({AText, AProperty});
+  return std::move(*this);
+}
+
 namespace {
 
 template <class TRow>
