@@ -114,7 +114,9 @@ TEST_F(Reference, TextFollowsFromTheClassToItsBasesAndToDescribe) {
   EXPECT_NE(Text.find("\n      iirButterworth  |H|^2 = "), std::string::npos) << "as it stands";
   const auto Hilbert = DescribeJson(ClassOfName("TQSHilbert"));
   for (const auto& Row : Hilbert["properties"]) {
-    if (Row["name"] == "BufferSize") EXPECT_EQ(Row["takesEffect"], "at the next start");
+    if (Row["name"] == "BufferSize") {
+      EXPECT_EQ(Row["takesEffect"], "at the next start");
+    }
   }
 }
 

@@ -229,9 +229,7 @@ void FillFrom(TPersistent& AObject, const TPublishedProperty& ARow, const TPrope
 std::string TPublishedTable::Text(std::string_view TClassText::*ASection) const {
   std::string Text(FClass.Text.*ASection);
   const std::string Base = FParent != nullptr ? FParent->Text(ASection) : std::string();
-  return Text + (Text.empty() || Base.empty() ? "" : "
-
-") + Base;
+  return Text + (Text.empty() || Base.empty() ? "" : "\n\n") + Base;
 }
 
 std::vector<const TPublishedProperty*> TPublishedTable::Properties() const {
