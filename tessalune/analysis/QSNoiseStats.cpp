@@ -70,7 +70,7 @@ constexpr std::size_t MostAtOnce = 10;  // records that stQueue tells in one go
 constexpr std::uint32_t MostKernelHarmonics = 256;
 constexpr std::size_t LobeSteps = 128;          // of half a bin
 constexpr std::uint32_t ManyHarmonics = 65536;  // for which memory is asked for first
-constexpr std::size_t MostWaitingNumbers = std::size_t{1} << 24;
+constexpr std::size_t MostWaitingNumbers = std::size_t{1} << 22;
 
 double Db(double AValue) { return AValue <= 0.0 ? NoPower : 20.0 * std::log10(AValue); }
 // Of two powers.

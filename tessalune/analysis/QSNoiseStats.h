@@ -10,6 +10,7 @@
 #include <tessalune/analysis/QSBasicAnalysis.h>
 #include <tessalune/frame/containers/VBLockArray.h>
 #include <tessalune/frame/containers/VBRecords.h>
+#include <tessalune/frame/runtime/QSTiedDefaults.h>
 #include <tessalune/transforms/QSFourier.h>
 
 #include <array>
@@ -235,7 +236,7 @@ using TQSNoiseStatsNotifyEvent =
 // nothing is measured while no event has a handler. Samples that are no numbers make figures that
 // are none. A range that has no width, or none that is finite, makes figures that are infinite or
 // NaN, and Remarks says so; one that runs backwards counts by its width.
-class TQSNoiseStats : public TQSFourierBase {
+class TQSNoiseStats : public TQSFourierBase, public ITiedDefaults {
  public:
   explicit TQSNoiseStats(TConstruct AConstruct);
   ~TQSNoiseStats() override;
@@ -275,7 +276,7 @@ class TQSNoiseStats : public TQSFourierBase {
   // beyond that the oldest is dropped, and Remarks tells. What waits outlives a stop.
   TQSSynchronizeType SynchronizeType() const { return FSynchronizeType; }
   void SetSynchronizeType(TQSSynchronizeType AValue);
-  static constexpr std::size_t MostRecords = 65536;
+  static constexpr std::size_t MostRecords = 32768;
 
   // On the thread that computes, under the component's write lock: the bins of fundamental and
   // harmonics, Harmonic, SFDR, DataMean and DCDataOffset are known, all else is 0. The handler may
@@ -296,6 +297,7 @@ class TQSNoiseStats : public TQSFourierBase {
   std::int32_t DataSize() const { return FDataSize; }
 
   std::vector<std::string> Remarks() const override;
+  bool StoresDefault(std::string_view AName) const override;
 
  protected:
   void IntInit() override;
@@ -303,7 +305,6 @@ class TQSNoiseStats : public TQSFourierBase {
   std::int64_t OtherBytes() const override;
   void SingleFFT(const void* AInBuffer, TComplex* AOutBuffer, std::int32_t ASize) override;
   void ProcessSpectrum(const TRef<IQSComplexBuffer>& ABins) override;
-  bool StoresDefault(std::string_view AName) const;
 
  private:
   class TAnalysis;

@@ -4,6 +4,7 @@
 #include <tessalune/analysis/QSPatternDetector.h>
 #include <tessalune/analysis/QSRMSMeter.h>
 #include <tessalune/analysis/QSSnippetTrigger.h>
+#include <tessalune/analysis/QSTriggerPins.h>
 #include <tessalune/control/QSDelayLine.h>
 #include <tessalune/control/QSRepack.h>
 #include <tessalune/control/QSSnapshot.h>
@@ -123,6 +124,11 @@ void Finalize() { --Initializations; }
 int InitializationCount() { return Initializations; }
 
 std::span<const TPackageUnit> GetPackageInfoTable() { return Units; }
+
+TIconFile StreamIcon(const TGUID& ADataTypeID) {
+  if (ADataTypeID != IKLQSTriggerDataStream.ID) return {};
+  return IconFile("IKLQSTRIGGERDATASTREAM.png");
+}
 
 void RegisterAllUnits() {
   for (const TPackageUnit& Unit : Units) {

@@ -127,6 +127,27 @@ void TQSSignalGen::SetFrequency(double AValue) { NotifySetter(FrequencyInfo, FFr
 void TQSSignalGen::SetOffset(double AValue) { NotifySetter(OffsetInfo, FOffset, AValue); }
 void TQSSignalGen::SetAsymmetry(double AValue) { NotifySetter(AsymmetryInfo, FAsymmetry, AValue); }
 
+std::vector<std::string> TQSSignalGen::RemarksFor(double ASampleRate) const {
+  const TQSSignalType Type = FSignalType;
+  const bool IsWave = Type == TQSSignalType::stTone || Type == TQSSignalType::stTriangle;
+  const bool IsSawTooth =
+      Type == TQSSignalType::stSawToothUp || Type == TQSSignalType::stSawToothDown;
+  // A saw tooth has a cycle of a sample at least, when rounded.
+  const double Above = IsWave ? 0.5 : 2.0;
+  if ((!IsWave && !IsSawTooth) || !(ASampleRate > 0.0) || Frequency() / ASampleRate < Above) {
+    return {};
+  }
+  return {"Frequency is " + NumberText(Frequency()) + " Hz and the sample rate " +
+          NumberText(ASampleRate) + " Hz, so the signal is silent; choose a Frequency below " +
+          NumberText(Above * ASampleRate) + " Hz, or a higher rate"};
+}
+
+std::vector<std::string> TQSSignalGen::Remarks() const {
+  std::vector<std::string> Result = TQSCommonRealGen::Remarks();
+  for (std::string& Remark : RemarksFor(SampleRate())) Result.push_back(std::move(Remark));
+  return Result;
+}
+
 void TQSSignalGen::SetRate(double ARate) {
   FLock->NotifySetterMin("SampleRate", FIntRate, ARate, 0.0);
 }

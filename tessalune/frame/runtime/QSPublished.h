@@ -5,6 +5,7 @@
 // built once, on first use, and constant from then on; any thread may read it.
 #pragma once
 
+#include <tessalune/frame/runtime/QSIcons.h>
 #include <tessalune/frame/runtime/QSPropertyInfo.h>
 #include <tessalune/frame/runtime/QSPropertyValue.h>
 #include <tessalune/frame/runtime/QSSerialization.h>
@@ -12,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -149,6 +151,9 @@ class TPublishedTable {
     std::string_view DisplayName{};
     std::string_view Category{};
     std::string_view Doc{};
+    // BMP files of several widths, 32 bits a pixel (blue, green, red, alpha), not compressed. The
+    // library's own classes have theirs built in by name, and a class without inherits.
+    std::span<const TIconFile> Icons{};
     TClassText Text{};
   };
   TPublishedTable(TClass AClass, const TPublishedTable* AParent)
@@ -201,6 +206,9 @@ class TPublishedTable {
   std::string_view DisplayName() const { return FClass.DisplayName; }
   std::string_view Category() const { return FClass.Category; }
   std::string_view Doc() const { return FClass.Doc; }
+  std::span<const TIconFile> Icons() const { return FClass.Icons; }
+  // The base's table; null for a root.
+  const TPublishedTable* Parent() const { return FParent; }
   std::string Text(std::string_view TClassText::*ASection) const;
 
   // Rows of the class and its bases, bases first.

@@ -1,3 +1,4 @@
+#include <tessalune/frame/runtime/QSTiedDefaults.h>
 #include <tessalune/frame/runtime/VBComponent.h>
 
 #include <algorithm>
@@ -73,6 +74,7 @@ void ReadProperty(TPersistent& AObject, const TPublishedProperty& ARow, IReader&
 }  // namespace
 
 void TPersistent::SerializationWrite(IWriter& AWriter) const {
+  const auto* const Tied = dynamic_cast<const ITiedDefaults*>(this);
   for (const TPublishedProperty* Row : PublishedTable().Properties()) {
     if (!Row->IsStored()) continue;
     if (Row->Kind == TPropertyKind::Object) {
@@ -81,7 +83,9 @@ void TPersistent::SerializationWrite(IWriter& AWriter) const {
       continue;
     }
     const TPropertyValue Value = Row->Get(*this);
-    if (Value == Row->Default && !AWriter.WantsDefault(Row->Name)) continue;
+    const bool IsWanted =
+        AWriter.WantsDefault(Row->Name) || (Tied != nullptr && Tied->StoresDefault(Row->Name));
+    if (Value == Row->Default && !IsWanted) continue;
     if (Row->Kind == TPropertyKind::Array || Row->Kind == TPropertyKind::Collection) {
       WriteList(*this, *Row, AWriter);
     } else {
