@@ -120,6 +120,18 @@ TEST_F(Reference, TextFollowsFromTheClassToItsBasesAndToDescribe) {
   }
 }
 
+TEST_F(Reference, HasTheBitmapOfAClassWithoutADrawing) {
+  TReferenceOptions Options = To(TPageForm::Markdown);
+  Options.Icons = TREE "/docs";
+  WriteReference(Options);
+  const std::string Png = ReadFile(FFolder / "pages/icons/TQSAbs.png");
+  EXPECT_TRUE(Png.starts_with("\x89PNG\r\n\x1A\n"));
+  EXPECT_TRUE(Png.ends_with("IEND\xAE\x42\x60\x82")) << "with its check sum";
+  EXPECT_EQ(Png.size(), 8U + 25U + 12U + 2U + 5U + 32U * (4U * 32U + 1U) + 4U + 12U);
+  EXPECT_NE(ReadFile(FFolder / "pages/TQSAbs.md").find("# ![](icons/TQSAbs.png) TQSAbs\n"),
+            std::string::npos);
+}
+
 TEST(ClassText, FallsIntoParagraphsItemsAndFormulas) {
   std::string Told;
   for (const TTextBlock& Block :
