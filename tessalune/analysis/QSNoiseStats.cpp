@@ -1012,7 +1012,7 @@ void TQSNoiseStats::ProcessSpectrum(const TRef<IQSComplexBuffer>& ABins) {
       RefuseMemory("the figures of " + NumberText(FSettings.NumHarmonics) + " harmonics", Bytes,
                    "a smaller NumHarmonics takes less");
     }
-    if (Ends != FEnds) return;
+    if (Ends != FEnds || HasState(csDestroying)) return;
   }
   Scale(Bins, Size, Behind);
   if (Stats) Deliver(std::move(Stats));
@@ -1063,7 +1063,7 @@ void TQSNoiseStats::CalcStatistics(const TComplex* ABins, TQSNoiseStatResults& A
     const bool Before = FBinMask.Enabled();
     bool Enabled = Before;
     FOnBinMaskOpportunity(*this, AStats.CreateCopy(), Enabled);
-    if (Ends != FEnds) return;
+    if (Ends != FEnds || HasState(csDestroying)) return;
     if (Enabled != Before) FBinMask.SetEnabled(Enabled);
   }
   if (FBinMask.Enabled()) It.Mask(ABins, FBinMask.Values());
