@@ -14,6 +14,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/tessalune
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*.h"
   PATTERN kernels EXCLUDE
+  PATTERN icons EXCLUDE
   PATTERN ArgumentChecks.h EXCLUDE
   PATTERN BuiltIns.h EXCLUDE
   PATTERN StateMemory.h EXCLUDE
@@ -49,6 +50,10 @@ if(TARGET tessalune_program)
     ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
   set_target_properties(tessalune_program PROPERTIES INSTALL_RPATH "$ORIGIN/${ProgramToLibrary}")
 endif()
+
+# The icons that the library holds, as files for programs that draw components without it.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/tessalune/icons/bitmaps/
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/tessalune/icons)
 
 install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR})

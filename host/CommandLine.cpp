@@ -119,6 +119,23 @@ void AddPaletteCommands(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(con
   DescribeCommand->callback([&ACommand] { ACommand = &DescribeClass; });
 }
 
+void AddReference(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOptions&)) {
+  TReferenceOptions& Options = AOptions.Reference;
+  CLI::App* Command = AApp.add_subcommand("reference", "Write a page for each class, and an index");
+  Command->add_option("DIR", Options.Folder, "The folder to write to")->required();
+  Command->add_flag_callback(
+      "--markdown", [&Options] { Options.Form = TPageForm::Markdown; },
+      "Markdown, with icons and pictures beside the pages; else HTML that holds them");
+  Command->add_option("--examples", Options.Examples,
+                      "The folder with examples, CLASS.json; else the installed one");
+  Command->add_option("--pictures", Options.Pictures,
+                      "The folder with their pictures, CLASS.svg; else the installed one");
+  Command->add_option("--icons", Options.Icons,
+                      "The folder with the classes' icons, CLASS.svg; else the installed one");
+  Command->add_flag("-q,--quiet", AOptions.Style.Quiet, "Say nothing but errors");
+  Command->callback([&ACommand] { ACommand = &WriteClassPages; });
+}
+
 // An option whose words stand for values. The parser's own transformer would show the values'
 // bytes in its help.
 template <class TTarget, class T>
@@ -203,6 +220,7 @@ int RunCommandLine(int ACount, char** AArguments) {
   AddRun(App, Options, Command);
   AddGraphCommands(App, Options, Command);
   AddPaletteCommands(App, Options, Command);
+  AddReference(App, Options, Command);
   AddConvert(App, Options, Command);
   try {
     App.parse(ACount, AArguments);

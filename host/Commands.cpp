@@ -177,6 +177,15 @@ int DescribeClass(const TOptions& AOptions) {
   return ecDone;
 }
 
+int WriteClassPages(const TOptions& AOptions) {
+  const int Count = WriteReference(AOptions.Reference);
+  if (!AOptions.Style.Quiet) {
+    Print(AOptions.Reference.Folder.string() + ": pages of " + std::to_string(Count) +
+          " classes\n");
+  }
+  return ecDone;
+}
+
 int ConvertFile(const TOptions& AOptions) {
   TInterrupt Interrupt;
   const TConvertResult Result =

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "convert/Convert.h"
+#include "reference/Reference.h"
 #include "run/Reporter.h"
 
 #include <string>
@@ -28,6 +29,7 @@ struct TOptions {
   std::string WatchFile;
   TOutputStyle Style;
   TConvertOptions Convert;
+  TReferenceOptions Reference;
 };
 
 // Each returns the exit code. What fails in a way that the command has no words for is an
@@ -37,6 +39,7 @@ int ValidateGraph(const TOptions& AOptions);
 int FormatGraph(const TOptions& AOptions);
 int ListClasses(const TOptions& AOptions);
 int DescribeClass(const TOptions& AOptions);
+int WriteClassPages(const TOptions& AOptions);
 int ConvertFile(const TOptions& AOptions);
 
 // Texts for the standard output and the standard error stream.

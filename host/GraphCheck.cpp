@@ -97,8 +97,10 @@ class TCheck {
   std::vector<TWarning> FWarnings;
 };
 
-// Of the streams that will come to a component; 0 if they differ or nobody can tell.
+// Of the stream that a source makes, of those that will come to another component; 0 if they differ
+// or nobody can tell.
 double RateAt(TComponent& AComponent) {
+  if (const auto* Source = dynamic_cast<IPumpable*>(&AComponent)) return Source->SampleRate();
   double Rate = 0.0;
   for (const TNamedPin& Each : PinsOf(AComponent, TKLPinDirection::Sink)) {
     const TOrigins Origins = OriginsOf(*Each.Pin);

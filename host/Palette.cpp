@@ -2,8 +2,8 @@
 
 #include "PropertyJson.h"
 #include "Words.h"
+#include "reference/ClassText.h"
 
-#include <tessalune/frame/pins/KLPins.h>
 #include <tessalune/package/TessalunePkg.h>
 
 #include <algorithm>
@@ -14,24 +14,6 @@ namespace tessalune::host {
 namespace {
 
 using nlohmann::ordered_json;
-
-struct TCategory {
-  std::string_view Name;
-  std::vector<const TPublishedTable*> Classes;
-};
-
-std::vector<TCategory> Categories() {
-  std::vector<TCategory> Categories;
-  for (const TComponentClass& Class : RegisteredComponents()) {
-    const TPublishedTable& Table = Class.Published();
-    auto Place = std::find_if(Categories.begin(), Categories.end(), [&](const TCategory& AEach) {
-      return AEach.Name == Table.Category();
-    });
-    if (Place == Categories.end()) Place = Categories.insert(Place, {Table.Category(), {}});
-    Place->Classes.push_back(&Table);
-  }
-  return Categories;
-}
 
 std::string Padded(std::string AText, std::size_t AWidth) {
   AText.resize(std::max(AText.size() + 2, AWidth), ' ');
@@ -59,24 +41,6 @@ std::string Wrapped(std::string_view AText, std::size_t AIndent) {
   return Text.empty() ? Text : Text + '\n';
 }
 
-std::string_view DirectionName(const TKLBasicPin& APin) {
-  switch (APin.Direction()) {
-    case TKLPinDirection::Source:
-      return "output";
-    case TKLPinDirection::Sink:
-      return "input";
-    case TKLPinDirection::State:
-      return "state";
-  }
-  return "";
-}
-
-std::vector<std::string_view> TypeNames(const TKLBasicPin& APin) {
-  std::vector<std::string_view> Names;
-  for (const TKLDataType* Type : APin.DataTypes()) Names.push_back(Type->Name);
-  return Names;
-}
-
 // --- text ---
 
 constexpr std::size_t NameWidth = 24;
@@ -100,6 +64,8 @@ std::string PropertyLine(const TPublishedProperty& ARow) {
   if (!ARow.Design.IsEmpty()) Text += ", usually " + RangeText(ARow.Design, ARow.Unit);
   if (ARow.NonFinite) Text += ", NaN and the infinities too";
   if (ARow.Set && !ARow.Stored) Text += ", not stored";
+  if (ARow.Set && ARow.Effect != TTakesEffect::NextBlock)
+    Text += ", heeded " + std::string(TakesEffectText(ARow.Effect));
   if (!ARow.OldName.empty()) Text += ", formerly " + std::string(ARow.OldName);
   return Text;
 }
@@ -163,7 +129,39 @@ std::string ActionsText(const TPublishedTable& ATable) {
   return Text.empty() ? "" : "\nActions\n" + Text;
 }
 
+// The text beside the class, a section under its heading.
+std::string SectionsText(const TPublishedTable& ATable) {
+  using TKind = TTextBlock::TKind;
+  std::string Text;
+  for (const TTextSection& Section : TextSections) {
+    const std::vector<TTextBlock> Blocks = TextBlocks(ATable.Text(Section.Text));
+    if (Blocks.empty()) continue;
+    Text += '\n' + std::string(Section.Heading) + '\n';
+    for (const TTextBlock& Block : Blocks) {
+      if (Block.Kind == TKind::Formula) {
+        for (std::size_t At = 0; At < Block.Text.size();) {
+          const std::size_t End = Block.Text.find('\n', At) + 1;
+          Text += "      " + Block.Text.substr(At, End - At);
+          At = End;
+        }
+      } else {
+        Text += Wrapped((Block.Kind == TKind::Item ? "- " : "") + Block.Text, 2);
+      }
+    }
+  }
+  return Text;
+}
+
 // --- JSON ---
+
+ordered_json TextJson(const TPublishedTable& ATable) {
+  ordered_json Json = ordered_json::object();
+  for (const TTextSection& Section : TextSections) {
+    const std::string Text = ATable.Text(Section.Text);
+    if (!Text.empty()) Json[Section.Name] = Text;
+  }
+  return Json;
+}
 
 ordered_json RangeJson(const TValueRange<double>& ARange) {
   ordered_json Json = ordered_json::object();
@@ -227,6 +225,7 @@ ordered_json RowJson(const TPublishedProperty& ARow, TPersistent* AObject) {
     if (!ARow.Design.IsEmpty()) Json["design"] = RangeJson(ARow.Design);
     if (ARow.NonFinite) Json["nonFinite"] = true;
     if (!ARow.Set) Json["readOnly"] = true;
+    if (ARow.Set) Json["takesEffect"] = TakesEffectText(ARow.Effect);
     if (!ARow.IsStored()) Json["stored"] = false;
     if (!ARow.Enumerators.empty()) Json["enumerators"] = ARow.Enumerators;
     if (!ARow.OldName.empty()) Json["oldName"] = ARow.OldName;
@@ -249,13 +248,43 @@ void RegisterPalette() {
   RegisterAllUnits();
 }
 
+std::string_view DirectionName(const TKLBasicPin& APin) {
+  switch (APin.Direction()) {
+    case TKLPinDirection::Source:
+      return "output";
+    case TKLPinDirection::Sink:
+      return "input";
+    case TKLPinDirection::State:
+      return "state";
+  }
+  return "";
+}
+
+std::vector<std::string_view> TypeNames(const TKLBasicPin& APin) {
+  std::vector<std::string_view> Names;
+  for (const TKLDataType* Type : APin.DataTypes()) Names.push_back(Type->Name);
+  return Names;
+}
+
+std::vector<TCategory> Categories() {
+  std::vector<TCategory> Categories;
+  for (const TComponentClass& Class : RegisteredComponents()) {
+    const std::string_view Name = Class.Published().Category();
+    auto Place = std::find_if(Categories.begin(), Categories.end(),
+                              [&](const TCategory& AEach) { return AEach.Name == Name; });
+    if (Place == Categories.end()) Place = Categories.insert(Place, {Name, {}});
+    Place->Classes.push_back(Class);
+  }
+  return Categories;
+}
+
 std::string ListText() {
   std::string Text;
   for (const TCategory& Category : Categories()) {
     Text += std::string(Category.Name) + '\n';
-    for (const TPublishedTable* Class : Category.Classes) {
-      Text += "  " + Padded(std::string(Class->ClassName()), NameWidth) +
-              std::string(Class->DisplayName()) + '\n';
+    for (const TComponentClass& Class : Category.Classes) {
+      Text += "  " + Padded(std::string(Class.Published().ClassName()), NameWidth) +
+              std::string(Class.Published().DisplayName()) + '\n';
     }
   }
   return Text;
@@ -264,11 +293,11 @@ std::string ListText() {
 ordered_json ListJson() {
   auto List = ordered_json::array();
   for (const TCategory& Category : Categories()) {
-    for (const TPublishedTable* Class : Category.Classes) {
-      List.push_back({{"class", Class->ClassName()},
-                      {"name", Class->DisplayName()},
+    for (const TComponentClass& Class : Category.Classes) {
+      List.push_back({{"class", Class.Published().ClassName()},
+                      {"name", Class.Published().DisplayName()},
                       {"category", Category.Name},
-                      {"doc", Class->Doc()}});
+                      {"doc", Class.Published().Doc()}});
     }
   }
   return List;
@@ -284,7 +313,7 @@ std::string DescribeText(const TComponentClass& AClass) {
   Text += "\nProperties\n" + PropertiesText(*Sample, "");
   const std::string Events = EventsText(*Sample, "");
   if (!Events.empty()) Text += "\nEvents\n" + Events;
-  return Text + ActionsText(Table);
+  return Text + ActionsText(Table) + SectionsText(Table);
 }
 
 ordered_json DescribeJson(const TComponentClass& AClass) {
@@ -300,6 +329,7 @@ ordered_json DescribeJson(const TComponentClass& AClass) {
   for (const TPublishedAction* Row : Table.Actions()) {
     Json["actions"].push_back({{"name", Row->Name}, {"doc", Row->Doc}});
   }
+  Json["text"] = TextJson(Table);
   return Json;
 }
 

@@ -38,6 +38,7 @@
 #include <tessalune/frame/runtime/QSFiles.h>
 #include <tessalune/frame/runtime/QSFlagSet.h>
 #include <tessalune/frame/runtime/QSGuid.h>
+#include <tessalune/frame/runtime/QSIcons.h>
 #include <tessalune/frame/runtime/QSLock.h>
 #include <tessalune/frame/runtime/QSMainThread.h>
 #include <tessalune/frame/runtime/QSMemory.h>
@@ -48,6 +49,7 @@
 #include <tessalune/frame/runtime/QSReports.h>
 #include <tessalune/frame/runtime/QSSerialization.h>
 #include <tessalune/frame/runtime/QSThread.h>
+#include <tessalune/frame/runtime/QSTiedDefaults.h>
 #include <tessalune/frame/runtime/VBComponent.h>
 #include <tessalune/frame/streams/QSBlockBuilder.h>
 #include <tessalune/frame/streams/QSCommonFilter.h>
@@ -114,6 +116,7 @@
 #include <tessalune/analysis/QSBasicAnalysis.h>
 #include <tessalune/analysis/QSMean.h>
 #include <tessalune/analysis/QSMinMax.h>
+#include <tessalune/analysis/QSNoiseStats.h>
 #include <tessalune/analysis/QSPatternDetector.h>
 #include <tessalune/analysis/QSRMSMeter.h>
 #include <tessalune/analysis/QSRealQueue.h>

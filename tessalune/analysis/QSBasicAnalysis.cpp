@@ -11,11 +11,20 @@ constexpr TPropertyInfo<TQSSynchronizeType> SynchronizeTypeInfo{
         "Where results are told: stNone on the thread that delivers the block, stSingleBuffer "
         "the newest and stQueue every one on the main thread."};
 
+constexpr TClassText BasicAnalysisText{
+    .BadInput = "A block without samples gives no result.",
+    .Accuracy =
+        R"(The result goes out when the block has come: at once with `stNone`, else on the program's main
+thread, where `stSingleBuffer` shows the newest only and `stQueue` all, of which 65,536 may wait.
+A result that is equal to the one before is not sent again.)",
+};
+
 }  // namespace
 
 const TPublishedTable& TQSBasicAnalysis::Published() {
   static const TPublishedTable Table =
-      TPublishedTable({.Name = "TQSBasicAnalysis"}, &TComponent::Published())
+      TPublishedTable({.Name = "TQSBasicAnalysis", .Text = BasicAnalysisText},
+                      &TComponent::Published())
           .Property(SynchronizeTypeInfo, &TQSBasicAnalysis::SynchronizeType,
                     &TQSBasicAnalysis::SetSynchronizeType);
   return Table;

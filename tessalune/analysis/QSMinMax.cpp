@@ -19,12 +19,30 @@ TQSMinMax::TQSMinMax(TConstruct AConstruct)
   FMaxOutputPin.AddFunctionSource(FInputPin);
 }
 
+namespace {
+
+constexpr TClassText MinMaxText{
+    .Use =
+        R"(The peaks of each block: whether a converter clips, the range for a display, the height of pulses.
+The block is the window: choose its length by TQSRepack.)",
+    .BadInput =
+        R"(NaNs are passed over; of a block of nothing else both results are NaN. Infinities count as numbers
+do.)",
+    .Accuracy = "Exact: both are samples of the block. Two comparisons a sample.",
+    .Formulas = "    min = the least of x[0] to x[N - 1], max = the greatest",
+    .SeeAlso = "TQSMean, TQSRMSMeter, TQSRepack",
+    .Example = R"(A tone whose level swings, and the least and greatest sample of each 10 ms.)",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSMinMax::Published() {
   static const TPublishedTable Table =
       TPublishedTable({.Name = "TQSMinMax",
                        .DisplayName = "Find Signal Minimal and Maximal value",
                        .Category = categories::Math,
-                       .Doc = "The smallest and the largest sample of each block."},
+                       .Doc = "The smallest and the largest sample of each block.",
+                       .Text = MinMaxText},
                       &TQSTypedBasicAnalysis::Published())
           .Pin("MinOutputPin", &TQSMinMax::MinOutputPin,
                "The smallest sample, each time one of the two has changed.", true)

@@ -81,13 +81,42 @@ TQSPatternDetector::TQSPatternDetector(TConstruct AConstruct)
   FRejectedOutputPin.AddFunctionSource(FInputPin);
 }
 
+namespace {
+
+constexpr TClassText PatternDetectorText{
+    .Use =
+        R"(Sorts blocks by their shape: those that lie inside a band at every point of `Patterns` leave by
+one output, the others by the other. So it takes pulses of one form out of many, finds blocks in
+which a level was held, or tests a product's response against a mask. Blocks come from
+TQSSnippetTrigger or TQSRepack, so that a shape always lies at the same place.)",
+    .BadInput =
+        R"(While there is no point all blocks are rejected. So is a block that is too short for a point, and
+one whose value at a point is NaN. A point with a limit of NaN, or with `Min` above `Max`, lets
+nothing pass; infinities are no limits. `Enabled` has no effect here.)",
+    .Accuracy =
+        R"(Each block is judged by itself and passed on as it is. Between two samples a block is the straight
+line through the sample nearest to the place (of two the even one) and the one behind it. A few
+operations a point and block, whatever the size of the block.)",
+    .Formulas = R"(At a point with the place p = `Sample`, s the whole number nearest to p:
+
+    v = x[s] + (p - s) (x[s + 1] - x[s]), in the last sample x[s]
+    passed if Min <= v <= Max at every point)",
+    .SeeAlso = "TQSSnippetTrigger, TQSMinMax, TQSRepack, TQSSwitch",
+    .Example =
+        R"(Blocks of 80 samples of a tone whose level swings: those whose first sample, the peak, lies
+between 0.8 and 1.2 are detected.)",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSPatternDetector::Published() {
   static const TPublishedTable Table =
       TPublishedTable({.Name = "TQSPatternDetector",
                        .DisplayName = "Pattern Detector",
                        .Category = categories::Measurement,
                        .Doc = "Sorts blocks by whether they lie inside the bands of a pattern. "
-                              "Enabled has no effect: it detects while it is disabled too."},
+                              "Enabled has no effect: it detects while it is disabled too.",
+                       .Text = PatternDetectorText},
                       &TQSCommonRealFilter::Published())
           .Pin("RejectedOutputPin", &TQSPatternDetector::RejectedOutputPin,
                "The blocks that do not, and all while there is no pattern.", true)

@@ -141,6 +141,38 @@ TQSSnippetTrigger::TQSSnippetTrigger(TConstruct AConstruct)
   FTriggerOutputPin.AddFunctionSource(FInputPin);
 }
 
+namespace {
+
+constexpr TClassText SnippetTriggerText{
+    .Use =
+        R"(The trigger of an oscilloscope: cuts `Snippet.Size` samples out of a stream around each crossing
+of a level, with as much of the time before as you like. Behind it TQSPatternDetector judges the
+snippets, and TQSMinMax or TQSFourier measures them. Link the trigger output of one instance to
+the trigger input of others to cut parallel streams at the same place.)",
+    .BadInput =
+        R"(A NaN counts as a sample below the level. A trigger from another instance whose samples are no
+longer in the history, or never were, gives no snippet, and the notes of `run` tell. The crossing
+has to lie more than `Snippet.SamplesBefore` samples behind the start, so the first moments of a
+stream give none.)",
+    .Accuracy =
+        R"(Positions are whole samples, counted from the start, and do not depend on the cut into blocks. A
+snippet goes out as soon as its last sample is there. The history is kept by reference: as many
+blocks as have `Snippet.Size` times `Trigger.SynchronizeTollerance` samples. One comparison a
+sample, and a copy of each snippet.)",
+    .Formulas = R"(With L = `Level`, B = `SamplesBefore`:
+
+    teRising   x[p - 1] <= L < x[p]
+    teFalling  x[p] <= L < x[p - 1]
+    snippet    x[p - B] to x[p - B + Size - 1]
+    the next crossing counts from p + MinimalDistance + B on, exclusive)",
+    .SeeAlso = "TQSPatternDetector, TQSSnapshot, TQSToSquare, TQSDelayLine",
+    .Example =
+        R"(A tone of 100 Hz under a little noise, and what the trigger cuts out of it, snippet upon snippet:
+each begins 20 samples before the tone rises through 0.5.)",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSSnippetTrigger::Published() {
   static const TPublishedTable Table =
       TPublishedTable({.Name = "TQSSnippetTrigger",
@@ -148,7 +180,8 @@ const TPublishedTable& TQSSnippetTrigger::Published() {
                        .Category = categories::Measurement,
                        .Doc = "Cuts snippets of fixed size out of a real stream, around the "
                               "crossings of a level or where another instance triggers; nothing "
-                              "else goes through while it is enabled."},
+                              "else goes through while it is enabled.",
+                       .Text = SnippetTriggerText},
                       &TQSCommonRealFilter::Published())
           .Pin("TriggerInputPin", &TQSSnippetTrigger::TriggerInputPin,
                "Triggers of another instance; while it is linked there is no detection here.")
@@ -212,7 +245,7 @@ TKLNotifyResult TQSSnippetTrigger::OutputPinsNotify(IKLNotifyOperation& AOperati
   std::function<void()> Work = [this, Result, Kept = TRef<IKLNotifyOperation>(&AOperation)] {
     *Result = TQSCommonRealFilter::OutputPinsNotify(*Kept);
   };
-  FTurns->Run(FTurns->Take(), std::move(Work));
+  FTurns->Run(FTurns->Take(), TRef<TCallGate>(&Gate()), std::move(Work));
   return *Result;
 }
 
@@ -413,7 +446,7 @@ void TQSSnippetTrigger::SendSnippetData(TRef<TQSSnippetTriggerData> ATriggerMeta
   };
   const std::uint64_t Turn = FTurns->Take();
   AMutex.unlock();
-  FTurns->Run(Turn, std::move(Work));
+  FTurns->Run(Turn, TRef<TCallGate>(&Gate()), std::move(Work));
   AMutex.lock();
 }
 

@@ -12,13 +12,37 @@ TQSDelayLine::TQSDelayLine(TConstruct AConstruct)
     : TQSControlFilter(AConstruct),
       FDelayValue(FLock, "DelayValue", [this] { CalculateDelay(); }) {}
 
+namespace {
+
+constexpr TClassText DelayLineText{
+    .Use =
+        R"(Holds a stream back by a time or by a number of samples: to bring two roads of a graph into step
+again (the other one has a filter with a delay), to play an echo beside the signal, to look at
+what came before a trigger. For echoes that die away take TQSCombFilter.)",
+    .BadInput =
+        R"(Any sample is passed on as it is. Memory that is not to be had ends the run with an error that
+names the bytes. A longer delay, set on the way, repeats the newest sample that waits (raised from
+0: zeros); a shorter one leaves the newest samples out.)",
+    .Accuracy =
+        R"(Exact: samples are moved, none is computed. A delay in milliseconds is rounded to whole samples of
+the stream's rate. The cost of a sample does not depend on the delay, and the memory is that of
+the samples that have come in and wait. Blocks are handled on the thread that delivers them,
+whatever `Threading` says.)",
+    .Formulas = R"(    y[n] = x[n - D], and 0 for the first D samples, D the delay in samples)",
+    .SeeAlso = "TQSCombFilter, TQSRepack, TQSSubtract, TQSSnippetTrigger",
+    .Example = "A tone, and the same tone 12 ms later.",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSDelayLine::Published() {
   static const TPublishedTable Table =
       TPublishedTable({.Name = "TQSDelayLine",
                        .DisplayName = "Add Signal Delay",
                        .Category = categories::Filters,
                        .Doc = "The stream, of any sample type, later by DelayValue; it begins with "
-                              "zeros. Works on the thread that delivers, whatever Threading says."},
+                              "zeros. Works on the thread that delivers, whatever Threading says.",
+                       .Text = DelayLineText},
                       &TQSControlFilter::Published())
           .Object("DelayValue", &TQSDelayLine::DelayValue, "How much later.");
   return Table;

@@ -21,13 +21,38 @@ TQSRepack::TQSRepack(TConstruct AConstruct)
       FCutter(*this, BufferSizeInfo.Name,
               [this](TRef<IQSDataBuffer> ABlock) { return Send(std::move(ABlock)); }) {}
 
+namespace {
+
+constexpr TClassText RepackText{
+    .Use =
+        R"(Gives what follows blocks of the size that it wants: whole periods for TQSGoertzOne and
+TQSRMSMeter, 2^k samples for TQSInverseFourier or TQSHaar, long blocks for TQSMedian and
+TQSCombFilter, short ones for quick results. The samples stay the same, in the same order.)",
+    .BadInput =
+        R"(Any sample is passed on as it is; blocks without samples change nothing. What is held when a
+stream stops is less than a block, and is dropped.)",
+    .Accuracy =
+        R"(Exact: samples are moved, none is computed. A sample waits until its block is full, so the delay
+is up to `BufferSize` samples. Memory for what is held. Blocks are handled on the thread that
+delivers them, whatever `Threading` says.)",
+    .Formulas =
+        R"(    block k holds the samples k `BufferSize` to (k + 1) `BufferSize` - 1 of the stream)",
+    .SeeAlso = "TQSSnapshot, TQSDelayLine, TQSApplyWindow, TQSHaar",
+    .Example =
+        R"(A tone of 100 Hz whose level swings, and the RMS of it: of blocks of 80 samples, one cycle each,
+whatever the source sends.)",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSRepack::Published() {
   static const TPublishedTable Table =
       TPublishedTable({.Name = "TQSRepack",
                        .DisplayName = "Repacks the Signal Buffers",
                        .Category = categories::Filters,
                        .Doc = "The stream, of any sample type, in blocks of BufferSize samples. "
-                              "Works on the thread that delivers, whatever Threading says."},
+                              "Works on the thread that delivers, whatever Threading says.",
+                       .Text = RepackText},
                       &TQSControlFilter::Published())
           .Property(BufferSizeInfo, &TQSRepack::BufferSize, &TQSRepack::SetBufferSize);
   return Table;

@@ -28,13 +28,37 @@ TQSSnapshot::TQSSnapshot(TConstruct AConstruct)
         return TKLNotifyResult{};
       }) {}
 
+namespace {
+
+constexpr TClassText SnapshotText{
+    .Use =
+        R"(Catches a piece of a stream on demand, by a tick on `SnapshotPin` or by `Snapshot`, from a graph
+file by `"call"`: for a display that is drawn now and then, a recording of a moment, a spectrum
+once a second. Between snapshots nothing goes out. For pieces around an event in the signal take
+TQSSnippetTrigger.)",
+    .BadInput =
+        R"(Any sample is passed on as it is. A request while one is open changes nothing, and so does one
+from inside its own event. A snapshot that the end of the stream cuts off is dropped.)",
+    .Accuracy =
+        R"(Exact: samples are copied. A snapshot begins with the first sample of the next block, so it may
+begin up to one block late; take short blocks where that counts. Memory for the samples caught.)",
+    .Formulas =
+        R"(    y = x[m] to x[m + SnapShotSize - 1], m the first sample of the block behind the request)",
+    .SeeAlso = "TQSSnippetTrigger, TQSSwitch, TQSRepack",
+    .Example =
+        R"(A tone whose frequency rises in steps, and two snapshots of 100 samples, taken at 0 and at 50 ms.)",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSSnapshot::Published() {
   static const TPublishedTable Table =
       TPublishedTable({.Name = "TQSSnapshot",
                        .DisplayName = "Take Signal Snapshot",
                        .Category = categories::Filters,
                        .Doc = "Each time it is told to, the next SnapShotSize samples of the "
-                              "stream, of any sample type, in one block; nothing between."},
+                              "stream, of any sample type, in one block; nothing between.",
+                       .Text = SnapshotText},
                       &TComponent::Published())
           .Property(EnabledInfo, &TQSSnapshot::Enabled, &TQSSnapshot::SetEnabled)
           .Object("Threading", &TQSSnapshot::Threading,

@@ -9,11 +9,14 @@
 namespace tessalune {
 namespace {
 
-constexpr TPropertyInfo<bool> EnabledInfo{
-    .Name = "Enabled", .Default = true, .Doc = "While false, blocks end here."};
+constexpr TPropertyInfo<bool> EnabledInfo{.Name = "Enabled",
+                                          .Default = true,
+                                          .Effect = TTakesEffect::AtOnce,
+                                          .Doc = "While false, blocks end here."};
 constexpr TPropertyInfo<bool> ResetOnEnableInfo{
     .Name = "ResetOnEnable",
     .Default = false,
+    .Effect = TTakesEffect::AtOnce,
     .Doc = "Whether what is behind the gate gets a new start whenever it opens."};
 
 }  // namespace
@@ -34,13 +37,37 @@ TQSSwitch::TQSSwitch(TConstruct AConstruct)
   FOutputPin.AddFunctionSource(FInputPin);
 }
 
+namespace {
+
+constexpr TClassText SwitchText{
+    .Use =
+        R"(A gate for a stream of any type, opened and closed by `Enabled`, in a graph file by `"at"`: to
+record a part of a run, to let a slow analysis see some blocks only. What is kept back is taken
+out of the stream, so what follows comes earlier; to silence a signal in a mix, multiply by 0 and
+1 (TQSMultiply) instead. With `ResetOnEnable` what is behind the gate begins anew whenever it
+opens.)",
+    .BadInput =
+        R"(Any sample is passed on as it is. A start that comes while the gate is shut is told when it opens;
+stops go through at any time. A component with several inputs that waits for a gate that is shut
+is told not to.)",
+    .Accuracy =
+        R"(Exact: blocks go through by reference, at the cost of one check each. The gate acts between
+blocks; a block that is on its way when it closes still passes.)",
+    .Formulas = "    open: y = x, block by block; shut: nothing",
+    .SeeAlso = "TQSSnapshot, TQSMultiply, TQSSnippetTrigger",
+    .Example = R"(A tone of 50 ms, let through from 10 to 35 ms: 25 ms of samples come out.)",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSSwitch::Published() {
   static const TPublishedTable Table =
       TPublishedTable({.Name = "TQSSwitch",
                        .DisplayName = "On/Off Switch",
                        .Category = categories::Filters,
                        .Doc = "A gate in a stream of any sample type: blocks pass while it is "
-                              "enabled, and end here while not."},
+                              "enabled, and end here while not.",
+                       .Text = SwitchText},
                       &TComponent::Published())
           .Pin("OutputPin", &TQSSwitch::OutputPin, "The stream while the gate is open.", true)
           .Pin("InputPin", &TQSSwitch::InputPin, "The stream, of any sample type.", true)
@@ -88,24 +115,26 @@ TKLNotifyResult TQSSwitch::SourceDispatch(TKLBasicPin& ASender, TKLBasicPin* AOt
 TKLNotifyResult TQSSwitch::Start(TKLStartSampleRateOperation& AOperation) {
   // The turn may be left to an earlier one, which runs it later.
   const auto Result = std::make_shared<TKLNotifyResult>();
-  FTurns->Run(FTurns->Take(), [this, Result, Start = TRef<IKLNotifyOperation>(&AOperation),
-                               Rate = AOperation.Rate] {
-    {
-      const std::lock_guard Guard(FMutex);
-      FIncomingRate = Rate;
-      FStartOperationIsCached = !FWay;
-      if (!FWay) return;
-    }
-    *Result = FOutputPin.Notify(*Start);
-  });
+  FTurns->Run(
+      FTurns->Take(), TRef<TCallGate>(&Gate()),
+      [this, Result, Start = TRef<IKLNotifyOperation>(&AOperation), Rate = AOperation.Rate] {
+        {
+          const std::lock_guard Guard(FMutex);
+          FIncomingRate = Rate;
+          FStartOperationIsCached = !FWay;
+          if (!FWay) return;
+        }
+        *Result = FOutputPin.Notify(*Start);
+      });
   return *Result;
 }
 
 TKLNotifyResult TQSSwitch::Stop(IKLNotifyOperation& AOperation) {
   const auto Result = std::make_shared<TKLNotifyResult>();
-  FTurns->Run(FTurns->Take(), [this, Result, Stop = TRef<IKLNotifyOperation>(&AOperation)] {
-    *Result = FOutputPin.Notify(*Stop);
-  });
+  FTurns->Run(FTurns->Take(), TRef<TCallGate>(&Gate()),
+              [this, Result, Stop = TRef<IKLNotifyOperation>(&AOperation)] {
+                *Result = FOutputPin.Notify(*Stop);
+              });
   return *Result;
 }
 
@@ -133,10 +162,7 @@ void TQSSwitch::EnabledChanged() {
   }
   const std::uint64_t Turn = FTurns->Take();
   FLock->AfterRelease([this, Turn, Turns = FTurns, Door = TRef<TCallGate>(&Gate())] {
-    Turns->Run(Turn, [this, Door] {
-      const TCallScope Call(*Door);
-      if (Call) Open();
-    });
+    Turns->Run(Turn, Door, [this] { Open(); });
   });
 }
 

@@ -26,6 +26,37 @@ void DivideConst(const TComplex* AIn, TComplex AValue, TComplex* AOut, std::int3
   }
 }
 
+constexpr TClassText ApplyComplexConstText{
+    .Use =
+        R"(Turns, scales and shifts complex samples: `caoMultiply` by r (cos a + i sin a) scales a spectrum
+or an analytic signal by r and turns its phase by a. Add and subtract move the origin, `caoSet`
+makes a constant stream.
+
+Two operations are not what their names may suggest. `caoDivide` by a number that is purely real
+or purely imaginary gives zeros; multiply by the reciprocal instead. `caoDivideConst` is no
+complex quotient: real parts are divided by real parts, imaginary ones by imaginary ones.)",
+    .BadInput =
+        R"(`caoDivide` where either part of the constant is 0 gives zeros for all samples. With
+`caoDivideConst` a sample with a part that is 0 stays as it is. NaN and the infinities go through
+the arithmetic as usual.)",
+    .Accuracy =
+        R"(Sums are exact but for one rounding of each part; a product and a quotient are off by a few
+roundings of their magnitude. One step a sample; no delay and no memory.)",
+    .Formulas = R"(With c = `RealValue` + i `ImagValue`:
+
+    caoAdd            y[n] = x[n] + c
+    caoSubtract       y[n] = x[n] - c
+    caoSubtractConst  y[n] = c - x[n]
+    caoMultiply       y[n] = x[n] c
+    caoDivide         y[n] = x[n] / c
+    caoDivideConst    y[n] = re c / re x[n] + i im c / im x[n]
+    caoSet            y[n] = c)",
+    .SeeAlso = "TQSApplyRealConst, TQSMultiplyComplex, TQSConjugate, TQSCartToPolar",
+    .Example =
+        R"(The analytic signal of a tone, multiplied by i: the real part that comes out runs a quarter of a
+cycle ahead of the one that went in.)",
+};
+
 }  // namespace
 
 const TPublishedTable& TQSApplyComplexConst::Published() {
@@ -33,7 +64,8 @@ const TPublishedTable& TQSApplyComplexConst::Published() {
       TPublishedTable({.Name = "TQSApplyComplexConst",
                        .DisplayName = "Applies constant on Complex Signal",
                        .Category = categories::Math,
-                       .Doc = "Combines each sample of a complex stream with a constant."},
+                       .Doc = "Combines each sample of a complex stream with a constant.",
+                       .Text = ApplyComplexConstText},
                       &TQSCommonComplexFilter::Published())
           .Property(RealValueInfo, &TQSApplyComplexConst::RealValue,
                     &TQSApplyComplexConst::SetRealValue)

@@ -22,6 +22,36 @@ std::int32_t Quotient(std::int32_t ADividend, std::int32_t ADivisor) {
                                                           : static_cast<std::int32_t>(Exact);
 }
 
+constexpr TClassText ApplyIntConstText{
+    .Use =
+        R"(Arithmetic and bits of integer streams: scale counts, take a sign or a field of bits out of a word
+(`iaoRShift`, then `iaoAnd`), set or turn bits, make a stream of one number. Between TQSRealToInt
+and TQSIntToReal it shows what a converter of few bits does to a signal.)",
+    .BadInput =
+        R"(A sum, a difference or a product beyond 32 bits saturates, to 2147483647 or -2147483648; so does
+-2147483648 / -1. `iaoDivide` by 0 gives zeros, and with `iaoDivideConst` a sample of 0 gives 0. A
+shift by 32 bits or more moves all of them out: 0 to the left, 0 or -1 by the sign to the right.
+With a negative number of bits the block goes through unchanged.)",
+    .Accuracy =
+        R"(Exact but for saturation; quotients are cut towards 0. A negative `Value` stands for its 32 bits
+in two's complement. One step a sample; no delay and no memory.)",
+    .Formulas = R"(With v for `Value` and [ ] for the nearest of the 32-bit integers:
+
+    iaoAdd            y[n] = [x[n] + v]
+    iaoSubtract       y[n] = [x[n] - v]
+    iaoSubtractConst  y[n] = [v - x[n]]
+    iaoMultiply       y[n] = [x[n] v]
+    iaoDivide         y[n] = x[n] / v, cut towards 0
+    iaoDivideConst    y[n] = v / x[n], cut towards 0
+    iaoAnd, iaoOr, iaoXor        bit by bit with v
+    iaoLShift, iaoRShift         by v bits, to the right with the sign kept
+    iaoSet            y[n] = v)",
+    .SeeAlso = "TQSRealToInt, TQSIntToReal, TQSApplyRealConst",
+    .Example =
+        R"(A tone in integers of 8 bits, whose lower five bits are cleared by `iaoAnd` with -32: eight levels
+are left of 256.)",
+};
+
 }  // namespace
 
 const TPublishedTable& TQSApplyIntConst::Published() {
@@ -29,7 +59,8 @@ const TPublishedTable& TQSApplyIntConst::Published() {
       TPublishedTable({.Name = "TQSApplyIntConst",
                        .DisplayName = "Applies constant on Real Signal",
                        .Category = categories::Math,
-                       .Doc = "Combines each sample of an integer stream with a constant."},
+                       .Doc = "Combines each sample of an integer stream with a constant.",
+                       .Text = ApplyIntConstText},
                       &TQSCommonIntegerFilter::Published())
           .Property(ValueInfo, &TQSApplyIntConst::Value, &TQSApplyIntConst::SetValue)
           .Property(ApplyOperationInfo, &TQSApplyIntConst::ApplyOperation,

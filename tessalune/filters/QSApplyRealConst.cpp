@@ -16,6 +16,32 @@ void DivideConst(const double* AIn, double AValue, double* AOut, std::int32_t AC
   for (std::int32_t I = 0; I < ACount; ++I) AOut[I] = AIn[I] != 0.0 ? AValue / AIn[I] : AIn[I];
 }
 
+constexpr TClassText ApplyRealConstText{
+    .Use =
+        R"(The gain, the offset, the unit of a signal: multiply to change its level, add to shift it, divide
+to turn counts into volts. `faoSubtractConst` mirrors it at half the constant, `faoDivideConst`
+makes reciprocals, and `faoSet` puts the constant in its place, with the rate and the blocks of
+the stream. Set `Value` on the way, by `at` in a graph file, for a fader.)",
+    .BadInput =
+        R"(`faoDivide` by a `Value` of 0 gives zeros for all samples; with `faoDivideConst` a sample of 0
+stays 0. NaN and the infinities, in the samples and in `Value`, go through the arithmetic as
+usual, where that rule does not hold.)",
+    .Accuracy =
+        R"(Each result is the exact one, rounded once. One step a sample, in place where nobody else holds
+the block; no delay and no memory.)",
+    .Formulas = R"(With v for `Value`:
+
+    faoAdd            y[n] = x[n] + v
+    faoSubtract       y[n] = x[n] - v
+    faoSubtractConst  y[n] = v - x[n]
+    faoMultiply       y[n] = x[n] v
+    faoDivide         y[n] = x[n] / v
+    faoDivideConst    y[n] = v / x[n]
+    faoSet            y[n] = v)",
+    .SeeAlso = "TQSApplyComplexConst, TQSApplyIntConst, TQSAdd, TQSMultiply",
+    .Example = "A tone of amplitude 1, multiplied by 0.25 and then shifted up by 0.5.",
+};
+
 }  // namespace
 
 const TPublishedTable& TQSApplyRealConst::Published() {
@@ -23,7 +49,8 @@ const TPublishedTable& TQSApplyRealConst::Published() {
       TPublishedTable({.Name = "TQSApplyRealConst",
                        .DisplayName = "Applies constant on Real Signal",
                        .Category = categories::Math,
-                       .Doc = "Combines each sample with a constant."},
+                       .Doc = "Combines each sample with a constant.",
+                       .Text = ApplyRealConstText},
                       &TQSCommonRealFilter::Published())
           .Property(ValueInfo, &TQSApplyRealConst::Value, &TQSApplyRealConst::SetValue)
           .Property(ApplyOperationInfo, &TQSApplyRealConst::ApplyOperation,

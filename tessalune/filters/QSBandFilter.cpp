@@ -55,11 +55,26 @@ TQSSimpleFilter::TEdges TQSBandFilter::Edges(double ASampleRate) const {
   return Result;
 }
 
+namespace {
+
+constexpr TClassText BandPassText{
+    .Use =
+        R"(Lets pass what is between `FreqLow` and `FreqHigh`: one channel among several, a voice, the line
+that a spectrum shows. Of the recursive kinds a band has twice as many poles as `Order` says.)",
+    .SeeAlso = "TQSBandStop, TQSLowPass, TQSHighPass, TQSGoertzOne",
+    .Example =
+        R"(Noise, and what a Butterworth filter of order 3 between 180 and 220 Hz lets through: nearly a
+tone.)",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSBandPass::Published() {
   static const TPublishedTable Table({.Name = "TQSBandPass",
                                       .DisplayName = "Perform Band Pass Filter",
                                       .Category = categories::Filters,
-                                      .Doc = "Lets pass what is between FreqLow and FreqHigh."},
+                                      .Doc = "Lets pass what is between FreqLow and FreqHigh.",
+                                      .Text = BandPassText},
                                      &TQSBandFilter::Published());
   return Table;
 }
@@ -71,13 +86,28 @@ TQSSimpleFilter::TEdges TQSBandStop::Edges(double ASampleRate) const {
   return TQSBandFilter::Edges(ASampleRate);
 }
 
+namespace {
+
+constexpr TClassText BandStopText{
+    .Use =
+        R"(Keeps back what is between `FreqLow` and `FreqHigh`: a hum, a whistle, a carrier. Of the recursive
+kinds a band has twice as many poles as `Order` says; as `ftFIR` it has an odd number of taps, and
+an even `Order` gets one more.)",
+    .SeeAlso = "TQSBandPass, TQSLowPass, TQSHighPass, TQSCombFilter",
+    .Example =
+        R"(A tone of 100 Hz under a whistle of 600 Hz, and what is left when 500 to 700 Hz are taken out.)",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSBandStop::Published() {
   static const TPublishedTable Table(
       {.Name = "TQSBandStop",
        .DisplayName = "Perform Band Stop Filter",
        .Category = categories::Filters,
        .Doc = "Keeps back what is between FreqLow and FreqHigh. As ftFIR it has an odd number of "
-              "taps: Order, or one more."},
+              "taps: Order, or one more.",
+       .Text = BandStopText},
       &TQSBandFilter::Published());
   return Table;
 }

@@ -26,6 +26,29 @@ constexpr TPropertyInfo<TQSCombFeed> FeedInfo{
     .Default = TQSCombFeed::cfForward,
     .Doc = "Whether the past of the input (cfForward) or of the output (cfBack) is added."};
 
+constexpr TClassText CombFilterText{
+    .Use =
+        R"(One echo (`cfForward`) or an endless row of them (`cfBack`). Over frequency that is a comb, with
+teeth at multiples of rate / `Delay`: take `cfForward` to notch a hum and all of its harmonics out
+or to double a voice, `cfBack` to let a series of harmonics ring, as a string or a pipe does.)",
+    .BadInput =
+        R"(With `cfBack` and a `Coefficient` of 1 or more the echoes grow without end. A NaN or an infinity
+comes back every `Delay` samples: once with `cfForward`, for ever with `cfBack`, until a start, a
+new `Delay` or `Feed`, or a setting of `Enabled` empties the past.
+
+With `cfBack` and blocks shorter than `Delay` the filter is another one, without a direct path,
+which depends on how the stream is cut. Take blocks of at least `Delay` samples, by `BufferSize`
+of the source or by TQSRepack.)",
+    .Accuracy =
+        R"(One multiplication and one addition a sample, each rounded, whatever the delay. Memory for as many
+samples as have come in, at most `Delay`. A stream begins with a past of zeros.)",
+    .Formulas = R"(    cfForward  y[n] = x[n] + Coefficient x[n - Delay]
+    cfBack     y[n] = x[n] + Coefficient y[n - Delay])",
+    .SeeAlso = "TQSDelayLine, TQSFir, TQSIir, TQSRepack",
+    .Example =
+        R"(One pulse, and its echoes with `cfBack`, a delay of 40 samples and a coefficient of 0.7.)",
+};
+
 }  // namespace
 
 const TPublishedTable& TQSCombFilter::Published() {
@@ -34,7 +57,8 @@ const TPublishedTable& TQSCombFilter::Published() {
                        .DisplayName = "Perform Comb Filter over Signal",
                        .Category = categories::Filters,
                        .Doc = "The stream plus Coefficient times what it was Delay samples before, "
-                              "at the input or at the output."},
+                              "at the input or at the output.",
+                       .Text = CombFilterText},
                       &TQSCommonRealFilter::Published())
           .Property(CoefficientInfo, &TQSCombFilter::Coefficient, &TQSCombFilter::SetCoefficient)
           .Property(DelayInfo, &TQSCombFilter::Delay, &TQSCombFilter::SetDelay)

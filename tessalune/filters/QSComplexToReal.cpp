@@ -53,12 +53,33 @@ TKLNotifyResult TQSBasicComplexInputFilter::OutputPinsNotify(IKLNotifyOperation&
 
 // --- the parts ---
 
+namespace {
+
+constexpr TClassText ComplexToRealText{
+    .Use =
+        R"(Takes a complex stream apart: the samples of a signal from the inverse of a spectrum, the in-phase
+and the quadrature part of an analytic signal, bins for a component that takes real streams. For
+magnitude and phase take TQSCartToPolar.)",
+    .BadInput =
+        R"(NaN and the infinities are taken over as they are. Empty blocks give empty blocks.)",
+    .Accuracy =
+        R"(Exact: the numbers are copied. Each block gives two of its size, that of the real parts first.)",
+    .Formulas = "    real[n] = re x[n], imaginary[n] = im x[n]",
+    .SeeAlso = "TQSRealToComplex, TQSCartToPolar, TQSHilbert, TQSConjugate",
+    .Example =
+        R"(The analytic signal of a tone of 100 Hz, as its real and its imaginary part: a quarter of a cycle
+lies between them.)",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSComplexToReal::Published() {
   static const TPublishedTable Table =
       TPublishedTable({.Name = "TQSComplexToReal",
                        .DisplayName = "Split Complex into Real and Imaginary signals",
                        .Category = categories::Converters,
-                       .Doc = "The real and the imaginary parts of a complex stream."},
+                       .Doc = "The real and the imaginary parts of a complex stream.",
+                       .Text = ComplexToRealText},
                       &TQSBasicComplexInputFilter::Published())
           .Pin("RealOutputPin", &TQSComplexToReal::RealOutputPin, "The real parts.", true)
           .Pin("ImagOutputPin", &TQSComplexToReal::ImagOutputPin, "The imaginary parts.", true);
@@ -74,12 +95,37 @@ void QSComplexToReal::RegisterPkg() { RegisterComponents({ClassOf<TQSComplexToRe
 
 // --- the polar form ---
 
+namespace {
+
+constexpr TClassText CartToPolarText{
+    .Use =
+        R"(Magnitude and phase of complex samples: the envelope of an analytic signal from TQSHilbert, the
+magnitude and the phase of each bin of a spectrum. The difference from one phase to the next is
+the momentary frequency.)",
+    .BadInput =
+        R"(A NaN in either part gives NaN. The squares are not guarded: a part above some 1e154 gives an
+infinite magnitude, and a magnitude below some 1e-154 loses digits, down to 0. The phase of 0 is 0
+or pi, by the signs of its zeros.)",
+    .Accuracy =
+        R"(A few units in the last place. The phase jumps by 2 pi where it would leave the range from -pi to
+pi. A root and an arc tangent a sample, computed whether or not both outputs are linked; the
+magnitudes' block goes out first.)",
+    .Formulas = R"(    magnitude[n] = sqrt(re x[n]^2 + im x[n]^2)
+    phase[n] = atan2(im x[n], re x[n]))",
+    .SeeAlso = R"(TQSPolarToCart, TQSComplexToReal, TQSHilbert, TQSFourier, TQSPowerSpectrum)",
+    .Example =
+        R"(The analytic signal of a tone whose level swings: its magnitude is the envelope.)",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSCartToPolar::Published() {
   static const TPublishedTable Table =
       TPublishedTable({.Name = "TQSCartToPolar",
                        .DisplayName = "Cartesian to Polar converter",
                        .Category = categories::Converters,
-                       .Doc = "The magnitude and the phase of each sample of a complex stream."},
+                       .Doc = "The magnitude and the phase of each sample of a complex stream.",
+                       .Text = CartToPolarText},
                       &TQSBasicComplexInputFilter::Published())
           .Pin("MagnOutputPin", &TQSCartToPolar::MagnOutputPin, "The magnitudes.", true)
           .Pin("PhaseOutputPin", &TQSCartToPolar::PhaseOutputPin,

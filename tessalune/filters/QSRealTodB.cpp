@@ -13,6 +13,24 @@ constexpr TPropertyInfo<TQSdBMode> ModeInfo{
     .Default = TQSdBMode::dbmPower,
     .Doc = "Whether samples are powers (10 log10) or amplitudes (20 log10)."};
 
+constexpr TClassText RealTodBText{
+    .Use =
+        R"(Levels on the scale that ears and instruments have. Take `dbmAmplitude` for amplitudes and
+magnitudes, such as those of TQSFourier, and `dbmPower` for powers, such as those of
+TQSPowerSpectrum. Values are relative to 1: divide by the reference before, by TQSApplyRealConst.)",
+    .BadInput =
+        R"(A sample that is not above 0, and a NaN, gives the most negative number that there is, about
+-1.8e308. That is the floor, and plots have to cut it; take TQSAbs before for signals with a sign.
+Plus infinity stays.)",
+    .Accuracy =
+        R"(Within about 2 units in the last place. One logarithm a sample; no delay and no memory.)",
+    .Formulas = R"(    dbmPower      y[n] = 10 log10(x[n])
+    dbmAmplitude  y[n] = 20 log10(x[n]))",
+    .SeeAlso = "TQSAbs, TQSPowerSpectrum, TQSRMSMeter, TQSApplyRealConst",
+    .Example =
+        R"(A ramp from 0.001 to 1 and the decibels of it as an amplitude: half is -6 dB, a tenth -20 dB.)",
+};
+
 }  // namespace
 
 const TPublishedTable& TQSRealTodB::Published() {
@@ -20,7 +38,8 @@ const TPublishedTable& TQSRealTodB::Published() {
       TPublishedTable({.Name = "TQSRealTodB",
                        .DisplayName = "Signal to dB",
                        .Category = categories::Filters,
-                       .Doc = "Each sample in decibels relative to 1."},
+                       .Doc = "Each sample in decibels relative to 1.",
+                       .Text = RealTodBText},
                       &TQSCommonRealFilter::Published())
           .Property(ModeInfo, &TQSRealTodB::Mode, &TQSRealTodB::SetMode);
   return Table;

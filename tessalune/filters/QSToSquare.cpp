@@ -17,6 +17,22 @@ constexpr TPropertyInfo<double> LowInfo{.Name = "Low",
                                         .NonFinite = true,
                                         .Doc = "Output at and below Level, and for a NaN."};
 
+constexpr TClassText ToSquareText{
+    .Use =
+        R"(A comparator: makes a two-level signal from any other, such as a gate or a clock from a tone, bits
+from a waveform, or a pulse whose width follows `Level`. There is no hysteresis, so noise near
+`Level` makes the output jump; smooth the signal before, by TQSLowPass or TQSMedian.)",
+    .BadInput =
+        R"(A NaN gives `Low`; the infinities compare as numbers do. With a `Level` of NaN all samples give
+`Low`. `High` and `Low` go out as they are, infinities and NaN too.)",
+    .Accuracy =
+        R"(Exact: a sample equal to `Level` gives `Low`. One comparison a sample; no delay and no memory.)",
+    .Formulas = "    y[n] = High if x[n] > Level, else Low",
+    .SeeAlso = "TQSSnippetTrigger, TQSSwitch, TQSAbs, TQSSignalGen",
+    .Example =
+        R"(A tone of 100 Hz and amplitude 1, compared with 0.5: pulses of a third of the cycle.)",
+};
+
 }  // namespace
 
 const TPublishedTable& TQSToSquare::Published() {
@@ -24,7 +40,8 @@ const TPublishedTable& TQSToSquare::Published() {
       TPublishedTable({.Name = "TQSToSquare",
                        .DisplayName = "Converts to Square Signal",
                        .Category = categories::Filters,
-                       .Doc = "High where a sample is greater than Level, else Low."},
+                       .Doc = "High where a sample is greater than Level, else Low.",
+                       .Text = ToSquareText},
                       &TQSCommonRealFilter::Published())
           .Property(LevelInfo, &TQSToSquare::Level, &TQSToSquare::SetLevel)
           .Property(HighInfo, &TQSToSquare::High, &TQSToSquare::SetHigh)

@@ -1,8 +1,10 @@
 #include <tessalune/analysis/QSMean.h>
 #include <tessalune/analysis/QSMinMax.h>
+#include <tessalune/analysis/QSNoiseStats.h>
 #include <tessalune/analysis/QSPatternDetector.h>
 #include <tessalune/analysis/QSRMSMeter.h>
 #include <tessalune/analysis/QSSnippetTrigger.h>
+#include <tessalune/analysis/QSTriggerPins.h>
 #include <tessalune/control/QSDelayLine.h>
 #include <tessalune/control/QSRepack.h>
 #include <tessalune/control/QSSnapshot.h>
@@ -101,6 +103,7 @@ constexpr std::array Units{
     TPackageUnit{"QSIir", &QSIir::RegisterPkg},
     TPackageUnit{"QSSnapshot", &QSSnapshot::RegisterPkg},
     TPackageUnit{"QSSwitch", &QSSwitch::RegisterPkg},
+    TPackageUnit{"QSNoiseStats", &QSNoiseStats::RegisterPkg},
     TPackageUnit{"QSCombFilter", &QSCombFilter::RegisterPkg},
     TPackageUnit{"QSRMSMeter", &QSRMSMeter::RegisterPkg},
     TPackageUnit{"QSBasicAnalysis", nullptr},
@@ -121,6 +124,11 @@ void Finalize() { --Initializations; }
 int InitializationCount() { return Initializations; }
 
 std::span<const TPackageUnit> GetPackageInfoTable() { return Units; }
+
+TIconFile StreamIcon(const TGUID& ADataTypeID) {
+  if (ADataTypeID != IKLQSTriggerDataStream.ID) return {};
+  return IconFile("IKLQSTRIGGERDATASTREAM.png");
+}
 
 void RegisterAllUnits() {
   for (const TPackageUnit& Unit : Units) {

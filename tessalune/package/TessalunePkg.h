@@ -1,6 +1,9 @@
 // The package: its units, and their coming and going.
 #pragma once
 
+#include <tessalune/frame/runtime/QSGuid.h>
+#include <tessalune/frame/runtime/QSIcons.h>
+
 #include <span>
 #include <string_view>
 
@@ -24,6 +27,9 @@ void Finalize();
 int InitializationCount();
 
 std::span<const TPackageUnit> GetPackageInfoTable();
+
+// The icon of a stream type, by its id: a PNG file of 16 by 16 pixels. Empty for a type without.
+TIconFile StreamIcon(const TGUID& ADataTypeID);
 
 // Registers every unit that has classes.
 void RegisterAllUnits();

@@ -42,12 +42,39 @@ TQSLogger::~TQSLogger() {
   if (FFileHandle != ClosedFile) FileClose(FFileHandle);
 }
 
+namespace {
+
+constexpr TClassText LoggerText{
+    .Use =
+        R"(Records a stream of any type to a file: to keep results, to look at them (`tessalune convert`
+makes audio files and tables), to play them again by TQSPlayer. The file is bare samples with no
+header; write down type and rate. With `SaveBufferSizes` it keeps the cut into blocks, with
+`Ceiling` it stops by itself.)",
+    .BadInput =
+        R"(NaN and the infinities are written as they are. A file that cannot be opened ends the run with the
+system's reason. On a disk that is full the logger goes on and counts what the system did not
+take; `run` ends with an error then.)",
+    .Accuracy =
+        R"(Exact: bytes as they lie in memory, little-endian. What stood under the name before is replaced at
+the start. Each block is handed to the system as it comes, on the thread that delivers it, so a
+slow disk holds the stream up; set `Threading` of the filter before it to take that off the
+source.)",
+    .Formulas =
+        R"(    real 8 bytes a sample, complex 16 (real part first), integer and unsigned 4, byte blocks 1; with
+    SaveBufferSizes, before each block, the count of its bytes as an unsigned integer of 4 bytes)",
+    .SeeAlso = "TQSPlayer, TQSSnapshot, TQSSwitch",
+    .Example = "A tone of 100 Hz whose level rises, recorded.",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSLogger::Published() {
   static const TPublishedTable Table =
       TPublishedTable({.Name = "TQSLogger",
                        .DisplayName = "Signal File Logger",
                        .Category = categories::Loggers,
-                       .Doc = "Writes a stream of any sample type to a file."},
+                       .Doc = "Writes a stream of any sample type to a file.",
+                       .Text = LoggerText},
                       &TComponent::Published())
           .Pin("InputPin", &TQSLogger::InputPin, "The stream to write.", true)
           .Pin("ProgressPin", &TQSLogger::ProgressPin, "Progress toward Ceiling, in blocks.")

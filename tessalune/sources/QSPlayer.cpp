@@ -13,8 +13,10 @@
 namespace tessalune {
 namespace {
 
-constexpr TPropertyInfo<std::string> FileNameInfo{
-    .Name = "FileName", .Default = "", .Doc = "The file to play; empty plays nothing."};
+constexpr TPropertyInfo<std::string> FileNameInfo{.Name = "FileName",
+                                                  .Default = "",
+                                                  .Effect = TTakesEffect::NextStart,
+                                                  .Doc = "The file to play; empty plays nothing."};
 constexpr TPropertyInfo<TQSPlayerMode> ModeInfo{
     .Name = "Mode",
     .Default = TQSPlayerMode::pmStop,
@@ -46,12 +48,39 @@ TQSPlayer::~TQSPlayer() {
   if (FFileHandle != ClosedFile) FileClose(FFileHandle);
 }
 
+namespace {
+
+constexpr TClassText PlayerText{
+    .Use =
+        R"(Plays a recording into a graph: a file that TQSLogger has written, or any file of raw samples.
+Audio files and tables become such a file by `tessalune convert`. The file does not tell type or
+rate: set `SampleRate`, and the type is that of the input that is linked. With `pmRepeat` a short
+recording goes round, `SavedBufferSizes` plays blocks as they were logged.)",
+    .BadInput =
+        R"(A file that cannot be opened ends the run with the system's reason; `validate` tells one that is
+missing. One that is cut or cannot be read while it plays ends there as if it had no more, and the
+summary tells what was missing. Nothing in a file shows that its type, its rate or its counts are
+not what was set: the samples are then meaningless. A count that claims more than the file has is
+cut to the file.)",
+    .Accuracy =
+        R"(Exact: bytes are taken for samples as they are (little-endian, 8 bytes a real, 16 a complex, 4 an
+integer one). Each block is read when it is due; memory for one block, however long the file is.)",
+    .Formulas =
+        R"(    y[n] = the n-th sample of the file; with pmRepeat that at n modulo the file's length)",
+    .SeeAlso = "TQSLogger, TQSSignalGen, TQSIntToReal, TQSRepack",
+    .Example =
+        R"(Plays what the example of TQSLogger has written (run that first), and goes on with its beginning.)",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSPlayer::Published() {
   static const TPublishedTable Table =
       TPublishedTable({.Name = "TQSPlayer",
                        .DisplayName = "Signal Player",
                        .Category = categories::Players,
-                       .Doc = "Plays a file of raw samples, as the logger writes it."},
+                       .Doc = "Plays a file of raw samples, as the logger writes it.",
+                       .Text = PlayerText},
                       &TQSCommonBufferGen::Published())
           .Pin("OutputPin", &TQSPlayer::OutputPin, "The file's samples.", true)
           .Pin("ProgressPin", &TQSPlayer::ProgressPin, "The position in the file, in samples.")

@@ -18,6 +18,7 @@ constexpr TPropertyInfo<double> PhaseInfo{.Name = "Phase",
                                           .Default = 0.0,
                                           .Design = Between(0.0, 2.0 * std::numbers::pi),
                                           .Unit = "rad",
+                                          .Effect = TTakesEffect::AtOnce,
                                           .Doc = "Where in its cycle the stream begins."};
 constexpr TPropertyInfo<double> AmplitudeInfo{.Name = "Amplitude",
                                               .Default = 20000.0,
@@ -56,6 +57,34 @@ void Ramp(double* ADst, std::int64_t ACount, double AOffset, double ASlope) {
                      static_cast<float>(ASlope));
 }
 
+constexpr TClassText SignalGenText{
+    .Use =
+        R"(The test signals: tones for levels and responses, a square to see steps and ringing, a triangle or
+a saw tooth as a sweep or a ramp, a constant, and Jaehne's chirp, which runs through all
+frequencies in each block. Several of them, by TQSAdd and TQSMultiply, make most signals that a
+graph has to be tried with. A `Phase` of 0 is the positive peak of tone and triangle.)",
+    .BadInput =
+        R"(Tone and triangle have no form at half the sample rate and above, nor with an `Amplitude` of 0:
+the block is silent then, but for `Offset`. A saw tooth whose cycle has less than half a sample,
+or 2^31 and more, is silent too. A phase or a frequency that is no finite number is refused.)",
+    .Accuracy =
+        R"(A tone runs on from block to block without a step. It is computed by a recurrence at extended
+precision, whose error at sample n of a block is about n / sin(2 w) 2^-64 of the amplitude, w as
+below. A saw tooth is made of whole samples, in ramps of N + 1 with N the samples of a cycle,
+rounded: its frequency is the rate divided by N + 1, and its values have single precision. A few
+operations a sample.)",
+    .Formulas = R"(With w = 2 pi `Frequency` / `SampleRate`, A for `Amplitude`, all plus `Offset`:
+
+    stTone      A cos(w n + Phase)
+    stTriangle  from A down to -A for pi + Asymmetry radians of a cycle, then up
+    stSquare    -A for Asymmetry / 2 + 0.5 of a cycle, then A
+    stDc        A
+    stJaehne    A sin(pi n^2 / (2 N)), n from 0 to N - 1 in each block of N samples
+    stSawToothUp, stSawToothDown   ramps from -A to A, from A to -A)",
+    .SeeAlso = "TQSRandomGen, TQSGaussGen, TQSPlayer, TQSAdd, TQSToSquare",
+    .Example = "Four of the waveforms, at 100 Hz.",
+};
+
 }  // namespace
 
 const TPublishedTable& TQSSignalGen::Published() {
@@ -66,7 +95,8 @@ const TPublishedTable& TQSSignalGen::Published() {
            .Category = categories::Generators,
            .Doc = "Generates tone, triangle, square, DC, chirp and saw teeth. The cycle "
                   "of a saw tooth is a whole number of samples, one more than the "
-                  "period."},
+                  "period.",
+           .Text = SignalGenText},
           &TQSCommonRealGen::Published())
           .Property(SignalTypeInfo, &TQSSignalGen::SignalType, &TQSSignalGen::SetSignalType)
           .Property(PhaseInfo, &TQSSignalGen::Phase, &TQSSignalGen::SetPhase)
@@ -96,6 +126,27 @@ void TQSSignalGen::SetAmplitude(double AValue) { NotifySetter(AmplitudeInfo, FAm
 void TQSSignalGen::SetFrequency(double AValue) { NotifySetter(FrequencyInfo, FFrequency, AValue); }
 void TQSSignalGen::SetOffset(double AValue) { NotifySetter(OffsetInfo, FOffset, AValue); }
 void TQSSignalGen::SetAsymmetry(double AValue) { NotifySetter(AsymmetryInfo, FAsymmetry, AValue); }
+
+std::vector<std::string> TQSSignalGen::RemarksFor(double ASampleRate) const {
+  const TQSSignalType Type = FSignalType;
+  const bool IsWave = Type == TQSSignalType::stTone || Type == TQSSignalType::stTriangle;
+  const bool IsSawTooth =
+      Type == TQSSignalType::stSawToothUp || Type == TQSSignalType::stSawToothDown;
+  // A saw tooth has a cycle of a sample at least, when rounded.
+  const double Above = IsWave ? 0.5 : 2.0;
+  if ((!IsWave && !IsSawTooth) || !(ASampleRate > 0.0) || Frequency() / ASampleRate < Above) {
+    return {};
+  }
+  return {"Frequency is " + NumberText(Frequency()) + " Hz and the sample rate " +
+          NumberText(ASampleRate) + " Hz, so the signal is silent; choose a Frequency below " +
+          NumberText(Above * ASampleRate) + " Hz, or a higher rate"};
+}
+
+std::vector<std::string> TQSSignalGen::Remarks() const {
+  std::vector<std::string> Result = TQSCommonRealGen::Remarks();
+  for (std::string& Remark : RemarksFor(SampleRate())) Result.push_back(std::move(Remark));
+  return Result;
+}
 
 void TQSSignalGen::SetRate(double ARate) {
   FLock->NotifySetterMin("SampleRate", FIntRate, ARate, 0.0);

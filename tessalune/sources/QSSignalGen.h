@@ -28,7 +28,7 @@ struct TEnumNames<TQSSignalType> {
 // Jaehne chirp, which begins anew in each.
 //
 // Tone and triangle have no form at half the sample rate and above, nor with an Amplitude of 0: the
-// block is silent then, but for Offset.
+// block is silent then, but for Offset. Remarks tells of a Frequency for which there is silence.
 //
 // A saw tooth is made of whole samples. With N the samples of a cycle, rounded, a tooth is a ramp
 // of N + 1 samples from one peak to the other, both exact. Its frequency is therefore the rate
@@ -70,6 +70,9 @@ class TQSSignalGen : public TQSCommonRealGen {
 
   // The phase at which the next block begins, in radians.
   double CurrentPhase() const { return FLock->Getter(FIntPhase); }
+
+  std::vector<std::string> Remarks() const override;
+  std::vector<std::string> RemarksFor(double ASampleRate) const override;
 
  protected:
   void SetRate(double ARate) override;

@@ -12,6 +12,7 @@ namespace {
 constexpr TPropertyInfo<bool> IgnoreDCInfo{
     .Name = "IgnoreDC",
     .Default = false,
+    .Effect = TTakesEffect::NextFrame,
     .Doc = "Whether bin 0 of the magnitudes is cleared; the complex output keeps it."};
 constexpr TPropertyInfo<std::uint32_t> SamplingWindowStepInfo{
     .Name = "SamplingWindowStep",
@@ -24,6 +25,7 @@ constexpr TPropertyInfo<std::uint32_t> SamplingWindowStepInfo{
 constexpr TPropertyInfo<bool> SynchronizeInfo{
     .Name = "Synchronize",
     .Default = true,
+    .Effect = TTakesEffect::NextFrame,
     .Doc = "Whether OnFrequencyResult is called on the main thread, else where it is computed."};
 
 TRef<IQSDataBuffer> NewFrame(std::int32_t ASize, bool AIsComplex) {
@@ -38,6 +40,7 @@ TRef<IQSDataBuffer> NewFrame(std::int32_t ASize, bool AIsComplex) {
 const TPropertyInfo<TQSFourierNormalization> TQSFourierComponent::NormalizationInfo{
     .Name = "Normalization",
     .Default = TQSFourierNormalization::fnNone,
+    .Effect = TTakesEffect::NextFrame,
     .Doc =
         "What the transform divides its result by: nothing, the number of samples, or its "
         "square root."};
@@ -63,6 +66,7 @@ const TPropertyInfo<double> TQSFourierBaseComponent::AlphaInfo{
     .Name = "Alpha",
     .Default = 1.0,
     .Design = Between(0.0, 1.0),
+    .Effect = TTakesEffect::NextFrame,
     .Doc = "The parameter of a Blackman or Kaiser window; the others have none."};
 
 TQSFourierBaseComponent::TQSFourierBaseComponent(TConstruct AConstruct)
@@ -84,9 +88,25 @@ TKLNotifyEvent TQSFourierBaseComponent::SourceDispatch() {
       });
 }
 
+namespace {
+
+constexpr TClassText FourierBaseComponentText{
+    .BadInput =
+        R"(A NaN or an infinity in a frame reaches all of its bins; the frequency of such a frame is NaN.
+What does not fill a frame when the stream stops is dropped. Where there is no memory for a frame,
+an error names the bytes and what to change, and the frames stay as they were.)",
+    .Accuracy =
+        R"(A frame goes out when its last sample has come. With `SamplingWindowStep` below the size of a
+frame, frames overlap, and each step costs a whole transform. Magnitudes and frequency are
+computed only if somebody listens.)",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSFourierBaseComponent::Published() {
   static const TPublishedTable Table =
-      TPublishedTable({.Name = "TQSFourierBaseComponent"}, &TQSBasicThreadedFilter::Published())
+      TPublishedTable({.Name = "TQSFourierBaseComponent", .Text = FourierBaseComponentText},
+                      &TQSBasicThreadedFilter::Published())
           .Pin("InputPin", &TQSFourierBaseComponent::InputPin,
                "The stream, of real or complex samples.", true)
           .Pin("OutputPin", &TQSFourierBaseComponent::OutputPin,
@@ -331,6 +351,7 @@ void TQSFourierBaseComponent::ProcessFFT() {
     return Result;
   });
   ProcessSpectrum(Bins);
+  if (Stream != FStream) return;  // a handler has ended it
   if (WantsFrequency() || FSpectrumOutputPin.IsConnected()) {
     auto Lower = WithMemory([&] { return Magnitudes(*Bins); });
     if (WantsFrequency()) SendFrequency(*Lower, Bins->GetSize());
@@ -407,10 +428,24 @@ TKLNotifyEvent TQSBasicInverseFourierComponent::SourceDispatch() {
       });
 }
 
+namespace {
+
+constexpr TClassText BasicInverseFourierComponentText{
+    .BadInput =
+        R"(A NaN or an infinity among the bins reaches all samples of the block. For real samples only the
+bins up to N / 2 are read, and the imaginary parts of bin 0 and, for an even N, of bin N / 2 count
+for 0.)",
+    .Accuracy =
+        R"(Each block stands alone, and goes out at once. While the output leads nowhere nothing is computed.)",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSBasicInverseFourierComponent::Published() {
   static const TPublishedTable Table =
-      TPublishedTable({.Name = "TQSBasicInverseFourierComponent"},
-                      &TQSBasicThreadedFilter::Published())
+      TPublishedTable(
+          {.Name = "TQSBasicInverseFourierComponent", .Text = BasicInverseFourierComponentText},
+          &TQSBasicThreadedFilter::Published())
           .Pin("InputPin", &TQSBasicInverseFourierComponent::InputPin,
                "The spectra, each a block of complex bins.", true);
   return Table;

@@ -18,6 +18,31 @@ TQSHaar::TQSHaar(TConstruct AConstruct)
   FCoarseOutputPin.AddFunctionSource(FInputPin);
 }
 
+namespace {
+
+constexpr TClassText HaarText{
+    .Use =
+        R"(Splits a stream into a coarse half, the means of pairs, and a detail half, half their differences:
+one level of a wavelet analysis. Put further ones behind `CoarseOutputPin` for further levels.
+Edges stay sharp: details are large at steps and clicks and small elsewhere. TQSInverseHaar joins
+the two again.)",
+    .BadInput =
+        R"(A NaN or an infinity reaches its pair in both bands. The lone sample of an odd block waits for the
+next one, the last of a stream is dropped.)",
+    .Accuracy =
+        R"(Exact to one rounding. Both bands keep the rate of the input in their start, though they have half
+as many samples. A few operations a pair; nothing while neither output is linked. Pairs do not
+depend on the cut into blocks.)",
+    .Formulas = R"(    coarse[k] = (x[2 k] + x[2 k + 1]) / 2
+    detail[k] = (x[2 k + 1] - x[2 k]) / 2
+
+(Haar 1910, "Zur Theorie der orthogonalen Funktionensysteme", Math. Annalen 69, scaled to means.))",
+    .SeeAlso = "TQSInverseHaar, TQSDct, TQSLowPass",
+    .Example = "A square wave with a click, its coarse and its detail half.",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSHaar::Published() {
   static const TPublishedTable Table =
       TPublishedTable({.Name = "TQSHaar",
@@ -25,7 +50,8 @@ const TPublishedTable& TQSHaar::Published() {
                        .Category = categories::Transforms,
                        .Doc = "Splits each block into the means and the half differences of its "
                               "pairs of samples. Both outputs keep the rate of the input, though "
-                              "they have half as many samples."},
+                              "they have half as many samples.",
+                       .Text = HaarText},
                       &TComponent::Published())
           .Pin("InputPin", &TQSHaar::InputPin, "The stream to split.", true)
           .Pin("DetailOutputPin", &TQSHaar::DetailOutputPin,
@@ -82,13 +108,35 @@ void TQSHaar::InternalOperation(TRef<IQSRealBuffer> AInBuffer) {
 TQSInverseHaar::TQSInverseHaar(TConstruct AConstruct)
     : TQSRealMultiInput(AConstruct), FDetailInputPin(*this), FCoarseInputPin(*this) {}
 
+namespace {
+
+constexpr TClassText InverseHaarText{
+    .Use =
+        R"(Joins the two halves of TQSHaar to a stream of twice as many samples; between them, details can be
+weighted or thrown away, which takes noise and leaves edges.)",
+    .BadInput =
+        R"(A NaN or an infinity in either band reaches both samples of its pair. A band that is not linked,
+or has ended or not begun, counts as zeros.)",
+    .Accuracy =
+        R"(Behind TQSHaar all samples come back within the last bit or two. Half a block of each band makes a
+block; an odd `OutputBuffer.Size` is rounded up.)",
+    .Formulas = R"(    x[2 k] = coarse[k] - detail[k]
+    x[2 k + 1] = coarse[k] + detail[k])",
+    .SeeAlso = "TQSHaar, TQSInverseDct, TQSAdd",
+    .Example =
+        R"(A tone under noise, and what comes back with the details at a fifth of their size.)",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSInverseHaar::Published() {
   static const TPublishedTable Table =
       TPublishedTable({.Name = "TQSInverseHaar",
                        .DisplayName = "Performs Inverse Haar Transform",
                        .Category = categories::Transforms,
                        .Doc = "Joins the two bands of TQSHaar again; one that is missing counts as "
-                              "zeros."},
+                              "zeros.",
+                       .Text = InverseHaarText},
                       &TQSRealMultiInput::Published())
           .Pin("DetailInputPin", &TQSInverseHaar::DetailInputPin, "The high band.", true)
           .Pin("CoarseInputPin", &TQSInverseHaar::CoarseInputPin, "The low band.", true);

@@ -15,6 +15,7 @@ constexpr TPropertyInfo<std::int32_t> BufferSizeInfo{
     .Bounds = AtLeast(1),
     .Design = Between(1, 65536),
     .Unit = "samples",
+    .Effect = TTakesEffect::NextStart,
     .Doc = "Samples of each frame, from the next start on."};
 
 }  // namespace
@@ -32,13 +33,45 @@ TQSHilbert::TQSHilbert(TConstruct AConstruct)
   FShiftedOutputPin.AddFunctionSource(FInputPin);
 }
 
+namespace {
+
+constexpr TClassText HilbertText{
+    .Use =
+        R"(The analytic signal of a real stream: a complex one whose imaginary part is the signal shifted by
+a quarter of a cycle, at all frequencies. Behind it TQSCartToPolar gives envelope and phase,
+TQSMultiplyComplex shifts frequencies without a mirror image. `ShiftedOutputPin` has the shifted
+signal alone.
+
+Each frame is treated as if it were periodic: take frames of whole periods, or long ones, and mind
+their ends.)",
+    .BadInput =
+        R"(A NaN or an infinity shows in every sample of its frame. What is beyond some 3.4e38 becomes
+infinite. What a stream leaves in a frame that is not full is dropped.)",
+    .Accuracy =
+        R"(Single precision: both parts have 24 significant bits. A frame goes out when its last sample has
+come, so samples are up to `BufferSize` late. A few N log2(N) operations a frame of N samples.)",
+    .Formulas =
+        R"(Of the discrete Fourier transform of a frame, bins above N / 2 are set to 0, those between 0 and N
+/ 2 doubled, and the result is transformed back:
+
+    y = x + i H(x), H(cos w t) = sin w t
+
+(Marple 1999, "Computing the discrete-time analytic signal via FFT", IEEE Trans. Signal Processing
+47.))",
+    .SeeAlso = "TQSCartToPolar, TQSComplexToReal, TQSMultiplyComplex, TQSRepack",
+    .Example = "A tone of 100 Hz, and the same tone shifted by a quarter of a cycle.",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSHilbert::Published() {
   static const TPublishedTable Table =
       TPublishedTable({.Name = "TQSHilbert",
                        .DisplayName = "Performs Hilbert Transformation",
                        .Category = categories::Transforms,
                        .Doc = "The analytic signal of a real stream, in frames of BufferSize "
-                              "samples that are transformed one by one, in single precision."},
+                              "samples that are transformed one by one, in single precision.",
+                       .Text = HilbertText},
                       &TComponent::Published())
           .Pin("InputPin", &TQSHilbert::InputPin, "The real stream.", true)
           .Pin("OutputPin", &TQSHilbert::OutputPin, "The analytic signal.", true)

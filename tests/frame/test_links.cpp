@@ -119,6 +119,23 @@ TEST(AHostsPin, MayGoInItsOwnHandler) {
   EXPECT_EQ(Kept.use_count(), 2) << "the first handler was not let go of";
 }
 
+TEST(AHostsPin, MayGoBetweenTwoLinksThatItsCallCrosses) {
+  int Asked = 0;
+  std::unique_ptr<TKLClockMultiSinkPin> Input = std::make_unique<TKLClockMultiSinkPin>(
+      TKLPinOwner(), [](auto&&...) { return TKLNotifyResult{}; });
+  const TKLNotifyEvent Ends = [&](auto&&...) {
+    ++Asked;
+    Input.reset();
+    return TKLNotifyResult{};
+  };
+  TKLClockSourcePin One({}, Ends);
+  TKLClockSourcePin Two({}, Ends);
+  One.Connect(*Input);
+  Two.Connect(*Input);
+  Input->Notify(MakeRef<TKLStopOperation>());
+  EXPECT_EQ(Asked, 1);
+}
+
 TEST(AFilterOnAnotherLink, IsNeverEnteredByTwoThreads) {
   const auto Filter = Create<THookFilter>();
   std::array<TRealFeed, 2> Feeds{TRealFeed(TKLPinOwner()), TRealFeed(TKLPinOwner())};
@@ -318,6 +335,48 @@ TEST(AStop, IsHeardByThoseWhoHaveHeardOfTheStream) {
   SendBlock(Feed);
   Feed.EndStop();
   EXPECT_EQ(Sink.Log(), (TLog{"block", "stop"}));
+}
+
+// Two threads, each inside the stop of one source, start the other's: neither can wait, and no
+// input is entered twice.
+TEST(AStart, IsLeftToTheThreadInsideTheStopWhereBothWouldWait) {
+  struct TSide {
+    TOwned<TQSSignalGen> Gen = PumpedGen();
+    TLatch Inside;
+    std::string Told;
+    std::function<void()> OnStop;
+    TQSKLRealSinkPin Sink{{}, [this](auto&, auto*, auto&, auto& AOperation, auto) {
+                            const bool Stops = AOperation.template IsType<TKLStopOperation>();
+                            if (!Stops && !AOperation.template IsType<TKLStartOperation>()) {
+                              return TKLNotifyResult{};
+                            }
+                            Told += Stops ? "stop(" : "start(";
+                            if (Stops) {
+                              Inside.Open();
+                              OnStop();
+                            }
+                            Told += ")";
+                            return TKLNotifyResult{};
+                          }};
+  };
+  TSide One;
+  TSide Two;
+  for (TSide* Side : {&One, &Two}) {
+    TSide& Other = Side == &One ? Two : One;
+    Side->Gen->OutputPin().Connect(Side->Sink);
+    Side->Gen->Start();
+    Side->OnStop = [&Other] {
+      Other.Inside.Wait();
+      Other.Gen->Start();
+    };
+    Side->Told.clear();
+  }
+  std::thread First([&] { One.Gen->Stop(); });
+  Two.Gen->Stop();
+  First.join();
+  EXPECT_EQ(One.Told, "stop()start()");
+  EXPECT_EQ(Two.Told, "stop()start()");
+  One.OnStop = Two.OnStop = [] {};
 }
 
 TEST(AStopBeforeItsStartWasTold, IsNotHeard) {

@@ -352,5 +352,22 @@ TEST_F(Program, TenThousandComponentsInARow) {
   EXPECT_EQ(ReadReals("deep.bin").size(), 100U);
 }
 
+TEST_F(Program, WritesTheReferenceToAFolder) {
+  const TOutcome Written = Run("reference deep/pages");
+  ASSERT_EQ(Written.Code, 0) << Written.Errors;
+  const json Classes = json::parse(Run("list --json").Output);
+  EXPECT_EQ(Written.Output,
+            "deep/pages: pages of " + std::to_string(Classes.size()) + " classes\n");
+  const std::string Index = ReadFile(FFolder / "deep/pages/index.html");
+  for (const json& Class : Classes) {
+    const std::string Page = Class["class"].get<std::string>() + ".html";
+    EXPECT_NE(Index.find("href=\"" + Page), std::string::npos) << Page;
+    EXPECT_TRUE(std::filesystem::exists(FFolder / ("deep/pages/" + Page))) << Page;
+  }
+  const TOutcome Missing = Run("reference pages --examples nowhere");
+  EXPECT_EQ(Missing.Code, 1);
+  EXPECT_EQ(Missing.Errors, "tessalune: there is no folder \"nowhere\"\n");
+}
+
 }  // namespace
 }  // namespace tessalune::host::test

@@ -458,7 +458,7 @@ TEST_F(Run, SaysWhatIsMostLikelyNotMeant) {
 
 // A filter that cannot be made says so before a run and behind it, and what would do.
 TEST_F(Run, TellsWhatFiltersRemark) {
-  Graph({{"TQSSignalGen", "Tone", R"("SampleRate": 48000)"},
+  Graph({{"TQSSignalGen", "Tone", R"("SampleRate": 48000, "Frequency": 24000)"},
          {"TQSLowPass", "Low", R"("FilterType": "ftIIR")"},
          {"TQSHighPass", "High", R"("FilterType": "ftBiquadIIR")"},
          {"TQSIir", "Own", R"("Taps": {"_Values": [1, 2, 0, 3]})"},
@@ -467,12 +467,15 @@ TEST_F(Run, TellsWhatFiltersRemark) {
            ["High.OutputPin", "Own.InputPin"], ["Own.OutputPin", "Log.InputPin"])",
         R"({"samples": 500})");
   const std::vector<const char*> Said{
+      "Tone (TQSSignalGen): Frequency is 24000 Hz and the sample rate 48000 Hz, so the signal is "
+      "silent; choose a Frequency below 24000 Hz",
       "Low (TQSLowPass): passes its stream through unchanged: ",
       "ftBiquadIIR, which takes this order",
       "High (TQSHighPass): Frequency, 45000 Hz, is not below half the sample rate",
       "Own (TQSIir): passes its stream through unchanged: A0 is 0"};
   Expect({{"validate %g.json", 0, Said}, {"run %g.json", 0, Said}});
-  const char* const Repaired = " --set Low.Order=4 --set High.Frequency=20 --set Own.Taps=1,0,1,0";
+  const char* const Repaired =
+      " --set Tone.Frequency=500 --set Low.Order=4 --set High.Frequency=20 --set Own.Taps=1,0,1,0";
   EXPECT_EQ(Do("validate %g.json --strict" + std::string(Repaired)).Code, 0);
 }
 

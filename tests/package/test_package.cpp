@@ -1,9 +1,14 @@
+#include <tessalune/analysis/QSTriggerPins.h>
+#include <tessalune/filters/QSAbs.h>
+#include <tessalune/filters/QSAdd.h>
 #include <tessalune/frame/runtime/QSComponentRegistry.h>
+#include <tessalune/frame/runtime/QSException.h>
 #include <tessalune/package/TessalunePkg.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <iterator>
 #include <set>
 #include <string>
@@ -86,6 +91,7 @@ TEST(Package, RegistersItsClassesUnitByUnit) {
       {"QSHaar", "TQSInverseHaar", "Transforms", "Performs Inverse Haar Transform"},
       {"QSSnippetTrigger", "TQSSnippetTrigger", "Measurement", "Snippet Trigger"},
       {"QSPatternDetector", "TQSPatternDetector", "Measurement", "Pattern Detector"},
+      {"QSNoiseStats", "TQSNoiseStats", "Analysis", "Perform Noise Stats Analisys"},
   };
   EXPECT_TRUE(RegisteredComponents().empty()) << "nothing registers by itself";
   const auto Units = GetPackageInfoTable();
@@ -124,6 +130,85 @@ TEST(Package, RegistersItsClassesUnitByUnit) {
   EXPECT_EQ(std::ssize(RegisteredComponents()), Known()) << "every class was among the units";
   EXPECT_EQ(RegisteredComponents().front().Published().ClassName(), "TQSLogger")
       << "in the order of registration";
+}
+
+// The icon of a registered class, by size; its pixels differ from those in ASeen.
+void ExpectIcon(const TComponentClass& AClass, std::int32_t ASize,
+                std::set<std::vector<std::uint8_t>>& ASeen) {
+  SCOPED_TRACE(std::string(AClass.Published().ClassName()) + " " + std::to_string(ASize));
+  const TIcon Icon = AClass.New()->GetIcon(ASize);
+  EXPECT_EQ(Icon.Width, ASize);
+  EXPECT_EQ(Icon.Height, ASize);
+  ASSERT_EQ(std::ssize(Icon.Pixels), 4 * ASize * ASize);
+  const auto Middle = static_cast<std::size_t>(2 * ASize * ASize);
+  EXPECT_EQ(Icon.Pixels[3], 0) << "a corner is transparent";
+  EXPECT_EQ(Icon.Pixels[Middle + 3], 255) << "the left edge's middle is not";
+  EXPECT_TRUE(ASeen.insert(Icon.Pixels).second) << "another class has this icon";
+}
+
+TEST(Icons, EachClassHasItsOwnInThreeSizes) {
+  RegisterAllUnits();
+  std::set<std::string, std::less<>> Missing(IconFileNames().begin(), IconFileNames().end());
+  EXPECT_EQ(Missing.size(), 190U);
+  std::set<std::vector<std::uint8_t>> Seen;
+  for (const TComponentClass& Class : RegisteredComponents()) {
+    std::string Name(Class.Published().ClassName());
+    for (char& C : Name) C = static_cast<char>(std::toupper(C));
+    for (const std::int32_t Size : {16, 24, 32}) {
+      ExpectIcon(Class, Size, Seen);
+      EXPECT_TRUE(Missing.erase(Name + (Size == 24 ? "" : std::to_string(Size)) + ".bmp"));
+    }
+  }
+  for (const char* Name : {"TQSCARTTOPOLAR1.bmp", "TQSCOMPLEXDFT.bmp", "TQSCOMPLEXFOURIER.bmp",
+                           "TQSCOMPLEXGOERTZONE.bmp", "TQSPOLARTOCART1.bmp", "TQSRESIZECOMPLEX.bmp",
+                           "TQSRESIZEINT.bmp", "TQSRESIZEREAL.bmp", "TQSSBANDPASS.bmp",
+                           "IKLQSTRIGGERDATASTREAM.png"}) {
+    EXPECT_TRUE(Missing.erase(Name)) << Name;
+  }
+  EXPECT_TRUE(Missing.empty()) << "of no class: " << *Missing.begin();
+  const TIconFile Stream = StreamIcon(IKLQSTriggerDataStream.ID);
+  ASSERT_GT(Stream.size(), 24U);
+  EXPECT_EQ(std::string(Stream.begin() + 1, Stream.begin() + 4), "PNG");
+  EXPECT_EQ(Stream[19], 16) << "its width";
+  EXPECT_TRUE(StreamIcon(TGUID()).empty());
+}
+
+TEST(Icons, AreThoseOfTheBaseOrBroughtAlong) {
+  const auto Abs = [](std::int32_t ASize) { return ClassIcon(TQSAbs::Published(), ASize); };
+  // The first rows of the tile are of its colour (#7040b8), but for the corners.
+  const TIcon Icon = Abs(24);
+  const auto* Top = Icon.Pixels.data() + 4 * 12;
+  EXPECT_EQ(std::vector<int>(Top, Top + 4), (std::vector<int>{0x70, 0x40, 0xB8, 255}));
+  for (const auto& [Wanted, Given] :
+       std::vector<std::pair<int, int>>{{-1, 16}, {17, 24}, {20, 24}, {25, 32}, {99, 32}}) {
+    EXPECT_EQ(Abs(Wanted), Abs(Given)) << Wanted;
+  }
+
+  const TPublishedTable Derived({.Name = "TOther"}, &TQSAbs::Published());
+  EXPECT_EQ(ClassIcon(Derived, 16), Abs(16));
+  const TIconFile Own[] = {IconFile("TQSADD32.bmp"), IconFile("TQSADD16.bmp")};
+  const TPublishedTable Bringing({.Name = "TOwn", .Icons = Own}, &TQSAbs::Published());
+  const TPublishedTable Next({.Name = "TNext"}, &Bringing);
+  EXPECT_EQ(ClassIcon(Next, 16), ClassIcon(TQSAdd::Published(), 16));
+  EXPECT_EQ(ClassIcon(Next, 24).Width, 32);
+  EXPECT_TRUE(ClassIcon(TComponent::Published(), 16).IsEmpty());
+
+  // Whatever is cut off or changed in a bitmap's headers, it is refused or harmless.
+  const TIconFile Sound = IconFile("TQSADD16.bmp");
+  for (std::size_t At = 0; At < 66; ++At) {
+    std::vector<std::uint8_t> Bytes(Sound.begin(), Sound.end());
+    Bytes[At] ^= 0x80;
+    const TIconFile Wrong[] = {Bytes};
+    const TPublishedTable Table({.Name = "TWrong", .Icons = Wrong}, nullptr);
+    try {
+      EXPECT_EQ(ClassIcon(Table, 16).Width, 16) << At;
+    } catch (const EQSException& Error) {
+      EXPECT_NE(std::string(Error.what()).find("TWrong"), std::string::npos);
+    }
+    const TIconFile Short[] = {Sound.first(At)};
+    EXPECT_THROW(ClassIcon(TPublishedTable({.Name = "TShort", .Icons = Short}, nullptr), 16),
+                 EQSException);
+  }
 }
 
 TEST(Package, CountsItsLoads) {

@@ -1,5 +1,7 @@
 // What every class of the palette promises that takes streams and gives streams: driven from its
 // published table, so a new class is tested as soon as it is registered.
+#include "frame/Allocations.h"
+#include "support/Properties.h"
 #include "support/Streams.h"
 
 #include <tessalune/tessalune.h>
@@ -7,11 +9,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <memory>
 #include <ostream>
 #include <random>
 #include <string>
+#include <thread>
+#include <vector>
 
 namespace tessalune::test {
 namespace {
@@ -29,10 +34,12 @@ using TLog = std::vector<TTold>;
 struct TListener {
   TLog Log;
   TRef<IQSData> Packet;  // the last
+  bool Writes = true;    // the log
   TQSKLIntegerRealComplexBinarySinkPin Pin{
       TKLPinOwner{}, [this](TKLBasicPin&, TKLBasicPin*, const TGUID&,
                             IKLNotifyOperation& AOperation, TKLNotifyState) {
-        if (AOperation.IsType<TKLStartSampleRateOperation>()) {
+        if (!Writes) {
+        } else if (AOperation.IsType<TKLStartSampleRateOperation>()) {
           Log.push_back(
               {TTold::TKind::Start, AOperation.GetInstance<TKLStartSampleRateOperation>().Rate});
         } else if (AOperation.IsType<TKLStartSpectrumOperation>()) {
@@ -108,6 +115,7 @@ const std::map<std::string_view, void (*)(TComponent&)> Prepared{
      }},
     {"TQSCombFilter", [](TComponent& AIt) { dynamic_cast<TQSCombFilter&>(AIt).SetDelay(11); }},
     {"TQSFourier", [](TComponent& AIt) { dynamic_cast<TQSFourier&>(AIt).SetOrder(4); }},
+    {"TQSNoiseStats", [](TComponent& AIt) { dynamic_cast<TQSNoiseStats&>(AIt).SetOrder(4); }},
     {"TQSInverseFourier", &SetOrderOfBlocks},
     {"TQSInverseComplexFourier", &SetOrderOfBlocks},
 };
@@ -165,6 +173,14 @@ struct TStage {
       Feeds[I]->SubmitBuffer(Noise(*Types[I], ASize, ASeed + 100 * static_cast<unsigned>(I)));
     }
   }
+  // Any number of times the same block.
+  void Repeat(int ATimes, int ASize) {
+    std::vector<TRef<IQSDataBuffer>> Blocks;
+    for (const TKLDataType* Type : Types) Blocks.push_back(Noise(*Type, ASize, 1));
+    for (int I = 0; I < ATimes; ++I) {
+      for (std::size_t J = 0; J < Feeds.size(); ++J) Feeds[J]->SubmitBuffer(Blocks[J]);
+    }
+  }
   void Stop() {
     for (const auto& Feed : Feeds) Feed->EndStop();
   }
@@ -200,7 +216,7 @@ struct TStage {
   }
 };
 
-class EveryStream : public testing::TestWithParam<TCase> {
+class EveryStream : public ::testing::TestWithParam<TCase> {
  protected:
   bool Is(std::string_view AClass) const {
     return GetParam().Class.Published().ClassName() == AClass;
@@ -210,7 +226,7 @@ class EveryStream : public testing::TestWithParam<TCase> {
                                      : std::vector<int>{5, 1, 64, 1000, 3, 31};
 };
 // Each class with each type that its first input takes.
-INSTANTIATE_TEST_SUITE_P(OnThePalette, EveryStream, testing::ValuesIn([] {
+INSTANTIATE_TEST_SUITE_P(OnThePalette, EveryStream, ::testing::ValuesIn([] {
                            RegisterAllUnits();
                            std::vector<TCase> Cases;
                            for (const TComponentClass& Class : RegisteredComponents()) {
@@ -293,6 +309,41 @@ TEST_P(EveryStream, PassesByReferenceWhileItIsDisabled) {
   const auto Block = Noise(*Stage.Types[0], 20, 1);
   Stage.Feeds[0]->SubmitBuffer(Block);
   EXPECT_EQ(Stage.Outs[0]->Packet == TRef<IQSData>(Block), !Shuts);
+}
+
+TEST_P(EveryStream, TakesNothingFromTheSystemInItsSteadyState) {
+  if (!testing::CountsAllocations) GTEST_SKIP() << "the sanitizer has an operator new of its own";
+  TStage Stage(GetParam());
+  for (const auto& Out : Stage.Outs) Out->Writes = false;
+  Stage.Start(1000.0);
+  const auto Taken = [&] {
+    const std::uint64_t Before = RecycledSystemAllocations() + testing::Allocations();
+    Stage.Repeat(300, 64);
+    return RecycledSystemAllocations() + testing::Allocations() - Before;
+  };
+  Taken();
+  EXPECT_LT(Taken(), 150U) << "what is not each block's, as a trigger, may take some";
+}
+
+// For the thread sanitizer: whatever is set, from one thread, while blocks come on another.
+TEST_P(EveryStream, TakesEveryPropertyWhileItsStreamRuns) {
+  TStage Stage(GetParam());
+  for (const auto& Out : Stage.Outs) Out->Writes = false;
+  std::vector<std::function<void()>> Changes;
+  ForEachProperty(*Stage.It, [&](TPersistent& APart, const TPublishedProperty& ARow, auto&&) {
+    Changes.push_back([&] {
+      const TPropertyValue Before = ARow.Get(APart);
+      ARow.Set(APart, Another(ARow));
+      ARow.Set(APart, Before);
+    });
+  });
+  Stage.Start(1000.0);
+  std::thread Setter([&] {
+    for (const auto& Change : Changes) Change();
+  });
+  Stage.Repeat(30, Sizes.front() == 64 ? 64 : 40);
+  Setter.join();
+  Stage.Stop();
 }
 
 }  // namespace

@@ -31,14 +31,11 @@ TEST(Tone, IsTheCosineOfItsAngle) {
         std::vector<double> Y(static_cast<std::size_t>(Length) + 1, 99.0);
         ASSERT_EQ(ippsTone_Direct_64f(Y.data(), Length, Magn, RelFreq, &Phase, 0), ippStsNoErr);
         EXPECT_EQ(Y.back(), 99.0);
-        // y[n] = K y[n-2] - y[n-4]: some 20 rounding errors a step (four of them through K), each
-        // of which grows with the recurrence's impulse response sin((m+1) w) / sin(w).
-        const long double Step = 2 * static_cast<long double>(TwoPi) * RelFreq;
+        // A rotation makes four rounding errors of its own and, through the rotation that it is
+        // made of, those of the table's.
         for (std::size_t N = 0; N + 1 < Y.size(); ++N) {
-          const long double Steps = 2.0L + static_cast<long double>(N) / 2;
-          const long double Growth = std::min(Steps, 1 / std::fabs(std::sin(Step)));
-          const long double Bound =
-              Eps + 20 * ExtendedEps * Steps * Growth + AngleError(RelFreq, N);
+          const long double Rotations = 64.0L + static_cast<long double>(N) / 8;
+          const long double Bound = Eps + 8 * ExtendedEps * Rotations + AngleError(RelFreq, N);
           ASSERT_TRUE(IsNear(Y[N], Magn * std::cos(AngleAt(RelFreq, Start, N)), Magn * Bound))
               << "length " << Length << ", frequency " << RelFreq << ", sample " << N;
         }

@@ -12,7 +12,7 @@
 
 namespace tessalune::torture {
 
-enum class TKind : std::uint8_t { Generator, Player, Feed, Filter, Logger, Sink, Group };
+enum class TKind : std::uint8_t { Generator, Player, Feed, Filter, Logger, Sink, Group, Palette };
 // What can be done to a thing beside links and its end; who cannot do it does nothing.
 enum class TDeed : std::uint8_t {
   Start,
@@ -484,17 +484,5 @@ struct TGroupThing : TComponentThing<TGroup> {
   std::atomic_flag FBusy;
   std::atomic_flag FSends;
 };
-
-template <class T>
-TThing* New(const TPlace& APlace) {
-  return new TAlive<T>(APlace);
-}
-
-inline TThing* MakeThing(TKind AKind, const TPlace& APlace) {
-  constexpr std::array News{New<TGeneratorThing>, New<TPlayerThing>, New<TFeedThing>,
-                            New<TFilterThing>,    New<TLoggerThing>, New<TSinkThing>,
-                            New<TGroupThing>};
-  return News[static_cast<std::size_t>(AKind)](APlace);
-}
 
 }  // namespace tessalune::torture

@@ -5,7 +5,7 @@
 //
 // The exit code is 0 if no promise was broken and nothing is left alive at the end. The seed fixes
 // what each thread draws, not how the threads interleave.
-#include "Things.h"
+#include "Palette.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -21,19 +21,20 @@ bool IsInside() { return Depth > 0; }
 
 using TKinds = std::vector<TKind>;
 using enum TKind;
-const TKinds SlotKinds{Generator, Generator, Generator, Player, Feed, Filter, Filter,
-                       Filter,    Logger,    Sink,      Sink,   Sink, Sink,   Group};
+const TKinds SlotKinds{Generator, Generator, Generator, Player,  Feed,   Filter,
+                       Filter,    Filter,    Logger,    Sink,    Sink,   Sink,
+                       Sink,      Group,     Palette,   Palette, Palette};
 // What can be pumped, what has properties, where links end, where they start.
-const TKinds Pumps{Generator, Player, Feed, Group};
-const TKinds Changes{Generator, Player, Filter, Logger};
-const TKinds Ends{Generator, Filter, Logger, Sink};
-const TKinds Starts{Generator, Player, Feed, Filter, Group};
+const TKinds Pumps{Generator, Player, Feed, Group, Palette};
+const TKinds Changes{Generator, Player, Filter, Logger, Palette};
+const TKinds Ends{Generator, Filter, Logger, Sink, Palette};
+const TKinds Starts{Generator, Player, Feed, Filter, Group, Palette};
 
 struct TSlot {
   std::mutex Mutex;
   THeld Thing;
 };
-std::array<std::array<TSlot, 14>, 3> Slots;
+std::array<std::array<TSlot, 17>, 3> Slots;
 std::atomic_flag Advancing;
 std::atomic<bool> Quiet{false};
 std::atomic<std::uint64_t> LastId{0};
@@ -121,7 +122,7 @@ void Disconnect(TGround AGround) {
 }
 
 void Execute(TGround AGround) {
-  const THeld Thing = Pick(AGround, {Generator, Player, Filter, Logger, Group});
+  const THeld Thing = Pick(AGround, {Generator, Player, Filter, Logger, Group, Palette});
   if (Thing) MainThread().Execute(*Thing->Component, [Place = Thing->Place] { Handle(Place); });
 }
 
@@ -162,9 +163,9 @@ TRow Rows[] = {
     {{"pump"}, 16, OutsideUnlessWild, Deed(TDeed::Pump, Pumps)},
     {{"set"}, 8, Anywhere, Deed(TDeed::Set, Changes)},
     {{"enable"}, 3, Anywhere, Deed(TDeed::Enable, Changes)},
-    {{"threading"}, 5, Anywhere, Deed(TDeed::Threading, {Filter})},
+    {{"threading"}, 5, Anywhere, Deed(TDeed::Threading, {Filter, Palette})},
     {{"seek"}, 2, Anywhere, Deed(TDeed::Seek, {Player})},
-    {{"value"}, 3, Anywhere, Deed(TDeed::Value, {Group, Player})},
+    {{"value"}, 3, Anywhere, Deed(TDeed::Value, {Group, Player, Palette})},
     {{"list"}, 3, OutsideUnlessWild, Deed(TDeed::List, {Group})},
     {{"own"}, 4, Anywhere, Deed(TDeed::Own, {Group})},
     {{"execute"}, 4, Anywhere, Execute},

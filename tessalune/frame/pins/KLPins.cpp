@@ -207,7 +207,7 @@ TKLNotifyResult TKLBasicPin::Notify(IKLNotifyOperation& AOperation) {
   std::exception_ptr Error;
   const TKLNotifyResult Result = ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
     try {
-      if (!Stream) return SendAcross(ALink, AOperation, AState);
+      if (!Stream) return SendAcross(this, ALink, AOperation, AState);
       const TCallScope Call(*ALink.SinkGate);
       const TCallScope Way(*ALink.Gate);
       return Call && Way ? ALink.Tell(*Stream, AState) : TKLNotifyResult{};
@@ -241,23 +241,24 @@ TKLStream TKLBasicPin::Stream() const {
   return FStream;
 }
 
-TKLNotifyResult TKLBasicPin::SendAcross(const TKLLink& ALink, IKLNotifyOperation& AOperation,
-                                        TKLNotifyState AState, const TGUID* ABlockType) {
+TKLNotifyResult TKLBasicPin::SendAcross(TKLBasicPin* ASender, const TKLLink& ALink,
+                                        IKLNotifyOperation& AOperation, TKLNotifyState AState,
+                                        const TGUID* ABlockType) {
   // Nothing of the two pins may be touched before the link is entered.
-  const bool ToSink = &ALink.Source == this;
+  const bool ToSink = &ALink.Source == ASender;
   const TCallScope Call(*(ToSink ? ALink.SinkGate : ALink.SourceGate));
   const TCallScope Way(*ALink.Gate);
   if (!Call || !Way) {
     const bool StopsAbove = Call && !ToSink && AOperation.IsType<TKLStopOperation>();
     const bool HasOpened = StopsAbove && !ALink.KeepsStop();
-    return HasOpened ? SendAcross(ALink, AOperation, AState) : TKLNotifyResult{};
+    return HasOpened ? SendAcross(ASender, ALink, AOperation, AState) : TKLNotifyResult{};
   }
-  RefuseFullStack();
+  ASender->RefuseFullStack();
   TKLBasicPin& Far = ToSink ? ALink.Sink : ALink.Source;
   if (ToSink) ALink.Hear(AOperation);
   const TKLDataType* Type = ABlockType != nullptr ? Far.TypeNamed(*ABlockType) : nullptr;
   if (Type == nullptr) Type = ALink.Type.load(std::memory_order_relaxed);
-  return Far.Receive(this, Type->ID, AOperation, AState);
+  return Far.Receive(ASender, Type->ID, AOperation, AState);
 }
 
 // A walk down the graph is one chain of calls, so a graph can be deeper than the stack is long.

@@ -137,10 +137,12 @@ class TKLBasicPin : private TComponentPart {
 
   IChangeNotifyLock& Lock() const { return *FOwner.Lock; }
 
-  // Sends across one link. A block of ABlockType crosses under that type if the sink takes it, else
-  // under the link's.
-  TKLNotifyResult SendAcross(const TKLLink& ALink, IKLNotifyOperation& AOperation,
-                             TKLNotifyState AState, const TGUID* ABlockType = nullptr);
+  // Sends across one link of ASender, which may have ended in the handlers behind those before it:
+  // then the link is shut, and ASender is not touched. A block of ABlockType crosses under that
+  // type if the sink takes it, else under the link's.
+  static TKLNotifyResult SendAcross(TKLBasicPin* ASender, const TKLLink& ALink,
+                                    IKLNotifyOperation& AOperation, TKLNotifyState AState,
+                                    const TGUID* ABlockType = nullptr);
   // Runs ASend(link, state) for each link that is there now and returns the results together.
   template <class TSend>
   TKLNotifyResult ForEachLink(TSend&& ASend) const {

@@ -199,6 +199,13 @@ void TTurns::Run(std::uint64_t ATurn, std::function<void()> AWork) {
   if (Error) std::rethrow_exception(Error);
 }
 
+void TTurns::Run(std::uint64_t ATurn, TRef<TCallGate> ADoor, std::function<void()> AWork) {
+  Run(ATurn, [Door = std::move(ADoor), Work = std::move(AWork)] {
+    const TCallScope Call(*Door);
+    if (Call) Work();
+  });
+}
+
 // The first turn of this thread, if its work was left.
 TTurns::TTurn* TTurns::NextLeft() {
   for (TTurn& Turn : FTurns) {
@@ -208,14 +215,14 @@ TTurns::TTurn* TTurns::NextLeft() {
 }
 
 // An earlier turn of this very thread, which it will run when it leaves another lock, is not waited
-// for.
-void TTurns::WaitForTurn(std::uint64_t ATurn, std::unique_lock<std::mutex>& ALock) {
+// for. False if the wait gave way.
+bool TTurns::WaitForTurn(std::uint64_t ATurn, std::unique_lock<std::mutex>& ALock) {
   const auto IsBehind = [this, ATurn](auto AIsMeant) {
     return std::any_of(FTurns.begin(), FTurns.end(), [&](const TTurn& AOther) {
       return AOther.Number < ATurn && AIsMeant(AOther.Thread);
     });
   };
-  static_cast<void>(WaitUntilReady(
+  return WaitUntilReady(
       TWaitKind::Turn, ALock, FOver,
       [this, &IsBehind](TThreadKey AThread, const TCallFrame*) {
         const std::lock_guard Lock(FMutex);
@@ -223,12 +230,25 @@ void TTurns::WaitForTurn(std::uint64_t ATurn, std::unique_lock<std::mutex>& ALoc
       },
       [&IsBehind, Self = CurrentThreadKey()] {
         return !IsBehind([Self](TThreadKey AOther) { return AOther != Self; });
-      }));
+      });
+}
+
+// To the thread of the last turn before that is another one's; false if there is none.
+bool TTurns::LeaveToOther(std::uint64_t ATurn, const std::function<void()>& AWork) {
+  TThreadKey Other = nullptr;
+  for (TTurn& Turn : FTurns) {
+    if (Turn.Number < ATurn && Turn.Thread != CurrentThreadKey()) Other = Turn.Thread;
+    if (Turn.Number != ATurn || Other == nullptr) continue;
+    Turn.Thread = Other;
+    Turn.Work = AWork;
+    return true;
+  }
+  return false;
 }
 
 void TTurns::RunNow(std::uint64_t ATurn, const std::function<void()>& AWork,
                     std::exception_ptr& AError, std::unique_lock<std::mutex>& ALock) {
-  WaitForTurn(ATurn, ALock);
+  if (!WaitForTurn(ATurn, ALock) && LeaveToOther(ATurn, AWork)) return;
   const auto Own = [this, ATurn] {
     return std::find_if(FTurns.begin(), FTurns.end(),
                         [ATurn](const TTurn& AOther) { return AOther.Number == ATurn; });

@@ -41,7 +41,7 @@ inline TThreadKey CurrentThreadKey() noexcept { return &CurrentCallFrame; }
 enum class TWaitKind : std::uint8_t {
   Room,   // for room in a filter's queue; gives way by exceeding the queue's size
   Drain,  // for a queue to run empty; gives way by not waiting
-  Turn,   // for what has to be told first; gives way by telling out of turn
+  Turn,   // for what has to be told first; gives way by leaving its own to who tells that
   Calls,  // for calls in what ends or goes; gives way by letting its end be told when they leave
   Lock,   // for a component's lock; gives way by an EQSException
   Host,   // for calls in a handler of a host's own that ends and cannot wait; as Calls
@@ -133,9 +133,11 @@ class TTurns final : public IInterface {
   // Inside the lock: the next turn, for the calling thread. Each turn has to be run.
   std::uint64_t Take();
   // Outside it, on the same thread: runs AWork when all earlier turns are over. Other threads are
-  // waited for; inside the work of an earlier turn of this thread, AWork is left to that one to run
-  // behind its own.
+  // waited for; but inside the work of an earlier turn of this thread, AWork is left to that one to
+  // run behind its own, and where the wait would close a circle, to the thread of the turn before.
   void Run(std::uint64_t ATurn, std::function<void()> AWork);
+  // The same with AWork as a call into ADoor; nothing if that is closed by then.
+  void Run(std::uint64_t ATurn, TRef<TCallGate> ADoor, std::function<void()> AWork);
 
  private:
   struct TTurn {
@@ -145,7 +147,8 @@ class TTurns final : public IInterface {
     std::function<void()> Work{};  // left by Run
   };
 
-  void WaitForTurn(std::uint64_t ATurn, std::unique_lock<std::mutex>& ALock);
+  bool WaitForTurn(std::uint64_t ATurn, std::unique_lock<std::mutex>& ALock);
+  bool LeaveToOther(std::uint64_t ATurn, const std::function<void()>& AWork);
   void RunNow(std::uint64_t ATurn, const std::function<void()>& AWork, std::exception_ptr& AError,
               std::unique_lock<std::mutex>& ALock);
   TTurn* NextLeft();

@@ -16,6 +16,20 @@ std::string ToText(T AValue) {
 
 }  // namespace
 
+std::string_view TakesEffectText(TTakesEffect AWhen) {
+  switch (AWhen) {
+    case TTakesEffect::NextBlock:
+      return "with the next block";
+    case TTakesEffect::AtOnce:
+      return "at once";
+    case TTakesEffect::NextFrame:
+      return "with the next frame";
+    case TTakesEffect::NextStart:
+      return "at the next start";
+  }
+  return "";
+}
+
 std::string NumberText(double AValue) {
   if (std::isnan(AValue)) return "NaN";
   if (std::isinf(AValue)) return AValue > 0 ? "Infinity" : "-Infinity";

@@ -71,6 +71,12 @@ struct TElementOf<std::vector<T>> {
   static constexpr bool IsArray = true;
 };
 
+// When a stream that runs heeds a new value.
+enum class TTakesEffect : std::uint8_t { NextBlock, AtOnce, NextFrame, NextStart };
+
+// "with the next block".
+std::string_view TakesEffectText(TTakesEffect AWhen);
+
 // Everything about a property but the way to it. A class declares one constexpr row a property,
 // its setter takes the bounds from it, and the class's published table joins it with getter and
 // setter: nothing about a property stands anywhere else. The property of an array has a
@@ -89,6 +95,7 @@ struct TPropertyInfo {
   bool Stored = true;            // by property streams; false for what follows from other rows
   std::string_view Unit{};       // "Hz", "samples"; empty for a pure number
   std::string_view OldName{};    // accepted when a stored form is read
+  TTakesEffect Effect = TTakesEffect::NextBlock;
   std::string_view Doc{};
 };
 

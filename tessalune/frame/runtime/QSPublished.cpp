@@ -226,6 +226,12 @@ void FillFrom(TPersistent& AObject, const TPublishedProperty& ARow, const TPrope
   });
 }
 
+std::string TPublishedTable::Text(std::string_view TClassText::*ASection) const {
+  std::string Text(FClass.Text.*ASection);
+  const std::string Base = FParent != nullptr ? FParent->Text(ASection) : std::string();
+  return Text + (Text.empty() || Base.empty() ? "" : "\n\n") + Base;
+}
+
 std::vector<const TPublishedProperty*> TPublishedTable::Properties() const {
   return BasesFirst(
       FParent != nullptr ? FParent->Properties() : std::vector<const TPublishedProperty*>(),

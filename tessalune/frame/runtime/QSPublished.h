@@ -5,6 +5,7 @@
 // built once, on first use, and constant from then on; any thread may read it.
 #pragma once
 
+#include <tessalune/frame/runtime/QSIcons.h>
 #include <tessalune/frame/runtime/QSPropertyInfo.h>
 #include <tessalune/frame/runtime/QSPropertyValue.h>
 #include <tessalune/frame/runtime/QSSerialization.h>
@@ -12,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -50,6 +52,7 @@ struct TPublishedProperty {
   TValueRange<double> Design{};  // what an editor offers
   bool NonFinite = false;        // takes NaN and the infinities
   bool Stored = true;            // by property streams
+  TTakesEffect Effect{};         // where it can be set
   std::vector<std::string_view> Enumerators{};  // names, in order from 0
   std::function<TPropertyValue(const TPersistent&)> Get{};
   // Goes through the setter; empty for a row that can only be read. Raises EQSException for a value
@@ -127,6 +130,18 @@ void FillFrom(TPersistent& AObject, const TPublishedProperty& ARow, const TPrope
 [[noreturn]] void RefuseElementType(const TPersistent& AObject, const TPublishedProperty& AProperty,
                                     const TPropertyValue& AValue);
 
+// What a user should know of a class beyond its rows. Paragraphs with empty lines between them,
+// items ("- "), lines set in by four spaces (formulas), `names`. What a base has in a section
+// follows what the class has there.
+struct TClassText {
+  std::string_view Use{};       // what it does and when to take it
+  std::string_view BadInput{};  // what comes of it
+  std::string_view Accuracy{};  // and cost: time, memory, delay
+  std::string_view Formulas{};  // and where they come from
+  std::string_view SeeAlso{};   // names of classes, with commas between them
+  std::string_view Example{};   // what the class's example shows
+};
+
 class TPublishedTable {
  public:
   // A class's own table. AParent is its base's table, null for a root. ADisplayName and ACategory
@@ -136,6 +151,10 @@ class TPublishedTable {
     std::string_view DisplayName{};
     std::string_view Category{};
     std::string_view Doc{};
+    // BMP files of several widths, 32 bits a pixel (blue, green, red, alpha), not compressed. The
+    // library's own classes have theirs built in by name, and a class without inherits.
+    std::span<const TIconFile> Icons{};
+    TClassText Text{};
   };
   TPublishedTable(TClass AClass, const TPublishedTable* AParent)
       : FClass(AClass), FParent(AParent) {}
@@ -187,6 +206,10 @@ class TPublishedTable {
   std::string_view DisplayName() const { return FClass.DisplayName; }
   std::string_view Category() const { return FClass.Category; }
   std::string_view Doc() const { return FClass.Doc; }
+  std::span<const TIconFile> Icons() const { return FClass.Icons; }
+  // The base's table; null for a root.
+  const TPublishedTable* Parent() const { return FParent; }
+  std::string Text(std::string_view TClassText::*ASection) const;
 
   // Rows of the class and its bases, bases first.
   std::vector<const TPublishedProperty*> Properties() const;
@@ -264,7 +287,8 @@ TPublishedTable&& TPublishedTable::Property(const TPropertyInfo<T>& AInfo,
                          .Bounds = PublishedRange(AInfo.Bounds),
                          .Design = PublishedRange(AInfo.Design),
                          .NonFinite = AInfo.NonFinite,
-                         .Stored = AInfo.Stored};
+                         .Stored = AInfo.Stored,
+                         .Effect = AInfo.Effect};
   if constexpr (CEnumProperty<TElement>) {
     Row.Enumerators.assign(TEnumNames<TElement>::Names.begin(), TEnumNames<TElement>::Names.end());
   }

@@ -1,3 +1,4 @@
+#include <tessalune/frame/runtime/QSTiedDefaults.h>
 #include <tessalune/frame/runtime/VBComponent.h>
 
 #include <algorithm>
@@ -73,6 +74,7 @@ void ReadProperty(TPersistent& AObject, const TPublishedProperty& ARow, IReader&
 }  // namespace
 
 void TPersistent::SerializationWrite(IWriter& AWriter) const {
+  const auto* const Tied = dynamic_cast<const ITiedDefaults*>(this);
   for (const TPublishedProperty* Row : PublishedTable().Properties()) {
     if (!Row->IsStored()) continue;
     if (Row->Kind == TPropertyKind::Object) {
@@ -81,7 +83,9 @@ void TPersistent::SerializationWrite(IWriter& AWriter) const {
       continue;
     }
     const TPropertyValue Value = Row->Get(*this);
-    if (Value == Row->Default && !AWriter.WantsDefault(Row->Name)) continue;
+    const bool IsWanted =
+        AWriter.WantsDefault(Row->Name) || (Tied != nullptr && Tied->StoresDefault(Row->Name));
+    if (Value == Row->Default && !IsWanted) continue;
     if (Row->Kind == TPropertyKind::Array || Row->Kind == TPropertyKind::Collection) {
       WriteList(*this, *Row, AWriter);
     } else {
@@ -156,8 +160,8 @@ void TPersistent::InitDefaults() {
 
 namespace {
 
-constexpr TPropertyInfo<std::int64_t> TagInfo{.Name = "Tag",
-                                              .Doc = "A number for the host's own use."};
+constexpr TPropertyInfo<std::int64_t> TagInfo{
+    .Name = "Tag", .Effect = TTakesEffect::AtOnce, .Doc = "A number for the host's own use."};
 
 // Who ends a component, it itself or its owner, is decided under one mutex for all: an owner and
 // what it owns may end on two threads at once.

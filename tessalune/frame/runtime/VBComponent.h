@@ -15,6 +15,7 @@
 #include <tessalune/frame/runtime/QSEvent.h>
 #include <tessalune/frame/runtime/QSException.h>
 #include <tessalune/frame/runtime/QSField.h>
+#include <tessalune/frame/runtime/QSIcons.h>
 #include <tessalune/frame/runtime/QSLock.h>
 #include <tessalune/frame/runtime/QSPublished.h>
 #include <tessalune/frame/runtime/QSReference.h>
@@ -123,6 +124,9 @@ class TComponent : public TPersistent {
   // Owns a component from here on. Raises EQSException if one that it owns has the name, or if its
   // own end has begun.
   void InsertComponent(TOwned<TComponent> AComponent);
+
+  // The picture of its class; ClassIcon says which for what size.
+  TIcon GetIcon(std::int32_t ASize) const { return ClassIcon(PublishedTable(), ASize); }
 
   // Calls AListener after each change of a published property, of the component or of one of its
   // sub-objects, for as long as the result lives.

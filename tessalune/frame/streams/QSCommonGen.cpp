@@ -18,10 +18,12 @@ constexpr TPropertyInfo<bool> EnabledInfo{
 constexpr TPropertyInfo<std::uint32_t> PumpPriorityInfo{
     .Name = "PumpPriority",
     .Default = 0,
+    .Effect = TTakesEffect::NextStart,
     .Doc = "Priority of the source's own claim to drive the graph, against sinks that claim it."};
 constexpr TPropertyInfo<TQSClockSource> ClockSourceInfo{
     .Name = "ClockSource",
     .Default = TQSClockSource::csAuto,
+    .Effect = TTakesEffect::NextStart,
     .Doc =
         "What drives the source: its own clock, ticks on ClockInputPin, or (csAuto) the ticks "
         "if that pin is linked."};
@@ -218,13 +220,8 @@ void TQSBasicCommonGen::TryStart() {
 // and those before it have been told.
 void TQSBasicCommonGen::InTurn(std::function<void()> ATell) {
   const std::uint64_t Turn = FTurns->Take();
-  FLock->AfterRelease(
-      [Turn, Turns = FTurns, Door = TRef<TCallGate>(&Gate()), Tell = std::move(ATell)] {
-        Turns->Run(Turn, [Door, Tell] {
-          const TCallScope Call(*Door);
-          if (Call) Tell();
-        });
-      });
+  FLock->AfterRelease([Turn, Turns = FTurns, Door = TRef<TCallGate>(&Gate()),
+                       Tell = std::move(ATell)] { Turns->Run(Turn, Door, Tell); });
 }
 
 bool TQSBasicCommonGen::OnStream(TStream AStream, const std::function<void()>& AStep) {
@@ -452,9 +449,25 @@ void TQSBasicCommonGen::NotifyIgnoreOutputPin() {
 
 // --- TQSCommonGen ---
 
+namespace {
+
+constexpr TClassText CommonGenText{
+    .BadInput =
+        R"(A tick that asks for more than 65,536 blocks at once gets so many, and the notes of `run` tell
+what was left out. A new `SampleRate` in a running stream counts from the next block on; what is
+behind learns of a rate only at a start.)",
+    .Accuracy =
+        R"(On its own clock, with `--realtime`, block n is made at the start plus n `BufferSize` /
+`SampleRate` seconds, so it does not drift; up to a second behind, it makes up for what it missed,
+and what is further back is left out.)",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSCommonGen::Published() {
   static const TPublishedTable Table =
-      TPublishedTable({.Name = "TQSCommonGen"}, &TQSBasicCommonGen::Published())
+      TPublishedTable({.Name = "TQSCommonGen", .Text = CommonGenText},
+                      &TQSBasicCommonGen::Published())
           .Property(SampleRateInfo, &TQSCommonGen::SampleRate, &TQSCommonGen::SetSampleRate);
   return Table;
 }

@@ -19,8 +19,10 @@ constexpr TPropertyInfo<TQSQueueFullMode> FullModeInfo{
         "dropped."};
 constexpr TPropertyInfo<bool> EnabledInfo{
     .Name = "Enabled", .Default = false, .Doc = "Compute on a thread of the filter's own."};
-constexpr TPropertyInfo<TThreadPriority> PriorityInfo{
-    .Name = "Priority", .Default = TThreadPriority::tpNormal, .Doc = "The thread's priority."};
+constexpr TPropertyInfo<TThreadPriority> PriorityInfo{.Name = "Priority",
+                                                      .Default = TThreadPriority::tpNormal,
+                                                      .Effect = TTakesEffect::AtOnce,
+                                                      .Doc = "The thread's priority."};
 
 }  // namespace
 

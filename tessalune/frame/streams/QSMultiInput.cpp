@@ -53,9 +53,28 @@ void TQSOutputBufferSize::SetAutoSize(bool AValue) {
 TQSMultiInput::TQSMultiInput(TConstruct AConstruct)
     : TLockComponent(AConstruct), FOutputBuffer(FLock, "OutputBuffer") {}
 
+namespace {
+
+constexpr TClassText MultiInputText{
+    .BadInput =
+        R"(- An input that is linked and never gets a stream holds the others up; the notes of `run` tell.
+- Where rates differ, the output has the highest of those with which it starts, and slower streams
+  are stretched by straight lines between their samples. A stream that joins later with a higher
+  rate may alias; the notes tell that too.
+- Where one input runs ahead of the others by more than 1,024,000 samples, its oldest are dropped,
+  and it is out of step from there on; the summary of `run` tells how many.)",
+    .Accuracy =
+        R"(Samples are joined in the order of their streams, counted from each start: how the streams are cut
+into blocks, and which threads bring them, changes no bit of what goes out. A sample waits until
+the others have come that it is joined with, and no longer. Positions in a stream that is
+stretched are kept in integers, so the billionth sample is as exact as the first.)",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSMultiInput::Published() {
   static const TPublishedTable Table =
-      TPublishedTable({.Name = "TQSMultiInput"}, &TComponent::Published())
+      TPublishedTable({.Name = "TQSMultiInput", .Text = MultiInputText}, &TComponent::Published())
           .Object("OutputBuffer", &TQSMultiInput::OutputBuffer, "How the output's blocks are cut.");
   return Table;
 }

@@ -132,7 +132,7 @@ TKLNotifyResult TQSKLQueuedSinkPin<T>::Ask(IKLNotifyOperation& AOperation,
   const TKLNotifyResult Result =
       this->ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
         AMutex.unlock();
-        return this->SendAcross(ALink, AOperation, AState);
+        return TQSKLQueuedSinkPin::SendAcross(this, ALink, AOperation, AState);
       });
   if (!AMutex.owns_lock()) AMutex.lock();
   return Result;

@@ -11,7 +11,7 @@ TKLNotifyResult TQSKLSourcePin::SubmitBuffer(TRef<IQSDataBuffer> ABuffer) {
   const auto Operation = MakeRef<TKLSuppliedBufferOperation>(std::move(ABuffer), Size);
   return ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
     if (AState.Has(nsLastIteration)) Operation->SetLastLink();
-    return SendAcross(ALink, *Operation, AState, OneType ? nullptr : &TypeID);
+    return SendAcross(this, ALink, *Operation, AState, OneType ? nullptr : &TypeID);
   });
 }
 
@@ -41,13 +41,13 @@ TKLNotifyResult TQSKLComboRealSourcePin::SubmitBuffer(TRef<IQSDataBuffer> ABuffe
   return ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
     if (AState.Has(nsLastIteration)) Operation->SetLastLink();
     if (ALink.Type.load(std::memory_order_relaxed) != &RealValue) {
-      return SendAcross(ALink, *Operation, AState);
+      return SendAcross(this, ALink, *Operation, AState);
     }
     TKLNotifyResult Result;
     const auto Block = TQSRealBuffer::CreateUniversal(Operation->Value);
     for (std::int32_t I = 0; I < Block->GetSize(); ++I) {
       const auto Single = MakeRef<TKLTypedSuppliedOperation<double>>(Block->GetItem(I));
-      Result |= SendAcross(ALink, *Single, AState);
+      Result |= SendAcross(this, ALink, *Single, AState);
     }
     return Result;
   });
@@ -57,10 +57,10 @@ TKLNotifyResult TQSKLComboRealSourcePin::SubmitReal(double AValue) {
   const auto Single = MakeRef<TKLTypedSuppliedOperation<double>>(AValue);
   return ForEachLink([&](const TKLLink& ALink, TKLNotifyState AState) {
     if (ALink.Type.load(std::memory_order_relaxed) == &RealValue) {
-      return SendAcross(ALink, *Single, AState);
+      return SendAcross(this, ALink, *Single, AState);
     }
     const auto Block = TQSRealBuffer::CreateData(&AValue, 1);
-    return SendAcross(ALink, *MakeRef<TKLSuppliedBufferOperation>(Block, 1), AState);
+    return SendAcross(this, ALink, *MakeRef<TKLSuppliedBufferOperation>(Block, 1), AState);
   });
 }
 

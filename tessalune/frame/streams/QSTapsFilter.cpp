@@ -10,9 +10,24 @@ TQSCommonTapsFilter::TQSCommonTapsFilter(TConstruct AConstruct)
   FPast.SetCapacity(TQSFilterState::RecursiveMemory);
 }
 
+namespace {
+
+constexpr TClassText CommonTapsFilterText{
+    .BadInput =
+        R"(Where the settings give no filter the stream passes unchanged; `DesignError` and the notes of
+`run` say why and what would do.)",
+    .Accuracy =
+        R"(A change of the filter gives no click in a stream that runs: the new filter is warmed up with the
+samples that came before, exactly for a finite response, as far as 4,096 samples of the past tell
+for a recursive one. These samples are kept across a stop and a start.)",
+};
+
+}  // namespace
+
 const TPublishedTable& TQSCommonTapsFilter::Published() {
   static const TPublishedTable Table =
-      TPublishedTable({.Name = "TQSCommonTapsFilter"}, &TQSCommonRealFilter::Published())
+      TPublishedTable({.Name = "TQSCommonTapsFilter", .Text = CommonTapsFilterText},
+                      &TQSCommonRealFilter::Published())
           .Field("DesignError", &TQSCommonTapsFilter::DesignError,
                  "Why the filter passes its stream through unchanged, and what would do; empty if "
                  "it filters.");

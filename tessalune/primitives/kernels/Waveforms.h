@@ -2,11 +2,13 @@
 
 #include <tessalune/primitives/BuiltIns.h>
 
+#include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 
-// Waveforms as plain loops. Arguments are those of the primitives, and have been checked.
+// Waveforms. Arguments are those of the primitives, and have been checked.
 namespace tessalune::TESSALUNE_BUILTINS::kernels {
 
 // Running values are kept at this precision: 80 bits on x86.
@@ -36,33 +38,76 @@ inline double TonePhaseAfter(std::size_t ACount, double ARelFreq, double APhase)
   return WrapPhase(static_cast<double>(Phase));
 }
 
-// Cosine by recurrence: y[n] = 2 cos(2 w) y[n-2] - y[n-4] runs as two chains that do not wait for
-// each other.
+// A number as the sum of one with 26 bits and the rest.
+struct TSplit {
+  TSplit() = default;
+  explicit TSplit(TExtended AValue) noexcept {
+    constexpr std::int64_t High = ~((std::int64_t{1} << 27) - 1);
+    const auto Rounded = static_cast<double>(AValue);
+    Leading = std::bit_cast<double>(std::bit_cast<std::int64_t>(Rounded) & High);
+    Rest = static_cast<double>(AValue - Leading);
+  }
+  double Leading;
+  double Rest;
+};
+
+// Cosine by angle addition: magn cos(a + b) = magn cos(a) cos(b) - magn sin(a) sin(b), where b runs
+// through a table of Steps angles and a goes on by so many at once. Both are rotated at extended
+// precision. The products of the leading parts are exact, and so is what their difference is
+// rounded by, so that the result is a rounding error of the one at extended precision.
+template <std::size_t Steps>
+inline void ToneBy(double* pDst, std::size_t ACount, double AMagn, double ARelFreq,
+                   double APhase) noexcept {
+  const TExtended Step = TExtended{TwoPi} * ARelFreq;
+  const TExtended StepCos = std::cos(Step);
+  const TExtended StepSin = std::sin(Step);
+  const auto Rotate = [](TExtended& ACos, TExtended& ASin, TExtended AByCos, TExtended ABySin) {
+    const TExtended Cos = ACos * AByCos - ASin * ABySin;
+    ASin = ASin * AByCos + ACos * ABySin;
+    ACos = Cos;
+  };
+
+  double CosLeading[Steps], CosRest[Steps], CosWhole[Steps];
+  double SinLeading[Steps], SinRest[Steps], SinWhole[Steps];
+  TExtended TurnCos = 1;  // at the end by all steps of the table
+  TExtended TurnSin = 0;
+  for (std::size_t J = 0; J < Steps; ++J) {
+    const TSplit Cos(TurnCos), Sin(TurnSin);
+    CosLeading[J] = Cos.Leading;
+    CosRest[J] = Cos.Rest;
+    CosWhole[J] = static_cast<double>(TurnCos);
+    SinLeading[J] = Sin.Leading;
+    SinRest[J] = Sin.Rest;
+    SinWhole[J] = static_cast<double>(TurnSin);
+    Rotate(TurnCos, TurnSin, StepCos, StepSin);
+  }
+
+  TExtended AngleCos = std::cos(TExtended{APhase}) * AMagn;
+  TExtended AngleSin = std::sin(TExtended{APhase}) * AMagn;
+  for (std::size_t N = 0; N < ACount; N += Steps) {
+    const TSplit Cos(AngleCos), Sin(AngleSin);
+    const std::size_t Count = std::min(Steps, ACount - N);
+    for (std::size_t J = 0; J < Count; ++J) {
+      const double Minuend = Cos.Leading * CosLeading[J];
+      const double Subtrahend = Sin.Leading * SinLeading[J];
+      const double Difference = Minuend - Subtrahend;
+      const double Taken = Minuend - Difference;
+      const double Lost = (Minuend - (Difference + Taken)) + (Taken - Subtrahend);
+      const double Small = (Cos.Leading * CosRest[J] + Cos.Rest * CosWhole[J]) -
+                           (Sin.Leading * SinRest[J] + Sin.Rest * SinWhole[J]);
+      pDst[N + J] = Difference + (Lost + Small);
+    }
+    Rotate(AngleCos, AngleSin, TurnCos, TurnSin);
+  }
+}
+
+// A few samples are not worth a long table.
 inline void Tone(double* pDst, std::size_t ACount, double AMagn, double ARelFreq,
                  double APhase) noexcept {
-  const TExtended Step = TExtended{TwoPi} * ARelFreq;
-  const TExtended Single = 2 * std::cos(Step);
-  const TExtended Twice = Single * Single - 2;
-  TExtended Even0 = std::cos(TExtended{APhase}) * AMagn;
-  TExtended Odd0 = std::cos(APhase + Step) * AMagn;
-  TExtended Even1 = Odd0 * Single - Even0;
-  TExtended Odd1 = Even1 * Single - Odd0;
-
-  const TExtended Start[] = {Even0, Odd0, Even1, Odd1};
-  for (std::size_t N = 0; N < 4 && N < ACount; ++N) pDst[N] = static_cast<double>(Start[N]);
-
-  std::size_t N = 4;
-  for (; N + 1 < ACount; N += 2) {
-    const TExtended Even = Twice * Even1 - Even0;
-    const TExtended Odd = Twice * Odd1 - Odd0;
-    pDst[N] = static_cast<double>(Even);
-    pDst[N + 1] = static_cast<double>(Odd);
-    Even0 = Even1;
-    Even1 = Even;
-    Odd0 = Odd1;
-    Odd1 = Odd;
-  }
-  if (N < ACount) pDst[N] = static_cast<double>(Twice * Even1 - Even0);
+  if (ACount < 512)
+    ToneBy<8>(pDst, ACount, AMagn, ARelFreq, APhase);
+  else
+    ToneBy<32>(pDst, ACount, AMagn, ARelFreq, APhase);
 }
 
 // Steps along the falling and the rising segment; a step beyond a peak is folded back with the
