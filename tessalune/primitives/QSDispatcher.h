@@ -43,8 +43,8 @@ IppStatus ippsCplxToReal_64fc(const TComplex* pSrc, double* pDstRe, double* pDst
 //   *pPhase radians, 0 <= phase < 2 pi, else ippStsTonePhaseErr
 //   hint    has no effect
 // Checked in the order: pPhase null, magn, rFreq, phase, pDst null, len; a NaN is refused.
-// Two cosines and sines a call; the rest by angle addition. Before it is rounded to double, a sample
-// is off by some n / 32 + 64 rounding errors of extended precision, in parts of magn.
+// Two cosines and sines a call; the rest by angle addition. Before it is rounded to double, a
+// sample is off by some n / 32 + 64 rounding errors of extended precision, in parts of magn.
 IppStatus ippsTone_Direct_64f(double* pDst, std::int32_t len, double magn, double rFreq,
                               double* pPhase, std::int32_t hint) noexcept;
 
