@@ -29,7 +29,8 @@ std::string Wrapped(std::string_view AText, std::size_t AIndent) {
     const std::string_view Word = AText.substr(0, AText.find(' '));
     AText.remove_prefix(std::min(AText.size(), Word.size() + 1));
     if (Column + 1 + Word.size() > Width) {
-      Text += (Text.empty() ? "" : "\n") + std::string(AIndent, ' ');
+      if (!Text.empty()) Text += '\n';
+      Text.append(AIndent, ' ');
       Column = AIndent;
     } else {
       Text += ' ';
