@@ -142,7 +142,7 @@ class TRealSmoothRun {
     for (int G = 0; G < FPlan.Rows.Groups; ++G)
       TransformColumnsOfReals<T, L>(FPlan.Columns, ASource + FirstOf(G, FB, L), FB, RowsOf(G),
                                     FColumnWork);
-    TRowStep<T, L>(FPlan.Rows, FMemory, FScale).RunTo([=, this](int ARow) {
+    TRowStep<T, L, false>(FPlan.Rows, FMemory, FScale).RunTo([=, this](int ARow) {
       return BinRows(ATarget, ALast, ARow);
     });
     if (FM % 2 == 0) MiddleToBins(ATarget);
@@ -153,7 +153,7 @@ class TRealSmoothRun {
     // The bins are only read by this.
     T* Source = const_cast<T*>(ASource);
     T* Last = const_cast<T*>(ALast);
-    TRowStep<T, L>(FPlan.Rows, FMemory, FScale).RunFrom([=, this](int ARow) {
+    TRowStep<T, L, false>(FPlan.Rows, FMemory, FScale).RunFrom([=, this](int ARow) {
       return BinRows(Source, Last, ARow);
     });
     if (FM % 2 == 0) MiddleFromBins(ASource);

@@ -102,7 +102,8 @@ class TRowRoots {
   const TSignMask<T, L> FSign;
 };
 
-template <class T, int L>
+// AIsWoven: the columns are in woven order. Only then is there an inverse.
+template <class T, int L, bool AIsWoven>
 class TRowStep {
  public:
   using V = TVector<T, L>;
@@ -152,9 +153,7 @@ class TRowStep {
       Gather(ALine, G, FMemory.Line + FirstOf(G, FPlan.Transform.Length, L));
   }
 
- private:
-  using TOf = TLanes<T, L>;
-
+  // The same as RunTo of B columns.
   template <int B, class TTargetOf>
   [[gnu::noinline]] void RunShortTo(TTargetOf ATargetOf) const noexcept {
     for (int Line = 0; Line < FPlan.Lines; ++Line) {
@@ -165,6 +164,9 @@ class TRowStep {
       Repeat<B>(TESSALUNE_EACH(I) { Target.template Put<B>(0, I, 1, X[I]); });
     }
   }
+
+ private:
+  using TOf = TLanes<T, L>;
 
   template <int B, class TSourceOf>
   [[gnu::noinline]] void RunShortFrom(TSourceOf ASourceOf) const noexcept {
@@ -184,7 +186,7 @@ class TRowStep {
     Repeat<L>(TESSALUNE_EACH(I) { Y[I] = Rows[TOf::WovenAt(I)]; });
     MultiplyByRoots(ALine, AGroup, Y);
     TOf::Transpose(Y);
-    if (FPlan.IsWoven)
+    if constexpr (AIsWoven)
       Repeat<L>(TESSALUNE_EACH(I) { X[TOf::WovenAt(I)] = Y[I]; });
     else
       Repeat<L>(TESSALUNE_EACH(I) { X[I] = Y[I]; });
@@ -208,9 +210,9 @@ class TRowStep {
   TESSALUNE_INLINE void MultiplyByRoots(int ALine, int AGroup, TRow* Y) const noexcept {
     const int Row = FirstOf(ALine, FPlan.Rows, L);
     if (FPlan.LineTwiddles == nullptr)
-      TRowRoots<T, L, false>(FPlan, FIsInverse).Multiply(AGroup, Row, Y);
+      TRowRoots<T, L, false>(FPlan, AIsWoven && FIsInverse).Multiply(AGroup, Row, Y);
     else
-      TRowRoots<T, L, true>(FPlan, FIsInverse).Multiply(AGroup, Row, Y, ALine);
+      TRowRoots<T, L, true>(FPlan, AIsWoven && FIsInverse).Multiply(AGroup, Row, Y, ALine);
     if (FScale != 1) Repeat<L>(TESSALUNE_EACH(I) { Y[I] = {Y[I].Re * FScale, Y[I].Im * FScale}; });
   }
 

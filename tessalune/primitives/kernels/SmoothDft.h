@@ -163,7 +163,15 @@ class TSmoothRun {
   }
 
   void RunRows(T* ATarget, int AStride) const noexcept {
-    const TRowStep<T, L> Step(FPlan.Rows, FMemory, FScale, FIsInverse);
+    const TRowStep<T, L, true> Step(FPlan.Rows, FMemory, FScale, FIsInverse);
+    // The shortest rows need no line in memory.
+    const bool IsDone = AStride == FM && WithRadix<4, 8, 16>(FB, [&](auto B) {
+                          if constexpr (B >= L)
+                            Step.template RunShortTo<B>([=, this](int ARow) {
+                              return TSamples<T, L>(ATarget + 2 * ARow, FM, FB, FIsInverse);
+                            });
+                        });
+    if (IsDone && FB >= L) return;
     for (int Line = 0; Line < FPlan.Rows.Lines; ++Line) {
       Step.GatherLine(Line);
       RunLine(FMemory.Line, ATarget + 2 * FirstOf(Line, FM, L), AStride);
