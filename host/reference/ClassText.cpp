@@ -26,7 +26,8 @@ std::vector<TTextBlock> TextBlocks(std::string_view AText) {
       const bool GoesOn = IsOpen && Blocks.back().Kind != TKind::Formula;
       if (!GoesOn) Blocks.push_back({TKind::Paragraph, {}});
       Line.remove_prefix(Line.find_first_not_of(' '));
-      Blocks.back().Text += (GoesOn ? " " : "") + std::string(Line);
+      if (GoesOn) Blocks.back().Text += ' ';
+      Blocks.back().Text += Line;
     }
     IsOpen = true;
   }

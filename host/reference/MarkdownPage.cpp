@@ -71,7 +71,7 @@ class TMarkdownPage final : public TPageWriter {
         [](std::string_view AName) { return '`' + std::string(AName) + '`'; },
         [](std::string_view AOther) {
           const bool IsSign = AOther == "|" || AOther == "*" || AOther == "<";
-          return (IsSign ? "\\" : "") + std::string(AOther);
+          return std::string(IsSign ? "\\" : "").append(AOther);
         });
   }
 
