@@ -315,7 +315,8 @@ void RegisterMeasurements() {
       "minmax/1024",
       [](TQSMinMax& AIt, double& AFound) {
         AIt.SetSynchronizeType(TQSSynchronizeType::stNone);
-        AIt.SetOnValueChange([&AFound](TObject&, double AMin, double AMax) { AFound = AMin + AMax; });
+        AIt.SetOnValueChange(
+            [&AFound](TObject&, double AMin, double AMax) { AFound = AMin + AMax; });
       },
       [](const double* AIn, double*) {
         double Min = 0.0;
@@ -342,6 +343,43 @@ void RegisterMeasurements() {
         AIt.SetOnPatternDetected([&AFound](auto&&...) { AFound = 0.0; });
       },
       Nothing);
+}
+
+// Figures of a frame beside eight complex transforms of its size.
+void RegisterNoiseStats(int AOrder) {
+  const std::int32_t N = 1 << AOrder;
+  RegisterBeside(NameOf("noisestats", N, "hann"), "transforms", N, [=] {
+    struct TStage {
+      TOne<double, double, TQSNoiseStats> One;
+      double Sinad = 0.0;
+      std::vector<TComplex> Bins;
+      std::shared_ptr<FFTSpec_C_64fc> Plan;
+      std::vector<std::uint8_t> Work;
+      explicit TStage(std::int32_t ASize) : One(ASize, 1), Bins(static_cast<std::size_t>(ASize)) {}
+    };
+    auto Stage = std::make_shared<TStage>(N);
+    Stage->One.It->SetOrder(AOrder);
+    Stage->One.It->SetWindowType(TQSExtendedWindowType::xwtHanning);
+    Stage->One.It->SetOnStatsAvailable(
+        [&Sinad = Stage->Sinad](TObject&, const auto& AStats) { Sinad = AStats->SINAD(); });
+    Stage->One.Feed(Stage->One.It->InputPin());
+    Stage->One.Start();
+    FFTSpec_C_64fc* Plan = nullptr;
+    ippsFFTInitAlloc_C_64fc(&Plan, AOrder, IPP_FFT_DIV_FWD_BY_N, ippAlgHintAccurate);
+    Stage->Plan = {Plan, ippsFFTFree_C_64fc};
+    std::int32_t Bytes = 0;
+    ippsFFTGetBufSize_C_64fc(Plan, &Bytes);
+    Stage->Work.resize(static_cast<std::size_t>(Bytes) + 1);
+    return TBeside{[Stage] { Stage->One.Pump(); },
+                   [Stage] {
+                     for (int I = 0; I < 8; ++I) {
+                       ippsFFTFwd_CToC_64fc(Stage->Bins.data(), Stage->Bins.data(),
+                                            Stage->Plan.get(), Stage->Work.data());
+                     }
+                     benchmark::ClobberMemory();
+                   },
+                   [Stage] { return std::isfinite(Stage->Sinad) && Stage->Sinad != 0.0; }, Stage};
+  });
 }
 
 // --- chains, beside the sum of their primitives ---
@@ -482,6 +520,7 @@ const bool IsRegistered = [] {
   RegisterConversions();
   RegisterTransforms();
   RegisterMeasurements();
+  for (const int Order : {12, 16}) RegisterNoiseStats(Order);
   RegisterBeside("chain.filters/1024", "primitives", Size, Filters);
   RegisterBeside("chain.spectrum/1024", "primitives", Size, Spectrum);
   return true;

@@ -1,18 +1,23 @@
 #include "CommandLine.h"
 
+#include "CommandLineOptions.h"
 #include "Commands.h"
+#include "Completion.h"
+#include "Packages.h"
 #include "Palette.h"
 #include "convert/AudioFile.h"
+#include "measure/MeasureCommand.h"
+
+#include <tessalune/frame/runtime/QSException.h>
+#include <tessalune/package/QSPackages.h>
 
 #include <CLI/CLI.hpp>
-#include <charconv>
-#include <cmath>
 #include <cstdio>
 #include <exception>
-#include <map>
 #include <new>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tessalune::host {
@@ -25,35 +30,12 @@ constexpr const char* Footer =
     "and results told. Results go to the standard output, everything else to the standard error\n"
     "stream.";
 
-std::map<std::string, TSampleType> SampleTypeNames() {
-  std::map<std::string, TSampleType> Names;
-  for (const TSampleTypeInfo& Info : SampleTypeInfos()) Names[std::string(Info.Name)] = Info.Type;
-  return Names;
-}
-
 std::string EncodingNames() {
   std::string Names;
   for (const TAudioEncoding& Encoding : AudioEncodings()) {
     Names += (Names.empty() ? "" : ", ") + std::string(Encoding.Name);
   }
   return Names;
-}
-
-// CLI11 has a check like this one, which lets NaN and infinity through.
-CLI::Validator AboveZero() {
-  return CLI::Validator(
-      [](std::string& AText) {
-        double Value = 0.0;
-        const char* End = AText.data() + AText.size();
-        const auto Result = std::from_chars(AText.data(), End, Value);
-        if (Result.ec == std::errc::result_out_of_range) {
-          return AText + " is out of range; expected is a number from 1e-307 to 1e308";
-        }
-        const bool IsFit =
-            Result.ec == std::errc() && Result.ptr == End && Value > 0.0 && std::isfinite(Value);
-        return IsFit ? std::string() : AText + " is no number above 0";
-      },
-      "above 0");
 }
 
 void AddGraphOptions(CLI::App& ACommand, TOptions& AOptions) {
@@ -70,7 +52,7 @@ void AddRun(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOptions&
   CLI::App* Command = AApp.add_subcommand("run", "Run a graph");
   AddGraphOptions(*Command, AOptions);
   Command->add_option("--samples", AOptions.Run.Samples, "End after so many samples of each source")
-      ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 62));
+      ->transform(WholeNumber(1, std::int64_t{1} << 62));
   Command->add_option("--seconds", AOptions.Run.Seconds, "End after so many seconds of stream time")
       ->check(AboveZero());
   Command->add_flag("--realtime", AOptions.Run.Realtime,
@@ -136,62 +118,32 @@ void AddReference(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOp
   Command->callback([&ACommand] { ACommand = &WriteClassPages; });
 }
 
-// An option whose words stand for values. The parser's own transformer would show the values'
-// bytes in its help.
-template <class TTarget, class T>
-void AddChoice(CLI::App& ACommand, const std::string& AName, TTarget& ATarget,
-               const std::map<std::string, T>& AChoices, const std::string& AHelp) {
-  std::vector<std::string> Words;
-  for (const auto& [Word, Value] : AChoices) Words.push_back(Word);
-  ACommand
-      .add_option_function<std::string>(
-          AName, [&ATarget, AChoices](const std::string& AWord) { ATarget = AChoices.at(AWord); },
-          AHelp)
-      ->check(CLI::IsMember(Words));
-}
-
 void AddConvert(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOptions&)) {
-  static const std::map<std::string, TFileForm> Forms{{"log", TFileForm::Log},
-                                                      {"wav", TFileForm::Wav},
-                                                      {"flac", TFileForm::Flac},
-                                                      {"csv", TFileForm::Csv}};
   TConvertOptions& Options = AOptions.Convert;
   CLI::App* Command = AApp.add_subcommand(
       "convert", "Convert between logs (.bin), audio files (.wav, .flac) and tables (.csv)");
-  Command->add_option("IN", Options.In, "The file to read; - for the standard input")->required();
+  AddInputOptions(*Command, Options);
   Command
       ->add_option("OUT", Options.Out,
                    "The file to write; it is replaced; - for the standard output")
       ->required();
-  AddChoice(*Command, "--from", Options.From, Forms, "What IN is, whatever its name");
-  AddChoice(*Command, "--to", Options.To, Forms, "What OUT becomes, whatever its name");
-  AddChoice(*Command, "--type", Options.Type, SampleTypeNames(),
-            "The samples' type; real unless given");
+  AddChoice(*Command, "--to", Options.To, FileFormNames(), "What OUT becomes, whatever its name");
   AddChoice(*Command, "--to-type", Options.ToType, SampleTypeNames(),
             "The type in a log that is written; else that of --type");
-  Command->add_flag("--from-counts", Options.FromCounts,
-                    "IN, a log, has a count before each block");
   Command->add_flag("--to-counts", Options.ToCounts, "OUT, a log, gets a count before each block");
   Command->add_flag_callback(
       "--counts", [&Options] { Options.FromCounts = Options.ToCounts = true; },
       "Both of them, where they are logs");
-  Command->add_option("--from-sample", Options.FromSample, "The first sample to convert, from 0")
-      ->check(CLI::Range(std::int64_t{0}, std::int64_t{1} << 58));
-  Command->add_option("--samples", Options.Samples, "Convert so many samples; else all")
-      ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 58));
   Command
       ->add_option("--block", Options.BlockSize,
                    "Samples a block in a log that is written with counts")
-      ->check(CLI::Range(std::size_t{1}, std::size_t{1} << 24))
+      ->transform(WholeNumber(1, std::int64_t{1} << 24))
       ->capture_default_str();
   Command->add_option("--rate", Options.Rate, "Hz, for an audio file that is written; else IN's")
       ->check(AboveZero());
   Command->add_option("--encoding", Options.Encoding,
                       "Of an audio file that is written: " + EncodingNames() +
                           "; else double in WAV, pcm24 in FLAC");
-  Command->add_option("--channel", Options.Channel,
-                      "What to read: an audio file's channel from 1, or mix for the mean of all; a "
-                      "table's column by name or number");
   Command
       ->add_option("--full-scale", Options.FullScale,
                    "The number that full scale of an audio file stands for")
@@ -200,6 +152,40 @@ void AddConvert(CLI::App& AApp, TOptions& AOptions, int (*&ACommand)(const TOpti
   Command->add_flag("-q,--quiet", AOptions.Style.Quiet, "Say nothing but errors and notes");
   Command->callback([&ACommand] { ACommand = &ConvertFile; });
 }
+
+// --package, before the command and behind it.
+void AddPackages(CLI::App& AApp, TOptions& AOptions) {
+  const auto Add = [&AOptions](CLI::App& ATo) {
+    // Each takes one file, so that GRAPH may follow.
+    ATo.add_option_function<std::vector<std::string>>(
+           "--package",
+           [&AOptions](const std::vector<std::string>& AFiles) {
+             AOptions.Packages.insert(AOptions.Packages.end(), AFiles.begin(), AFiles.end());
+           },
+           "A shared library with further component classes, which is code that is run "
+           "(docs/packages.md); any number of times")
+        ->type_name("FILE")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  };
+  Add(AApp);
+  for (CLI::App* Command : AApp.get_subcommands({})) {
+    if (Command->get_name() != "convert") Add(*Command);
+  }
+}
+
+// The packages in use, ours and those of others, until the program has no component any more.
+struct TPackagesInUse {
+  explicit TPackagesInUse(const std::vector<std::string>& AOthers) {
+    RegisterPalette();
+    for (const std::string& FileName : AOthers) UsePackage(FileName);
+  }
+  TPackagesInUse(const TPackagesInUse&) = delete;
+  ~TPackagesInUse() {
+    FinalizePackages();
+    Finalize();
+  }
+};
 
 // What was to be told has to have arrived.
 int Flushed(int ACode) {
@@ -222,13 +208,28 @@ int RunCommandLine(int ACount, char** AArguments) {
   AddPaletteCommands(App, Options, Command);
   AddReference(App, Options, Command);
   AddConvert(App, Options, Command);
+  AddMeasure(App, Options, Command);
+  App.failure_message(&FailureText);
+  AddPackages(App, Options);
+  // For the shells' completion, in no help: their words follow, the one to complete last.
+  if (ACount > 1 && std::string_view(AArguments[1]) == "complete") {
+    RegisterPalette();
+    Print(CompletionText(App, {AArguments + 2, AArguments + ACount}));
+    return ecDone;
+  }
   try {
     App.parse(ACount, AArguments);
   } catch (const CLI::ParseError& Error) {
     return App.exit(Error) == 0 ? ecDone : ecMistake;
   }
+  std::optional<TPackagesInUse> PackagesInUse;
   try {
-    RegisterPalette();
+    PackagesInUse.emplace(Options.Packages);
+  } catch (const EQSException& Error) {
+    PrintError(std::string("tessalune: ") + Error.what() + '\n');
+    return ecMistake;
+  }
+  try {
     return Flushed(Command(Options));
   } catch (const std::bad_alloc&) {
     PrintError("tessalune: there is not enough memory for \"" +

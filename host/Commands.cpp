@@ -3,6 +3,7 @@
 #include "Graph.h"
 #include "GraphCheck.h"
 #include "GraphFiles.h"
+#include "Packages.h"
 #include "Palette.h"
 #include "PropertyJson.h"
 #include "Words.h"
@@ -41,10 +42,11 @@ std::string ReadText(const std::string& AFileName, TMistakes& AMistakes) {
 
 // A graph that was loaded, with what the command line sets in it, and what is wrong with it.
 struct TLoadedGraph {
-  explicit TLoadedGraph(const TOptions& AOptions) : Mistakes(AOptions.Graph) {
+  // ARuns: the graph may load the packages that it names.
+  explicit TLoadedGraph(const TOptions& AOptions, bool ARuns = false) : Mistakes(AOptions.Graph) {
     const std::string Text = ReadText(AOptions.Graph, Mistakes);
     if (!Mistakes.IsEmpty()) return;
-    Graph.emplace(Text, Mistakes);
+    Graph.emplace(Text, Mistakes, GraphPackages(AOptions.Graph, ARuns));
     for (const std::string& Assignment : AOptions.Assignments) Graph->Set(Assignment, Mistakes);
   }
 
@@ -150,7 +152,7 @@ int FormatGraph(const TOptions& AOptions) {
 
 int RunGraph(const TOptions& AOptions) {
   TReporter Reporter(AOptions.Style, AOptions.Graph);  // outlives the components that tell it
-  TLoadedGraph Loaded(AOptions);
+  TLoadedGraph Loaded(AOptions, true);
   Loaded.CheckRun(AOptions);
   if (!Loaded.Mistakes.IsEmpty()) return TellMistakes(Loaded.Mistakes, AOptions.Style.Json);
   if (!AOptions.WatchFile.empty()) Reporter.StartTable(AOptions.WatchFile, Loaded.Watched);

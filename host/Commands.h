@@ -2,6 +2,7 @@
 #pragma once
 
 #include "convert/Convert.h"
+#include "measure/Measure.h"
 #include "reference/Reference.h"
 #include "run/Reporter.h"
 
@@ -21,6 +22,7 @@ enum TExitCode : int {
 struct TOptions {
   std::string Graph;
   std::string Class;
+  std::vector<std::string> Packages;
   std::string FormatOutput;
   std::vector<std::string> Assignments;
   bool Strict = false;
@@ -30,6 +32,7 @@ struct TOptions {
   TOutputStyle Style;
   TConvertOptions Convert;
   TReferenceOptions Reference;
+  TMeasureOptions Measure;
 };
 
 // Each returns the exit code. What fails in a way that the command has no words for is an

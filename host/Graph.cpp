@@ -38,7 +38,9 @@ void SetByPath(TPersistent& AObject, std::string_view APath,
   const TPublishedProperty* Content =
       IsObject ? Row->Object(AObject).PublishedTable().ContentRow() : nullptr;
   if (Content != nullptr && Dot == std::string_view::npos) {
-    return Content->Set(Row->Object(AObject), AValue(*Content));
+    TPublishedProperty Named = *Content;  // as it was called
+    Named.Name = Row->Name;
+    return Content->Set(Row->Object(AObject), AValue(Named));
   }
   if (IsObject != (Dot != std::string_view::npos)) {
     throw EQSException(
@@ -53,12 +55,19 @@ void SetByPath(TPersistent& AObject, std::string_view APath,
   Row->Set(AObject, AValue(*Row));
 }
 
-TGraph::TGraph(std::string_view AText, TMistakes& AMistakes) {
+TGraph::TGraph(std::string_view AText, TMistakes& AMistakes, const TUseGraphPackage& AUsePackage) {
   auto Document = ParseJson(AText, AMistakes);
   if (!Document) return;
   FDocument = *std::move(Document);
   const TGraphForm Form = ReadGraphForm(FDocument, AMistakes);
   FRun = Form.Run;
+  for (const TJsonNode* Package : Form.Packages) {
+    try {
+      if (AUsePackage) AUsePackage(Package->Text);
+    } catch (const EQSException& Error) {
+      AMistakes.Add(Package->Place, Package->Path, Error.what());
+    }
+  }
   for (const auto& Component : Form.Components) AddComponent(Component, AMistakes);
   for (const auto& Link : Form.Links) {
     for (const TJsonNode* End : Link.Ends) FNamedPins.insert(End->Text);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "GraphForm.h"
+#include "Packages.h"
 
 #include <tessalune/frame/pins/KLPins.h>
 #include <tessalune/frame/runtime/VBComponent.h>
@@ -25,8 +26,9 @@ class TGraph {
  public:
   // Builds what AText describes. Every mistake is told; what is sound is built all the same, so
   // that the next mistake comes out too. A graph with mistakes is not to be run. The classes are
-  // those on the palette (see RegisterPalette).
-  TGraph(std::string_view AText, TMistakes& AMistakes);
+  // those on the palette (see RegisterPalette) and those of the packages that the graph names,
+  // which AUsePackage gets one by one; without it, only the former.
+  TGraph(std::string_view AText, TMistakes& AMistakes, const TUseGraphPackage& AUsePackage = {});
 
   // In the order of the file.
   std::vector<TComponent*> Components() const;

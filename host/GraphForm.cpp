@@ -16,8 +16,13 @@ class TFormReader {
 
   TGraphForm Read(const TJsonNode& ADocument) {
     if (!IsKind(ADocument, TJsonKind::Object, "a graph")) return std::move(FForm);
-    CheckMembers(ADocument, "a graph", {"tessalune", "components", "links", "run"});
+    CheckMembers(ADocument, "a graph", {"tessalune", "packages", "components", "links", "run"});
     ReadVersion(ADocument);
+    if (const TJsonNode* List = Optional(ADocument, "packages", TJsonKind::Array)) {
+      for (const TJsonNode& File : List->Items) {
+        if (IsKind(File, TJsonKind::String, "a package's file")) FForm.Packages.push_back(&File);
+      }
+    }
     if (const TJsonNode* List = Needed(ADocument, "components", TJsonKind::Array, "a graph",
                                        "the list of its components")) {
       for (std::size_t I = 0; I < List->Items.size(); ++I) ReadComponent(List->Items[I], I);

@@ -47,6 +47,7 @@ struct TGraphForm {
     const TJsonNode* Ends[2];
     const TJsonNode* Type;  // null if the link does not say one
   };
+  std::vector<const TJsonNode*> Packages;  // strings, the names of files
   std::vector<TComponentEntry> Components;
   std::vector<TLinkEntry> Links;
   TRunSettings Run;

@@ -182,6 +182,7 @@ ordered_json PinsJson(TComponent& AObject) {
                     {"manyLinks", Pin.TakesManyLinks()},
                     {"primary", Row->Primary},
                     {"doc", Row->Doc}});
+    if (Row->IsList) List.back()["pinClass"] = Row->PinClass;
   }
   return List;
 }
@@ -229,6 +230,7 @@ ordered_json RowJson(const TPublishedProperty& ARow, TPersistent* AObject) {
     if (!ARow.IsStored()) Json["stored"] = false;
     if (!ARow.Enumerators.empty()) Json["enumerators"] = ARow.Enumerators;
     if (!ARow.OldName.empty()) Json["oldName"] = ARow.OldName;
+    if (!ARow.FileFilter.empty()) Json["fileFilter"] = ARow.FileFilter;
   }
   Json["doc"] = ARow.Doc;
   return Json;
@@ -328,6 +330,10 @@ ordered_json DescribeJson(const TComponentClass& AClass) {
   Json["actions"] = ordered_json::array();
   for (const TPublishedAction* Row : Table.Actions()) {
     Json["actions"].push_back({{"name", Row->Name}, {"doc", Row->Doc}});
+  }
+  Json["designEntries"] = ordered_json::array();
+  for (const TPublishedDesignEntry* Row : Table.DesignEntries()) {
+    Json["designEntries"].push_back({{"text", Row->Text}, {"property", Row->Property}});
   }
   Json["text"] = TextJson(Table);
   return Json;

@@ -134,4 +134,5 @@
 #include <tessalune/transforms/QSHilbert.h>
 #include <tessalune/transforms/QSPowerSpectrum.h>
 
+#include <tessalune/package/QSPackages.h>
 #include <tessalune/package/TessalunePkg.h>

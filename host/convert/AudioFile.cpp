@@ -82,6 +82,22 @@ TAudioReader::TAudioReader(const std::string& AFileName, std::size_t ANumbers,
   }
 }
 
+int TAudioReader::Bits() const {
+  switch (FInfo.format & SF_FORMAT_SUBMASK) {
+    case SF_FORMAT_PCM_S8:
+    case SF_FORMAT_PCM_U8:
+      return 8;
+    case SF_FORMAT_PCM_16:
+      return 16;
+    case SF_FORMAT_PCM_24:
+      return 24;
+    case SF_FORMAT_PCM_32:
+      return 32;
+    default:
+      return 0;
+  }
+}
+
 std::size_t TAudioReader::Read(std::span<double> ANumbers) {
   const auto Channels = static_cast<std::size_t>(FInfo.channels);
   const sf_count_t Wanted =

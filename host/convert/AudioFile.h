@@ -29,6 +29,8 @@ class TAudioReader final : public ISampleReader {
   std::size_t Read(std::span<double> ANumbers) override;
   std::int64_t Skip(std::int64_t ANumbers) override;
   double Rate() const override { return FInfo.samplerate; }
+  int Channels() const override { return FInfo.channels; }
+  int Bits() const override;
   std::vector<std::string> Remarks() const override { return FRemarks; }
 
  private:

@@ -4,54 +4,17 @@
 #include "CsvFile.h"
 #include "LogFile.h"
 
-#include <host/Words.h>
-
 #include <tessalune/frame/runtime/QSException.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <filesystem>
-#include <iterator>
-#include <limits>
 #include <memory>
+#include <span>
 
 namespace tessalune::host {
 namespace {
 
 constexpr std::size_t NumbersAtOnce = 8192;
-
-TFileForm FormOf(const std::optional<TFileForm>& AGiven, const std::string& AFileName,
-                 std::string_view AOption) {
-  if (AGiven) return *AGiven;
-  if (const auto Form = FormOfName(AFileName)) return *Form;
-  if (AFileName == "-") {
-    throw EQSException("a standard stream has no name that tells what it is; give the option " +
-                       std::string(AOption) + " log, wav, flac or csv");
-  }
-  throw EQSException("the name \"" + AFileName +
-                     "\" does not tell what the file is; expected is an ending .bin (a log), .wav, "
-                     ".flac or .csv, or the option " +
-                     std::string(AOption));
-}
-
-std::unique_ptr<ISampleReader> OpenInput(const TConvertOptions& AOptions, TFileForm AForm) {
-  const std::size_t Numbers = InfoOf(AOptions.Type).Numbers;
-  switch (AForm) {
-    case TFileForm::Log:
-      return std::make_unique<TLogReader>(AOptions.In, AOptions.Type, AOptions.FromCounts);
-    case TFileForm::Csv:
-      return std::make_unique<TCsvReader>(AOptions.In, Numbers, AOptions.Channel);
-    case TFileForm::Wav:
-    case TFileForm::Flac:
-      break;
-  }
-  return std::make_unique<TAudioReader>(AOptions.In, Numbers, AOptions.Channel, AOptions.FullScale);
-}
-
-std::string InputName(const TConvertOptions& AOptions) {
-  return AOptions.In == "-" ? "the standard input" : '"' + AOptions.In + '"';
-}
 
 // What the two files and the options do not agree on.
 void CheckOptions(const TConvertOptions& AOptions, TFileForm AFrom, TFileForm ATo) {
@@ -84,7 +47,7 @@ void CheckOptions(const TConvertOptions& AOptions, TFileForm AFrom, TFileForm AT
 double AudioRate(const TConvertOptions& AOptions, const ISampleReader& AInput) {
   const double Rate = AOptions.Rate.value_or(AInput.Rate());
   if (Rate == 0.0) {
-    throw EQSException(InputName(AOptions) + " tells no sample rate; give it with --rate HZ");
+    throw EQSException(AOptions.InName() + " tells no sample rate; give it with --rate HZ");
   }
   if (!(Rate >= 1 && Rate <= 655350 && std::trunc(Rate) == Rate)) {
     throw EQSException("an audio file's rate is a whole number of Hz from 1 to 655350");
@@ -121,57 +84,29 @@ std::unique_ptr<ISampleWriter> OpenOutput(const TConvertOptions& AOptions, TFile
 
 }  // namespace
 
-std::optional<TFileForm> FormOfName(std::string_view AFileName) {
-  const std::size_t Dot = AFileName.rfind('.');
-  std::string Ending(Dot == std::string_view::npos ? "" : AFileName.substr(Dot + 1));
-  std::transform(Ending.begin(), Ending.end(), Ending.begin(),
-                 [](unsigned char C) { return static_cast<char>(std::tolower(C)); });
-  if (Ending == "bin") return TFileForm::Log;
-  if (Ending == "wav" || Ending == "rf64") return TFileForm::Wav;
-  if (Ending == "flac") return TFileForm::Flac;
-  if (Ending == "csv") return TFileForm::Csv;
-  return std::nullopt;
-}
-
 TConvertResult Convert(const TConvertOptions& AOptions, const std::function<bool()>& AIsStopped) {
-  const TFileForm From = FormOf(AOptions.From, AOptions.In, "--from");
+  const TFileForm From = AOptions.InForm();
   const TFileForm To = FormOf(AOptions.To, AOptions.Out, "--to");
   CheckOptions(AOptions, From, To);
-  const auto Input = OpenInput(AOptions, From);
+  TSampleInput Input(AOptions);
   TOutputFile File(AOptions.Out);
-  const auto Output = OpenOutput(AOptions, To, File, *Input);
+  const auto Output = OpenOutput(AOptions, To, File, Input.Reader());
 
   TConvertResult Result;
-  Result.Rate = AOptions.Rate.value_or(Input->Rate());
-  const auto PerSample = static_cast<std::int64_t>(InfoOf(AOptions.Type).Numbers);
-  const std::int64_t Passed = Input->Skip(AOptions.FromSample * PerSample) / PerSample;
-  if (Passed < AOptions.FromSample) {
-    throw EQSException("there is no sample " + std::to_string(AOptions.FromSample) + " in " +
-                       InputName(AOptions) + ", which has " + Counted(Passed, "sample") +
-                       "; --from-sample counts from 0");
-  }
+  Result.Rate = AOptions.Rate.value_or(Input.Reader().Rate());
+  const std::size_t PerSample = InfoOf(AOptions.Type).Numbers;
   std::vector<double> Numbers(NumbersAtOnce);
-  std::int64_t Left = AOptions.Samples.value_or(std::numeric_limits<std::int64_t>::max());
-  while (Left > 0) {
-    const auto Ask = std::min(std::ssize(Numbers) / PerSample, Left) * PerSample;
-    const std::size_t Count = Input->Read(std::span(Numbers).first(static_cast<std::size_t>(Ask)));
-    if (Count == 0) break;
+  while (const std::size_t Count = Input.Read(Numbers)) {
     Output->Write(std::span(Numbers).first(Count));
-    const std::int64_t Samples = static_cast<std::int64_t>(Count) / PerSample;
-    Result.Samples += Samples;
-    Left -= Samples;
+    Result.Samples += static_cast<std::int64_t>(Count / PerSample);
     if (AIsStopped()) {
       Result.WasInterrupted = true;
       return Result;
     }
   }
-  if (AOptions.Samples && Left > 0) {
-    Result.Remarks.push_back("there were no more than " + Counted(Result.Samples, "sample") +
-                             " of the " + std::to_string(*AOptions.Samples) + " asked for");
-  }
   Output->Finish();
   File.Commit();
-  for (std::string& Remark : Input->Remarks()) Result.Remarks.push_back(std::move(Remark));
+  for (std::string& Remark : Input.Remarks()) Result.Remarks.push_back(std::move(Remark));
   for (std::string& Remark : Output->Remarks()) Result.Remarks.push_back(std::move(Remark));
   return Result;
 }

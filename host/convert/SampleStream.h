@@ -34,6 +34,10 @@ class ISampleReader {
   virtual std::int64_t Skip(std::int64_t ANumbers);
   // In Hz; 0 if the form has none.
   virtual double Rate() const { return 0.0; }
+  // Of an audio file: its channels, and the bits of a whole number that stores a sample, 0 for
+  // other encodings. 0 for any other file.
+  virtual int Channels() const { return 0; }
+  virtual int Bits() const { return 0; }
   // What the user should know of how it was read; complete at the end.
   virtual std::vector<std::string> Remarks() const { return {}; }
 };

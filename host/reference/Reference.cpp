@@ -1,6 +1,7 @@
 #include "Reference.h"
 
 #include "ClassText.h"
+#include "Png.h"
 
 #include <host/Palette.h>
 #include <host/Words.h>
@@ -37,8 +38,13 @@ TPageFile DrawingOf(const TPublishedTable& ATable, const char* AFolder,
   return {std::string(AFolder) + '/' + Name, "image/svg+xml", BytesOf(AFrom / Name)};
 }
 
+// The drawing, else the bitmap that the class or a base of it brings.
 TPageFile IconOf(const TPublishedTable& ATable, const TReferenceOptions& AOptions) {
-  return DrawingOf(ATable, "icons", AOptions.Icons);
+  TPageFile Drawing = DrawingOf(ATable, "icons", AOptions.Icons);
+  if (!Drawing.IsEmpty()) return Drawing;
+  constexpr std::int32_t Pixels = 32;
+  return {"icons/" + std::string(ATable.ClassName()) + ".png", "image/png",
+          PngOf(ClassIcon(ATable, Pixels))};
 }
 
 TPageFile PictureOf(const TPublishedTable& ATable, const TReferenceOptions& AOptions) {

@@ -93,6 +93,7 @@ void TSource::Start() {
 void TSource::Pump() {
   const std::int64_t Before = FPosition;
   if (!FGen.Pump() || FPosition != Before) return;
+  if (FGen.EndsByItself() && FGen.Enabled()) return;  // its end
   FPosition += std::min<std::int64_t>(FGen.BufferSize(), NextBorder() - FPosition);
   if (HasReachedLimit()) FGen.Stop();
 }

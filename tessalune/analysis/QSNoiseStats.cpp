@@ -19,23 +19,30 @@ namespace {
 using enum TQSExtendedWindowType;
 using std::numbers::pi;
 
-constexpr TPropertyInfo<bool> EnabledInfo{
-    .Name = "Enabled", .Default = false, .Doc = "Whether the list counts."};
+constexpr TPropertyInfo<bool> EnabledInfo{.Name = "Enabled",
+                                          .Default = false,
+                                          .Effect = TTakesEffect::NextFrame,
+                                          .Doc = "Whether the list counts."};
 constexpr TPropertyInfo<TQSFourierNormalization> StatsNormalizationInfo{
     .Name = "Normalization",
     .Default = TQSFourierNormalization::fnNormalize,
+    .Effect = TTakesEffect::NextFrame,
     .Doc =
         "What the transform of a complex stream is divided by; of a real one it is the number of "
         "samples."};
-constexpr TPropertyInfo<double> MinDataValInfo{
-    .Name = "MinDataVal", .Default = -32767.0, .Doc = "The least value of the data."};
+constexpr TPropertyInfo<double> MinDataValInfo{.Name = "MinDataVal",
+                                               .Default = -32767.0,
+                                               .Effect = TTakesEffect::NextFrame,
+                                               .Doc = "The least value of the data."};
 constexpr TPropertyInfo<double> MaxDataValInfo{
     .Name = "MaxDataVal",
     .Default = 32767.0,
+    .Effect = TTakesEffect::NextFrame,
     .Doc = "The largest value of the data; a tone from the least to it is full scale, 0 dBFS."};
 constexpr TPropertyInfo<double> WindowThresholdInfo{
     .Name = "WindowThreshold",
     .Default = 0.0,
+    .Effect = TTakesEffect::NextFrame,
     .Doc =
         "Regions are widened by the bins where the frequency-domain window is above it; a change "
         "of WindowType sets it."};
@@ -44,22 +51,26 @@ constexpr TPropertyInfo<std::uint32_t> NumHarmonicsInfo{
     .Default = 5,
     .Bounds = AtLeast(1U),
     .Design = Between(1U, 20U),
+    .Effect = TTakesEffect::NextFrame,
     .Doc = "Harmonics to track, the 2nd upward."};
 constexpr TPropertyInfo<std::uint32_t> DCBinWidthInfo{
     .Name = "DCBinWidth",
     .Default = 3,
     .Design = Between(0U, 100U),
     .Unit = "bins",
+    .Effect = TTakesEffect::NextFrame,
     .Doc = "Half width of the region of bin 0, which counts neither as tone nor as noise."};
 constexpr TPropertyInfo<std::uint32_t> HarmonicBinWidthInfo{
     .Name = "HarmonicBinWidth",
     .Default = 3,
     .Design = Between(0U, 100U),
     .Unit = "bins",
+    .Effect = TTakesEffect::NextFrame,
     .Doc = "Half width of the regions of the fundamental and the harmonics."};
 constexpr TPropertyInfo<TQSSynchronizeType> SynchronizeTypeInfo{
     .Name = "SynchronizeType",
     .Default = TQSSynchronizeType::stNone,
+    .Effect = TTakesEffect::NextFrame,
     .Doc =
         "Where OnStatsAvailable is told: stNone where it is computed, stSingleBuffer in order and "
         "stQueue the newest first, up to ten at once, on the main thread."};
@@ -762,8 +773,8 @@ samples. The figures come with `OnStatsAvailable`: `tessalune run --json` shows 
 `MinDataVal` and `MaxDataVal` to the converter's range.
 
 If you can choose the tone, choose an odd count of whole cycles a frame and `xwtRect`; if not,
-`xwtCosSum` with 4 terms or more. The document `measurement.md` says what each figure means and
-how well each window can measure.)",
+`xwtCosSum` with enough terms for the range, 5 for 12 bits. The document `measurement.md` says
+what each figure means and how well each window can measure.)",
     .BadInput =
         R"(Samples that are no numbers make figures that are none. A range without a width, or none that is
 finite, makes figures that are infinite or NaN, and the notes of `run` tell. What has no power at
@@ -1001,7 +1012,7 @@ void TQSNoiseStats::ProcessSpectrum(const TRef<IQSComplexBuffer>& ABins) {
       RefuseMemory("the figures of " + NumberText(FSettings.NumHarmonics) + " harmonics", Bytes,
                    "a smaller NumHarmonics takes less");
     }
-    if (Ends != FEnds) return;
+    if (Ends != FEnds || HasState(csDestroying)) return;
   }
   Scale(Bins, Size, Behind);
   if (Stats) Deliver(std::move(Stats));
@@ -1052,7 +1063,7 @@ void TQSNoiseStats::CalcStatistics(const TComplex* ABins, TQSNoiseStatResults& A
     const bool Before = FBinMask.Enabled();
     bool Enabled = Before;
     FOnBinMaskOpportunity(*this, AStats.CreateCopy(), Enabled);
-    if (Ends != FEnds) return;
+    if (Ends != FEnds || HasState(csDestroying)) return;
     if (Enabled != Before) FBinMask.SetEnabled(Enabled);
   }
   if (FBinMask.Enabled()) It.Mask(ABins, FBinMask.Values());

@@ -122,6 +122,7 @@ const TPublishedTable& TQSPatternDetector::Published() {
                "The blocks that do not, and all while there is no pattern.", true)
           .Object("Patterns", &TQSPatternDetector::Patterns,
                   "The points at which a block has to lie inside a band.")
+          .DesignEntry("Add Pa&tterns ...", "Patterns")
           .Event("OnPatternDetected", &TQSPatternDetector::SetOnPatternDetected, {"Pattern"},
                  "A block that lies inside every band has been sent.");
   return Table;

@@ -26,8 +26,8 @@ namespace {
 constexpr TClassText RepackText{
     .Use =
         R"(Gives what follows blocks of the size that it wants: whole periods for TQSGoertzOne and
-TQSRMSMeter, 2^k samples for TQSInverseFourier or TQSHaar, long blocks for TQSMedian and
-TQSCombFilter, short ones for quick results. The samples stay the same, in the same order.)",
+TQSRMSMeter, 2^k samples for TQSInverseFourier, long blocks for TQSMedian and TQSCombFilter, short
+ones for quick results. The samples stay the same, in the same order.)",
     .BadInput =
         R"(Any sample is passed on as it is; blocks without samples change nothing. What is held when a
 stream stops is less than a block, and is dropped.)",
@@ -36,8 +36,8 @@ stream stops is less than a block, and is dropped.)",
 is up to `BufferSize` samples. Memory for what is held. Blocks are handled on the thread that
 delivers them, whatever `Threading` says.)",
     .Formulas =
-        R"(    block k holds the samples k `BufferSize` to (k + 1) `BufferSize` - 1 of the stream)",
-    .SeeAlso = "TQSSnapshot, TQSDelayLine, TQSApplyWindow, TQSHaar",
+        R"(    block k holds the samples k N to (k + 1) N - 1 of the stream, N = BufferSize)",
+    .SeeAlso = "TQSSnapshot, TQSDelayLine, TQSApplyWindow, TQSRMSMeter",
     .Example =
         R"(A tone of 100 Hz whose level swings, and the RMS of it: of blocks of 80 samples, one cycle each,
 whatever the source sends.)",

@@ -3,6 +3,7 @@
 #include <tessalune/frame/runtime/QSComponentRegistry.h>
 
 #include <algorithm>
+#include <concepts>
 #include <memory>
 
 namespace tessalune {
@@ -27,7 +28,9 @@ template <class T>
 const TPublishedTable& TQSListMultiInput<T>::Published() {
   static const TPublishedTable Table =
       TPublishedTable({.Name = "TQSListMultiInput"}, &TQSTypedMultiInput<T, T>::Published())
-          .PinList(InputPinsInfo, &TQSListMultiInput::InputPins, true);
+          .PinList(InputPinsInfo, &TQSListMultiInput::InputPins,
+                   std::same_as<T, double> ? "TQSKLQueuedRealSinkPin" : "TQSKLQueuedComplexSinkPin",
+                   true);
   return Table;
 }
 

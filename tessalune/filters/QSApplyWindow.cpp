@@ -46,7 +46,7 @@ when a property or the size of the blocks changes, and then used again.)",
     xwtBlackman  0.5 - 0.08 Alpha - 0.5 cos(2 pi t) + 0.08 Alpha cos(4 pi t)
     xwtKaiser    I0(20 Alpha sqrt(1 - (2 t - 1)^2)) / I0(20 Alpha)
     xwtFlatTop   five cosine terms, ISO 18431-2
-    xwtCosSum    `NumberTerms` cosine terms with the lowest side lobes: -98 dB with 4, -290 dB with 11
+    xwtCosSum    NumberTerms cosine terms with the lowest side lobes: -98 dB with 4, -290 dB with 11
 
 (Blackman and Tukey 1958; Kaiser 1974, IEEE ISCAS; Nuttall 1981, IEEE Trans. ASSP 29; Albrecht
 2001, ICASSP.) `OnWindowCalculated` tells the gain sqrt(mean(w^2)).)",

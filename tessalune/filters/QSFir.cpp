@@ -45,6 +45,7 @@ const TPublishedTable& TQSFir::Published() {
                        .Text = FirText},
                       &TQSCommonTapsFilter::Published())
           .Object("Taps", &TQSFir::Taps, "The impulse response.")
+          .DesignEntry("Design &Filter ...", "Taps")
           .OlderForm("FilterDesignInfo", "", &TQSFir::DropForm, "Text of a design tool.");
   return Table;
 }

@@ -63,7 +63,8 @@ const TPublishedTable& TQSIir::Published() {
                        .Text = IirText},
                       &TQSCommonIirFilter::Published())
           .Object("Taps", &TQSIir::Taps,
-                  "The coefficients, two pairs or more: B0 to B(n-1), then A0 to A(n-1).");
+                  "The coefficients, two pairs or more: B0 to B(n-1), then A0 to A(n-1).")
+          .DesignEntry("Design &Filter ...", "Taps");
   return Table;
 }
 
@@ -109,7 +110,8 @@ const TPublishedTable& TQSBiQuadIir::Published() {
                        .Text = BiQuadIirText},
                       &TQSCommonIirFilter::Published())
           .Object("BiQuads", &TQSBiQuadIir::BiQuads,
-                  "The sections in their order, six coefficients each: B0, B1, B2, A0, A1, A2.");
+                  "The sections in their order, six coefficients each: B0, B1, B2, A0, A1, A2.")
+          .DesignEntry("Design &Filter ...", "BiQuads");
   return Table;
 }
 

@@ -30,6 +30,8 @@
 #include <tessalune/filters/QSSubtract.h>
 #include <tessalune/filters/QSToSquare.h>
 #include <tessalune/package/TessalunePkg.h>
+#include <tessalune/primitives/QSDispatcher.h>
+#include <tessalune/primitives/QSHilbertDispatcher.h>
 #include <tessalune/sources/QSLogger.h>
 #include <tessalune/sources/QSPlayer.h>
 #include <tessalune/sources/QSRandomGen.h>
@@ -43,7 +45,7 @@
 #include <tessalune/transforms/QSPowerSpectrum.h>
 
 #include <array>
-#include <atomic>
+#include <mutex>
 
 namespace tessalune {
 namespace {
@@ -51,9 +53,12 @@ namespace {
 // In the order in which the units are initialised.
 constexpr std::array Units{
     TPackageUnit{"TessalunePkg", nullptr},
-    TPackageUnit{"QSHilbertDispatcher", nullptr},
+    TPackageUnit{"QSHilbertDispatcher", nullptr, &QSHilbertDispatcher::initialization,
+                 &QSHilbertDispatcher::Finalization},
     TPackageUnit{"QSSubDispatcher", nullptr},
-    TPackageUnit{"QSDispatcher", nullptr},
+    TPackageUnit{"SysInit", nullptr},
+    TPackageUnit{"QSDispatcher", nullptr, &QSDispatcher::initialization,
+                 &QSDispatcher::Finalization},
     TPackageUnit{"QSFrequencyFilter", nullptr},
     TPackageUnit{"QSSimpleFilter", nullptr},
     TPackageUnit{"QSPatternDetector", &QSPatternDetector::RegisterPkg},
@@ -115,24 +120,63 @@ constexpr std::array Units{
     TPackageUnit{"QSMinMax", &QSMinMax::RegisterPkg},
 };
 
-std::atomic<int> Initializations{0};
+// In the order in which they are initialised.
+constexpr std::array<std::string_view, 4> Needs{"Ketline", "Brindle", "Norvane runtime",
+                                                "run-time library"};
+
+std::mutex Mutex;
+int Initializations = 0;
 
 }  // namespace
 
-void Initialize() { ++Initializations; }
-void Finalize() { --Initializations; }
-int InitializationCount() { return Initializations; }
+static_assert(PackageAbi == TESSALUNE_ABI);  // of the project's version
 
-std::span<const TPackageUnit> GetPackageInfoTable() { return Units; }
+const void* LibraryInstance() noexcept { return &Initializations; }
 
 TIconFile StreamIcon(const TGUID& ADataTypeID) {
   if (ADataTypeID != IKLQSTriggerDataStream.ID) return {};
   return IconFile("IKLQSTRIGGERDATASTREAM.png");
 }
 
-void RegisterAllUnits() {
-  for (const TPackageUnit& Unit : Units) {
+// The lock is held while the units' entries run, so that nobody returns before they have.
+void Initialize() {
+  const std::lock_guard Lock(Mutex);
+  if (Initializations++ == 0) InitializeUnits(Units);
+}
+
+void Finalize() {
+  const std::lock_guard Lock(Mutex);
+  if (Initializations > 0 && --Initializations == 0) FinalizeUnits(Units);
+}
+
+int InitializationCount() {
+  const std::lock_guard Lock(Mutex);
+  return Initializations;
+}
+
+const TPackageInfoTable& GetPackageInfoTable() {
+  static const TPackageInfoTable Table{
+      .Description = PackageDescription, .Needs = Needs, .Units = Units};
+  return Table;
+}
+
+void RegisterUnits(std::span<const TPackageUnit> AUnits) {
+  for (const TPackageUnit& Unit : AUnits) {
     if (Unit.RegisterPkg != nullptr) Unit.RegisterPkg();
+  }
+}
+
+void RegisterAllUnits() { RegisterUnits(Units); }
+
+void InitializeUnits(std::span<const TPackageUnit> AUnits) {
+  for (const TPackageUnit& Unit : AUnits) {
+    if (Unit.Initialization != nullptr) Unit.Initialization();
+  }
+}
+
+void FinalizeUnits(std::span<const TPackageUnit> AUnits) {
+  for (auto Unit = AUnits.rbegin(); Unit != AUnits.rend(); ++Unit) {
+    if (Unit->Finalization != nullptr) Unit->Finalization();
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <iterator>
 #include <span>
@@ -65,6 +66,13 @@ constexpr TPrimitiveEntry MakePrimitiveEntry(const char* AName) noexcept {
 // Binds every row in order, by GetIPPSProcAddress.
 void BindTable(std::span<const TPrimitiveEntry> ATable) noexcept;
 
+// The entries of a unit, by which a package loads and unloads it; any thread.
+#define TESSALUNE_DECLARE_UNIT_ENTRIES(Unit) \
+  namespace Unit {                           \
+  void initialization() noexcept;            \
+  void Finalization() noexcept;              \
+  }
+
 #define TESSALUNE_DECLARE_PRIMITIVE(Name)        \
   using TPtr_##Name = decltype(&builtins::Name); \
   extern TPtr_##Name Name;
@@ -86,14 +94,25 @@ void BindTable(std::span<const TPrimitiveEntry> ATable) noexcept;
 #define TESSALUNE_PRIMITIVE_ENTRY(Name) MakePrimitiveEntry<Name, TESSALUNE_VERSIONS(Name)>(#Name),
 #define TESSALUNE_COUNT_PRIMITIVE(Name) +1
 
-// The variables of a unit, `<unit>Table()` that gives its rows, and the binding at load. For the
-// unit's source file, inside namespace tessalune. All that binding reads is constant-initialised:
-// it has the first priority that a program may use, ahead of all objects that ask for none.
+// The variables of a unit, `<unit>Table()` that gives its rows, and its entries, which
+// TESSALUNE_DECLARE_UNIT_ENTRIES declares. For the unit's source file, inside namespace tessalune.
+// The entries are counted: the first `initialization` binds, and that is the one when the library
+// is loaded; later ones change nothing. All that binding reads is constant-initialised: it has the
+// first priority that a program may use, ahead of all objects that ask for none.
 #define TESSALUNE_DEFINE_PRIMITIVES(Unit, Primitives)                                             \
   Primitives(TESSALUNE_DECLARE_VERSIONS) Primitives(TESSALUNE_DEFINE_PRIMITIVE) namespace {       \
     constexpr std::array<TPrimitiveEntry, 0 Primitives(TESSALUNE_COUNT_PRIMITIVE)> Unit##Entries{ \
         {Primitives(TESSALUNE_PRIMITIVE_ENTRY)}};                                                 \
-    [[gnu::constructor(101)]] void Bind##Unit() noexcept { BindTable(Unit##Entries); }            \
+    constinit std::atomic<int> Unit##Counter{0};                                                  \
+  }                                                                                               \
+  namespace Unit {                                                                                \
+  void initialization() noexcept {                                                                \
+    if (--Unit##Counter == -1) BindTable(Unit##Entries);                                          \
+  }                                                                                               \
+  void Finalization() noexcept { ++Unit##Counter; }                                               \
+  namespace {                                                                                     \
+  [[gnu::constructor(101)]] void Bind() noexcept { initialization(); }                            \
+  }                                                                                               \
   }                                                                                               \
   std::span<const TPrimitiveEntry> Unit##Table() noexcept { return Unit##Entries; }
 

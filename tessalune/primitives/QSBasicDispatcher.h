@@ -289,5 +289,6 @@ TESSALUNE_QSBASICDISPATCHER_PRIMITIVES(TESSALUNE_DECLARE_PRIMITIVE)
 
 // The unit's rows, in the order of binding.
 std::span<const TPrimitiveEntry> QSBasicDispatcherTable() noexcept;
+TESSALUNE_DECLARE_UNIT_ENTRIES(QSBasicDispatcher)
 
 }  // namespace tessalune

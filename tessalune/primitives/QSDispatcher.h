@@ -157,6 +157,7 @@ TESSALUNE_QSDISPATCHER_PRIMITIVES(TESSALUNE_DECLARE_PRIMITIVE)
 
 // The unit's rows, in the order of binding.
 std::span<const TPrimitiveEntry> QSDispatcherTable() noexcept;
+TESSALUNE_DECLARE_UNIT_ENTRIES(QSDispatcher)
 
 // Square wave: -magn for the first asym / 2 + 0.5 of each cycle, magn for the rest. *pPhase, in
 // radians, becomes the phase of sample len. No library offers it, so it is always this one.

@@ -48,5 +48,6 @@ TESSALUNE_QSHILBERTDISPATCHER_PRIMITIVES(TESSALUNE_DECLARE_PRIMITIVE)
 
 // The unit's rows, in the order of binding.
 std::span<const TPrimitiveEntry> QSHilbertDispatcherTable() noexcept;
+TESSALUNE_DECLARE_UNIT_ENTRIES(QSHilbertDispatcher)
 
 }  // namespace tessalune

@@ -2,8 +2,6 @@
 #include <tessalune/primitives/kernels/DftSpec.h>
 
 namespace tessalune::TESSALUNE_BUILTINS {
-TESSALUNE_COMPLEX_DFT(template, float)
-TESSALUNE_REAL_DFT(template, float)
 
 using kernels::TSpectrumLayout;
 

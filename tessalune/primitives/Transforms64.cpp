@@ -3,9 +3,6 @@
 
 namespace tessalune::TESSALUNE_BUILTINS {
 
-TESSALUNE_COMPLEX_DFT(template, double)
-TESSALUNE_REAL_DFT(template, double)
-
 using kernels::TSpectrumLayout;
 
 namespace {

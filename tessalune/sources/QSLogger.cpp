@@ -13,8 +13,10 @@ namespace {
 
 static_assert(std::endian::native == std::endian::little, "log files are little-endian");
 
-constexpr TPropertyInfo<std::string> FileNameInfo{
-    .Name = "FileName", .Default = "", .Doc = "The file to write; empty logs nothing."};
+constexpr TPropertyInfo<std::string> FileNameInfo{.Name = "FileName",
+                                                  .Default = "",
+                                                  .Doc = "The file to write; empty logs nothing.",
+                                                  .FileFilter = QSSampleFileFilter};
 constexpr TPropertyInfo<bool> EnabledInfo{
     .Name = "Enabled", .Default = true, .Doc = "While false, nothing is written."};
 constexpr TPropertyInfo<std::int64_t> CeilingInfo{
@@ -79,6 +81,7 @@ const TPublishedTable& TQSLogger::Published() {
           .Pin("InputPin", &TQSLogger::InputPin, "The stream to write.", true)
           .Pin("ProgressPin", &TQSLogger::ProgressPin, "Progress toward Ceiling, in blocks.")
           .Property(FileNameInfo, &TQSLogger::FileName, &TQSLogger::SetFileName)
+          .DesignEntry("Edit &File Name ...", "FileName")
           .Property(EnabledInfo, &TQSLogger::Enabled, &TQSLogger::SetEnabled)
           .Property(CeilingInfo, &TQSLogger::Ceiling, &TQSLogger::SetCeiling)
           .Property(SaveBufferSizesInfo, &TQSLogger::SaveBufferSizes,

@@ -16,7 +16,8 @@ namespace {
 constexpr TPropertyInfo<std::string> FileNameInfo{.Name = "FileName",
                                                   .Default = "",
                                                   .Effect = TTakesEffect::NextStart,
-                                                  .Doc = "The file to play; empty plays nothing."};
+                                                  .Doc = "The file to play; empty plays nothing.",
+                                                  .FileFilter = QSSampleFileFilter};
 constexpr TPropertyInfo<TQSPlayerMode> ModeInfo{
     .Name = "Mode",
     .Default = TQSPlayerMode::pmStop,
@@ -85,6 +86,7 @@ const TPublishedTable& TQSPlayer::Published() {
           .Pin("OutputPin", &TQSPlayer::OutputPin, "The file's samples.", true)
           .Pin("ProgressPin", &TQSPlayer::ProgressPin, "The position in the file, in samples.")
           .Property(FileNameInfo, &TQSPlayer::FileName, &TQSPlayer::SetFileName)
+          .DesignEntry("Edit &File Name ...", "FileName")
           .Property(ModeInfo, &TQSPlayer::Mode, &TQSPlayer::SetMode)
           .Property(SavedBufferSizesInfo, &TQSPlayer::SavedBufferSizes,
                     &TQSPlayer::SetSavedBufferSizes)
@@ -114,7 +116,7 @@ std::string TQSPlayer::ReadError() const {
 std::vector<TLoss> TQSPlayer::Losses() const {
   const std::int64_t Missed = Missing();
   const std::string Reason = ReadError();
-  const std::string File = "the file \"" + FileName() + "\" ";
+  const std::string File = "the file \"" + PlayedName() + "\" ";
   // A device tells no length, so an error may leave nothing to count.
   const std::int64_t Amount = Missed > 0 || Reason.empty() ? Missed : 1;
   return {{.Amount = Amount,
@@ -127,9 +129,21 @@ std::vector<TLoss> TQSPlayer::Losses() const {
 std::vector<TUsedFile> TQSPlayer::UsedFiles() const {
   if (!Enabled()) return {};
   return {{.Property = FileNameInfo.Name,
-           .FileName = FileName(),
+           .FileName = PlayedName(),
            .Way = TFileWay::Reads,
            .Bytes = FPlayedBytes}};
+}
+
+std::string TQSPlayer::PlayedName() const {
+  const ILockSection Section = ReadLock();
+  return FPlayedName.empty() ? FFileName : FPlayedName;
+}
+
+std::vector<std::string> TQSPlayer::Remarks() const {
+  std::vector<std::string> Remarks = TQSCommonBaseRealGen::Remarks();
+  const ILockSection Section = ReadLock();
+  if (!FEndRemark.empty()) Remarks.push_back(FEndRemark);
+  return Remarks;
 }
 
 // --- the stream ---
@@ -167,8 +181,11 @@ void TQSPlayer::StartStream() {
         [this, Failed = FFileName, Reason] { ReportCannotOpen(*this, FOnError, Failed, Reason); });
     return;
   }
+  FPlayedName = FFileName;
+  FEndRemark.clear();
   FFileBytes = FileSize(FFileHandle);
   FPlayedBytes = 0;
+  FLeftOfBlock = 0;
   FSample = 0;
   FMissing = 0;
   FReadError = 0;
@@ -269,9 +286,15 @@ std::size_t TQSPlayer::Read(void* AData, std::size_t ABytes) {
   return Got;
 }
 
+// What was cut while it was played, or cannot be read, is a loss.
+void TQSPlayer::RemarkEnd(const std::string& AWhere) {
+  if (FMissing == 0 && FReadError == 0) FEndRemark = '"' + FPlayedName + "\" ends inside " + AWhere;
+}
+
 void TQSPlayer::Rewind() {
   FileSeek(FFileHandle, 0);
   FPlayedBytes = 0;
+  FLeftOfBlock = 0;
 }
 
 // One record. The position and the progress are told also when nothing was left to read.
@@ -279,8 +302,10 @@ bool TQSPlayer::Play(TQSLinearMemoryBuffer& ASignal, std::int64_t AWanted, bool&
   std::int64_t Wanted = AWanted;
   if (FSavedBufferSizes) {
     std::uint32_t Count = 0;
-    if (!ReadCount(Count, ANeedsStop)) return false;
-    Wanted = std::min(Cut32(Count), std::min(FBlockLimit.Load(), LargestBlock) * BytesPerSample());
+    if (FLeftOfBlock == 0 && !ReadCount(Count, ANeedsStop)) return false;
+    const std::int64_t Block = FLeftOfBlock > 0 ? FLeftOfBlock : Cut32(Count);
+    Wanted = std::min(Block, std::min(FBlockLimit.Load(), LargestBlock) * BytesPerSample());
+    FLeftOfBlock = Block - Wanted;
   }
   const bool Found = ReadBlock(ASignal, Wanted, ANeedsStop);
   TakePosition();
@@ -289,7 +314,10 @@ bool TQSPlayer::Play(TQSLinearMemoryBuffer& ASignal, std::int64_t AWanted, bool&
 }
 
 bool TQSPlayer::ReadCount(std::uint32_t& ACount, bool& ANeedsStop) {
-  if (Read(&ACount, sizeof(ACount)) == sizeof(ACount)) return true;
+  const std::size_t Got = Read(&ACount, sizeof(ACount));
+  if (Got == sizeof(ACount)) return true;
+  if (Got > 0)
+    RemarkEnd("a count, of which " + QuantityText(NumberText(Got), "bytes") + " are there");
   ANeedsStop = FMode == TQSPlayerMode::pmStop;
   if (FMode != TQSPlayerMode::pmRepeat) return false;
   Rewind();
@@ -321,6 +349,14 @@ bool TQSPlayer::ReadBlock(TQSLinearMemoryBuffer& ASignal, std::int64_t AWanted, 
     Done += static_cast<std::int64_t>(Got);
     FPlayedBytes += static_cast<std::int64_t>(Got);
     if (Got == Ask) continue;
+    if (FSavedBufferSizes && Got > 0) {
+      RemarkEnd("a block: its count says " + QuantityText(NumberText(AWanted), "bytes") + ", and " +
+                NumberText(Done) +
+                " follow; it was cut, or has no counts (then SavedBufferSizes is false)");
+    } else if (const std::int64_t Rest = FPlayedBytes % BytesPerSample(); Rest > 0) {
+      RemarkEnd("a sample: the last " + QuantityText(NumberText(Rest), "bytes") + " of " +
+                NumberText(BytesPerSample()) + " are no whole one");
+    }
     ANeedsStop = FMode == TQSPlayerMode::pmStop;
     if (FMode != TQSPlayerMode::pmRepeat) break;
     // Nothing even from the file's beginning, or a count that is larger than the file.
@@ -335,6 +371,7 @@ bool TQSPlayer::ReadBlock(TQSLinearMemoryBuffer& ASignal, std::int64_t AWanted, 
 // A file with counts is walked from its beginning, since no position tells where a record starts.
 void TQSPlayer::SeekToSample() {
   if (FFileHandle == ClosedFile) return;
+  FLeftOfBlock = 0;
   const std::int64_t Target =
       FSample > FFileBytes / BytesPerSample() ? FFileBytes : FSample * BytesPerSample();
   if (!FSavedBufferSizes) {

@@ -94,12 +94,15 @@ class TQSPlayer : public TQSCommonBaseRealGen, public IFileUser, public ILossRep
   void SetCurrentSample(std::int64_t AValue);
 
   // What a host asks of any source and any component with a file. The limit cuts blocks of a file
-  // with counts, too; what is left of a cut block is not sent.
+  // with counts, too; what is left of a cut block is the next one.
   bool EndsByItself() const override { return FMode == TQSPlayerMode::pmStop; }
   std::optional<std::int64_t> Length() const override { return SamplesCount(); }
+  // The file that was opened last; before the first start, the one that FileName names.
   std::vector<TUsedFile> UsedFiles() const override;
   // What the file did not give (see Missing and ReadError).
   std::vector<TLoss> Losses() const override;
+  // Among others that the file ends inside a sample, a count or a block.
+  std::vector<std::string> Remarks() const override;
 
  protected:
   TKLNotifyResult NotifyOutputPins(IKLNotifyOperation& AOperation) override;
@@ -127,7 +130,12 @@ class TQSPlayer : public TQSCommonBaseRealGen, public IFileUser, public ILossRep
   void QueueEnd(TStream AEnding);
   void DoProgress();
 
+  std::string PlayedName() const;
+  void RemarkEnd(const std::string& AWhere);
+
   std::string FFileName;
+  std::string FPlayedName;  // that was opened last; empty before
+  std::string FEndRemark;
   TFileHandle FFileHandle = ClosedFile;
   TField<TQSPlayerMode> FMode;
   TEvent<TQSSignalProgressEvent> FOnProgress;
@@ -141,6 +149,7 @@ class TQSPlayer : public TQSCommonBaseRealGen, public IFileUser, public ILossRep
   TEvent<TQSErrorEvent> FOnError;
   bool FStreamStarted = false;
   bool FEndQueued = false;
+  std::int64_t FLeftOfBlock = 0;  // bytes behind a block that was cut
   TField<bool> FSavedBufferSizes;
   TQSKLChannelSourcePin FOutputPin;
   TKLInt64TimeRangedStatePin FProgressPin;

@@ -65,14 +65,14 @@ frequencies in each block. Several of them, by TQSAdd and TQSMultiply, make most
 graph has to be tried with. A `Phase` of 0 is the positive peak of tone and triangle.)",
     .BadInput =
         R"(Tone and triangle have no form at half the sample rate and above, nor with an `Amplitude` of 0:
-the block is silent then, but for `Offset`. A saw tooth whose cycle has less than half a sample,
-or 2^31 and more, is silent too. A phase or a frequency that is no finite number is refused.)",
+the block is silent then, but for `Offset`, and the notes of `run` tell. A saw tooth whose cycle
+has less than half a sample, or 2^31 and more, is silent too. A phase or a frequency that is no
+finite number is refused.)",
     .Accuracy =
-        R"(A tone runs on from block to block without a step. It is computed by a recurrence at extended
-precision, whose error at sample n of a block is about n / sin(2 w) 2^-64 of the amplitude, w as
-below. A saw tooth is made of whole samples, in ramps of N + 1 with N the samples of a cycle,
-rounded: its frequency is the rate divided by N + 1, and its values have single precision. A few
-operations a sample.)",
+        R"(A tone runs on from block to block without a step. It is computed at extended precision: before it
+is rounded, sample n of a block is off by some (n / 32 + 64) 2^-64 of the amplitude. A saw tooth
+is made of whole samples, in ramps of N + 1 with N the samples of a cycle, rounded: its frequency
+is the rate divided by N + 1, and its values have single precision. A few operations a sample.)",
     .Formulas = R"(With w = 2 pi `Frequency` / `SampleRate`, A for `Amplitude`, all plus `Offset`:
 
     stTone      A cos(w n + Phase)

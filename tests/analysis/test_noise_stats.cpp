@@ -434,6 +434,8 @@ TEST(NoiseStats, BearsWhatItsHandlersDo) {
       } catch (const EQSException&) {
         EXPECT_EQ(What, 3);
       }
+      const std::size_t Records = (What == 4 ? 1U : 0U) + (InOpportunity ? 0U : 1U);
+      EXPECT_EQ(Rig.Told.size(), What == 1 ? 3U : Records) << "no record of a frame that was ended";
       EXPECT_EQ(Rig.Bins.Blocks.size(), What == 4   ? 1U
                                         : What == 1 ? 3U
                                                     : 0U)

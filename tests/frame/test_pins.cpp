@@ -182,7 +182,7 @@ struct TShrinks final : TQSCommonRealFilter {
   static const TPublishedTable& Published() {
     static const TPublishedTable Table =
         TPublishedTable({.Name = "TShrinks"}, &TComponent::Published())
-            .PinList(Info, &TShrinks::Inputs)
+            .PinList(Info, &TShrinks::Inputs, "TKLSinkPin")
             .Pin("Output", &TShrinks::Output, "");
     return Table;
   }

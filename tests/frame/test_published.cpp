@@ -99,8 +99,11 @@ TEST_P(EveryClass, RefusesWhatIsOutOfBoundsOrOfTheWrongType) {
     }
     for (const TPropertyValue& Value : Bad) {
       const TPropertyValue Tried = IsArray ? TPropertyValue(TList({Value})) : Value;
+      // An object's content is called by the object's name.
+      const bool IsContent = &ARow == APart.PublishedTable().ContentRow();
+      const std::string Name = IsContent ? APart.Describe() : std::string(ARow.Name);
       ExpectAll(Refusal([&] { ARow.Set(APart, Tried); }),
-                {ARow.Name, ValueText(Value), "cannot be", "expected is"});
+                {Name, ValueText(Value), "cannot be", "expected is"});
       EXPECT_EQ(ARow.Get(APart), ARow.Default) << ARow.Name << " changed all the same";
     }
   });

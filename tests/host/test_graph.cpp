@@ -221,7 +221,7 @@ TEST_F(Graph, TellsAllMistakesAtOnceWithPlaceAndRemedy) {
       {{6, 11}, "between 2 and 30"},
       {{6, 26}, "components[1].properties.NumTaps: "},
       {{7, 14},
-       "components[1].properties.Taps[1]: P (TFormsProbe).Taps: _Items cannot be \"x\"; expected "
+       "components[1].properties.Taps[1]: P (TFormsProbe).Taps cannot be \"x\"; expected "
        "is "
        "a number"},
       {{7, 48}, "components[1].properties.Sections.Values[0][1]: a section has six numbers"},

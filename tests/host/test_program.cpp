@@ -8,6 +8,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <limits>
+#include <map>
 #include <random>
 #include <sstream>
 
@@ -16,6 +20,7 @@ namespace {
 
 using nlohmann::json;
 using tessalune::test::BytesOf;
+using tessalune::test::LogOf;
 using tessalune::test::ReadFile;
 using tessalune::test::TTempDir;
 using tessalune::test::WriteFile;
@@ -114,6 +119,18 @@ TEST_F(Program, RunsTheExamplesOfQuantisingAndGating) {
   };
   EXPECT_EQ(ReadReals("gated.bin"), Join(std::vector<double>(80), {0, 2000, 4000, 7920}));
   EXPECT_EQ(ReadReals("shots.bin"), Join({}, {4800, 5200, 6001, 6401}));
+  // Each response is cut where its edge was, so all of them are alike from when the filter swings.
+  RunExample("in-step.json");
+  for (const auto& [Name, First] : {std::pair("edges", 48), std::pair("responses", 59)}) {
+    Run(std::string("convert --from-counts ") + Name + ".bin bare.bin");
+    const auto Snippets = ReadReals("bare.bin");
+    ASSERT_EQ(Snippets.size(), 50U * 240U) << Name;
+    for (std::size_t I = 240; I < Snippets.size(); ++I) {
+      const bool IsHigh = I % 240 >= static_cast<std::size_t>(First);
+      ASSERT_EQ(Snippets[I] > 0, IsHigh) << Name << I;
+      ASSERT_NEAR(Snippets[I], Snippets[I % 240 + 240], 1e-9) << Name << I;
+    }
+  }
 }
 
 // A finite source ends the run, on the program's pump and on its own clock; the filter with a
@@ -147,6 +164,37 @@ TEST_F(Program, PlaysARecordingToItsEnd) {
   EXPECT_EQ(Run("convert --counts speech.bin speech.csv").Code, 0);
   const std::string Speech = ReadFile(FFolder / "speech.csv");
   EXPECT_EQ(std::count(Speech.begin(), Speech.end(), '1'), 999);  // |x| > 1000
+}
+
+// The file that was played, of which the summary tells, is not the one that has been named since;
+// its end, between two records and inside a sample, is where the stream's is.
+TEST_F(Program, TellsOfTheFileThatWasPlayed) {
+  const std::string Log =
+      LogOf(std::vector<std::vector<double>>(3, std::vector<double>(500)), true);
+  WriteFile(FFolder / "counts.bin", Log);
+  WriteFile(FFolder / "cut.bin", Log.substr(0, Log.size() - 3));
+  json Graph{
+      {"tessalune", 1},
+      {"components",
+       {{{"class", "TQSPlayer"},
+         {"name", "P"},
+         {"properties", {{"FileName", "counts.bin"}, {"SavedBufferSizes", true}}}},
+        {{"class", "TQSAbs"}, {"name", "A"}},
+        {{"class", "TQSLogger"}, {"name", "L"}, {"properties", {{"FileName", "l.bin"}}}}}},
+      {"links", {{"P.OutputPin", "A.InputPin", "real"}, {"A.OutputPin", "L.InputPin", "real"}}},
+      {"run", {{"at", json::array({{{"samples", 700}, {"set", {{"P.FileName", "cut.bin"}}}}})}}}};
+  WriteFile(FFolder / "g.json", Graph.dump());
+  const json Summary = Run("run --json --watch P.ProgressPin g.json").Lines().back().at("summary");
+  EXPECT_EQ(Summary.at("components").at(0).at("file"), "counts.bin") << Summary;
+  EXPECT_EQ(Summary.at("remarks"), json::array());
+  EXPECT_EQ(Summary.at("values").at(0).at("time"), 1500 / 44100.0) << Summary;
+  for (const auto& [Set, Remark] :
+       {std::pair("--set P.FileName=cut.bin", "its count says 4000 bytes, and 3997 follow"),
+        std::pair("--set P.FileName=cut.bin --set P.SavedBufferSizes=false",
+                  "\"cut.bin\" ends inside a sample: the last 1 byte of 8 are no whole one")}) {
+    const TOutcome Outcome = Run(std::string("run g.json ") + Set);
+    EXPECT_NE(Outcome.Output.find(Remark), std::string::npos) << Outcome.Output << Outcome.Errors;
+  }
 }
 
 // In real time the clock decides; a limit ends there too, at the sample.
@@ -274,6 +322,18 @@ TEST_F(Program, WrongCommandLinesAreMistakes) {
     EXPECT_EQ(Outcome.Code, 2) << Arguments;
     EXPECT_NE(Outcome.Errors, "") << Arguments;
   }
+  for (const auto& [Arguments, Part] :
+       {std::pair("run --set", "--set wants a value. Component.Property=value"),
+        std::pair("convert a.bin", "OUT is missing. The file to write"),
+        std::pair("run --samples 1.5 x.json", "1.5 is no whole number from 1"),
+        std::pair("validate '" EXAMPLES "/filters.json' --set Average.Taps=a",
+                  "--set Average.Taps=a: Taps cannot be \"a\"; expected is an array"),
+        std::pair("convert nofile out", "cannot read \"nofile\": No such file")}) {
+    const TOutcome Outcome = Run(Arguments);
+    EXPECT_NE(Outcome.Errors.find(Part), std::string::npos) << Outcome.Errors;
+  }
+  EXPECT_EQ(Run("run --quiet --samples 1e3 " + FTone).Code, 0);
+  EXPECT_EQ(ReadReals("tone.bin").size(), 1000U);
   EXPECT_EQ(Run("list > /dev/full").Code, 1);
   EXPECT_EQ(Run("run --json --seconds 1e9 " + FTone + "> /dev/full").Code, 1);
   EXPECT_NE(Run("--help").Output.find("Exit codes"), std::string::npos);
@@ -328,6 +388,94 @@ TEST_F(Program, FormatsInPlace) {
   EXPECT_EQ(Run("format g.json").Output, Text);
 }
 
+#ifdef PACKAGES
+// The example package: from the command line, before the command and behind it, and from a graph,
+// whose folder its name counts from.
+TEST_F(Program, UsesAPackageOfSomebodyElse) {
+  std::filesystem::create_directory(FFolder / "graphs");
+  std::filesystem::create_symlink(PACKAGES "/package_workshop.so", FFolder / "graphs/w.so");
+  const std::string Package = "--package '" PACKAGES "/package_workshop.so' ";
+  EXPECT_EQ(Run("describe TMovingMean").Code, 2);
+  for (const std::string& List : {Package + "list", "list --package graphs/w.so " + Package}) {
+    const std::string Text = Run(List).Output;
+    EXPECT_NE(Text.find("\nWorkshop\n  TMovingMean             Moving Mean\n"), std::string::npos);
+  }
+  EXPECT_EQ(Run(Package + "describe --json TSawtooth").Lines().at(0).at("category"), "Workshop");
+
+  json Graph = json::parse(ReadFile(EXAMPLES "/../package/workshop.json"));
+  Graph["packages"] = {"w.so"};
+  WriteFile(FFolder / "graphs/g.json", Graph.dump());
+  const TOutcome Outcome = Run("run --json graphs/g.json");
+  EXPECT_EQ(Outcome.Code, 0) << Outcome.Errors;
+  EXPECT_EQ(Outcome.Errors,
+            "tessalune: warning: the graph \"graphs/g.json\" loads the package \"graphs/w.so\", "
+            "which is code and runs with all your rights\n");
+  const auto Mean = ReadReals("mean.bin");
+  ASSERT_EQ(Mean.size(), 8000U);
+  // A whole tooth of 64 samples, from -1 on.
+  for (std::size_t I = 64; I < Mean.size(); ++I) ASSERT_NEAR(Mean[I], -1.0 / 64, 1e-12) << I;
+  const json Values = Outcome.Lines().back().at("summary").at("values");
+  ASSERT_EQ(Values.size(), 1U) << Values;
+  EXPECT_NEAR(Values[0].at("value").get<double>(), std::sqrt(3.0), 0.01);
+
+  const TOutcome Looked = Run("validate graphs/g.json");
+  EXPECT_EQ(Looked.Code, 2);
+  EXPECT_NE(Looked.Errors.find("packages[0]: the package \"graphs/w.so\" was not loaded, for it is "
+                               "code"),
+            std::string::npos)
+      << Looked.Errors;
+  EXPECT_EQ(Run("validate graphs/g.json " + Package).Code, 0);
+}
+
+TEST_F(Program, RefusesWhatIsNoPackageForIt) {
+  WriteFile(FFolder / "text.so", "no library");
+  for (const auto& [File, Parts] : std::map<std::string, std::vector<std::string>>{
+           {"nowhere.so", {"\"nowhere.so\" cannot be found", "expected is the path"}},
+           {"text.so", {"\"text.so\" cannot be loaded", "expected is a shared library"}},
+           {PACKAGES "/package_HAS_NO_FINALIZE.so", {"has no entry Finalize", "TESSALUNE_PACKAGE"}},
+           {PACKAGES "/package_IS_NEWER.so", {"headers of version 9.1", "compile it"}},
+           {PACKAGES "/package_TAKES_A_NAME.so", {"the name TQSAbs already", "choose another"}},
+       }) {
+    const TOutcome Outcome = Run("list --package '" + File + "'");
+    EXPECT_EQ(Outcome.Code, 2) << File;
+    for (const std::string& Part : Parts) {
+      EXPECT_NE(Outcome.Errors.find(Part), std::string::npos) << File << ": " << Outcome.Errors;
+    }
+  }
+}
+#endif
+
+// What shells complete is what the parser takes, and the manual page has all of it.
+TEST_F(Program, CompletesCommandLinesWhoseWordsItsManualHas) {
+  const auto Complete = [this](const std::string& AWords) {
+    std::vector<std::string> Words;
+    std::istringstream Stream(Run("complete " + AWords).Output);
+    for (std::string Line; std::getline(Stream, Line);) {
+      Words.push_back(Line.substr(0, Line.find('\t')));
+    }
+    return Words;
+  };
+  EXPECT_EQ(Complete("run --se"), (std::vector<std::string>{"--set", "--seconds"}));
+  EXPECT_EQ(Complete("convert in out --from l"), std::vector<std::string>{"log"});
+  EXPECT_EQ(Complete("--package p.so describe TQSMi"), std::vector<std::string>{"TQSMinMax"});
+  EXPECT_EQ(Complete("run gr"), std::vector<std::string>{}) << "a file";
+
+  const std::string Manual = ReadFile(MANUAL);
+  const auto Commands = Complete("''");
+  EXPECT_GE(Commands.size(), 6U);
+  for (const std::string& Command : Commands) {
+    EXPECT_NE(Manual.find("\n.SS \"" + Command + " "), std::string::npos) << Command;
+    const std::string Help = Run(Command + " --help").Output;
+    for (std::string Option : Complete(Command + " --")) {
+      EXPECT_NE(Help.find(Option), std::string::npos) << Command << ' ' << Option;
+      for (std::size_t At = 0; (At = Option.find('-', At)) != std::string::npos; At += 2) {
+        Option.insert(At, "\\");
+      }
+      EXPECT_NE(Manual.find(Option), std::string::npos) << Command << ' ' << Option;
+    }
+  }
+}
+
 // A chain as deep as a graph gets: validated and run without running out of stack, or of patience.
 TEST_F(Program, TenThousandComponentsInARow) {
 #if defined(__SANITIZE_THREAD__)
@@ -367,6 +515,138 @@ TEST_F(Program, WritesTheReferenceToAFolder) {
   const TOutcome Missing = Run("reference pages --examples nowhere");
   EXPECT_EQ(Missing.Code, 1);
   EXPECT_EQ(Missing.Errors, "tessalune: there is no folder \"nowhere\"\n");
+}
+
+// --- measure ---
+
+constexpr std::size_t ToneSamples = 40000;
+constexpr double ToneCycles = 0.1234567;  // a sample; 2022.7 in a frame
+
+std::vector<double> Tone(double AAmplitude, double ACycles = ToneCycles, double AOffset = 0.0) {
+  std::vector<double> Samples(ToneSamples);
+  for (std::size_t I = 0; I < Samples.size(); ++I) {
+    const double Phase = std::fmod(ACycles * static_cast<double>(I), 1.0);
+    Samples[I] = AAmplitude * std::sin(2 * 3.14159265358979324 * Phase) + AOffset;
+  }
+  return Samples;
+}
+
+template <class T>
+std::vector<T> Codes(const std::vector<double>& ASamples) {
+  std::vector<T> Codes;
+  for (const double Sample : ASamples) Codes.push_back(static_cast<T>(std::nearbyint(Sample)));
+  return Codes;
+}
+
+// An ideal converter's codes, in every form that holds them, measure as its error has it. The error
+// is white and its square varies by 0.9 of its mean, so a frame's mean of 16384, which the window
+// makes count as 6300, does by 0.05 dB: five times that is the bound. The bins of the tone, of its
+// harmonics and of DC, 1.6 % of all, are part of it: 0.07 dB.
+TEST_F(Program, MeasuresAnIdealConverter) {
+  const std::vector<double> Exact = Tone(2000);
+  double Errors = 0.0;
+  for (const double X : Exact) Errors += std::pow(std::nearbyint(X) - X, 2);
+  const double SINAD = 10 * std::log10(2000.0 * 2000 / 2 / (Errors / ToneSamples));
+  WriteFile(FFolder / "i.bin", BytesOf(Codes<std::int32_t>(Exact)));
+  WriteFile(FFolder / "u.bin", BytesOf(Codes<std::uint32_t>(Tone(2000, ToneCycles, 2048))));
+  for (const char* Form : {"wav --encoding pcm16", "flac", "csv", "bin --to-type real"}) {
+    const std::string Name = Form;
+    Run("convert i.bin a." + Name.substr(0, Name.find(' ')) + " --type integer --rate 8000" +
+        Name.substr(std::min(Name.size(), Name.find(' '))));
+  }
+  const std::string Options = " --json --rate 8000 --bits 12";
+  const json First = Run("measure i.bin --type integer --graph g.json" + Options).Lines().back();
+  const json Figures = First.at("measure").at("figures");
+  EXPECT_EQ(First.at("measure").at("frames"), 2);
+  EXPECT_EQ(First.at("measure").at("remarks"), json({"the last 7232 samples fill no frame"}));
+  const auto ExpectNear = [&Figures](const char* AName, double AValue, double ABound) {
+    for (const char* Which : {"least", "mean", "most"}) {
+      EXPECT_NEAR(Figures.at(AName).at(Which), AValue, ABound) << AName;
+    }
+  };
+  ExpectNear("CarrierSINAD", SINAD, 0.25);
+  ExpectNear("CarrierENOB", (SINAD - 1.76) / 6.02, 0.05);
+  ExpectNear("Fundamental", 20 * std::log10(2000 / 2047.5), 0.01);
+  ExpectNear("FundFrequency", 8000 * ToneCycles, 0.002 * 8000 / 16384);
+  EXPECT_EQ(Figures.at("HarmonicDistortion").size(), 5U);
+
+  // The same samples, whatever they come in; a range that begins at 0 only moves them.
+  for (const char* In : {"a.wav", "a.flac --full-scale 32768 --graph w.json", "a.csv", "a.bin",
+                         "- --from log --type integer < i.bin", "u.bin --type unsigned"}) {
+    const TOutcome Other = Run("measure " + std::string(In) + Options);
+    EXPECT_EQ(Other.Code, 0) << In << Other.Errors;
+    const json Again = Other.Lines().back().at("measure").at("figures");
+    for (const char* Name : {"CarrierSINAD", "Fundamental"}) {
+      EXPECT_NEAR(Again.at(Name).at("mean"), Figures.at(Name).at("mean"), 1e-6) << In;
+    }
+  }
+  // The graphs measure the same, of the log itself and of one beside them; frames overlap, too.
+  for (const auto& [Graph, In] : {std::pair("g.json", "i.bin --type integer"),
+                                  std::pair("w.json", "a.flac --full-scale 32768"),
+                                  std::pair("s.json",
+                                            "a.bin --order 9 --step 100 --window hann "
+                                            "--mask 5,6 --graph s.json")}) {
+    const auto Measured = Run("measure " + std::string(In) + Options).Lines();
+    std::vector<json> Records;
+    for (const json& Line : Run("run --json " + std::string(Graph)).Lines()) {
+      if (Line.value("event", "") == "OnStatsAvailable") Records.push_back(Line);
+    }
+    ASSERT_EQ(Records.size() + 1, Measured.size()) << Graph;
+    for (std::size_t I = 0; I < Records.size(); ++I) {
+      ASSERT_EQ(Records[I].at("arguments"), Measured[I].at("arguments")) << Graph << I;
+    }
+  }
+}
+
+TEST_F(Program, MeasureTellsWhatMakesFiguresDoubtful) {
+  const double NaN = std::numeric_limits<double>::quiet_NaN();
+  std::mt19937 Random(1);
+  std::vector<double> Noise(ToneSamples);
+  for (double& Sample : Noise) Sample = static_cast<double>(Random() % 2000) - 1000;
+  std::vector<double> Clipped = Tone(3000);
+  for (double& Sample : Clipped) Sample = std::clamp(Sample, -2048.0, 2047.0);
+  std::vector<double> Broken = Tone(2000);
+  Broken[20000] = NaN;
+  WriteFile(FFolder / "tone.bin", BytesOf(Tone(2000)));
+  WriteFile(FFolder / "noise.bin", BytesOf(Noise));
+  WriteFile(FFolder / "clipped.bin", BytesOf(Clipped));
+  WriteFile(FFolder / "broken.bin", BytesOf(Broken));
+  WriteFile(FFolder / "silence.bin", BytesOf(std::vector<double>(ToneSamples, 7.0)));
+  WriteFile(FFolder / "low.bin", BytesOf(Tone(1500, 2.3 / 16384, 500)));
+  WriteFile(FFolder / "codes.bin", BytesOf(Tone(2000, ToneCycles, 2048)));
+  WriteFile(FFolder / "short.bin", BytesOf(std::vector<double>(100, 1.0)));
+  Run("convert tone.bin codes.wav --rate 8000");
+  struct TCase {
+    const char* Arguments;
+    int Code;
+    std::vector<const char*> Parts;  // of what is said
+  };
+  for (const TCase& Case : std::vector<TCase>{
+           {"tone.bin --bits 12", 0, {"SINAD", "2 frames", "harmonic 6", "no rate is known"}},
+           {"tone.bin", 0, {"samples fill 6.1", "taken for that of 16 bits"}},
+           {"tone.bin --bits 11", 0, {"numbers beyond the range, -1024 and 1023"}},
+           {"tone.bin --bits 12 --window rect", 0, {"of a bin beside one", "--window cossum"}},
+           {"noise.bin --bits 12", 0, {"  no tone\n", "less than half of the power"}},
+           {"clipped.bin --bits 12", 0, {"at the ends of the range, -2048 and 2047", "clipped"}},
+           {"broken.bin --bits 12", 0, {"1 number NaN or infinite", "in 1 frame samples are NaN"}},
+           {"silence.bin --bits 12", 1, {"0                 -", "  silence\n", "in 2 frames all"}},
+           {"low.bin --bits 12 --rate 8e3", 0, {"tone in the DC region", "below 3.418 Hz"}},
+           {"codes.bin --bits 12", 0, {"none is below 0: is it --unsigned?"}},
+           {"codes.wav --bits 12", 0, {"fill 6.1", "; --full-scale 32768 gives back"}},
+           {"short.bin --bits 12", 1, {"too short: there are 100 samples, and a frame has 256"}},
+           {"absent.bin", 1, {"cannot read \"absent.bin\""}},
+           {"tone.bin --order 40", 2, {"--order 40: ", "between 2 and 30"}},
+           {"tone.bin --window fat", 2, {"--window fat: ", "expected is one of xwtNone"}},
+           {"tone.bin --bits 12 --min 0", 2, {"--bits, or by --min and --max together"}},
+           {"tone.bin --min 5 --max 5", 2, {"--max has to be above --min"}}}) {
+    const TOutcome Outcome = Run("measure " + std::string(Case.Arguments));
+    EXPECT_EQ(Outcome.Code, Case.Code) << Case.Arguments << Outcome.Errors;
+    for (const char* Part : Case.Parts) {
+      EXPECT_NE((Outcome.Output + Outcome.Errors).find(Part), std::string::npos)
+          << Case.Arguments << ": no \"" << Part << "\" in\n"
+          << Outcome.Output << Outcome.Errors;
+    }
+  }
 }
 
 }  // namespace

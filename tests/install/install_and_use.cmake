@@ -2,6 +2,9 @@
 cmake_minimum_required(VERSION 3.25)
 
 set(Prefix ${WORK_DIR}/moved)
+if(DEBIAN)
+  set(Prefix ${WORK_DIR}/root/usr)
+endif()
 set(Project ${WORK_DIR}/project)
 
 function(run)
@@ -15,7 +18,7 @@ function(run)
   set(Output "${Output}" PARENT_SCOPE)
 endfunction()
 
-# Writes the code block of a page that carries a file's name to that file.
+# Writes the code block of a page that carries a file's name to that file, or to another one.
 function(extract Page Name)
   file(READ ${SOURCE_DIR}/${Page} Text)
   string(REGEX MATCH "```[a-z]+ ${Name}\n" Fence "${Text}")
@@ -28,6 +31,9 @@ function(extract Page Name)
   string(SUBSTRING "${Text}" ${Begin} -1 Text)
   string(FIND "${Text}" "```" End)
   string(SUBSTRING "${Text}" 0 ${End} Text)
+  if(ARGN)
+    set(Name ${ARGN})
+  endif()
   file(WRITE ${Project}/${Name} "${Text}")
 endfunction()
 
@@ -45,6 +51,47 @@ function(install_library)
   endif()
   run(${CMAKE_COMMAND} --install ${Library} --prefix ${WORK_DIR}/stage)
   file(RENAME ${WORK_DIR}/stage ${Prefix})
+endfunction()
+
+function(unpack Name Depends)
+  file(GLOB File ${WORK_DIR}/build/packages/${Name}_*.deb)
+  run(dpkg-deb -x ${File} ${WORK_DIR}/root)
+  run(dpkg-deb -f ${File} Depends)
+  if(NOT Output MATCHES "${Depends}")
+    message(FATAL_ERROR "${Name} depends on ${Output}, not on ${Depends}")
+  endif()
+endfunction()
+
+# Packs a build of its own (for one instruction set and unoptimised: it compiles faster), and unpacks
+# that into an empty root.
+function(install_debian_packages)
+  set(Build ${WORK_DIR}/build)
+  file(REMOVE_RECURSE ${WORK_DIR}/root ${Build}/packages)
+  run(${CMAKE_COMMAND} -S ${SOURCE_DIR} --preset package -B ${Build} -G ${GENERATOR}
+    -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_BUILD_TYPE=None -D TESSALUNE_X86_SETS=OFF
+    -D TESSALUNE_PRECOMPILE=ON)
+  run(${CMAKE_COMMAND} --build ${Build} --parallel 2)
+  run(${CMAKE_COMMAND} -E chdir ${Build} cpack)
+  unpack(libtessalune0 "libc6 .*libstdc\\+\\+6 ")
+  unpack(libtessalune-dev "libtessalune0 \\(= ")
+  unpack(tessalune "libsndfile1 .*libtessalune0 \\(= ")
+  find_program(LINTIAN lintian)
+  if(LINTIAN)
+    file(GLOB Files ${Build}/packages/*.deb)
+    run(${LINTIAN} --fail-on error,warning ${Files})
+  endif()
+endfunction()
+
+# The shell asks the program what may follow; nothing that begins with gr, so a file's name does.
+function(complete_with_bash)
+  set(ENV{PATH} ${Prefix}/bin:$ENV{PATH})
+  file(GLOB Completion ${Prefix}/share/bash-completion/completions/tessalune)
+  run(bash -c ". ${Completion} && COMP_WORDS=(tessalune describe TQSMi) COMP_CWORD=2 &&
+    _tessalune && echo \"[\${COMPREPLY[*]}]\" && COMP_WORDS=(tessalune run gr) && _tessalune &&
+    echo \"[\${COMPREPLY[*]}]\"")
+  if(NOT Output STREQUAL "[TQSMinMax]\n[]\n")
+    message(FATAL_ERROR "bash completes to ${Output}")
+  endif()
 endfunction()
 
 # tessalune.h takes in everything that is installed beside it.
@@ -134,9 +181,50 @@ function(use_with_pkg_config)
   check_program(${Project}/square)
 endfunction()
 
+# The example package, as docs/packages.md has it, outside the tree and with the installed library; the
+# page's graph finds it beside itself.
+function(use_package)
+  set(Package ${Project}/package)
+  file(COPY ${Prefix}/share/doc/tessalune/examples/package DESTINATION ${Project})
+  foreach(File MovingMean.cpp workshop.h Package.cpp CMakeLists.txt)
+    extract(docs/packages.md ${File} package/of_the_page)
+    file(READ ${Package}/${File} Example)
+    file(READ ${Package}/of_the_page Page)
+    if(NOT Page STREQUAL Example)
+      message(FATAL_ERROR "docs/packages.md and examples/package differ in ${File}")
+    endif()
+  endforeach()
+  run(${CMAKE_COMMAND} -S ${Package} -B ${Package}/build -G ${GENERATOR}
+    -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_PREFIX_PATH=${Prefix}
+    "-DCMAKE_CXX_FLAGS=-Wall -Wextra -Wpedantic -Werror")
+  run(${CMAKE_COMMAND} --build ${Package}/build)
+  set(Program ${Prefix}/bin/tessalune)
+  if(NOT SHARED)
+    # Each has a library of its own.
+    execute_process(COMMAND ${Program} --package ${Package}/build/workshop.so list
+      RESULT_VARIABLE Code ERROR_VARIABLE Output)
+    if(NOT Code EQUAL 2 OR NOT Output MATCHES "BUILD_SHARED_LIBS=ON")
+      message(FATAL_ERROR "A package with a library of its own: ${Code}\n${Output}")
+    endif()
+    return()
+  endif()
+  run(${Program} list --package ${Package}/build/workshop.so)
+  if(NOT Output MATCHES "Workshop\n  TMovingMean +Moving Mean\n  TSawtooth ")
+    message(FATAL_ERROR "The package's classes are not listed:\n${Output}")
+  endif()
+  run(${Program} run ${Package}/workshop.json)
+  file(SIZE ${Project}/mean.bin Bytes)
+  if(NOT Bytes EQUAL 64000 OR NOT Output MATCHES "warning: .*workshop.so" OR
+      NOT Output MATCHES "Crest")
+    message(FATAL_ERROR "The package's graph wrote ${Bytes} bytes and said:\n${Output}")
+  endif()
+endfunction()
+
 # The README's graph on the installed program, which finds the library where both were moved to.
 function(use_program)
-  set(ENV{LD_LIBRARY_PATH})
+  if(NOT DEBIAN)
+    set(ENV{LD_LIBRARY_PATH})
+  endif()
   check_program(${Prefix}/bin/tessalune run square.json)
 endfunction()
 
@@ -148,10 +236,18 @@ foreach(File own_sink.cpp own_source.cpp)
   extract(docs/frame.md ${File})
 endforeach()
 
-install_library()
+if(DEBIAN)
+  install_debian_packages()
+else()
+  install_library()
+endif()
 check_umbrella_header()
 use_with_cmake()
 use_with_pkg_config()
-if(HAS_PROGRAM AND SHARED STREQUAL BUILD_IS_SHARED)
+if(DEBIAN OR (HAS_PROGRAM AND SHARED STREQUAL BUILD_IS_SHARED))
   use_program()
+  use_package()
+endif()
+if(DEBIAN)
+  complete_with_bash()
 endif()

@@ -163,7 +163,7 @@ class TFormsProbe final : public TLockComponent {
             .Object("Patterns", &TFormsProbe::GetPatterns, "A collection of items.")
             .Pin("OutputPin", &TFormsProbe::GetOutputPin, "The output.", true)
             .Pin("InputPin", &TFormsProbe::GetInputPin, "The input.", true)
-            .PinList(InputPinsInfo, &TFormsProbe::GetInputPins)
+            .PinList(InputPinsInfo, &TFormsProbe::GetInputPins, "TKLSinkPin")
             .Event("OnResult", &TFormsProbe::SetOnResult, {"Result", "Buffer"},
                    "A result is there.");
     return Table;

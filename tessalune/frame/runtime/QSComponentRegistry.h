@@ -19,7 +19,9 @@ TComponentClass ClassOf() {
   return {&T::Published, [] { return TOwned<TComponent>(Create<T>().release()); }};
 }
 
-// Puts classes on the palette; a class that is there already stays where it is. Any thread.
+// Puts classes on the palette; a class that is there already stays where it is. Any thread. Raises
+// EQSException, and puts none of them there, if another class of the same name is there: the text
+// says from which file, a program's or a library's, it came.
 void RegisterComponents(const std::vector<TComponentClass>& AClasses);
 
 // In the order of registration.

@@ -1,6 +1,7 @@
 #include <tessalune/frame/runtime/QSException.h>
 #include <tessalune/frame/runtime/QSPropertyInfo.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 
@@ -54,7 +55,12 @@ std::string QuantityText(const std::string& ANumber, std::string_view AUnit) {
 void RefuseValue(std::string_view AWho, std::string_view AProperty, const std::string& AValue,
                  const std::string& AExpected, const std::string& AAdvice) {
   std::string Text(AWho);
-  Text += ": ";
+  // What an object holds as its content bears the object's own name: Taps[0], not Taps: _Items[0].
+  if (!Text.empty() && AProperty.starts_with('_')) {
+    AProperty.remove_prefix(std::min(AProperty.find('['), AProperty.size()));
+  } else if (!Text.empty()) {
+    Text += ": ";
+  }
   Text += AProperty;
   Text += " cannot be " + AValue + "; expected is " + AExpected;
   if (!AAdvice.empty()) Text += "; " + AAdvice;

@@ -97,6 +97,8 @@ struct TPropertyInfo {
   std::string_view OldName{};    // accepted when a stored form is read
   TTakesEffect Effect = TTakesEffect::NextBlock;
   std::string_view Doc{};
+  // Of a file's name: what a file dialog offers, "Binary files (*.bin)|*.bin|...".
+  std::string_view FileFilter{};
 };
 
 // A number as the shortest text that reads back as the same number.

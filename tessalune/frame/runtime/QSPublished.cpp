@@ -163,8 +163,12 @@ std::string ExpectedOf(TPropertyKind AKind, const std::vector<std::string_view>&
 }  // namespace
 
 TPropertyValue TPublishedProperty::Parse(std::string_view AText) const {
-  auto Value = Kind == TPropertyKind::Array ? ParseList(Element, AText) : ParsePlain(Kind, AText);
-  if (!Value) RefuseValue("this text", Name, ValueText(std::string(AText)), Expected());
+  const bool IsArray = Kind == TPropertyKind::Array;
+  auto Value = IsArray ? ParseList(Element, AText) : ParsePlain(Kind, AText);
+  if (!Value) {
+    RefuseValue({}, Name, ValueText(std::string(AText)),
+                Expected() + (IsArray ? ", with commas between them" : ""));
+  }
   return *std::move(Value);
 }
 
@@ -257,6 +261,18 @@ std::vector<const TPublishedOlderForm*> TPublishedTable::OlderForms() const {
   return BasesFirst(
       FParent != nullptr ? FParent->OlderForms() : std::vector<const TPublishedOlderForm*>(),
       FOlderForms);
+}
+
+std::vector<const TPublishedDesignEntry*> TPublishedTable::DesignEntries() const {
+  return BasesFirst(
+      FParent != nullptr ? FParent->DesignEntries() : std::vector<const TPublishedDesignEntry*>(),
+      FDesignEntries);
+}
+
+TPublishedTable&& TPublishedTable::DesignEntry(std::string_view AText,
+                                               std::string_view AProperty) && {
+  FDesignEntries.push_back({AText, AProperty});
+  return std::move(*this);
 }
 
 namespace {

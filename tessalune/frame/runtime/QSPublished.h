@@ -44,6 +44,7 @@ struct TPublishedProperty {
   std::string_view Name;
   std::string_view OldName{};
   std::string_view Unit{};
+  std::string_view FileFilter{};  // of a file's name: "Binary files (*.bin)|*.bin|..."
   std::string_view Doc{};
   TPropertyKind Kind;
   TPropertyKind Element{};       // of Array
@@ -89,6 +90,7 @@ struct TPublishedPin {
   std::string_view Doc;
   bool Primary;  // what a tool links first
   bool IsList;
+  std::string_view PinClass;                      // of a list: the class of its pins
   std::function<TKLBasicPin&(TPersistent&)> Get;  // the pin, or the first of the list
   std::function<std::size_t(TPersistent&)> Count;
   std::function<TKLBasicPin&(TPersistent&, std::size_t)> At;
@@ -117,6 +119,13 @@ struct TPublishedAction {
   std::string_view Name;
   std::string_view Doc;
   std::function<void(TPersistent&)> Do;
+};
+
+// An entry of the menu that a design tool shows for a component. Text has an ampersand before the
+// letter that chooses it; the entry edits a property, or a sub-object.
+struct TPublishedDesignEntry {
+  std::string_view Text;
+  std::string_view Property;
 };
 
 // Raises the EQSException for a value of the wrong type.
@@ -191,16 +200,17 @@ class TPublishedTable {
   template <class TOwner, class TPin>
   TPublishedTable&& Pin(std::string_view AName, TPin& (TOwner::*AGet)(), std::string_view ADoc,
                         bool APrimary = false) &&;
-  // A list of pins; AInfo is the row of its count.
+  // A list of pins of class APinClass; AInfo is the row of its count.
   template <class TOwner, class TList>
   TPublishedTable&& PinList(const TPropertyInfo<std::uint32_t>& AInfo, TList& (TOwner::*AGet)(),
-                            bool APrimary = false) &&;
+                            std::string_view APinClass, bool APrimary = false) &&;
   template <class TOwner, class TSender, class... TArgs>
   TPublishedTable&& Event(std::string_view AName,
                           void (TOwner::*ASet)(std::function<void(TSender&, TArgs...)>),
                           std::vector<std::string_view> AArguments, std::string_view ADoc) &&;
   template <class TOwner>
   TPublishedTable&& Action(std::string_view AName, void (TOwner::*ADo)(), std::string_view ADoc) &&;
+  TPublishedTable&& DesignEntry(std::string_view AText, std::string_view AProperty) &&;
 
   std::string_view ClassName() const { return FClass.Name; }
   std::string_view DisplayName() const { return FClass.DisplayName; }
@@ -217,6 +227,7 @@ class TPublishedTable {
   std::vector<const TPublishedEvent*> Events() const;
   std::vector<const TPublishedAction*> Actions() const;
   std::vector<const TPublishedOlderForm*> OlderForms() const;
+  std::vector<const TPublishedDesignEntry*> DesignEntries() const;
 
   // By name, or by older name; null if there is none.
   const TPublishedProperty* FindProperty(std::string_view AName) const;
@@ -233,6 +244,7 @@ class TPublishedTable {
   std::vector<TPublishedEvent> FEvents;
   std::vector<TPublishedAction> FActions;
   std::vector<TPublishedOlderForm> FOlderForms;
+  std::vector<TPublishedDesignEntry> FDesignEntries;
   std::optional<std::size_t> FContent;  // index in FProperties
 };
 
@@ -280,6 +292,7 @@ TPublishedTable&& TPublishedTable::Property(const TPropertyInfo<T>& AInfo,
   TPublishedProperty Row{.Name = AInfo.Name,
                          .OldName = AInfo.OldName,
                          .Unit = AInfo.Unit,
+                         .FileFilter = AInfo.FileFilter,
                          .Doc = AInfo.Doc,
                          .Kind = PropertyKindOf<T>(),
                          .Element = PropertyKindOf<TElement>(),
@@ -404,21 +417,28 @@ TPublishedTable&& TPublishedTable::Pin(std::string_view AName, TPin& (TOwner::*A
     return (static_cast<TOwner&>(AObject).*AGet)();
   };
   FPins.push_back(
-      {AName, ADoc, APrimary, false, Get, [](TPersistent&) { return std::size_t{1}; },
+      {AName,
+       ADoc,
+       APrimary,
+       false,
+       {},
+       Get,
+       [](TPersistent&) { return std::size_t{1}; },
        [Get](TPersistent& AObject, std::size_t) -> TKLBasicPin& { return Get(AObject); }});
   return std::move(*this);
 }
 
 template <class TOwner, class TList>
 TPublishedTable&& TPublishedTable::PinList(const TPropertyInfo<std::uint32_t>& AInfo,
-                                           TList& (TOwner::*AGet)(), bool APrimary) && {
+                                           TList& (TOwner::*AGet)(), std::string_view APinClass,
+                                           bool APrimary) && {
   const auto List = [AGet](TPersistent& AObject) -> TList& {
     return (static_cast<TOwner&>(AObject).*AGet)();
   };
   const auto At = [List](TPersistent& AObject, std::size_t AIndex) -> TKLBasicPin& {
     return List(AObject)[AIndex];
   };
-  FPins.push_back({AInfo.Name, AInfo.Doc, APrimary, true,
+  FPins.push_back({AInfo.Name, AInfo.Doc, APrimary, true, APinClass,
                    [At](TPersistent& AObject) -> TKLBasicPin& { return At(AObject, 0); },
                    [List](TPersistent& AObject) { return List(AObject).Count(); }, At});
   FProperties.push_back({.Name = AInfo.Name,

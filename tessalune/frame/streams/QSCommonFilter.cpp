@@ -225,7 +225,7 @@ TQSCommonTypedFilter<T, TSourcePin, TSinkPin>::TQSCommonTypedFilter(TConstruct A
 namespace {
 
 constexpr TClassText CommonTypedFilterText{
-    .BadInput = "A block without samples passes on as it is.",
+    .BadInput = "A block without samples changes nothing in the samples that come out.",
     .Accuracy =
         R"(With `Threading.Enabled` blocks are computed on a thread of the filter's own, behind a queue, and
 are the same bit for bit: on several cores a long chain of filters then takes less time, and each

@@ -3,8 +3,12 @@
 #include <tessalune/frame/streams/QSTapsResponse.h>
 #include <tessalune/frame/streams/QSWindowFilter.h>
 
+#include <array>
 #include <cmath>
 #include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
 #include <utility>
 
 namespace tessalune {
@@ -47,6 +51,18 @@ bool IsKnown(T AValue) {
   return static_cast<std::size_t>(AValue) < TEnumNames<T>::Names.size();
 }
 
+// With nine digits, all if that many cannot tell it from AOther.
+std::string ShortText(double AValue, double AOther) {
+  const auto Short = [](double ANumber) {
+    std::array<char, 32> Text;
+    std::snprintf(Text.data(), Text.size(), "%.9g", ANumber);
+    return std::string(Text.data());
+  };
+  const bool IsShort = AValue == AOther || Short(AValue) != Short(AOther);
+  return IsShort && std::isfinite(AValue) ? NumberText(std::strtod(Short(AValue).c_str(), nullptr))
+                                          : NumberText(AValue);
+}
+
 // What is wrong with the edges, in the words of the properties; empty if nothing is.
 std::string EdgesError(bool AIsBand, double AFreq1, double AFreq2, double ASampleRate) {
   if (!(ASampleRate > 0.0) || !std::isfinite(ASampleRate))
@@ -54,8 +70,9 @@ std::string EdgesError(bool AIsBand, double AFreq1, double AFreq2, double ASampl
            " Hz: a filter is designed for a rate above 0, which the stream brings when it starts";
   const auto Check = [&](const char* AName, double AFrequency) -> std::string {
     if (AFrequency > 0.0 && AFrequency < ASampleRate / 2.0) return {};
-    return std::string(AName) + " is " + NumberText(AFrequency) +
-           " Hz: set it above 0 and below half the sample rate, " + NumberText(ASampleRate / 2.0) +
+    const double Most = ASampleRate / 2.0;
+    return std::string(AName) + " is " + ShortText(AFrequency, Most) +
+           " Hz: set it above 0 and below half the sample rate, " + ShortText(Most, AFrequency) +
            " Hz";
   };
   if (!AIsBand) return Check("Frequency", AFreq1);
@@ -63,8 +80,8 @@ std::string EdgesError(bool AIsBand, double AFreq1, double AFreq2, double ASampl
        {std::pair("FreqLow", AFreq1), std::pair("FreqHigh", AFreq2)})
     if (std::string Error = Check(Name, Frequency); !Error.empty()) return Error;
   if (AFreq1 < AFreq2) return {};
-  return "FreqLow, " + NumberText(AFreq1) + " Hz, is not below FreqHigh, " + NumberText(AFreq2) +
-         " Hz: a band needs its lower edge first";
+  return "FreqLow, " + ShortText(AFreq1, AFreq2) + " Hz, is not below FreqHigh, " +
+         ShortText(AFreq2, AFreq1) + " Hz: a band needs its lower edge first";
 }
 
 std::string OrderError(TQSFilterType AType, std::int32_t AOrder) {

@@ -19,7 +19,7 @@ TESSALUNE_INLINE bool WithInnerRadix(int ARadix, TFunction AFunction) noexcept {
 }
 template <class TFunction>
 TESSALUNE_INLINE bool WithMergeRadix(int ARadix, TFunction AFunction) noexcept {
-  return WithRadix<8, 4, 16, 5, 3, 2, 7>(ARadix, AFunction);
+  return WithRadix<8, 4, 5, 3, 2, 7>(ARadix, AFunction);
 }
 
 template <class T>
@@ -41,28 +41,78 @@ struct TColumnPlan {
   const std::int32_t* Offsets;  // of the first row of each block that the innermost factor takes
 };
 
-// Where rows come from and go to: interleaved complex samples, AStride of them from row to row, or
-// memory that holds rows as they are.
-template <class T, int L, bool AInverse>
-struct TSamples {
+// Where rows come from and go to. Row AOffset + AFactor AStep of F AStep rows has AFactor, below F,
+// for a compile-time constant, and AOffset below AStep; any row may be asked for by its index
+// alone.
+
+// Interleaved complex samples, AStride of them from row to row, with the lanes in woven order. For
+// the inverse, row r is the one at -r modulo the count of rows: an inverse transform is one that
+// reads, or writes, its rows that way.
+template <class T, int L>
+class TSamples {
+ public:
   using TRow = TPair<TVector<T, L>>;
-  T* First;
-  std::ptrdiff_t Stride;
+
+  TESSALUNE_INLINE TSamples(T* AFirst, std::ptrdiff_t AStride, std::ptrdiff_t ARows,
+                            bool AIsInverse) noexcept
+      : FFirst(AFirst),
+        FOthers(AIsInverse ? AFirst + 2 * AStride * ARows : AFirst),
+        FStride(AIsInverse ? -2 * AStride : 2 * AStride) {}
 
   TESSALUNE_INLINE TRow Get(std::ptrdiff_t ARow) const noexcept {
-    const TRow Result = TLanes<T, L>::LoadComplex(First + 2 * Stride * ARow);
-    if constexpr (AInverse) return {Result.Im, Result.Re};
-    return Result;
+    return TLanes<T, L>::LoadWoven(At(ARow));
   }
   TESSALUNE_INLINE void Put(std::ptrdiff_t ARow, const TRow& AValue) const noexcept {
-    T* Target = First + 2 * Stride * ARow;
-    if constexpr (AInverse)
-      TLanes<T, L>::StoreComplex(Target, {AValue.Im, AValue.Re});
-    else
-      TLanes<T, L>::StoreComplex(Target, AValue);
+    TLanes<T, L>::StoreWoven(At(ARow), AValue);
   }
+  template <int F>
+  TESSALUNE_INLINE TRow Get(std::ptrdiff_t AOffset, auto AFactor,
+                            std::ptrdiff_t AStep) const noexcept {
+    return TLanes<T, L>::LoadWoven(At(AOffset, AFactor, AStep));
+  }
+  template <int F>
+  TESSALUNE_INLINE void Put(std::ptrdiff_t AOffset, auto AFactor, std::ptrdiff_t AStep,
+                            const TRow& AValue) const noexcept {
+    TLanes<T, L>::StoreWoven(At(AOffset, AFactor, AStep), AValue);
+  }
+
+  // All rows, F of them, AOffset samples further on: from one to the next, which takes fewer
+  // registers than their places at once.
+  template <int F>
+  TESSALUNE_INLINE void GetAll(std::ptrdiff_t AOffset, TRow* AValues) const noexcept {
+    const T* Place = FOthers + 2 * AOffset;
+    AValues[0] = TLanes<T, L>::LoadWoven(FFirst + 2 * AOffset);
+    Repeat<F - 1>(TESSALUNE_EACH(I) {
+      Place += FStride;
+      AValues[I + 1] = TLanes<T, L>::LoadWoven(Place);
+    });
+  }
+  template <int F>
+  TESSALUNE_INLINE void PutAll(std::ptrdiff_t AOffset, const TRow* AValues) const noexcept {
+    T* Place = FOthers + 2 * AOffset;
+    TLanes<T, L>::StoreWoven(FFirst + 2 * AOffset, AValues[0]);
+    Repeat<F - 1>(TESSALUNE_EACH(I) {
+      Place += FStride;
+      TLanes<T, L>::StoreWoven(Place, AValues[I + 1]);
+    });
+  }
+
+ private:
+  TESSALUNE_INLINE T* At(std::ptrdiff_t ARow) const noexcept {
+    return ARow == 0 ? FFirst : FOthers + FStride * ARow;
+  }
+  TESSALUNE_INLINE T* At(std::ptrdiff_t AOffset, auto AFactor,
+                         std::ptrdiff_t AStep) const noexcept {
+    if constexpr (AFactor == 0) return At(AOffset);
+    return FOthers + FStride * (AOffset + AFactor * AStep);
+  }
+
+  T* FFirst;
+  T* FOthers;  // rows from 1 on are FStride apart from here
+  std::ptrdiff_t FStride;
 };
 
+// Memory that holds rows as they are.
 template <class T, int L>
 struct TRows {
   using TRow = TPair<TVector<T, L>>;
@@ -71,6 +121,16 @@ struct TRows {
   TESSALUNE_INLINE TRow Get(std::ptrdiff_t ARow) const noexcept { return First[ARow]; }
   TESSALUNE_INLINE void Put(std::ptrdiff_t ARow, const TRow& AValue) const noexcept {
     First[ARow] = AValue;
+  }
+  template <int F>
+  TESSALUNE_INLINE TRow Get(std::ptrdiff_t AOffset, auto AFactor,
+                            std::ptrdiff_t AStep) const noexcept {
+    return First[AOffset + AFactor * AStep];
+  }
+  template <int F>
+  TESSALUNE_INLINE void Put(std::ptrdiff_t AOffset, auto AFactor, std::ptrdiff_t AStep,
+                            const TRow& AValue) const noexcept {
+    First[AOffset + AFactor * AStep] = AValue;
   }
 };
 
@@ -82,9 +142,9 @@ template <class T, int L, int F, class TSource, class TTarget>
   for (std::ptrdiff_t Block = 0; Block < ABlocks; ++Block) {
     TArray<TPair<TVector<T, L>>, F> X;
     const std::ptrdiff_t Offset = AOffsets[Block];
-    Repeat<F>(TESSALUNE_EACH(U) { X[U] = ASource.Get(Offset + U * ABlocks); });
+    Repeat<F>(TESSALUNE_EACH(U) { X[U] = ASource.template Get<F>(Offset, U, ABlocks); });
     Dft<T, F>(X);
-    Repeat<F>(TESSALUNE_EACH(K) { ATarget.Put(Block * F + K, X[K]); });
+    Repeat<F>(TESSALUNE_EACH(K) { ATarget.template Put<F>(Block * F, K, 1, X[K]); });
   }
 }
 
@@ -104,7 +164,7 @@ template <class T, int L, int F, class TTarget>
       });
       Twiddle += 2 * (F - 1);
       Dft<T, F>(X);
-      Repeat<F>(TESSALUNE_EACH(M) { ATarget.Put(J + M * ARows, X[M]); });
+      Repeat<F>(TESSALUNE_EACH(M) { ATarget.template Put<F>(J, M, ARows, X[M]); });
     }
   }
 }

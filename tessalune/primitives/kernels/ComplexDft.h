@@ -193,7 +193,7 @@ void LayOutConvolution(TComplexDft<T>& ADft, const TRootsOfUnity* AChirpRoots,
                        const TRootsOfUnity* AInnerRoots, TLayout& ALayout) noexcept {
   const auto Length = static_cast<std::size_t>(ADft.Length);
   const auto InnerLength = static_cast<std::size_t>(ADft.InnerLength);
-  LayOutSmooth(ADft.Smooth, ADft.InnerLength, AInnerRoots, ALayout);
+  LayOutSmooth(ADft.Smooth, ChooseSplit<T>(ADft.InnerLength), AInnerRoots, ALayout);
   ADft.WorkBytes = ADft.Smooth.WorkBytes + 2 * sizeof(T) * InnerLength;
   T* Chirp = ALayout.Take<T>(2 * Length);
   T* Filter = ALayout.Take<T>(2 * InnerLength);
@@ -225,9 +225,9 @@ void RunConvolution(const TComplexDft<T>& ADft, const T* ASource, T* ATarget, T 
   constexpr TExchange After = AInverse ? TExchange::After : TExchange::None;
   MultiplyComplex<T, Before>(ASource, ADft.Chirp, Buffer, Length);
   std::fill_n(Buffer + 2 * Length, 2 * (InnerLength - Length), T(0));
-  RunSmooth<T, false>(ADft.Smooth, Buffer, Buffer, T(1), Work);
+  RunSmooth(ADft.Smooth, Buffer, Buffer, T(1), false, Work);
   MultiplyComplex(Buffer, ADft.Filter, Buffer, InnerLength);
-  RunSmooth<T, true>(ADft.Smooth, Buffer, Buffer, T(1), Work);
+  RunSmooth(ADft.Smooth, Buffer, Buffer, T(1), true, Work);
   MultiplyComplex<T, After>(Buffer, ADft.Chirp, ATarget, Length, AScale);
 }
 
@@ -244,6 +244,12 @@ void RunShort(const TComplexDft<T>&, const T* ASource, T* ATarget, T AScale, std
   });
 }
 
+template <class T, int L, int M, bool AInverse>
+void RunFusedDft(const TComplexDft<T>& ADft, const T* ASource, T* ATarget, T AScale,
+                 std::byte*) noexcept {
+  RunFused<T, L, M, AInverse>(ASource, ATarget, ADft.Smooth.Rows.Twiddles, AScale);
+}
+
 // What runs a transform whose plan is known but for this.
 template <class T, bool AInverse>
 typename TComplexDft<T>::TRun RunOf(const TComplexDft<T>& ADft) noexcept {
@@ -255,18 +261,20 @@ typename TComplexDft<T>::TRun RunOf(const TComplexDft<T>& ADft) noexcept {
     case TRoad::Smooth:
       Result = [](const TComplexDft<T>& APlan, const T* ASource, T* ATarget, T AScale,
                   std::byte* AWork) noexcept {
-        RunSmooth<T, AInverse>(APlan.Smooth, ASource, ATarget, AScale, AWork);
+        RunSmooth(APlan.Smooth, ASource, ATarget, AScale, AInverse, AWork);
       };
+      if (ADft.Smooth.ColumnsToLines && ADft.Smooth.LinesToSamples)
+        Result = [](const TComplexDft<T>& APlan, const T* ASource, T* ATarget, T AScale,
+                    std::byte* AWork) noexcept {
+          RunShortSteps(APlan.Smooth, ASource, ATarget, AScale, AInverse, AWork);
+        };
       if (ADft.Smooth.IsFused)
         WithLanes<T>(ADft.Smooth.Lanes, [&](auto ALanes) {
           constexpr int L = decltype(ALanes)::value;
           if constexpr (L >= 4)
             WithFusedRows(ADft.Smooth.Columns.Length, [&](auto ARows) {
               constexpr int M = decltype(ARows)::value;
-              Result = [](const TComplexDft<T>& APlan, const T* ASource, T* ATarget, T AScale,
-                          std::byte*) noexcept {
-                RunFused<T, L, M, AInverse>(ASource, ATarget, APlan.Smooth.Rows.Twiddles, AScale);
-              };
+              if constexpr (IsFused<T>(M, L, L)) Result = &RunFusedDft<T, L, M, AInverse>;
             });
         });
       break;
@@ -311,7 +319,7 @@ void LayOutDft(TComplexDft<T>& ADft, std::int32_t ALength, TRootsOf&& ARootsOf,
     case TRoad::Short:
       break;
     case TRoad::Smooth:
-      LayOutSmooth(ADft.Smooth, ALength, ARootsOf(ALength), ALayout);
+      LayOutSmooth(ADft.Smooth, ChooseSplit<T>(ALength), ARootsOf(ALength), ALayout);
       ADft.WorkBytes = ADft.Smooth.WorkBytes;
       break;
     case TRoad::Direct:
@@ -329,16 +337,17 @@ void LayOutDft(TComplexDft<T>& ADft, std::int32_t ALength, TRootsOf&& ARootsOf,
   ADft.Inverse = RunOf<T, true>(ADft);
 }
 
-// All that runs a transform of samples of type T: Transforms32.cpp and Transforms64.cpp have it,
-// for everybody, since it takes long to compile.
-#define TESSALUNE_COMPLEX_DFT(Template, T)                                                    \
-  Template void kernels::RunSmooth<T, false>(const kernels::TSmoothPlan<T>&, const T*, T*, T, \
-                                             std::byte*) noexcept;                            \
-  Template void kernels::RunSmooth<T, true>(const kernels::TSmoothPlan<T>&, const T*, T*, T,  \
-                                            std::byte*) noexcept;                             \
-  Template kernels::TComplexDft<T>::TRun kernels::RunOf<T, false>(                            \
-      const kernels::TComplexDft<T>&) noexcept;                                               \
-  Template kernels::TComplexDft<T>::TRun kernels::RunOf<T, true>(                             \
+// All that runs a transform of samples of type T: ComplexDft32.cpp and ComplexDft64.cpp have
+// it, for everybody, since it takes long to compile.
+#define TESSALUNE_COMPLEX_DFT(Template, T)                                                   \
+  Template void kernels::LayOutSmooth<T>(kernels::TSmoothPlan<T>&, const kernels::TSplit&,   \
+                                         const kernels::TRootsOfUnity*,                      \
+                                         kernels::TLayout&) noexcept;                        \
+  Template void kernels::RunSmooth<T>(const kernels::TSmoothPlan<T>&, const T*, T*, T, bool, \
+                                      std::byte*) noexcept;                                  \
+  Template kernels::TComplexDft<T>::TRun kernels::RunOf<T, false>(                           \
+      const kernels::TComplexDft<T>&) noexcept;                                              \
+  Template kernels::TComplexDft<T>::TRun kernels::RunOf<T, true>(                            \
       const kernels::TComplexDft<T>&) noexcept;
 
 }  // namespace tessalune::TESSALUNE_BUILTINS::kernels

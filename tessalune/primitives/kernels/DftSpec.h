@@ -93,7 +93,7 @@ bool FinishTables(const TComplexDft<T>& ADft) noexcept {
   if (!Work) return false;
   T* Filter = const_cast<T*>(ADft.Filter);
   const T Scale = 1 / static_cast<T>(ADft.InnerLength);
-  RunSmooth<T, false>(ADft.Smooth, Filter, Filter, Scale, Work.As<std::byte>());
+  RunSmooth(ADft.Smooth, Filter, Filter, Scale, false, Work.As<std::byte>());
   return true;
 }
 

@@ -3,13 +3,15 @@
 #include <tessalune/primitives/kernels/History.h>
 #include <tessalune/primitives/kernels/Vector.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 
 // Convolution with a finite impulse response.
 //
-// The taps are summed in an order that depends on their count alone: tap k is of phase
-// k mod RealLanes; the taps of a phase are summed up, and the sums of the phases are added.
+// The taps are summed in an order that depends on their count alone. Up to ShortTaps are summed one
+// after the other. Of more, tap k is of phase k mod RealLanes; the taps of a phase are summed up,
+// and the sums of the phases are added.
 // With the next tap of the same phase an output vector meets the input vector that its predecessor
 // met with this one, so that a tile of several output vectors loads one input vector a tap.
 namespace tessalune::TESSALUNE_BUILTINS::kernels {
@@ -18,8 +20,14 @@ namespace tessalune::TESSALUNE_BUILTINS::kernels {
 // input that they meet, with one for the tap.
 constexpr int TileVectors = VectorBytes == 64 ? 8 : VectorBytes == 32 ? 6 : 4;
 
+constexpr std::size_t ShortTaps = 8;
+
 // Writes pTaps to ATaps in the order of the sums.
 inline void ArrangeTaps(const double* pTaps, std::size_t ACount, double* ATaps) noexcept {
+  if (ACount <= ShortTaps) {
+    std::copy_n(pTaps, ACount, ATaps);
+    return;
+  }
   for (std::size_t Phase = 0; Phase < RealLanes; ++Phase)
     for (std::size_t K = Phase; K < ACount; K += RealLanes) *ATaps++ = pTaps[K];
 }
@@ -34,9 +42,9 @@ TESSALUNE_INLINE TReals Delayed(TReals APrevious, TReals ANext) noexcept {
   (std::make_integer_sequence<int, L>{});
 }
 
-// AVectors whole vectors of outputs of a filter with a tap a phase at most. Loads limit it, since
-// most of those that are not aligned touch two lines of the cache: every other one is put together
-// from vectors in registers.
+// AVectors whole vectors of outputs of a filter with ShortTaps at most. Loads limit it, since most
+// of those that are not aligned touch two lines of the cache: of the first taps every other one is
+// put together from vectors in registers.
 template <int AVectors>
 inline void ConvolveShortTile(const double* pX, double* pDst, const double* ATaps,
                               std::size_t ACount) noexcept {
@@ -44,11 +52,11 @@ inline void ConvolveShortTile(const double* pX, double* pDst, const double* ATap
   TArray<TReals, AVectors> Sum = {};
   TArray<TReals, AVectors + 1> X;
   Repeat<AVectors + 1>(TESSALUNE_EACH(R) { X[R] = Load(pX + (R - 1) * L); });
-  RepeatWhile<L>(TESSALUNE_EACH(K) {
-    if (K >= ACount) return false;
+  RepeatWhile<int{ShortTaps}>(TESSALUNE_EACH(K) {
+    if (static_cast<std::size_t>(K) >= ACount) return false;
     const TReals Factor = ATaps[K] - TReals{};
     Repeat<AVectors>(TESSALUNE_EACH(R) {
-      if constexpr (K % 2 == 0)
+      if constexpr (K % 2 == 0 || K >= L)
         Sum[R] += Factor * Load(pX - K + R * L);
       else
         Sum[R] += Factor * Delayed<K>(X[R], X[R + 1]);
@@ -62,7 +70,7 @@ inline void ConvolveShortTile(const double* pX, double* pDst, const double* ATap
 template <int AVectors>
 inline void ConvolveTile(const double* pX, double* pDst, const double* ATaps,
                          std::size_t ACount) noexcept {
-  if (ACount <= RealLanes) return ConvolveShortTile<AVectors>(pX, pDst, ATaps, ACount);
+  if (ACount <= ShortTaps) return ConvolveShortTile<AVectors>(pX, pDst, ATaps, ACount);
   constexpr int L = MaxLanes<double>;
   TArray<TReals, AVectors> Sum = {};
   const double* Tap = ATaps;

@@ -55,32 +55,66 @@ struct TBinRows {
   }
 
   TESSALUNE_INLINE void Put(std::ptrdiff_t AIndex, const TRow& A) const noexcept {
-    if (!IsMirrored(AIndex)) return TOf::StoreComplex(At(AIndex), A);
+    if (IsMirrored(AIndex))
+      PutMirrored(AIndex, A);
+    else
+      TOf::StoreWoven(At(AIndex), A);
+  }
+  TESSALUNE_INLINE TRow Get(std::ptrdiff_t AIndex) const noexcept {
+    return IsMirrored(AIndex) ? GetMirrored(AIndex) : GetUpright(AIndex);
+  }
+
+  // B is F AStep: most of the factors tell on which side of the middle their bins are.
+  template <int F>
+  TESSALUNE_INLINE void Put(std::ptrdiff_t AOffset, auto AFactor, std::ptrdiff_t AStep,
+                            const TRow& A) const noexcept {
+    const std::ptrdiff_t Index = AOffset + AFactor * AStep;
+    if constexpr (2 * AFactor >= F)
+      PutMirrored(Index, A);
+    else if constexpr (2 * AFactor + 2 <= F)
+      TOf::StoreWoven(At(Index), A);
+    else
+      Put(Index, A);
+  }
+  template <int F>
+  TESSALUNE_INLINE TRow Get(std::ptrdiff_t AOffset, auto AFactor,
+                            std::ptrdiff_t AStep) const noexcept {
+    const std::ptrdiff_t Index = AOffset + AFactor * AStep;
+    if constexpr (2 * AFactor >= F)
+      return GetMirrored(Index);
+    else if constexpr (2 * AFactor + 2 <= F)
+      return GetUpright(Index);
+    else
+      return Get(Index);
+  }
+
+ private:
+  TESSALUNE_INLINE void PutMirrored(std::ptrdiff_t AIndex, const TRow& A) const noexcept {
     const TRow Mirrored = {TOf::Reverse(A.Re), TOf::Reverse(-A.Im)};
-    if (!HasLast(AIndex)) return TOf::StoreComplex(Mirror(AIndex), Mirrored);
+    if (!HasLast(AIndex)) return TOf::StoreWoven(Mirror(AIndex), Mirrored);
     TArray<T, 2 * L> Full;
-    TOf::StoreComplex(Full, Mirrored);
+    TOf::StoreWoven(Full, Mirrored);
     std::copy_n(Full, 2 * (L - 1), Mirror(AIndex));
     *Last = Full[2 * (L - 1)];
   }
 
-  // The conjugate.
-  TESSALUNE_INLINE TRow Get(std::ptrdiff_t AIndex) const noexcept {
-    if (!IsMirrored(AIndex)) {
-      TRow Result = TOf::LoadComplex(At(AIndex));
-      Result.Im = -Result.Im;
-      if (Row == 0 && AIndex == 0) Result.Im[0] = 0;
-      return Result;
-    }
+  // The conjugates.
+  TESSALUNE_INLINE TRow GetUpright(std::ptrdiff_t AIndex) const noexcept {
+    TRow Result = TOf::LoadWoven(At(AIndex));
+    Result.Im = -Result.Im;
+    if (Row == 0 && AIndex == 0) Result.Im[0] = 0;
+    return Result;
+  }
+  TESSALUNE_INLINE TRow GetMirrored(std::ptrdiff_t AIndex) const noexcept {
     TRow Mirrored;
     if (HasLast(AIndex)) {
       TArray<T, 2 * L> Full;
       std::copy_n(Mirror(AIndex), 2 * (L - 1), Full);
       Full[2 * L - 2] = *Last;
       Full[2 * L - 1] = 0;
-      Mirrored = TOf::LoadComplex(Full);
+      Mirrored = TOf::LoadWoven(Full);
     } else {
-      Mirrored = TOf::LoadComplex(Mirror(AIndex));
+      Mirrored = TOf::LoadWoven(Mirror(AIndex));
     }
     return {TOf::Reverse(Mirrored.Re), TOf::Reverse(Mirrored.Im)};
   }
@@ -94,7 +128,8 @@ class TRealSmoothRun {
         FM(APlan.Columns.Length),
         FB(APlan.Rows.Transform.Length),
         FScale(AScale),
-        FMemory(APlan.Rows, APlan.Rows.Transform.LongestRadix, AMemory) {
+        FMemory(APlan.Rows, APlan.Rows.Transform.LongestRadix, !APlan.Rows.IsShort,
+                !APlan.Rows.IsShort, AMemory) {
     if (APlan.Columns.StageCount > 0)
       FColumnWork = AMemory.Take<TRow>(2 * static_cast<std::size_t>(InnermostRows(APlan.Columns)));
     if (FM % 2 != 0) return;

@@ -4,6 +4,7 @@
 #include <tessalune/primitives/kernels/Roots.h>
 #include <tessalune/primitives/kernels/SmoothDft.h>
 #include <tessalune/primitives/kernels/Tables.h>
+#include <tessalune/primitives/kernels/TransformCosts.h>
 
 #include <algorithm>
 #include <array>
@@ -33,7 +34,7 @@ inline TFactors RadicesOf(std::int32_t ALength) noexcept {
   if (Twos == 1) {
     Result.Add(2);
     Twos = 0;
-  } else if (Twos == 4) {
+  } else if (Twos == 4 && ALength < 11) {
     Last.Add(16);
     Twos = 0;
   }
@@ -49,44 +50,21 @@ inline TFactors RadicesOf(std::int32_t ALength) noexcept {
   return Result;
 }
 
-struct TRadixCost {
-  int Radix;
-  double Cost;
-};
+// Vectors have so many lanes at least, or the widest's: there is no code for fewer.
+constexpr int LeastLanes = 4;
 
-// An estimate of the time that a transform takes, in cycles of a processor with 512-bit vectors:
-// fitted to what lengths from 48 to 4,096 took in all of their splits, and looked at for powers of
-// two up to 2^22. Only the ratio of two estimates means anything.
-inline double CostOfRadix(int ARadix) noexcept {
-  constexpr TRadixCost Costs[] = {{2, 11},  {3, 27},   {4, 35},   {5, 56},  {7, 84},
-                                  {8, 100}, {11, 190}, {13, 260}, {16, 275}};
-  for (const TRadixCost& Row : Costs)
-    if (Row.Radix == ARadix) return Row.Cost;
-  return 1.6 * ARadix * ARadix;
-}
-
-// Of a vector of so many lanes, beside the widest there is: half of it costs half as much, but less
-// is not cheaper.
-template <class T>
-double CostOfWidth(std::int32_t ALanes) noexcept {
-  return ALanes * static_cast<int>(sizeof(T)) > 32 ? 1.0 : 0.53;
-}
-
-inline double CostOfColumns(const TFactors& AFactors, std::int32_t ALength) noexcept {
-  double Result = 0;
-  for (const std::int32_t Factor : AFactors) Result += CostOfRadix(Factor) * (ALength / Factor);
-  return Result;
-}
-
-// Of a line of rows, which passes through memory of its own unless it is short; it may be too long
-// for the cache.
-template <class T>
-double CostOfLine(std::int32_t ALanes, std::int32_t AColumns) noexcept {
-  const TFactors Factors = RadicesOf(AColumns);
-  const double Cost = CostOfColumns(Factors, AColumns);
-  if (Factors.Count == 1 && AColumns <= 16) return Cost;
-  const double Bytes = 2.0 * ALanes * sizeof(T) * AColumns;
-  return (Cost + 8.0 * AColumns) * (Bytes > 0x80000 ? 1.25 : 1.0);
+// Calls ACount(work, radix, times) for what a column takes.
+template <class TCount>
+void CountColumns(std::int32_t ALength, double ATimes, TCount ACount) noexcept {
+  const TFactors Factors = RadicesOf(ALength);
+  for (const std::int32_t& Factor : Factors) {
+    const bool Merges = &Factor + 1 != Factors.end();
+    const double Times = ATimes * ALength / Factor;
+    if (Merges ? WithMergeRadix(Factor, [](auto) {}) : WithInnerRadix(Factor, [](auto) {}))
+      ACount(Merges ? TWork::Merge : TWork::Inner, Factor, Times);
+    else
+      ACount(TWork::Long, 0, Times * Factor * Factor);
+  }
 }
 
 struct TSplit {
@@ -96,14 +74,12 @@ struct TSplit {
   double Cost = std::numeric_limits<double>::infinity();
 };
 
-// The split of ALength with the least ACostOf(split), which is infinite for what is no split. A
-// vector has half of the widest's lanes at least, or a quarter if ATakesQuarters.
-template <class T, bool ATakesQuarters, class TCostOf>
+// The split of ALength with the least ACostOf(split), which is infinite for what is no split.
+template <class T, class TCostOf>
 TSplit BestSplit(std::int32_t ALength, TCostOf ACostOf) noexcept {
-  constexpr int Least = std::max(2, MaxLanes<T> / (ATakesQuarters ? 4 : 2));
   TSplit Best;
   const auto Try = [&](std::int32_t AM) {
-    for (int Lanes = MaxLanes<T>; Lanes >= Least; Lanes /= 2) {
+    for (int Lanes = MaxLanes<T>; Lanes >= std::min(LeastLanes, MaxLanes<T>); Lanes /= 2) {
       TSplit Split{Lanes, AM, ALength / AM};
       Split.Cost = ACostOf(Split);
       if (Split.Cost < Best.Cost) Best = Split;
@@ -117,24 +93,115 @@ TSplit BestSplit(std::int32_t ALength, TCostOf ACostOf) noexcept {
   return Best;
 }
 
+// Bytes of twiddles from which on they are products.
+constexpr std::size_t LongTwiddles = 128 * 1024;
+
 template <class T>
-double CostOfSplit(const TSplit& ASplit) noexcept {
+constexpr bool HasLongTwiddles(std::int32_t ALength) noexcept {
+  return 2 * sizeof(T) * static_cast<std::size_t>(ALength) >= LongTwiddles;
+}
+
+// Whether the first step is straight-line code and leaves lines.
+template <class T>
+bool HasShortFirst(const TSplit& ASplit) noexcept {
+  return ASplit.Lanes == MaxLanes<T> && ASplit.M >= ASplit.Lanes && ASplit.B >= ASplit.Lanes &&
+         !HasLongTwiddles<T>(ASplit.M * ASplit.B) && WithShortStep(ASplit.M, [](auto) {});
+}
+
+// Calls ACount(work, radix, times) for what a split takes; false if there is no such split.
+template <class T, class TCount>
+bool CountSplit(const TSplit& ASplit, TCount ACount) noexcept {
   const std::int32_t L = ASplit.Lanes;
+  if (IsFused<T>(ASplit.M, ASplit.B, L)) {
+    ACount(L == 4 ? TWork::Fused4 : L == 8 ? TWork::Fused8 : TWork::Fused16, ASplit.M, 1.0);
+    return true;
+  }
+  if (L != MaxLanes<T>) return false;
+  const double Groups = (ASplit.B + L - 1) / L;
+  const double Lines = (ASplit.M + L - 1) / L;
+  ACount(TWork::Call, 0, 1.0);
+  if (HasShortFirst<T>(ASplit)) {
+    ACount(TWork::First, ASplit.M, Groups);
+  } else {
+    CountColumns(ASplit.M, Groups, ACount);
+    ACount(HasLongTwiddles<T>(ASplit.M * ASplit.B) ? TWork::LongRoots : TWork::Turn, 0,
+           Groups * Lines);
+  }
+  if (WithShortLine(ASplit.B, [](auto) {}))
+    ACount(TWork::Last, ASplit.B, Lines);
+  else
+    CountColumns(ASplit.B, Lines, ACount);
+  if (ASplit.M < L) ACount(TWork::Few, 0, ASplit.B);
+  if (ASplit.B < L) ACount(TWork::Few, 0, ASplit.M);
+  return true;
+}
+
+struct TRadixCost {
+  int Radix;
+  double Cost;
+};
+
+// The estimate for transforms whose twiddles are products: these wait for memory, of which the
+// counts of the work tell little. It was fitted to lengths up to 4,096 on a processor with 512-bit
+// vectors and looked at up to 2^22; the other sets go by it as well.
+inline double CostOfLongRadix(int ARadix) noexcept {
+  constexpr TRadixCost Costs[] = {{2, 11},  {3, 27},   {4, 35},   {5, 56},  {7, 84},
+                                  {8, 100}, {11, 190}, {13, 260}, {16, 275}};
+  for (const TRadixCost& Row : Costs)
+    if (Row.Radix == ARadix) return Row.Cost;
+  return 1.6 * ARadix * ARadix;
+}
+
+inline double CostOfLongColumns(std::int32_t ALength) noexcept {
+  double Result = 0;
+  for (const std::int32_t Factor : RadicesOf(ALength))
+    Result += CostOfLongRadix(Factor) * (ALength / Factor);
+  return Result;
+}
+
+// Of a line of rows, which passes through memory of its own unless it is short; it may be too long
+// for the cache.
+template <class T>
+double CostOfLongLine(std::int32_t ALanes, std::int32_t AColumns) noexcept {
+  const double Cost = CostOfLongColumns(AColumns);
+  if (AColumns <= 16 && WithInnerRadix(AColumns, [](auto) {})) return Cost;
+  const double Bytes = 2.0 * ALanes * sizeof(T) * AColumns;
+  return (Cost + 8.0 * AColumns) * (Bytes > 0x80000 ? 1.25 : 1.0);
+}
+
+// Half of the widest vector costs half as much, but less is not cheaper.
+template <class T>
+double CostOfLongWidth(std::int32_t ALanes) noexcept {
+  return ALanes * static_cast<int>(sizeof(T)) > 32 ? 1.0 : 0.53;
+}
+
+template <class T>
+double CostOfLongSplit(const TSplit& ASplit) noexcept {
+  const std::int32_t L = ASplit.Lanes;
+  if (L != MaxLanes<T>) return std::numeric_limits<double>::infinity();
   const double Groups = (ASplit.B + L - 1) / L;
   const double Lines = (ASplit.M + L - 1) / L;
   // Columns too long for the cache come from far each time that they are gone through.
   const double FromFar = 2.0 * sizeof(T) * L * ASplit.M > 0x1000000 ? 1.5 : 1.0;
-  const double Columns = Groups * CostOfColumns(RadicesOf(ASplit.M), ASplit.M) * FromFar;
+  const double Columns = Groups * CostOfLongColumns(ASplit.M) * FromFar;
   const double Few = (ASplit.M < L ? 4.0 * ASplit.B : 0) + (ASplit.B < L ? 4.0 * ASplit.M : 0);
-  // What it takes to go through memory, and from function to function.
-  const double Detour = IsFused(ASplit.M, ASplit.B, L) ? 0 : 40;
-  return CostOfWidth<T>(L) * (Columns + Lines * CostOfLine<T>(L, ASplit.B)) + Few + Detour;
+  return CostOfLongWidth<T>(L) * (Columns + Lines * CostOfLongLine<T>(L, ASplit.B)) + Few;
+}
+
+template <class T>
+double CostOfSplit(const TSplit& ASplit) noexcept {
+  if (HasLongTwiddles<T>(ASplit.M * ASplit.B)) return CostOfLongSplit<T>(ASplit);
+  double Result = 0;
+  const bool Is = CountSplit<T>(ASplit, [&](TWork AWork, int ARadix, double ATimes) {
+    Result += CostOf<T>(AWork, ARadix) * ATimes;
+  });
+  return Is ? Result : std::numeric_limits<double>::infinity();
 }
 
 // The best split of a length that is no prime.
 template <class T>
 TSplit ChooseSplit(std::int32_t ALength) noexcept {
-  return BestSplit<T, true>(ALength, [](const TSplit& A) { return CostOfSplit<T>(A); });
+  return BestSplit<T>(ALength, [](const TSplit& A) { return CostOfSplit<T>(A); });
 }
 
 // The root AIndex of order AOrder, which divides that of ARoots.
@@ -231,26 +298,23 @@ void LayOutColumns(TColumnPlan<T>& APlan, std::int32_t ALength, const TRootsOfUn
   APlan.Offsets = TakeOffsets(APlan.Stages, APlan.StageCount, ALength, ALayout);
 }
 
-// Calls AFunction with the lanes as a compile-time constant: half of the widest vector's at least.
+// Calls AFunction with the lanes as a compile-time constant: those of the widest vector, of half of
+// it, or fewer.
+template <class T, int L = MaxLanes<T>, class TFunction>
+TESSALUNE_INLINE auto WithLanes(int ALanes, TFunction AFunction) noexcept {
+  if constexpr (L / 2 >= LeastLanes)
+    if (ALanes < L) return WithLanes<T, L / 2>(ALanes, AFunction);
+  return AFunction(std::integral_constant<int, L>{});
+}
+
+// The same of the widest vector and half of it.
 template <class T, class TFunction>
 TESSALUNE_INLINE auto WithWideLanes(int ALanes, TFunction AFunction) noexcept {
   constexpr int Max = MaxLanes<T>;
-  if constexpr (Max / 2 >= 2)
-    if (ALanes == Max / 2) return AFunction(std::integral_constant<int, Max / 2>{});
+  if constexpr (Max / 2 >= LeastLanes)
+    if (ALanes < Max) return AFunction(std::integral_constant<int, Max / 2>{});
   return AFunction(std::integral_constant<int, Max>{});
 }
-
-// The same, with a quarter at least.
-template <class T, class TFunction>
-TESSALUNE_INLINE auto WithLanes(int ALanes, TFunction AFunction) noexcept {
-  constexpr int Max = MaxLanes<T>;
-  if constexpr (Max / 4 >= 2)
-    if (ALanes == Max / 4) return AFunction(std::integral_constant<int, Max / 4>{});
-  return WithWideLanes<T>(ALanes, AFunction);
-}
-
-// Bytes of twiddles from which on they are products.
-constexpr std::size_t LongTwiddles = 128 * 1024;
 
 // The roots of order ALength, that of ARoots, for the rows.
 template <class T>
@@ -266,14 +330,15 @@ void LayOutTwiddles(TRowPlan<T>& APlan, std::int32_t ALanes, std::int32_t ALengt
       for (std::int32_t Row = 0; Row < ARows; ++Row, Target += 2 * ALanes)
         for (std::int32_t I = 0; I < ALanes; ++I) {
           // Lanes beyond the last column hold nothing that counts.
-          const std::int64_t Column = FirstOf(G, APlan.Transform.Length, ALanes) + I;
+          const std::int64_t Column = FirstOf(G, APlan.Transform.Length, ALanes) +
+                                      (APlan.IsWoven ? WovenAt<T>(ALanes, I) : I);
           const TRootValue Root = (*ARoots)(AOfRow(Row) * Column % ALength);
           Target[I] = static_cast<T>(Root.Re);
           Target[ALanes + I] = static_cast<T>(Root.Im);
         }
     return Table;
   };
-  if (2 * sizeof(T) * static_cast<std::size_t>(ALength) < LongTwiddles) {
+  if (!HasLongTwiddles<T>(ALength)) {
     APlan.Twiddles = TakeTable(APlan.GroupRows, [](std::int64_t ARow) { return ARow; });
     return;
   }
@@ -293,37 +358,43 @@ void LayOutRows(TRowPlan<T>& APlan, std::int32_t ALanes, std::int32_t ARows,
   APlan.Groups = (AColumns + ALanes - 1) / ALanes;
   APlan.Lines = (ARows + ALanes - 1) / ALanes;
   LayOutColumns(APlan.Transform, AColumns, ARoots, ALayout);
-  APlan.IsShort = APlan.Transform.StageCount == 0 && APlan.Transform.LongestRadix == 0;
   LayOutTwiddles(APlan, ALanes, ALength, ARoots, ALayout);
 }
 
-// The tables of a transform whose length is no prime, all of them by ARoots, which has that order.
+// The tables of a split of a length that is no prime, all of them by ARoots, which has that order.
 template <class T>
-void LayOutSmooth(TSmoothPlan<T>& APlan, std::int32_t ALength, const TRootsOfUnity* ARoots,
+void LayOutSmooth(TSmoothPlan<T>& APlan, const TSplit& ASplit, const TRootsOfUnity* ARoots,
                   TLayout& ALayout) noexcept {
-  const TSplit Split = ChooseSplit<T>(ALength);
-  const std::int32_t L = Split.Lanes;
-  const std::int32_t M = Split.M;
-  const std::int32_t B = Split.B;
+  const std::int32_t L = ASplit.Lanes;
+  const std::int32_t M = ASplit.M;
+  const std::int32_t B = ASplit.B;
   APlan.Lanes = L;
   LayOutColumns(APlan.Columns, M, ARoots, ALayout);
+  APlan.Rows.IsWoven = true;
   // Room for the rows that fill the last line of few.
-  LayOutRows(APlan.Rows, L, M, std::max(M, L), B, ALength, ARoots, ALayout);
-  APlan.IsFused = IsFused(M, B, L);
-  if (!APlan.IsFused)
-    APlan.WorkBytes = WithLanes<T>(
-        L, [&](auto ALanes) { return WorkBytesOf<TSmoothRun<T, ALanes, false>>(APlan); });
+  LayOutRows(APlan.Rows, L, M, std::max(M, L), B, M * B, ARoots, ALayout);
+  APlan.IsFused = IsFused<T>(M, B, L);
+  APlan.ColumnsToLines = nullptr;
+  APlan.LinesToSamples = nullptr;
+  if (APlan.IsFused) return;
+  constexpr int Widest = MaxLanes<T>;
+  if (HasShortFirst<T>(ASplit))
+    WithShortStep(M, [&](auto F) {
+      if constexpr (F >= Widest) APlan.ColumnsToLines = &ColumnsToLines<T, Widest, F>;
+    });
+  WithShortLine(B, [&](auto F) { APlan.LinesToSamples = &LinesToSamples<T, Widest, F>; });
+  APlan.WorkBytes = WorkBytesOf<TSmoothRun<T, Widest>>(APlan);
 }
 
 // The transform itself, of a length that is not fused. ASource may be ATarget. AWork: WorkBytes,
 // aligned to a cache line.
-template <class T, bool AInverse>
-void RunSmooth(const TSmoothPlan<T>& APlan, const T* ASource, T* ATarget, T AScale,
+template <class T>
+void RunSmooth(const TSmoothPlan<T>& APlan, const T* ASource, T* ATarget, T AScale, bool AIsInverse,
                std::byte* AWork) noexcept {
+  if (APlan.ColumnsToLines && APlan.LinesToSamples)
+    return RunShortSteps(APlan, ASource, ATarget, AScale, AIsInverse, AWork);
   TLayout Memory(AWork);
-  WithLanes<T>(APlan.Lanes, [&](auto ALanes) {
-    TSmoothRun<T, ALanes, AInverse>(APlan, AScale, Memory).Run(ASource, ATarget);
-  });
+  TSmoothRun<T, MaxLanes<T>>(APlan, AScale, Memory, AIsInverse).Run(ASource, ATarget);
 }
 
 }  // namespace tessalune::TESSALUNE_BUILTINS::kernels

@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <type_traits>
 #include <utility>
 
 // Short vectors of lanes, in the compiler's own terms, so that one source serves every instruction
@@ -85,6 +88,23 @@ TESSALUNE_INLINE void Store(T* ATarget, V AValue) noexcept {
   Store<T, MaxLanes<double>>(ATarget, AValue);
 }
 
+// The sign bits of all lanes, or none.
+template <class T, int ALanes>
+using TSignMask = TVector<std::conditional_t<sizeof(T) == 8, std::int64_t, std::int32_t>, ALanes>;
+
+template <class T, int ALanes>
+TESSALUNE_INLINE TSignMask<T, ALanes> SignMask(bool AIsSet) noexcept {
+  using TBits = std::conditional_t<sizeof(T) == 8, std::int64_t, std::int32_t>;
+  return TSignMask<T, ALanes>{} + (AIsSet ? std::numeric_limits<TBits>::min() : TBits(0));
+}
+
+template <class T, int ALanes>
+TESSALUNE_INLINE TVector<T, ALanes> FlipSign(TVector<T, ALanes> AValue,
+                                             TSignMask<T, ALanes> AMask) noexcept {
+  return reinterpret_cast<TVector<T, ALanes>>(reinterpret_cast<TSignMask<T, ALanes>>(AValue) ^
+                                              AMask);
+}
+
 // Complex numbers, a lane each. Copied part by part: as a whole, arrays of them would be copied
 // through memory.
 template <class V>
@@ -128,6 +148,16 @@ TESSALUNE_INLINE TPair<V> TimesMinusI(const TPair<V>& A) noexcept {
   return {A.Im, -A.Re};
 }
 
+// Which of ALanes interleaved numbers the lane ALane holds in woven order, the one that costs the
+// fewest shuffles: nothing leaves its 16 bytes. Reversed, these lanes hold the numbers in reverse.
+template <class T>
+constexpr int WovenAt(int ALanes, int ALane) noexcept {
+  constexpr int Within = 16 / static_cast<int>(sizeof(T));
+  if (ALanes <= Within) return ALane;
+  const int Half = ALane % Within < Within / 2 ? 0 : ALanes / 2 - Within / 2;
+  return ALane / Within * (Within / 2) + ALane % Within + Half;
+}
+
 template <class T, int ALanes>
 struct TLanes {
   using V = TVector<T, ALanes>;
@@ -148,6 +178,17 @@ struct TLanes {
     } else {
       StoreInterleaved(ATarget, AValue, TSequence{});
     }
+  }
+
+  static constexpr int WovenAt(int ALane) noexcept { return kernels::WovenAt<T>(ALanes, ALane); }
+
+  // ALanes interleaved complex numbers in woven order.
+  TESSALUNE_INLINE static TPair<V> LoadWoven(const T* ASource) noexcept {
+    return Unweave(Load<T, ALanes>(ASource), Load<T, ALanes>(ASource + ALanes), TSequence{});
+  }
+
+  TESSALUNE_INLINE static void StoreWoven(T* ATarget, const TPair<V>& AValue) noexcept {
+    StoreWoven(ATarget, AValue, TSequence{});
   }
 
   TESSALUNE_INLINE static V Reverse(V AValue) noexcept {
@@ -182,6 +223,29 @@ struct TLanes {
     Store<T, ALanes>(
         ATarget + ALanes,
         __builtin_shufflevector(AValue.Re, AValue.Im, ((I + ALanes) / 2 + I % 2 * ALanes)...));
+  }
+
+  static constexpr int LaneOfWoven(int ANumber) noexcept {
+    int Lane = 0;
+    while (WovenAt(Lane) != ANumber) ++Lane;
+    return Lane;
+  }
+
+  template <int... I>
+  TESSALUNE_INLINE static TPair<V> Unweave(V A, V B, std::integer_sequence<int, I...>) noexcept {
+    return {__builtin_shufflevector(A, B, (2 * WovenAt(I))...),
+            __builtin_shufflevector(A, B, (2 * WovenAt(I) + 1)...)};
+  }
+
+  template <int... I>
+  TESSALUNE_INLINE static void StoreWoven(T* ATarget, const TPair<V>& AValue,
+                                          std::integer_sequence<int, I...>) noexcept {
+    const auto& [Re, Im] = AValue;
+    Store<T, ALanes>(ATarget,
+                     __builtin_shufflevector(Re, Im, (LaneOfWoven(I / 2) + I % 2 * ALanes)...));
+    Store<T, ALanes>(
+        ATarget + ALanes,
+        __builtin_shufflevector(Re, Im, (LaneOfWoven((I + ALanes) / 2) + I % 2 * ALanes)...));
   }
 
   template <int... I>

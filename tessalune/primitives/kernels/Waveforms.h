@@ -160,11 +160,22 @@ inline TExtended FractionOf(TExtended X) noexcept {
   return std::fmod(X, TExtended{1});
 }
 
+// Cycles below 1 as an integer, 2^64 of them a cycle: additions wrap as the wave does, and none is
+// rounded.
+constexpr TExtended WholeCycle = 0x1p64L;
+
 // Returns the phase of sample ACount, in radians.
 inline double Square(double* pDst, std::size_t ACount, double AMagn, double ARelFreq, double AAsym,
                      double APhase) noexcept {
   const TExtended Low = TExtended{AAsym} / 2 + 0.5L;
   TExtended Place = APhase / ExtendedTwoPi;
+  if (Place >= 0 && Place < 1 && ARelFreq >= 0 && ARelFreq < 1 && Low > 0 && Low < 1) {
+    const auto End = static_cast<std::uint64_t>(std::ceil(Low * WholeCycle));
+    const auto Step = static_cast<std::uint64_t>(std::nearbyint(ARelFreq * WholeCycle));
+    auto At = static_cast<std::uint64_t>(Place * WholeCycle);
+    for (std::size_t N = 0; N < ACount; ++N, At += Step) pDst[N] = At < End ? -AMagn : AMagn;
+    return static_cast<double>(static_cast<TExtended>(At) / WholeCycle * 2 * Pi);
+  }
   for (std::size_t N = 0; N < ACount; ++N) {
     pDst[N] = Low > Place ? -AMagn : AMagn;
     Place = FractionOf(Place + ARelFreq);

@@ -1,0 +1,7 @@
+#include <tessalune/primitives/kernels/ComplexDft.h>
+
+namespace tessalune::TESSALUNE_BUILTINS {
+
+TESSALUNE_COMPLEX_DFT(template, float)
+
+}  // namespace tessalune::TESSALUNE_BUILTINS

@@ -1,0 +1,7 @@
+#include <tessalune/primitives/kernels/RealDft.h>
+
+namespace tessalune::TESSALUNE_BUILTINS {
+
+TESSALUNE_REAL_DFT(template, double)
+
+}  // namespace tessalune::TESSALUNE_BUILTINS
