@@ -70,12 +70,11 @@ TEST(Meters, ReduceEachBlockByItself) {
 TEST(Meters, TellOnlyWhatHasChangedOnThePinsFirst) {
   TMeterRig<TQSMean> Mean(stNone);
   TReals Sent;
-  TKLRealSinkPin Sink({}, [&](TKLBasicPin&, TKLBasicPin*, const TGUID&,
-                              IKLNotifyOperation& AOperation, TKLNotifyState) {
-    Sent.push_back(AOperation.GetInstance<TKLTypedSuppliedOperation<double>>().Value);
-    EXPECT_TRUE(Mean.Told.empty());
-    return TKLNotifyResult{};
-  });
+  TKLRealSinkPin Sink(
+      {}, Hear([&](IKLNotifyOperation& AOperation) {
+        Sent.push_back(AOperation.GetInstance<TKLTypedSuppliedOperation<double>>().Value);
+        EXPECT_TRUE(Mean.Told.empty());
+      }));
   Sink.Connect(Mean.It->OutputPin());
   EXPECT_EQ(Mean.Send({0, 0}), TReals()) << "it begins with 0";
   EXPECT_EQ(Mean.Send({1, 3}), TReals({2}));

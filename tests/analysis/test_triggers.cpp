@@ -31,14 +31,6 @@ struct TTriggerRig : TStreamRig<TQSSnippetTrigger> {
       Told.push_back(AData);
     });
   }
-  // Sends a stream in blocks of a size.
-  void Play(const TReals& AStream, std::size_t ABlock) {
-    for (std::size_t At = 0; At < AStream.size(); At += ABlock) {
-      const auto Begin = AStream.begin() + static_cast<std::ptrdiff_t>(At);
-      Feed.Send(
-          {Begin, Begin + static_cast<std::ptrdiff_t>(std::min(ABlock, AStream.size() - At))});
-    }
-  }
   TPositions Positions() const {
     TPositions All;
     for (const auto& Each : Told) All.push_back(Each->TriggerPosition());
@@ -82,7 +74,7 @@ TEST(SnippetTrigger, FindsTheSameCrossingsWhateverTheBlocks) {
                             {30, 20, -20, -3, teRising, 1},
                             {9000, 7, 0, 0, teRising, 50},
                             {8, 512, 0, 0, teRising, Most}}) {
-    for (const std::size_t Block : {1U, 7U, 1024U, 65536U}) {
+    for (const std::ptrdiff_t Block : {1, 7, 1024, 65536}) {
       TTriggerRig Rig(Case.Size, Case.Before, Case.Distance);
       Rig.It->Trigger().SetLevel(Case.Level);
       Rig.It->Trigger().SetEdge(Case.Edge);
@@ -90,7 +82,7 @@ TEST(SnippetTrigger, FindsTheSameCrossingsWhateverTheBlocks) {
       const TPositions Expected = Crossings(Stream, *Rig.It);
       ASSERT_GT(Expected.size(), 0U);
       Rig.Feed.Start();
-      Rig.Play(Stream, Block);
+      Rig.Feed.SendCut(Stream, {Block});
       ASSERT_EQ(Rig.Positions(), Expected) << Case.Size << ", " << Block;
       const auto Before = std::min(Case.Before, Case.Size);
       for (std::size_t I = 0; I < Expected.size(); ++I) {
@@ -118,8 +110,6 @@ TEST(SnippetTrigger, TellsWhatItFound) {
       ValueText(Rig.Told[0]->PropertyValue()));
   Rig.It->Snippet().SetSize(1);
   EXPECT_EQ(Rig.It->Remarks().size(), 1U) << "SamplesBefore is above Size";
-  EXPECT_THROW(Rig.It->Snippet().SetSize(0), EQSException);
-  EXPECT_THROW(Rig.It->Snippet().SetSamplesBefore(-1), EQSException);
 }
 
 TEST(SnippetTrigger, SearchesTheWholeHistoryAgainAfterAChange) {
@@ -160,11 +150,11 @@ TEST(SnippetTrigger, CutsWhereAnotherInstanceTriggersSoonerOrLater) {
         });
     Next.Connect(Follower.It->TriggerOutputPin());
     for (auto* Rig : {&Leader, &Follower}) Rig->Feed.Start();
-    const auto Lead = [&] { Leader.Play(Stream, 100); };
+    const auto Lead = [&] { Leader.Feed.SendCut(Stream, {100}); };
     std::thread Thread;
     if (*Way == 'b') Lead();
     if (*Way == 't') Thread = std::thread(Lead);
-    Follower.Play(Stream, 128);
+    Follower.Feed.SendCut(Stream, {128});
     if (*Way == 'a') Lead();
     if (*Way == 't') Thread.join();
     EXPECT_GT(Leader.Told.size(), 300U);

@@ -141,25 +141,18 @@ struct TPumped {
   bool Waits = false;
   TOwned<TQSRepack> Repack = Create<TQSRepack>();
   TObject Pump;
-  TQSKLRealSourcePin Source{{},
-                            [this](TKLBasicPin&, TKLBasicPin*, const TGUID&,
-                                   IKLNotifyOperation& AOperation, TKLNotifyState) {
+  TQSKLRealSourcePin Source{{}, Hear([this](IKLNotifyOperation& AOperation) {
                               EXPECT_TRUE(AOperation.IsType<TKLMasterPumpOperation>());
                               ++Requests;
                               if (!Waits) Send();
-                              return TKLNotifyResult{};
-                            }};
-  TQSKLRealSinkPin Sink{{},
-                        [this](TKLBasicPin&, TKLBasicPin*, const TGUID&,
-                               IKLNotifyOperation& AOperation, TKLNotifyState) {
-                          if (!AOperation.IsType<TKLSuppliedBufferOperation>())
-                            return TKLNotifyResult{};
+                            })};
+  TQSKLRealSinkPin Sink{{}, Hear([this](IKLNotifyOperation& AOperation) {
+                          if (!AOperation.IsType<TKLSuppliedBufferOperation>()) return;
                           ++Blocks;
                           for (int I = 0; I < AtOnce && FromInside > 0; ++I, --FromInside) {
                             Sink.MasterPump(Pump);
                           }
-                          return TKLNotifyResult{};
-                        }};
+                        })};
 
   TPumped() {
     Source.Connect(Repack->InputPin());
@@ -308,12 +301,10 @@ TEST(Switch, PassesRequestsUpwardsWhileItIsShutAndLetsNobodyWait) {
   const auto Switch = Create<TQSSwitch>();
   int Up = 0;
   int Ignores = 0;
-  TQSKLRealSourcePin Source({}, [&](auto&&...) { return ++Up, TKLNotifyResult{}; });
-  TQSKLRealSinkPin Sink({}, [&](TKLBasicPin&, TKLBasicPin*, const TGUID&,
-                                IKLNotifyOperation& AOperation, TKLNotifyState) {
-    Ignores += AOperation.IsType<TKLIgnoreStreamOperation>() ? 1 : 0;
-    return TKLNotifyResult{};
-  });
+  TQSKLRealSourcePin Source({}, Hear([&](auto&) { ++Up; }));
+  TQSKLRealSinkPin Sink({}, Hear([&](IKLNotifyOperation& AOperation) {
+                          Ignores += AOperation.IsType<TKLIgnoreStreamOperation>();
+                        }));
   Source.Connect(Switch->InputPin());
   Sink.Connect(Switch->OutputPin());
   TObject Pump;
@@ -335,19 +326,18 @@ TEST(Switch, TellsAStartBetweenTwoBlocks) {
   EXPECT_EQ(Rig.Out.StartRates, std::vector<double>({0.0})) << "none has come";
   bool Inside = false;
   int Starts = 0;
-  TQSKLRealSinkPin Sink({}, [&](TKLBasicPin&, TKLBasicPin*, const TGUID&,
-                                IKLNotifyOperation& AOperation, TKLNotifyState) {
-    if (AOperation.IsType<TKLStartOperation>()) {
-      EXPECT_FALSE(Inside);
-      ++Starts;
-    } else if (AOperation.IsType<TKLSuppliedBufferOperation>() && Starts == 1) {
-      Inside = true;
-      Rig.It->SetEnabled(false);
-      Rig.It->SetEnabled(true);
-      Inside = false;
-    }
-    return TKLNotifyResult{};
-  });
+  TQSKLRealSinkPin Sink(
+      {}, Hear([&](IKLNotifyOperation& AOperation) {
+        if (AOperation.IsType<TKLStartOperation>()) {
+          EXPECT_FALSE(Inside);
+          ++Starts;
+        } else if (AOperation.IsType<TKLSuppliedBufferOperation>() && Starts == 1) {
+          Inside = true;
+          Rig.It->SetEnabled(false);
+          Rig.It->SetEnabled(true);
+          Inside = false;
+        }
+      }));
   Rig.Feed.Start();
   Rig.It->OutputPin().Connect(Sink);
   Rig.Send(1);

@@ -1,12 +1,11 @@
 // Components with several inputs.
-#include "frame/Allocations.h"
 #include "frame/FrameTools.h"
+#include "primitives/Samples.h"
 #include "support/Streams.h"
 
 #include <tessalune/filters/QSAdd.h>
 #include <tessalune/filters/QSRealToComplex.h>
 #include <tessalune/filters/QSSubtract.h>
-#include <tessalune/frame/runtime/QSMemory.h>
 
 #include <cmath>
 #include <limits>
@@ -19,25 +18,12 @@ namespace tessalune::test {
 namespace {
 
 using testing::ExpectAll;
-using testing::Refusal;
 using testing::TRealRecorder;
 
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double Infinity = std::numeric_limits<double>::infinity();
 
-// The input pins of a component in the order of its table.
-std::vector<TKLBasicPin*> Inputs(TComponent& AComponent) {
-  std::vector<TKLBasicPin*> Pins;
-  for (const TPublishedPin* Row : AComponent.PublishedTable().Pins()) {
-    for (std::size_t I = 0; I < Row->Count(AComponent); ++I) {
-      TKLBasicPin& Pin = Row->At(AComponent, I);
-      if (Pin.Direction() == TKLPinDirection::Sink) Pins.push_back(&Pin);
-    }
-  }
-  return Pins;
-}
-
-// A component between feeds and a probe.
+// A component between feeds of its inputs, in the order of its table, and a probe.
 template <class TJoin, class TIn, class TOut>
 struct TRig {
   TOwned<TJoin> Join = Create<TJoin>();
@@ -46,7 +32,14 @@ struct TRig {
 
   TFeed<TIn>& Feed(std::size_t AInput) {
     auto& Feed = Feeds[AInput];
-    if (!Feed) Feed = std::make_unique<TFeed<TIn>>(*Inputs(*Join)[AInput]);
+    std::size_t Index = 0;
+    for (const TPublishedPin* Row : Join->PublishedTable().Pins()) {
+      for (std::size_t I = 0; I < Row->Count(*Join); ++I) {
+        TKLBasicPin& Pin = Row->At(*Join, I);
+        if (Feed || Pin.Direction() != TKLPinDirection::Sink || Index++ != AInput) continue;
+        Feed = std::make_unique<TFeed<TIn>>(Pin);
+      }
+    }
     return *Feed;
   }
 };
@@ -69,8 +62,7 @@ void Check(const char* AWhat, const std::map<std::size_t, std::vector<TIn>>& AIn
     ASSERT_EQ(Block.size(), AOut.size()) << AWhat;
     for (std::size_t I = 0; I < Block.size(); ++I) {
       if constexpr (std::same_as<TOut, double>) {
-        EXPECT_TRUE(Block[I] == AOut[I] || (std::isnan(Block[I]) && std::isnan(AOut[I])))
-            << AWhat << ": " << Block[I];
+        EXPECT_TRUE(IsSame(Block[I], AOut[I])) << AWhat << ": " << Block[I];
       } else {
         EXPECT_NEAR(Block[I].Re, AOut[I].Re, 1e-15) << AWhat;
         EXPECT_NEAR(Block[I].Im, AOut[I].Im, 1e-15) << AWhat;
@@ -400,12 +392,8 @@ TEST(MultiInput, CountsWhatFullQueuesDropAndTellsIt) {
   EXPECT_TRUE(It.Sum->Losses().empty());
 }
 
-TEST(MultiInput, TakesFromTwoToTenThousandInputs) {
+TEST(MultiInput, TakesTenThousandInputs) {
   TStory It;
-  for (const std::uint32_t Count : {1U, 10001U}) {
-    ExpectAll(Refusal([&] { It.Sum->InputPins().SetCount(Count); }),
-              {"InputPins", "between 2 and 10000"});
-  }
   It.Sum->InputPins().SetCount(10000);
   TFeed<double> Last(It.Sum->InputPins()[9999]);
   for (auto* Feed : {&It.A, &It.B, &Last}) Feed->Start();
@@ -429,8 +417,7 @@ TEST(MultiInput, SendsInOrderWhatHandlersAndOtherThreadsBring) {
     EXPECT_EQ(It.Out.Samples(), (std::vector<double>{11, 22}));
   });
   int Depth = 0;
-  It.Out.OnOperation = [&](IKLNotifyOperation& AOperation) {
-    if (!AOperation.IsType<TKLSuppliedBufferOperation>()) return;
+  It.Out.On(testing::IsBlock, [&] {
     EXPECT_EQ(++Depth, 1) << "one at a time";
     if (It.Out.Samples().size() == 1) {
       It.A.Send({2});
@@ -439,15 +426,13 @@ TEST(MultiInput, SendsInOrderWhatHandlersAndOtherThreadsBring) {
       testing::AwaitBlocked(Other.Key);
     }
     --Depth;
-  };
+  });
   It.A.Send({1});
   It.B.Send({10});
   Other.Join();
   It.A.Send({3, 4});
   It.Expect({"start 1000", "block", "block", "block", "block"}, {11, 22, 33, 4});
-  It.Out.OnOperation = [&](IKLNotifyOperation& AOperation) {
-    if (AOperation.IsType<TKLSuppliedBufferOperation>()) It.Sum = nullptr;
-  };
+  It.Out.On(testing::IsBlock, [&] { It.Sum = nullptr; });
   It.A.Send({5});
   It.Expect({"start 1000", "block", "block", "block", "block", "block", "stop"},
             {11, 22, 33, 4, 5});
@@ -464,13 +449,12 @@ TEST(MultiInput, RelievesAThreadThatSendsForLong) {
     It.A.Stop();
   });
   int Here = 0;
-  It.Out.OnOperation = [&](IKLNotifyOperation& AOperation) {
-    if (!AOperation.IsType<TKLSuppliedBufferOperation>()) return;
+  It.Out.On(testing::IsBlock, [&] {
     Here += CurrentThreadKey() != Other.Key;
     if (It.Out.Samples().size() != 70) return;
     Inside.Open();
     testing::AwaitBlocked(Other.Key);
-  };
+  });
   It.B.Send(std::vector<double>(1000, 1.0));
   Other.Join();
   EXPECT_EQ(Here, 70);
@@ -492,47 +476,28 @@ TEST(MultiInput, SendsOnAfterASinkHasFailed) {
 }
 
 // The first block of a sum becomes the output's memory if nobody else has it, and then only.
-TEST(MultiInput, TakesNoMemoryInTheSteadyState) {
-  for (const std::uint32_t Count : {2U, 10U}) {
-    const auto Sum = Create<TQSAdd>();
-    Sum->InputPins().SetCount(Count);
-    std::vector<std::unique_ptr<TQSKLRealSourcePin>> Feeds;
-    for (std::uint32_t I = 0; I < Count; ++I) {
-      Feeds.push_back(std::make_unique<TQSKLRealSourcePin>(TKLPinOwner()));
-      Feeds.back()->Connect(Sum->InputPins()[I]);
-      Feeds.back()->Notify(MakeRef<TKLStartSampleRateOperation>(1000.0));
-    }
-    const double* Got = nullptr;
-    TQSKLRealSinkPin Sink({}, [&](TKLBasicPin&, TKLBasicPin*, const TGUID&,
-                                  IKLNotifyOperation& AOperation, TKLNotifyState) {
-      if (AOperation.IsType<TKLSuppliedBufferOperation>()) {
-        const auto& Value = AOperation.GetInstance<TKLSuppliedBufferOperation>().Value;
-        Got = TQSRealBuffer::CreateUniversal(Value)->Read();
-      }
-      return TKLNotifyResult{};
-    });
-    Sum->OutputPin().Connect(Sink);
-    const auto Round = [&](bool AShared) {
-      TRef<IQSRealBuffer> Kept;
-      const double* First = nullptr;
-      for (auto& Feed : Feeds) {
-        auto Block = TQSRealBuffer::CreateSize(1024);
-        Block->SetValue(1.0);
-        if (First == nullptr) First = Block->Read();
-        if (AShared && !Kept) Kept = Block;
-        Feed->SubmitBuffer(std::move(Block));
-      }
-      EXPECT_TRUE(!AShared || Kept->GetItem(7) == 1.0);
-      return Got == First;
-    };
-    EXPECT_TRUE(Round(false));
-    EXPECT_FALSE(Round(true));
-    for (int I = 0; I < 100; ++I) Round(false);
-    const std::uint64_t Before = RecycledSystemAllocations() + testing::Allocations();
-    for (int I = 0; I < 300; ++I) Round(I % 2 == 0);
-    const std::uint64_t Taken = RecycledSystemAllocations() + testing::Allocations() - Before;
-    EXPECT_EQ(testing::CountsAllocations ? Taken : 0, 0U);
-    for (auto& Feed : Feeds) Feed->EndStop();
+TEST(MultiInput, ComputesInABlockThatIsItsOwn) {
+  TStory It;
+  const double* Got = nullptr;
+  TQSKLRealSinkPin Sink({}, Hear([&](IKLNotifyOperation& AOperation) {
+                          if (!testing::IsBlock(AOperation)) return;
+                          const auto& Value =
+                              AOperation.GetInstance<TKLSuppliedBufferOperation>().Value;
+                          Got = TQSRealBuffer::CreateUniversal(Value)->Read();
+                        }));
+  It.Sum->OutputPin().DisconnectAll();
+  It.Sum->OutputPin().Connect(Sink);
+  It.A.Start();
+  It.B.Start();
+  for (const bool Shared : {false, true}) {
+    auto Block = TQSRealBuffer::CreateSize(1024);
+    Block->SetValue(1.0);
+    const double* const First = Block->Read();
+    const TRef<IQSRealBuffer> Kept = Shared ? Block : nullptr;
+    It.A.Pin.SubmitBuffer(std::move(Block));
+    It.B.Send(std::vector<double>(1024, 1.0));
+    EXPECT_EQ(Got == First, !Shared);
+    EXPECT_TRUE(!Shared || Kept->GetItem(7) == 1.0);
   }
 }
 
@@ -548,19 +513,18 @@ TEST(MultiInput, PassesRequestsToThoseInputsThatHoldTheOthersUp) {
   int Blocks = 0;
   std::int64_t Samples = 0;
   TLog Log;
-  TQSKLRealSinkPin Sink({}, [&](TKLBasicPin&, TKLBasicPin*, const TGUID&,
-                                IKLNotifyOperation& AOperation, TKLNotifyState) {
-    if (AOperation.IsType<TKLSuppliedBufferOperation>()) {
-      ++Blocks;
-      Samples += AOperation.GetInstance<TKLSuppliedBufferOperation>().Samples;
-    } else {
-      Log.emplace_back(AOperation.ClassName());
-    }
-    if (AOperation.IsType<TKLPumpRequestOperation>()) {
-      AOperation.GetInstance<TKLPumpRequestOperation>().Claim(*Sum, ptHardware, 0);
-    }
-    return TKLNotifyResult{};
-  });
+  TQSKLRealSinkPin Sink({}, Hear([&](IKLNotifyOperation& AOperation) {
+                          if (testing::IsBlock(AOperation)) {
+                            ++Blocks;
+                            Samples += AOperation.GetInstance<TKLSuppliedBufferOperation>().Samples;
+                          } else {
+                            Log.emplace_back(AOperation.ClassName());
+                          }
+                          if (AOperation.IsType<TKLPumpRequestOperation>()) {
+                            AOperation.GetInstance<TKLPumpRequestOperation>().Claim(*Sum,
+                                                                                    ptHardware, 0);
+                          }
+                        }));
   Sum->OutputPin().Connect(Sink);
   for (auto& Gen : Gens) Gen->Start();
   EXPECT_EQ(Log, (TLog{"TKLPumpRequestOperation", "TKLStartSampleRateOperation",

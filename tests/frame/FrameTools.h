@@ -2,6 +2,8 @@
 // gives, and small helpers.
 #pragma once
 
+#include "../support/Streams.h"
+
 #include <tessalune/filters/QSApplyRealConst.h>
 #include <tessalune/frame/runtime/QSMainThread.h>
 #include <tessalune/frame/streams/QSValuePins.h>
@@ -126,6 +128,12 @@ class TRecorder {
   std::size_t Count(const std::string& AWhat) const {
     const auto All = Log();
     return static_cast<std::size_t>(std::count(All.begin(), All.end(), AWhat));
+  }
+  // Does AWork, after the record, at each operation of a kind, as IsBlock.
+  void On(bool (*AKind)(IKLNotifyOperation&), std::function<void()> AWork) {
+    OnOperation = [AKind, Work = std::move(AWork)](IKLNotifyOperation& AOperation) {
+      if (AKind(AOperation)) Work();
+    };
   }
   // Returns when at least so many entries of that kind have come.
   void WaitFor(const std::string& AWhat, std::ptrdiff_t ACount) const {

@@ -146,26 +146,15 @@ TEST(BlocksInAGraph, AFilterInPlaceNeverChangesWhatOthersSee) {
   EXPECT_EQ(Forwarded.Samples(), std::vector<double>(16, 1.0));
 }
 
-class SteadyGraph : public ::testing::TestWithParam<bool> {};
-INSTANTIATE_TEST_SUITE_P(Threading, SteadyGraph, ::testing::Bool());
-
-TEST_P(SteadyGraph, TakesNothingFromTheSystem) {
+TEST(BlocksInAGraph, TakeNothingFromTheSystemInItsSteadyStateOnTwoThreads) {
   if (!CountsAllocations) GTEST_SKIP() << "the sanitizer has an operator new of its own";
   const auto Gen = PumpedGen(1024);
-  std::vector<TOwned<TQSApplyRealConst>> Filters;
-  TKLSourcePin* Last = &Gen->OutputPin();
-  for (int I = 0; I < 4; ++I) {
-    Filters.push_back(Create<TQSApplyRealConst>());
-    Last->Connect(Filters.back()->InputPin());
-    Last = &Filters.back()->OutputPin();
-  }
-  Filters[2]->Threading().SetEnabled(GetParam());
+  const std::array Filters{Create<TQSApplyRealConst>(), Create<TQSApplyRealConst>(),
+                           Create<TQSApplyRealConst>()};
+  Filters[1]->Threading().SetEnabled(true);
   std::atomic<int> Blocks{0};
-  TQSKLRealSinkPin Sink({}, [&](auto&, auto*, auto&, IKLNotifyOperation& AOperation, auto) {
-    Blocks += IsBlock(AOperation);
-    return TKLNotifyResult{};
-  });
-  Last->Connect(Sink);
+  TQSKLRealSinkPin Sink({}, test::Hear([&](auto& AOperation) { Blocks += IsBlock(AOperation); }));
+  Link(*Gen, *Filters[0], *Filters[1], *Filters[2], Sink);
   Gen->Start();
   // Each round ends with its blocks worked off, so that all rounds need the same memory.
   const auto Round = [&](int ACount) {
@@ -175,10 +164,10 @@ TEST_P(SteadyGraph, TakesNothingFromTheSystem) {
       while (Blocks == Seen) std::this_thread::yield();
     }
   };
-  // With a thread of its own the filter gives back memory that the source has taken, and which of
+  // With a thread of its own a filter gives back memory that the source has taken, and which of
   // the two lets go of an operation last is chance: their stocks fill up to a bound, not at once.
   std::uint64_t Taken = 1;
-  for (int I = 0; I < (GetParam() ? 50 : 1) && Taken > 0; ++I) {
+  for (int I = 0; I < 50 && Taken > 0; ++I) {
     Round(2000);
     const std::uint64_t Before = RecycledSystemAllocations() + Allocations();
     Round(300);

@@ -71,12 +71,11 @@ TEST_P(AnEndWhileBlocksFlow, ComesThroughAndNoBlockFollows) {
     End();
     Done.Open();
   };
-  First.OnOperation = [&](IKLNotifyOperation& AOperation) {
-    if (!IsBlock(AOperation)) return;
+  First.On(IsBlock, [&] {
     if (++AtFirst == 1 && (Ender == TEnder::PumpHandler || Ender == TEnder::ClockHandler)) {
       EndOnce();
     }
-  };
+  });
   Filter->Threading().SetOnQueueFull([&](TObject&) { Full.Open(); });
   Filter->OnBlock = [&, Once = false]() mutable {
     if (std::exchange(Once, true)) return;
@@ -232,11 +231,10 @@ TEST(ASourceThatEnds, IsStartedByNobody) {
   int Stops = 0;
   Gen->SetTimeSource(MakeRef<TManualClock>());
   Gen->SetOnStop([&](TObject&) { ++Stops; });
-  Sink.OnOperation = [&](IKLNotifyOperation& AOperation) {
-    if (!IsStop(AOperation)) return;
+  Sink.On(IsStop, [&] {
     Ending.Start();
     EXPECT_FALSE(Ending.IsRunning());
-  };
+  });
   Gen->OutputPin().Connect(Sink.Pin);
   Gen->Start();
   TComponentEnd()(Gen.release());
@@ -251,15 +249,14 @@ TEST(AStopOnAThirdThread, ReturnsWhenThePumpsOwnHasBeenTold) {
   TRealRecorder Sink;
   TLog Known;
   std::optional<TKnownThread> Third;
-  First.OnOperation = [&](IKLNotifyOperation& AOperation) {
-    if (!IsBlock(AOperation)) return;
+  First.On(IsBlock, [&] {
     Gen->Stop();
     Third.emplace([&] {
       Gen->Stop();
       Known = Sink.Log();
     });
     AwaitBlocked(Third->Key);
-  };
+  });
   Gen->OutputPin().Connect(First.Pin);
   Gen->OutputPin().Connect(Sink.Pin);
   Gen->Start();
@@ -273,9 +270,7 @@ TEST(AStopThatASinkFails, IsToldToTheHost) {
   TRealRecorder Sink;
   int Stops = 0;
   Gen->SetOnStop([&](TObject&) { ++Stops; });
-  Sink.OnOperation = [](IKLNotifyOperation& AOperation) {
-    if (IsStop(AOperation)) throw EQSException("disk full");
-  };
+  Sink.On(IsStop, [] { throw EQSException("disk full"); });
   Gen->OutputPin().Connect(Sink.Pin);
   Gen->Start();
   EXPECT_EQ(Refusal([&] { Gen->Stop(); }), "disk full");
@@ -374,10 +369,10 @@ TEST(AStartOnAnotherThread, IsToldBehindTheStopThatWasFirst) {
   TRealRecorder Slow;
   TRealRecorder Sink;
   TGate Gate;
-  Slow.OnOperation = [&](IKLNotifyOperation& AOperation) {
-    if (!IsStop(AOperation) || Slow.Count("stop") > 1) return;
+  Slow.On(IsStop, [&] {
+    if (Slow.Count("stop") > 1) return;
     Gate.Stand();
-  };
+  });
   Gen->OutputPin().Connect(Slow.Pin);
   Gen->OutputPin().Connect(Sink.Pin);
   Gen->Start();
@@ -398,9 +393,7 @@ TEST(AStartThatFails, LeavesNoStream) {
   const auto Gen = PumpedGen();
   TRealRecorder Good;
   TRealRecorder Bad;
-  Bad.OnOperation = [](IKLNotifyOperation& AOperation) {
-    if (IsStart(AOperation)) throw EQSException("no disk");
-  };
+  Bad.On(IsStart, [] { throw EQSException("no disk"); });
   Gen->OutputPin().Connect(Good.Pin);
   Gen->OutputPin().Connect(Bad.Pin);
   EXPECT_EQ(Refusal([&] { Gen->Start(); }), "no disk");
@@ -414,14 +407,13 @@ TEST(AStartThatFails, InACircleOfLocksEndsOnTheMainThread) {
   const auto Other = PumpedGen();
   TRealRecorder Sink;
   std::optional<TKnownThread> Inside;
-  Sink.OnOperation = [&](IKLNotifyOperation& AOperation) {
-    if (!IsStart(AOperation)) return;
+  Sink.On(IsStart, [&] {
     Inside.emplace([&] {
       const ILockSection Section = Gen->WriteLock();
       Other->SetOffset(1.0);
     });
     AwaitBlocked(Inside->Key);
-  };
+  });
   Gen->OutputPin().Connect(Sink.Pin);
   {
     const ILockSection Section = Other->WriteLock();

@@ -168,12 +168,11 @@ TEST(AWaitForACall, GivesWayToACallThatNeedsWhatTheWaiterHolds) {
   TRealRecorder Sink;
   TLatch Inside;
   TLatch Locked;
-  Sink.OnOperation = [&](IKLNotifyOperation& AOperation) {
-    if (!IsBlock(AOperation)) return;
+  Sink.On(IsBlock, [&] {
     Inside.Open();
     Locked.Wait();
     Gen->SetOffset(1.0);
-  };
+  });
   const auto Filter = Create<TQSApplyRealConst>();
   Link(Feed, *Filter, Sink);
   SendStart(Feed, 1.0);
@@ -286,9 +285,7 @@ TEST(AStopFromBelow, ThatAnswersTheStartOfANewLinkEndsTheStream) {
   const auto Gen = PumpedGen();
   const auto Filter = Create<TQSApplyRealConst>();
   TRealRecorder Sink;
-  Sink.OnOperation = [&](IKLNotifyOperation& AOperation) {
-    if (IsStart(AOperation)) Sink.Pin.Notify(MakeRef<TKLStopOperation>());
-  };
+  Sink.On(IsStart, [&] { Sink.Pin.Notify(MakeRef<TKLStopOperation>()); });
   Filter->OutputPin().Connect(Sink.Pin);
   Gen->Start();
   Gen->OutputPin().Connect(Filter->InputPin());
@@ -323,9 +320,7 @@ TEST(AStop, IsHeardByThoseWhoHaveHeardOfTheStream) {
   TRealFeed Feed{TKLPinOwner()};
   TRealRecorder Refuses;
   TRealRecorder Sink;
-  Refuses.OnOperation = [](IKLNotifyOperation& AOperation) {
-    if (IsStart(AOperation)) throw EQSException("no");
-  };
+  Refuses.On(IsStart, [] { throw EQSException("no"); });
   Feed.Connect(Refuses.Pin);
   Feed.Connect(Sink.Pin);
   EXPECT_EQ(Refusal([&] { SendStart(Feed, 1.0); }), "no");
@@ -345,19 +340,14 @@ TEST(AStart, IsLeftToTheThreadInsideTheStopWhereBothWouldWait) {
     TLatch Inside;
     std::string Told;
     std::function<void()> OnStop;
-    TQSKLRealSinkPin Sink{{}, [this](auto&, auto*, auto&, auto& AOperation, auto) {
-                            const bool Stops = AOperation.template IsType<TKLStopOperation>();
-                            if (!Stops && !AOperation.template IsType<TKLStartOperation>()) {
-                              return TKLNotifyResult{};
-                            }
-                            Told += Stops ? "stop(" : "start(";
-                            if (Stops) {
-                              Inside.Open();
-                              OnStop();
-                            }
+    TQSKLRealSinkPin Sink{{}, test::Hear([this](IKLNotifyOperation& AOperation) {
+                            if (IsStart(AOperation)) Told += "start()";
+                            if (!IsStop(AOperation)) return;
+                            Told += "stop(";
+                            Inside.Open();
+                            OnStop();
                             Told += ")";
-                            return TKLNotifyResult{};
-                          }};
+                          })};
   };
   TSide One;
   TSide Two;
@@ -466,12 +456,11 @@ TEST(ALinkThatIsTakenOffBeforeItOpens, TellsNothing) {
   TRealFeed Feed{TKLPinOwner()};
   TRealFeed Other{TKLPinOwner()};
   TRealRecorder Sink;
-  Sink.OnOperation = [&](IKLNotifyOperation& AOperation) {
-    if (!IsBlock(AOperation)) return;
+  Sink.On(IsBlock, [&] {
     Sink.Pin.DisconnectAll();
     Other.Connect(Sink.Pin);
     Other.DisconnectAll();
-  };
+  });
   Feed.Connect(Sink.Pin);
   SendStart(Feed, 1.0);
   SendStart(Other, 2.0);
@@ -548,10 +537,9 @@ TEST(AnEndingPin, TakesNoMoreLinks) {
   for (const auto& [Pin, End] : Cases) {
     std::string Refused;
     // What a sink does that wants to stay.
-    TQSKLRealSinkPin Sink({}, [&](TKLBasicPin& AMe, TKLBasicPin* AOther, auto&, auto& AOp, auto) {
-      if (IsStop(AOp)) Refused = Refusal([&] { AMe.Connect(*AOther); });
-      return TKLNotifyResult{};
-    });
+    TQSKLRealSinkPin Sink({}, test::Hear([&, Own = Pin](IKLNotifyOperation& AOperation) {
+                            if (IsStop(AOperation)) Refused = Refusal([&] { Sink.Connect(*Own); });
+                          }));
     Pin->Connect(Sink);
     Pin->Notify(MakeRef<TKLStartSampleRateOperation>(1.0));
     End();

@@ -19,11 +19,7 @@ std::vector<double> RunRow(
   Gain->SetApplyOperation(TQSRealApplyOperation::faoDivide);
   Gain->SetValue(3.0);
   TRealRecorder Sink;
-  Gen->OutputPin().Connect(Row[0]->InputPin());
-  Row[0]->OutputPin().Connect(Row[1]->InputPin());
-  Row[1]->OutputPin().Connect(Gain->InputPin());
-  Gain->OutputPin().Connect(Row[2]->InputPin());
-  Row[2]->OutputPin().Connect(Sink.Pin);
+  Link(*Gen, *Row[0], *Row[1], *Gain, *Row[2], Sink);
   Switch(Row, 0);
   Gen->Start();
   for (int I = 0; I < Blocks; ++I) {
@@ -117,9 +113,7 @@ TEST_F(AFullQueue, HangsNobodyWhereTheThreadNeedsWhatThePumpHolds) {
     Filter->OnBlock = nullptr;
     Gate.GoOn.Open();
   };
-  Sink.OnOperation = [this](IKLNotifyOperation& AOperation) {
-    if (IsBlock(AOperation)) Gen->SetOffset(Gen->Offset() + 1.0);
-  };
+  Sink.On(IsBlock, [this] { Gen->SetOffset(Gen->Offset() + 1.0); });
   PumpSome(50);
   EXPECT_EQ(Arrived().size(), 51U);
 }
@@ -137,9 +131,7 @@ TEST_F(AFullQueue, MayLoseItsFilterInTheEvent) {
 TEST_F(AFullQueue, MayLoseItsGeneratorOnTheThreadThatFillsIt) {
   // The thread's handler ends the generator, whose pump stands at the thread's full queue.
   auto* Ended = Gen.get();
-  Sink.OnOperation = [this](IKLNotifyOperation& AOperation) {
-    if (IsBlock(AOperation)) Gen.reset();
-  };
+  Sink.On(IsBlock, [this] { Gen.reset(); });
   TLatch PumpStands;
   OnFirstFull = [&] { PumpStands.Open(); };
   TKnownThread Pump([&] {

@@ -38,12 +38,12 @@ bool IsSame(const T& A, const T& B) {
 }
 
 // |AActual - AExpected| <= ATolerance; a NaN fails.
-inline testing::AssertionResult IsNear(double AActual, long double AExpected,
-                                       long double ATolerance) {
+inline ::testing::AssertionResult IsNear(double AActual, long double AExpected,
+                                         long double ATolerance) {
   const long double Error = std::fabs(AActual - AExpected);
-  if (Error <= ATolerance) return testing::AssertionSuccess();
-  return testing::AssertionFailure() << AActual << " differs from " << AExpected << " by " << Error
-                                     << ", allowed are " << ATolerance;
+  if (Error <= ATolerance) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << AActual << " differs from " << AExpected << " by "
+                                       << Error << ", allowed are " << ATolerance;
 }
 
 }  // namespace tessalune::test

@@ -44,10 +44,6 @@ enum class TTransformLayout { Complex, Ccs, Perm, Cosines, Analytic };
     static constexpr auto& Forward = ipps##Kind##Fwd_##Fwd##_##Type;                         \
     static constexpr auto& Inverse = ipps##Kind##Inv_##Inv##_##Type;                         \
     static constexpr const char* Name = #Family;                                             \
-    static constexpr const char* Primitives[] = {                                            \
-        "ipps" #Kind "InitAlloc_" #Spec, "ipps" #Kind "Free_" #Spec,                         \
-        "ipps" #Kind "GetBufSize_" #Spec, "ipps" #Kind "Fwd_" #Fwd "_" #Type,                \
-        "ipps" #Kind "Inv_" #Inv "_" #Type};                                                 \
   };
 
 // clang-format off
@@ -79,9 +75,6 @@ TESSALUNE_TRANSFORM_FAMILY(TRealDft32, DFT, R_32f,  32f,  float,    float,  Ccs,
     static constexpr auto& GetBufSize = ippsDCT##Kind##GetBufSize_64f;                            \
     static constexpr auto &Forward = ippsDCT##Kind##_64f, &Inverse = Forward;                     \
     static constexpr const char* Name = #Family;                                                  \
-    static constexpr const char* Primitives[] = {                                                 \
-        "ippsDCT" #Kind "InitAlloc_64f", "ippsDCT" #Kind "Free_64f",                              \
-        "ippsDCT" #Kind "GetBufSize_64f", "ippsDCT" #Kind "_64f"};                                \
   };
 TESSALUNE_COSINE_FAMILY(TFastDct, Fwd, Forward, Fast)
 TESSALUNE_COSINE_FAMILY(TAccurateDct, Fwd, Forward, Accurate)
@@ -107,8 +100,6 @@ struct THilbert {
   static constexpr auto& Inverse = Forward;
   static constexpr auto& Free = ippsHilbertFree_32f32fc;
   static constexpr const char* Name = "THilbert";
-  static constexpr const char* Primitives[] = {"ippsHilbertInitAlloc_32f32fc",
-                                               "ippsHilbertFree_32f32fc", "ippsHilbert_32f32fc"};
 };
 
 using TTransformFamilies =

@@ -42,8 +42,8 @@ TGuarded<T> First(const std::vector<T>& AValues, std::size_t ACount) {
 // Several and at that of the sources; to a target of its own and to each source that is of its
 // type; and touches nothing behind.
 template <class TPrimitive, class TDefinition, class... TIn>
-void Expect(const char* AName, TPrimitive APrimitive, TDefinition ADefinition,
-            const std::vector<TIn>&... X) {
+void ExpectEach(const char* AName, TPrimitive APrimitive, TDefinition ADefinition,
+                const std::vector<TIn>&... X) {
   using TOut = std::invoke_result_t<TDefinition, TIn...>;
   SCOPED_TRACE(AName);
   const std::size_t Whole = std::min({X.size()...});
@@ -81,6 +81,17 @@ void Expect(const char* AName, TPrimitive APrimitive, TDefinition ADefinition,
       }
     }
   }
+}
+
+template <class TPrimitive, class T, class TDefinition>
+void Expect(const char* AName, TPrimitive APrimitive, const std::vector<T>& X,
+            TDefinition ADefinition) {
+  ExpectEach(AName, APrimitive, ADefinition, X);
+}
+template <class TPrimitive, class T, class TDefinition>
+void Expect(const char* AName, TPrimitive APrimitive, const std::vector<T>& X,
+            const std::vector<T>& Y, TDefinition ADefinition) {
+  ExpectEach(AName, APrimitive, ADefinition, X, Y);
 }
 
 // AValues, each beside each other, in a random order.
@@ -130,17 +141,15 @@ void ExpectOperations(const std::vector<T>& AValues, const std::vector<TOperatio
     const auto Definition = Case.Definition;
     for (const T V : AValues) {
       if (V == T{} && Case.Name == std::string("Div")) continue;
-      Expect(
-          Case.Name, [&](auto* A, auto* B, int N) { return Case.Constant(A, V, B, N); },
-          [&](T A) { return Definition(A, V); }, X);
-      if (Case.ConstantInPlace)
-        Expect(
-            Case.Name, InPlace<T>([&](T* A, int N) { return Case.ConstantInPlace(V, A, N); }),
-            [&](T A) { return Definition(A, V); }, X);
+      const auto WithV = [&](T A) { return Definition(A, V); };
+      const auto Constant = [&](auto* A, auto* B, int N) { return Case.Constant(A, V, B, N); };
+      const auto InItself = [&](T* A, int N) { return Case.ConstantInPlace(V, A, N); };
+      Expect(Case.Name, Constant, X, WithV);
+      if (Case.ConstantInPlace) Expect(Case.Name, InPlace<T>(InItself), X, WithV);
     }
     const auto BySecond = [&](T A, T B) { return Definition(B, A); };
     if (!Case.Vectors) continue;
-    Expect(Case.Name, Case.Vectors, BySecond, X, Y);
+    Expect(Case.Name, Case.Vectors, X, Y, BySecond);
     const auto ToSecond = [&](const T* A, const T* B, T* ATarget, int N) {
       std::vector<T> SrcDst(static_cast<std::size_t>(N));
       for (std::size_t I = 0; I < SrcDst.size(); ++I) SrcDst[I] = B[I];
@@ -148,7 +157,7 @@ void ExpectOperations(const std::vector<T>& AValues, const std::vector<TOperatio
       for (std::size_t I = 0; I < SrcDst.size(); ++I) ATarget[I] = SrcDst[I];
       return Status;
     };
-    Expect(Case.Name, ToSecond, BySecond, X, Y);
+    Expect(Case.Name, ToSecond, X, Y, BySecond);
   }
 }
 
@@ -236,36 +245,28 @@ TEST(Elementwise, ScaledIntegersRoundToEvenAndSaturate) {
       for (const std::int32_t Scale : {0, 1, 2, 31, 32, 33, 62, 63, 64, Max, -1, -2, -31, -40, Min})
         Expect(
             Case.Name, [&](auto* A, auto* Y, int N) { return Case.Primitive(A, V, Y, N, Scale); },
-            [&](std::int32_t A) {
-              return Scaled(static_cast<long double>(Case.Exact(A, V)), Scale, ippRndNear);
-            },
-            X);
+            X, [&](auto A) { return Scaled(Case.Exact(A, V), Scale, ippRndNear); });
 }
 
 TEST(Elementwise, BitsAndShifts) {
   const auto [Ints, Unused] = Pairs<std::int32_t>({Min, Max, 0, 1, -1, 5, -7, 0x70F0A5A5, 1 << 30});
   const std::vector<std::uint32_t> Bits(Ints.begin(), Ints.end());
   constexpr std::uint32_t V = 0xF0F000FFu;
-  Expect(
-      "AndC", [](auto* A, auto* Y, int N) { return ippsAndC_32u(A, V, Y, N); },
-      [](std::uint32_t A) { return A & V; }, Bits);
-  Expect(
-      "OrC", [](auto* A, auto* Y, int N) { return ippsOrC_32u(A, V, Y, N); },
-      [](std::uint32_t A) { return A | V; }, Bits);
-  Expect(
-      "XorC", [](auto* A, auto* Y, int N) { return ippsXorC_32u(A, V, Y, N); },
-      [](std::uint32_t A) { return A ^ V; }, Bits);
+  const auto And = [](auto* A, auto* Y, int N) { return ippsAndC_32u(A, V, Y, N); };
+  const auto Or = [](auto* A, auto* Y, int N) { return ippsOrC_32u(A, V, Y, N); };
+  const auto Xor = [](auto* A, auto* Y, int N) { return ippsXorC_32u(A, V, Y, N); };
+  Expect("AndC", And, Bits, [](std::uint32_t A) { return A & V; });
+  Expect("OrC", Or, Bits, [](std::uint32_t A) { return A | V; });
+  Expect("XorC", Xor, Bits, [](std::uint32_t A) { return A ^ V; });
   for (const std::int32_t By : {0, 1, 7, 31, 32, 33, Max}) {
     const int Most = std::min(By, 32);
-    Expect(
-        "LShiftC", [=](auto* A, auto* Y, int N) { return ippsLShiftC_32s(A, By, Y, N); },
-        [=](std::int32_t A) {
-          return static_cast<std::int32_t>(static_cast<std::uint64_t>(std::int64_t{A}) << Most);
-        },
-        Ints);
-    Expect(
-        "RShiftC", [=](auto* A, auto* Y, int N) { return ippsRShiftC_32s(A, By, Y, N); },
-        [=](std::int32_t A) { return static_cast<std::int32_t>(std::int64_t{A} >> Most); }, Ints);
+    const auto Left = [=](auto* A, auto* Y, int N) { return ippsLShiftC_32s(A, By, Y, N); };
+    const auto Right = [=](auto* A, auto* Y, int N) { return ippsRShiftC_32s(A, By, Y, N); };
+    Expect("LShiftC", Left, Ints, [=](std::int32_t A) {
+      return static_cast<std::int32_t>(static_cast<std::uint64_t>(std::int64_t{A}) << Most);
+    });
+    Expect("RShiftC", Right, Ints,
+           [=](std::int32_t A) { return static_cast<std::int32_t>(std::int64_t{A} >> Most); });
   }
   std::int32_t X = 5;
   EXPECT_EQ(ippsLShiftC_32s(&X, -1, &X, 1), ippStsShiftErr);
@@ -284,21 +285,18 @@ TEST(Elementwise, ConversionsRoundAndSaturate) {
     for (const std::int32_t Scale : {0, 2, -2, -40, 1023, -1022, Max, Min})
       Expect(
           "Convert_64f32s_Sfs",
-          [=](auto* A, auto* Y, int N) { return ippsConvert_64f32s_Sfs(A, Y, N, Mode, Scale); },
-          [=](double A) { return Scaled(A, Scale, Mode); }, X);
+          [=](auto* A, auto* Y, int N) { return ippsConvert_64f32s_Sfs(A, Y, N, Mode, Scale); }, X,
+          [=](double A) { return Scaled(A, Scale, Mode); });
   std::int32_t Integer = 99;
   EXPECT_EQ(ippsConvert_64f32s_Sfs(X.data(), &Integer, 1, static_cast<IppRoundMode>(3), 0),
             ippStsRoundModeNotSupportedErr);
   EXPECT_EQ(Integer, 99);
 
   const TInts Ints{Min, -1, 0, 1, Max, 77, -77, 1 << 30, 3, 4, 5};
-  Expect(
-      "Convert_32s64f", ippsConvert_32s64f, [](std::int32_t A) { return double{1.0} * A; }, Ints);
-  Expect(
-      "Convert_64f32f", ippsConvert_64f32f, [](double A) { return static_cast<float>(A); }, X);
+  Expect("32s64f", ippsConvert_32s64f, Ints, [](std::int32_t A) { return double{1.0} * A; });
+  Expect("64f32f", ippsConvert_64f32f, X, [](double A) { return static_cast<float>(A); });
   const std::vector<float> Singles(X.begin(), X.end());
-  Expect(
-      "Convert_32f64f", ippsConvert_32f64f, [](float A) { return double{A}; }, Singles);
+  Expect("32f64f", ippsConvert_32f64f, Singles, [](float A) { return double{A}; });
 }
 
 template <class T>
@@ -306,16 +304,10 @@ void ExpectFillsAndCopies(const std::vector<T>& X, IppStatus (*AZero)(T*, std::i
                           IppStatus (*ASet)(T, T*, std::int32_t) noexcept,
                           std::vector<IppStatus (*)(const T*, T*, std::int32_t) noexcept> ACopies,
                           IppStatus (*AMove)(const T*, T*, std::int32_t) noexcept) {
-  if (AZero)
-    Expect(
-        "Zero", InPlace<T>(AZero), [](T) { return T{}; }, X);
+  if (AZero) Expect("Zero", InPlace<T>(AZero), X, [](T) { return T{}; });
   const auto Set = [=](T* A, std::int32_t N) { return ASet(T(5), A, N); };
-  if (ASet)
-    Expect(
-        "Set", InPlace<T>(Set), [](T) { return T(5); }, X);
-  for (const auto Copy : ACopies)
-    Expect(
-        "Copy", Copy, [](T A) { return A; }, X);
+  if (ASet) Expect("Set", InPlace<T>(Set), X, [](T) { return T(5); });
+  for (const auto Copy : ACopies) Expect("Copy", Copy, X, [](T A) { return A; });
   if (!AMove) return;
   for (const std::size_t From : {0u, 3u, 5u, 9u}) {
     std::vector<T> Memory = X, Expected = X;
@@ -342,67 +334,47 @@ TEST(Elementwise, FillsCopiesAndMoves) {
 TEST(Elementwise, PartsOfComplexSamplesAndBack) {
   using TC = TComplex;
   const std::vector<TC> Z = Complexes();
-  const auto Square = [](const TC& A) { return A.Re * A.Re + A.Im * A.Im; };
-  Expect(
-      "Conj", ippsConj_64fc,
-      [](TC A) {
-        return TC{A.Re, -A.Im};
-      },
-      Z);
-  Expect(
-      "Real", ippsReal_64fc, [](TC A) { return A.Re; }, Z);
-  Expect(
-      "Imag", ippsImag_64fc, [](TC A) { return A.Im; }, Z);
-  Expect("PowerSpectr", ippsPowerSpectr_64fc, Square, Z);
-  Expect(
-      "Magnitude", ippsMagnitude_64fc, [=](TC A) { return std::sqrt(Square(A)); }, Z);
+  const auto Complex = [](double ARe, double AIm) { return TC(ARe, AIm); };
+  const auto Square = [](TC A) { return A.Re * A.Re + A.Im * A.Im; };
+  const auto Re = [](TC A) { return A.Re; };
+  const auto Im = [](TC A) { return A.Im; };
+  Expect("Conj", ippsConj_64fc, Z, [=](TC A) { return Complex(A.Re, -A.Im); });
+  Expect("Real", ippsReal_64fc, Z, Re);
+  Expect("Imag", ippsImag_64fc, Z, Im);
+  Expect("PowerSpectr", ippsPowerSpectr_64fc, Z, Square);
+  Expect("Magnitude", ippsMagnitude_64fc, Z, [=](TC A) { return std::sqrt(Square(A)); });
   TSamples Other(Z.size());
-  Expect(
-      "CplxToReal",
-      [&](auto* A, auto* Y, int N) { return ippsCplxToReal_64fc(A, Y, Other.data(), N); },
-      [](TC A) { return A.Re; }, Z);
-  Expect(
-      "CplxToReal",
-      [&](auto* A, auto* Y, int N) { return ippsCplxToReal_64fc(A, Other.data(), Y, N); },
-      [](TC A) { return A.Im; }, Z);
-  const auto [Re, Im] = Pairs(Reals);
-  Expect(
-      "RealToCplx", ippsRealToCplx_64f,
-      [](double A, double B) {
-        return TC{A, B};
-      },
-      Re, Im);
-  Expect(
-      "RealToCplx", [](auto* A, auto* Y, int N) { return ippsRealToCplx_64f(A, nullptr, Y, N); },
-      [](double A) {
-        return TC{A, 0};
-      },
-      Re);
-  Expect(
-      "RealToCplx", [](auto* A, auto* Y, int N) { return ippsRealToCplx_64f(nullptr, A, Y, N); },
-      [](double A) {
-        return TC{0, A};
-      },
-      Im);
-  TC X{9, 9};
-  EXPECT_EQ(ippsRealToCplx_64f(nullptr, nullptr, &X, 0), ippStsNullPtrErr);
-  EXPECT_EQ(ippsRealToCplx_64f(Re.data(), nullptr, &X, 0), ippStsSizeErr);
-  EXPECT_EQ(X, (TC{9, 9}));
+  const auto ToRe = [&](auto* A, auto* Y, int N) {
+    return ippsCplxToReal_64fc(A, Y, Other.data(), N);
+  };
+  const auto ToIm = [&](auto* A, auto* Y, int N) {
+    return ippsCplxToReal_64fc(A, Other.data(), Y, N);
+  };
+  Expect("CplxToReal", ToRe, Z, Re);
+  Expect("CplxToReal", ToIm, Z, Im);
+  const auto [X, Y] = Pairs(Reals);
+  const auto OfRe = [](auto* A, auto* B, int N) { return ippsRealToCplx_64f(A, nullptr, B, N); };
+  const auto OfIm = [](auto* A, auto* B, int N) { return ippsRealToCplx_64f(nullptr, A, B, N); };
+  Expect("RealToCplx", ippsRealToCplx_64f, X, Y, Complex);
+  Expect("RealToCplx", OfRe, X, [=](double A) { return Complex(A, 0); });
+  Expect("RealToCplx", OfIm, X, [=](double A) { return Complex(0, A); });
+  TC Kept{9, 9};
+  EXPECT_EQ(ippsRealToCplx_64f(nullptr, nullptr, &Kept, 0), ippStsNullPtrErr);
+  EXPECT_EQ(ippsRealToCplx_64f(X.data(), nullptr, &Kept, 0), ippStsSizeErr);
+  EXPECT_EQ(Kept, (TC{9, 9}));
 }
 
 TEST(Elementwise, AbsClearsTheSignAndThresholdReplacesStrictlyBeyondItsLevels) {
   const auto [X, Unused] = Pairs(Reals);
-  Expect(
-      "Abs", ippsAbs_64f, [](double A) { return std::fabs(A); }, X);
+  Expect("Abs", ippsAbs_64f, X, [](double A) { return std::fabs(A); });
   for (const auto& [Low, High] : {std::pair(-1.0, 2.0), {-3.7, 2.5}, {1.0, 1.0}}) {
     const auto Threshold = [=, L = Low, H = High](double* A, std::int32_t N) {
       return ippsThreshold_LTValGTVal_64f_I(A, N, L, -10, H, 20);
     };
-    Expect(
-        "Threshold", InPlace<double>(Threshold),
-        [L = Low, H = High](double A) { return A > H    ? 20.0
-                                               : A >= L ? A
-                                                        : -10.0; }, X);
+    const auto Replaced = [L = Low, H = High](double A) {
+      return A > H ? 20.0 : A >= L ? A : -10.0;
+    };
+    Expect("Threshold", InPlace<double>(Threshold), X, Replaced);
   }
   double Y = 8.0;
   EXPECT_EQ(ippsThreshold_LTValGTVal_64f_I(&Y, 1, 1.0, 0.0, 0.5, 0.0), ippStsThresholdErr);

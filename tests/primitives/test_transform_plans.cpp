@@ -6,7 +6,6 @@
 #include <atomic>
 #include <barrier>
 #include <cstring>
-#include <set>
 #include <thread>
 #include <type_traits>
 
@@ -83,20 +82,6 @@ class TransformPlans : public testing::Test {
   static inline double FDummy[1];
 };
 TYPED_TEST_SUITE(TransformPlans, TTransformFamilies, TFamilyNames);
-
-TEST(TransformFamilies, AreAllPrimitivesOfTheTransforms) {
-  std::set<std::string> Tested;
-  ForEachFamily([&]<class TFamily>() {
-    Tested.insert(std::begin(TFamily::Primitives), std::end(TFamily::Primitives));
-  });
-  std::set<std::string> Expected;
-  for (const TBoundPrimitive& Primitive : BoundPrimitives()) {
-    const std::string Name = Primitive.Name;
-    for (const char* Kind : {"ippsDFT", "ippsFFT", "ippsDCT", "ippsHilbert"})
-      if (Name.starts_with(Kind)) Expected.insert(Name);
-  }
-  EXPECT_EQ(Tested, Expected);
-}
 
 TYPED_TEST(TransformPlans, AreNotMadeForWhatIsRefused) {
   constexpr std::int32_t Flags[] = {IPP_FFT_NODIV_BY_ANY, 0};  // the length is checked before it

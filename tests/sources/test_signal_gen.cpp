@@ -293,7 +293,5 @@ TEST(SignalGen, AChangeTakesEffectWithTheNextBlockAndThePhaseRunsOn) {
   EXPECT_TRUE(IsNear(Rig.Gen->CurrentPhase(), TrueTwoPi * 0.65L, 8 * Eps * TrueTwoPi));
 }
 
-// --- values, sinks, bounds ---
-
 }  // namespace
 }  // namespace tessalune::test

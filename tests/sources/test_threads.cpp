@@ -54,10 +54,10 @@ TEST(SourceThreads, AStartThatAStopOvertakesLeavesNoFileOpen) {
   for (const bool StopFirst : {true, false}) {
     TPlayerRig Rig;
     testing::TGate Stopping;
-    Rig.Sink.OnOperation = [&](IKLNotifyOperation& AOperation) {
-      if (!AOperation.IsType<TKLStopOperation>() || Rig.Sink.Count("stop") > 1) return;
+    Rig.Sink.On(testing::IsStop, [&] {
+      if (Rig.Sink.Count("stop") > 1) return;
       Stopping.Stand();
-    };
+    });
     Rig.Player->Start();
     TKnownThread Ender([&] { Rig.Player->Stop(); });
     Stopping.Inside.Wait();
@@ -95,9 +95,7 @@ TEST(SourceThreads, AnEndOfAPlayersFileThatACircleOfLocksRefusesIsNotLost) {
   bool Armed = false;
   int Stops = 0;
   Rig.Player->SetOnStop([&](TObject&) { ++Stops; });
-  Rig.Sink.OnOperation = [](IKLNotifyOperation& AOperation) {
-    if (AOperation.IsType<TKLStopOperation>()) throw EQSException("disk full");
-  };
+  Rig.Sink.On(testing::IsStop, [] { throw EQSException("disk full"); });
   TKLInt64TimeRangedStatePin Progress({}, [&](std::int64_t) {
     if (!std::exchange(Armed, false)) return;
     InPump.Stand();

@@ -10,11 +10,11 @@
 
 namespace tessalune::test {
 
-template <class TComponentType, class T = double>
+template <class TComponentType, class T = double, class TOut = T>
 struct TStreamRig {
   TOwned<TComponentType> It = Create<TComponentType>();
   TFeed<T> Feed{It->InputPin()};
-  TProbe<T> Out{It->OutputPin()};
+  TProbe<TOut> Out{It->OutputPin()};
   int Sent = 0;
 
   static T Numbered(int ANumber) {
@@ -31,11 +31,14 @@ struct TStreamRig {
     return Block;
   }
   // The block that came out last.
-  std::vector<T> Send(const std::vector<T>& ABlock) {
+  std::vector<TOut> Send(const std::vector<T>& ABlock) {
     Feed.Send(ABlock);
-    return Out.Blocks.empty() ? std::vector<T>() : Out.Blocks.back();
+    return Out.Blocks.empty() ? std::vector<TOut>() : Out.Blocks.back();
   }
-  std::vector<T> Send(int ACount) { return Send(Next(ACount)); }
+  template <std::same_as<int> TCount>  // {1} is a block
+  std::vector<TOut> Send(TCount ACount) {
+    return Send(Next(ACount));
+  }
 };
 
 }  // namespace tessalune::test

@@ -4,7 +4,11 @@
 #include <tessalune/frame/runtime/QSMainThread.h>
 #include <tessalune/frame/streams/QSStreamPins.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <utility>
 #include <vector>
 
 namespace tessalune::test {
@@ -12,6 +16,14 @@ namespace tessalune::test {
 template <class T>
 std::vector<T> Samples(const TQSTypedBuffer<T>& ABlock) {
   return {ABlock.Read(), ABlock.Read() + ABlock.GetSize()};
+}
+
+// A pin's handler that leaves each operation to ADo.
+inline TKLNotifyEvent Hear(std::function<void(IKLNotifyOperation&)> ADo) {
+  return [Do = std::move(ADo)](auto&, auto*, auto&, IKLNotifyOperation& AOperation, auto) {
+    Do(AOperation);
+    return TKLNotifyResult{};
+  };
 }
 
 // A source of blocks of type T.
@@ -25,6 +37,15 @@ struct TFeed {
     Pin.SubmitBuffer(
         TQSTypedBuffer<T>::CreateData(ABlock.data(), static_cast<std::int32_t>(ABlock.size())));
   }
+  // A stream in blocks of these sizes, over and over.
+  void SendCut(const std::vector<T>& AStream, const std::vector<std::ptrdiff_t>& ASizes) {
+    auto At = AStream.begin();
+    for (std::size_t I = 0; At != AStream.end(); ++I) {
+      const auto Begin = At;
+      At += std::min(ASizes[I % ASizes.size()], AStream.end() - At);
+      Send({Begin, At});
+    }
+  }
   void Stop() { Pin.EndStop(); }
 };
 
@@ -35,12 +56,7 @@ struct TProbe {
   TRef<IQSData> LastPacket;
   std::vector<double> StartRates;
   int Stops = 0;
-  TQSKLTypedSinkPin<TSampleTraits<T>::Type> Pin{
-      TKLPinOwner{}, [this](TKLBasicPin&, TKLBasicPin*, const TGUID&,
-                            IKLNotifyOperation& AOperation, TKLNotifyState) {
-        Take(AOperation);
-        return TKLNotifyResult{};
-      }};
+  TQSKLTypedSinkPin<TSampleTraits<T>::Type> Pin{TKLPinOwner{}, Hear([this](auto& A) { Take(A); })};
 
   TProbe() = default;
   explicit TProbe(TKLBasicPin& ASource) { Pin.Connect(ASource); }
