@@ -4,11 +4,11 @@
 #ifdef TAKES_A_NAME
 namespace {
 using namespace tessalune;
-class TTaken final : public TQSCommonRealFilter {
+class TTaken final : public TLockComponent {
  public:
-  using TQSCommonRealFilter::TQSCommonRealFilter;
+  using TLockComponent::TLockComponent;
   static const TPublishedTable& Published() {
-    static const TPublishedTable Table({.Name = "TQSAbs"}, &TQSCommonRealFilter::Published());
+    static const TPublishedTable Table({.Name = "TQSAbs"}, &TComponent::Published());
     return Table;
   }
   const TPublishedTable& PublishedTable() const override { return Published(); }

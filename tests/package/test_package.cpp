@@ -143,29 +143,30 @@ TEST(Package, RegistersItsClassesUnitByUnit) {
 }
 
 // The icon of a registered class, by size; its pixels differ from those in ASeen.
-void ExpectIcon(const TComponentClass& AClass, std::int32_t ASize,
-                std::set<std::vector<std::uint8_t>>& ASeen) {
-  SCOPED_TRACE(std::string(AClass.Published().ClassName()) + " " + std::to_string(ASize));
-  const TIcon Icon = AClass.New()->GetIcon(ASize);
+void ExpectIcon(const TComponent& AComponent, std::int32_t ASize, std::set<std::string>& ASeen) {
+  SCOPED_TRACE(std::string(AComponent.ClassName()) + " " + std::to_string(ASize));
+  const TIcon Icon = AComponent.GetIcon(ASize);
   EXPECT_EQ(Icon.Width, ASize);
   EXPECT_EQ(Icon.Height, ASize);
   ASSERT_EQ(std::ssize(Icon.Pixels), 4 * ASize * ASize);
   const auto Middle = static_cast<std::size_t>(2 * ASize * ASize);
   EXPECT_EQ(Icon.Pixels[3], 0) << "a corner is transparent";
   EXPECT_EQ(Icon.Pixels[Middle + 3], 255) << "the left edge's middle is not";
-  EXPECT_TRUE(ASeen.insert(Icon.Pixels).second) << "another class has this icon";
+  const std::string Pixels(Icon.Pixels.begin(), Icon.Pixels.end());
+  EXPECT_TRUE(ASeen.insert(Pixels).second) << "another class has this icon";
 }
 
 TEST(Icons, EachClassHasItsOwnInThreeSizes) {
   RegisterAllUnits();
   std::set<std::string, std::less<>> Missing(IconFileNames().begin(), IconFileNames().end());
   EXPECT_EQ(Missing.size(), 190U);
-  std::set<std::vector<std::uint8_t>> Seen;
+  std::set<std::string> Seen;
   for (const TComponentClass& Class : RegisteredComponents()) {
     std::string Name(Class.Published().ClassName());
     for (char& C : Name) C = static_cast<char>(std::toupper(C));
+    const auto Component = Class.New();
     for (const std::int32_t Size : {16, 24, 32}) {
-      ExpectIcon(Class, Size, Seen);
+      ExpectIcon(*Component, Size, Seen);
       EXPECT_TRUE(Missing.erase(Name + (Size == 24 ? "" : std::to_string(Size)) + ".bmp"));
     }
   }
