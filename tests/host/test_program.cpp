@@ -469,7 +469,7 @@ TEST_F(Program, CompletesCommandLinesWhoseWordsItsManualHas) {
     for (std::string Option : Complete(Command + " --")) {
       EXPECT_NE(Help.find(Option), std::string::npos) << Command << ' ' << Option;
       for (std::size_t At = 0; (At = Option.find('-', At)) != std::string::npos; At += 2) {
-        Option.insert(At, "\\");
+        Option.insert(At, 1, '\\');
       }
       EXPECT_NE(Manual.find(Option), std::string::npos) << Command << ' ' << Option;
     }
