@@ -18,7 +18,10 @@ constexpr TPropertyInfo<std::string> FileNameInfo{.Name = "FileName",
                                                   .Doc = "The file to write; empty logs nothing.",
                                                   .FileFilter = QSSampleFileFilter};
 constexpr TPropertyInfo<bool> EnabledInfo{
-    .Name = "Enabled", .Default = true, .Doc = "While false, nothing is written."};
+    .Name = "Enabled",
+    .Default = true,
+    .Effect = TTakesEffect::AtOnce,
+    .Doc = "While false, nothing is written; set to true again it opens a file at the next start."};
 constexpr TPropertyInfo<std::int64_t> CeilingInfo{
     .Name = "Ceiling",
     .Default = 0,

@@ -1,4 +1,5 @@
-# Installs the library and builds the README's program on it; see CMakeLists.txt beside this file.
+# Installs the library and builds the README's program on it; see CMakeLists.txt beside this file, and
+# `./run package`, which tries Debian packages with it.
 cmake_minimum_required(VERSION 3.25)
 
 set(Prefix ${WORK_DIR}/moved)
@@ -54,7 +55,7 @@ function(install_library)
 endfunction()
 
 function(unpack Name Depends)
-  file(GLOB File ${WORK_DIR}/build/packages/${Name}_*.deb)
+  file(GLOB File ${PACKAGES}/${Name}_*.deb)
   run(dpkg-deb -x ${File} ${WORK_DIR}/root)
   run(dpkg-deb -f ${File} Depends)
   if(NOT Output MATCHES "${Depends}")
@@ -62,24 +63,12 @@ function(unpack Name Depends)
   endif()
 endfunction()
 
-# Packs a build of its own (for one instruction set and unoptimised: it compiles faster), and unpacks
-# that into an empty root.
+# Unpacks the packages in PACKAGES into an empty root.
 function(install_debian_packages)
-  set(Build ${WORK_DIR}/build)
-  file(REMOVE_RECURSE ${WORK_DIR}/root ${Build}/packages)
-  run(${CMAKE_COMMAND} -S ${SOURCE_DIR} --preset package -B ${Build} -G ${GENERATOR}
-    -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_BUILD_TYPE=None -D TESSALUNE_X86_SETS=OFF
-    -D TESSALUNE_PRECOMPILE=ON)
-  run(${CMAKE_COMMAND} --build ${Build} --parallel 2)
-  run(${CMAKE_COMMAND} -E chdir ${Build} cpack)
+  file(REMOVE_RECURSE ${WORK_DIR}/root)
   unpack(libtessalune0 "libc6 .*libstdc\\+\\+6 ")
   unpack(libtessalune-dev "libtessalune0 \\(= ")
-  unpack(tessalune "libsndfile1 .*libtessalune0 \\(= ")
-  find_program(LINTIAN lintian)
-  if(LINTIAN)
-    file(GLOB Files ${Build}/packages/*.deb)
-    run(${LINTIAN} --fail-on error,warning ${Files})
-  endif()
+  unpack(tessalune "libtessalune0 \\(= .*libsndfile1 ")
 endfunction()
 
 # The shell asks the program what may follow; nothing that begins with gr, so a file's name does.
