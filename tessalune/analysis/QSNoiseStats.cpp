@@ -276,6 +276,9 @@ TQSBinClass TQSNoiseStatResults::ClassOf(std::uint32_t ABin) const {
     throw EQSException(Describe() + ": there is no bin " + NumberText(ABin) + "; there are " +
                        NumberText(FrameSize()) + ", counted from 0");
   }
+  if (FClassStarts.empty()) {
+    throw EQSException(Describe() + ": the classes of bins are known when the frame was measured");
+  }
   const std::uint32_t Bin = std::min(ABin, FrameSize() - ABin);
   const auto Next = std::upper_bound(FClassStarts.begin(), FClassStarts.end(), Bin);
   return FClasses[static_cast<std::size_t>(Next - FClassStarts.begin()) - 1];
@@ -643,7 +646,8 @@ void TQSNoiseStats::TAnalysis::MarkRegions(const TComplex* ABins, const TSetting
   Mark(InHarmonic);
 }
 
-// Bins of AMask that are in no region, before it is widened, get the mean power of those that stay.
+// Bins of AMask that are in no region, before it is widened, get the mean power of the noise that
+// stays: what a region's window spreads does not count as such.
 void TQSNoiseStats::TAnalysis::Mask(const TComplex* ABins, const std::vector<std::int32_t>& AMask) {
   for (const std::int32_t Bin : AMask) {
     if (Bin < 0 || Bin >= FHalf) continue;
@@ -653,7 +657,8 @@ void TQSNoiseStats::TAnalysis::Mask(const TComplex* ABins, const std::vector<std
   double Sum = 0.0;
   double Count = 0.0;
   for (std::int64_t Bin = 1; Bin < FHalf; ++Bin) {
-    if ((FFlags[static_cast<std::size_t>(Bin)] & (IsGuarded | IsMasked)) != 0) continue;
+    constexpr unsigned NoNoise = InDC | InFundamental | InHarmonic | IsGuarded | IsMasked;
+    if ((FFlags[static_cast<std::size_t>(Bin)] & NoNoise) != 0) continue;
     Sum += PowerOf(ABins[Bin]);
     Count += 1.0;
   }
@@ -1000,6 +1005,14 @@ void TQSNoiseStats::ProcessSpectrum(const TRef<IQSComplexBuffer>& ABins) {
       It.FDataSize = 0;
     }
   } const Shown(*this, Bins, Size);
+  // A handler may end the component: then this frame was the last. What is queued at an end that
+  // comes from elsewhere is still measured.
+  const bool WasEnding = HasState(csDestroying);
+  const auto HasEnded = [&] {
+    const bool Ended = !WasEnding && HasState(csDestroying);
+    if (Ended) StopFFT();
+    return Ended;
+  };
   TRef<TQSNoiseStatResults> Stats;
   if (FOnStatsAvailable.IsAssigned() || FOnBinMaskOpportunity.IsAssigned()) {
     const std::uint64_t Ends = FEnds;
@@ -1012,10 +1025,11 @@ void TQSNoiseStats::ProcessSpectrum(const TRef<IQSComplexBuffer>& ABins) {
       RefuseMemory("the figures of " + NumberText(FSettings.NumHarmonics) + " harmonics", Bytes,
                    "a smaller NumHarmonics takes less");
     }
-    if (Ends != FEnds || HasState(csDestroying)) return;
+    if (Ends != FEnds || HasEnded()) return;
   }
   Scale(Bins, Size, Behind);
   if (Stats) Deliver(std::move(Stats));
+  HasEnded();
 }
 
 void TQSNoiseStats::CalcStatistics(const TComplex* ABins, TQSNoiseStatResults& AStats) {
@@ -1060,10 +1074,11 @@ void TQSNoiseStats::CalcStatistics(const TComplex* ABins, TQSNoiseStatResults& A
   It.MarkRegions(ABins, Settings, AStats.FFundBin, AStats.FHarmonicBins);
   if (FOnBinMaskOpportunity.IsAssigned()) {
     const std::uint64_t Ends = FEnds;
+    const bool WasEnding = HasState(csDestroying);
     const bool Before = FBinMask.Enabled();
     bool Enabled = Before;
     FOnBinMaskOpportunity(*this, AStats.CreateCopy(), Enabled);
-    if (Ends != FEnds || HasState(csDestroying)) return;
+    if (Ends != FEnds || (!WasEnding && HasState(csDestroying))) return;
     if (Enabled != Before) FBinMask.SetEnabled(Enabled);
   }
   if (FBinMask.Enabled()) It.Mask(ABins, FBinMask.Values());

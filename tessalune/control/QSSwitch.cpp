@@ -177,7 +177,17 @@ void TQSSwitch::Open() {
       return;
     }
   }
-  if (LastWay && !LastWay->BeginClose([this] { RunReported(this, [this] { Restart(); }); })) return;
+  // Behind the block that is on its way, in a turn of its own; another opening may have come first.
+  const auto Later = [this] {
+    FTurns->Run(FTurns->Take(), TRef<TCallGate>(&Gate()), [this] {
+      {
+        const std::lock_guard Guard(FMutex);
+        if (!FEnabled || FWay) return;
+      }
+      Restart();
+    });
+  };
+  if (LastWay && !LastWay->BeginClose([this, Later] { RunReported(this, Later); })) return;
   Restart();
 }
 

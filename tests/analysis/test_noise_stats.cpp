@@ -387,6 +387,7 @@ TEST(NoiseStats, PassesOverTheBinsOfItsMask) {
         EXPECT_EQ(ASoFar->HarmonicBin(0), 22U);
         EXPECT_NEAR(Stats.SFDR(), -40.0, 0.001);
         EXPECT_EQ(Stats.SNR(), 0.0);
+        ExpectAll(Refusal([&] { Stats.ClassOf(11); }), {"when the frame was measured"});
         EXPECT_EQ(Rig.It->DataSize(), 64);
         EXPECT_NEAR(std::hypot(Rig.It->CompexData()[11].Re, Rig.It->CompexData()[11].Im), M_SQRT1_2,
                     1e-9);
@@ -398,6 +399,17 @@ TEST(NoiseStats, PassesOverTheBinsOfItsMask) {
   EXPECT_TRUE(Rig.It->BinMask().Enabled());
   EXPECT_EQ(Rig.Send(Samples)->ClassOf(21), bcHarmonic);
   EXPECT_EQ(Rig.It->CompexData(), nullptr);
+
+  // A wide window's lobe is no noise: a quiet bin that is masked changes next to nothing.
+  TStatsRig<> Wide(12);
+  Wide.It->SetWindowType(xwtCosSum);
+  Wide.It->SetNumberTerms(11);
+  TReals Codes = Tone(4096, 397.37);
+  for (double& Code : Codes) Code = std::nearbyint(Code * 2000.0) / 2000.0;
+  const double Without = Wide.Send(Codes)->CarrierSINAD();
+  Wide.It->BinMask().SetValues({900});
+  Wide.It->BinMask().SetEnabled(true);
+  EXPECT_NEAR(Wide.Send(Codes)->CarrierSINAD(), Without, 0.1);
 }
 
 // --- handlers, delivery, settings ---

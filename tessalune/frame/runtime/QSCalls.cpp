@@ -241,6 +241,7 @@ bool TTurns::LeaveToOther(std::uint64_t ATurn, const std::function<void()>& AWor
     if (Turn.Number != ATurn || Other == nullptr) continue;
     Turn.Thread = Other;
     Turn.Work = AWork;
+    FOver.notify_all();  // whoever waits behind it may be that thread
     return true;
   }
   return false;
