@@ -5,8 +5,11 @@
 #include <link.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <deque>
 #include <filesystem>
+#include <fstream>
 #include <mutex>
 #include <system_error>
 #include <utility>
@@ -89,6 +92,19 @@ std::string RealPath(const std::string& AFileName, std::error_code& AError) {
   return std::filesystem::canonical(std::filesystem::path(AFileName), AError).string();
 }
 
+// False for what is no file, and for a file that ends before the table at its end: the loader would
+// wait for the one, and read beyond the end of the other.
+bool IsWholeSharedObject(const std::string& APath) {
+  std::error_code Error;
+  if (!std::filesystem::is_regular_file(APath, Error)) return false;
+  ElfW(Ehdr) Header{};
+  std::ifstream File(APath, std::ios::binary);
+  File.read(reinterpret_cast<char*>(&Header), sizeof Header);
+  if (!File || std::memcmp(Header.e_ident, ELFMAG, SELFMAG) != 0) return false;
+  const std::uintmax_t Table = std::uintmax_t{Header.e_shentsize} * Header.e_shnum;
+  return Header.e_shoff + Table <= std::filesystem::file_size(APath, Error);
+}
+
 }  // namespace
 
 const TLoadedPackage& LoadPackage(const std::string& AFileName) {
@@ -102,6 +118,10 @@ const TLoadedPackage& LoadPackage(const std::string& AFileName) {
   // Held while it loads: the other thread that wants the file gets it initialised.
   const std::lock_guard Lock(Packages().Mutex);
   if (const TLoadedPackage* Loaded = Packages().Find(Path)) return *Loaded;
+  if (!IsWholeSharedObject(Path)) {
+    Refuse(AFileName, "is no whole shared library",
+           "expected is one; if this is a copy, make it anew");
+  }
   void* const Handle = dlopen(Path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (Handle == nullptr) {
     Refuse(AFileName, "cannot be loaded: " + LoaderReason(Path),

@@ -429,9 +429,12 @@ TEST_F(Program, UsesAPackageOfSomebodyElse) {
 
 TEST_F(Program, RefusesWhatIsNoPackageForIt) {
   WriteFile(FFolder / "text.so", "no library");
+  WriteFile(FFolder / "cut.so", ReadFile(PACKAGES "/package_IS_NEWER.so").substr(0, 5000));
   for (const auto& [File, Parts] : std::map<std::string, std::vector<std::string>>{
            {"nowhere.so", {"\"nowhere.so\" cannot be found", "expected is the path"}},
-           {"text.so", {"\"text.so\" cannot be loaded", "expected is a shared library"}},
+           {"text.so", {"\"text.so\" is no whole shared library", "expected is one"}},
+           {"cut.so", {"\"cut.so\" is no whole shared library", "make it anew"}},
+           {"/dev/null", {"is no whole shared library"}},
            {PACKAGES "/package_HAS_NO_FINALIZE.so", {"has no entry Finalize", "TESSALUNE_PACKAGE"}},
            {PACKAGES "/package_IS_NEWER.so", {"headers of version 9.1", "compile it"}},
            {PACKAGES "/package_TAKES_A_NAME.so", {"the name TQSAbs already", "choose another"}},
