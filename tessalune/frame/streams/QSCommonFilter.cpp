@@ -259,8 +259,10 @@ TKLNotifyResult TQSCommonTypedFilter<T, TSourcePin, TSinkPin>::IntBufferOperatio
   auto Output = StaticRefCast<TBuffer>(std::move(AOutBuffer));
   TRef<TBuffer>& Result = Output ? Output : Input;
   bool SendOutputData = true;
-  InternalOperation(Input, Result, FOutputPin.IsConnected(), SendOutputData);
-  if (!SendOutputData) return {};
+  // A link that is made meanwhile must not get what nobody has computed.
+  const bool LeadsOn = FOutputPin.IsConnected();
+  InternalOperation(Input, Result, LeadsOn, SendOutputData);
+  if (!SendOutputData || !LeadsOn) return {};
   // Downstream must not meet a reference that only waits here for the end of the call.
   if (&Result != &Input) Input = nullptr;
   return FOutputPin.SubmitBuffer(std::move(Result));
